@@ -1,0 +1,36 @@
+# lsx_module(NAME [SOURCES...]) - a static library of one folder. Sources are the folder's
+# *.cpp, *.h and *.ui files (globbed, CONFIGURE_DEPENDS, so new files need no CMake edit).
+function(lsx_module name)
+  file(GLOB _src CONFIGURE_DEPENDS
+       ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp ${CMAKE_CURRENT_SOURCE_DIR}/*.h
+       ${CMAKE_CURRENT_SOURCE_DIR}/*.ui ${CMAKE_CURRENT_SOURCE_DIR}/*.qrc)
+  list(FILTER _src EXCLUDE REGEX "/main\\.cpp$")
+  if(NOT _src)
+    # A folder whose code is still to come: keep the target so that others can link it.
+    set(_src ${CMAKE_BINARY_DIR}/empty_${name}.cpp)
+    file(WRITE ${_src} "// ${name}: no sources yet\n")
+  endif()
+  add_library(${name} STATIC ${_src} ${ARGN})
+  target_include_directories(${name} PUBLIC ${CMAKE_CURRENT_SOURCE_DIR} ${PROJECT_SOURCE_DIR})
+endfunction()
+
+# lsx_test(NAME SOURCES a.cpp b.cpp LIBS x y LABELS unit gui [TIMEOUT s] [ENV K=V ...])
+# One test program, registered with ctest. Every test runs on the offscreen platform with its
+# own HOME and document folders under the build tree, so nothing touches the user's files.
+function(lsx_test name)
+  cmake_parse_arguments(T "" "TIMEOUT" "SOURCES;LIBS;LABELS;ENV" ${ARGN})
+  add_executable(${name} ${T_SOURCES})
+  target_link_libraries(${name} PRIVATE ${T_LIBS})
+  target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/tests)
+  if(NOT T_TIMEOUT)
+    set(T_TIMEOUT 120)
+  endif()
+  set(_home ${CMAKE_BINARY_DIR}/testhome/${name})
+  file(MAKE_DIRECTORY ${_home})
+  add_test(NAME ${name} COMMAND ${name} WORKING_DIRECTORY ${_home})
+  set_tests_properties(${name} PROPERTIES
+    LABELS "${T_LABELS}"
+    TIMEOUT ${T_TIMEOUT}
+    ENVIRONMENT "QT_QPA_PLATFORM=offscreen;HOME=${_home};XDG_CONFIG_HOME=${_home}/.config;TELORINE_DOCUMENT_PATH=${_home}/doc;TELORINE_PICTURE_PATH=${_home}/pic;LSX_LIBRARY=$<TARGET_FILE:lsxsim>;${T_ENV}")
+  add_dependencies(${name} lsxsim)
+endfunction()

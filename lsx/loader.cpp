@@ -1,0 +1,125 @@
+#include "loader.h"
+
+#include "lsx.h"
+
+#include <dlfcn.h>
+
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <mutex>
+
+namespace {
+
+struct Table {
+#define LSX_POINTER(name, params, args) lsxStatus(*name) params = nullptr;
+    LSX_OPERATIONS(LSX_POINTER)
+#undef LSX_POINTER
+    lsxStatus(*lsxDebugFormat) LSX_DEBUG_FORMAT_PARAMS = nullptr;
+};
+
+Table g_table;
+void* g_library = nullptr;
+std::string g_path;
+
+// Answers of an unbound operation: no device; a refresh finds no camera.
+template <typename... A>
+lsxStatus notConnected(A...) { return LSX_ERR_NOT_CONNECTED; }
+lsxStatus notConnected(int32_t* count)
+{
+    if (count) *count = 0;
+    return LSX_ERR_NOT_CONNECTED;
+}
+
+}  // namespace
+
+namespace lsx {
+
+BindResult bindLibrary(const std::string& path)
+{
+    unbindLibrary();
+    BindResult result;
+    result.path = path;
+
+    dlerror();
+    void* lib = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (!lib) {
+        const char* why = dlerror();
+        result.message = "无法加载相机库 \"" + path + "\"：" + (why ? why : "未知原因");
+        return result;
+    }
+
+    Table table;
+    std::string missing;
+    auto bindOne = [&](auto& slot, const char* name) {
+        if (!missing.empty()) return;
+        void* sym = dlsym(lib, name);
+        if (!sym) {
+            missing = name;
+            return;
+        }
+        slot = reinterpret_cast<std::remove_reference_t<decltype(slot)>>(sym);
+    };
+#define LSX_BIND(name, params, args) bindOne(table.name, #name);
+    LSX_OPERATIONS(LSX_BIND)
+#undef LSX_BIND
+    bindOne(table.lsxDebugFormat, "lsxDebugFormat");
+
+    if (!missing.empty()) {
+        dlclose(lib);
+        result.missingSymbol = missing;
+        result.message = "相机库 \"" + path + "\" 缺少函数 " + missing + "，无法使用该相机库";
+        return result;
+    }
+
+    g_table = table;
+    g_library = lib;
+    g_path = path;
+    result.ok = true;
+    return result;
+}
+
+void unbindLibrary()
+{
+    g_table = Table{};
+    if (g_library) dlclose(g_library);
+    g_library = nullptr;
+    g_path.clear();
+}
+
+bool isBound() { return g_library != nullptr; }
+
+std::string boundLibraryPath() { return g_path; }
+
+std::string simulatorFileName() { return "liblsxsim.so"; }
+
+std::string chooseLibrary(const std::string& sdkOption, const std::string& exeDir)
+{
+    if (!sdkOption.empty()) return sdkOption;
+    const char* env = std::getenv("LSX_LIBRARY");
+    if (env && *env) return env;
+    return (exeDir.empty() ? std::string(".") : exeDir) + "/" + simulatorFileName();
+}
+
+}  // namespace lsx
+
+// ---- The operations under their own names, forwarded to the bound library ----
+extern "C" {
+
+#define LSX_FORWARD(name, params, args) \
+    lsxStatus name params { return g_table.name ? g_table.name args : notConnected args; }
+LSX_OPERATIONS(LSX_FORWARD)
+#undef LSX_FORWARD
+
+lsxStatus lsxDebugFormat(lsxHandle h, int32_t level, const char* tag, const char* format, ...)
+{
+    if (!g_table.lsxDebugFormat) return LSX_ERR_NOT_CONNECTED;
+    char text[2048];
+    va_list ap;
+    va_start(ap, format);
+    std::vsnprintf(text, sizeof text, format ? format : "", ap);
+    va_end(ap);
+    return g_table.lsxDebugFormat(h, level, tag, "%s", text);
+}
+
+}  // extern "C"

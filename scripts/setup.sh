@@ -1,0 +1,35 @@
+#!/usr/bin/env bash
+# Installs the Debian 12 packages that building, testing and a screenshot under Xvfb need.
+# Idempotent: packages that are already installed are skipped, and apt is not touched at all
+# when nothing is missing.
+set -euo pipefail
+
+packages=(
+  build-essential cmake ninja-build pkg-config
+  qt6-base-dev qt6-base-dev-tools qt6-charts-dev libqt6opengl6-dev libqt6svg6
+  libgl-dev libxkbcommon-dev
+  libgtest-dev libbenchmark-dev
+  xvfb xauth x11-apps imagemagick
+  fonts-wqy-microhei
+)
+# OpenCV's CMake package file is only in libopencv-dev; its recommends pull half a desktop.
+opencv=(libopencv-dev)
+
+missing=()
+for p in "${packages[@]}" "${opencv[@]}"; do
+  if ! dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed'; then
+    missing+=("$p")
+  fi
+done
+
+if [ ${#missing[@]} -eq 0 ]; then
+  echo "setup: all packages present"
+  exit 0
+fi
+
+echo "setup: installing ${missing[*]}"
+SUDO=""
+if [ "$(id -u)" -ne 0 ]; then SUDO="sudo"; fi
+export DEBIAN_FRONTEND=noninteractive
+$SUDO apt-get update -q
+$SUDO apt-get install -y -q --no-install-recommends "${missing[@]}"
