@@ -1,0 +1,164 @@
+#pragma once
+// CameraServer: the one object that holds the camera.
+//
+// It moves itself onto its own worker thread at construction. The window drives it with the
+// queued input signals IS_xxx (each connected to the slot of the same name, so the work runs
+// on the worker, one slot at a time) and hears back through the output signals OS_xxx.
+// open, close, enumerate, the flag setters and the property setters of the panels are called
+// directly on the GUI thread.
+//
+// m_lock guards only single reads and writes of the flags m_stopCapture, m_cancel,
+// m_fpnEnabled, m_filterEnabled, m_sum, m_ffcEnabled, m_lscEnabled (and the GUI's writes of
+// m_ffcKList). Everything else is shared between the threads without a lock: the modal progress
+// panel and the stopped capture keep them apart during a procedure.
+
+#include "lsx.h"
+#include "calibration/kpoint.h"
+
+#include <QList>
+#include <QMap>
+#include <QMetaType>
+#include <QObject>
+#include <QPixmap>
+#include <QReadWriteLock>
+#include <QString>
+#include <QStringList>
+#include <QVector>
+
+#include <opencv2/core.hpp>
+
+class QSettings;
+class QThread;
+
+// The cameras of the last enumeration, by friendly name; refreshed at open.
+extern QMap<QString, lsxCameraInfo> cameraInfoMap;
+// Line-scan models without a DOffset.
+extern const QStringList supportedModels;
+
+class CameraServer : public QObject {
+    Q_OBJECT
+public:
+    CameraServer();
+    ~CameraServer() override;
+
+    // ---- Plain operations, GUI thread ----
+    void open(const QString& name);
+    void close();
+    QStringList enumerate();
+    QString cameraName() const { return m_cameraName; }
+    lsxCameraInfo cameraInfo(const QString& name) const;
+    void showPropertyDialog();
+    void stopCapture();
+    void cancel();
+    void setFpnEnabled(bool on);
+    void setFilterEnabled(bool on);
+    void setFlatEnable(bool on) { m_flatEnable = on; }
+    // Refused (false, nothing changed) when switching on without matching coefficients.
+    bool setFfcEnabled(bool on);
+    bool setLscEnabled(bool on);
+    void setSum(int sum);
+    void readLineCount();
+    bool factoryMode();
+    QList<QList<double>> readFfcParam(int index);
+    bool saveFpnFile(const QString& path);
+    bool loadFpnFile(const QString& path);
+    // Drops every coefficient list and the simulation flags, as at close.
+    void clearCoefficients();
+    // The backup of the camera's state taken at open: document directory + "/<name>.ini".
+    QString backupPath(const QString& name) const;
+
+signals:
+    void IS_Capture(bool continuous);
+    void IS_Capture();
+    void OS_OpenCameraFailed(lsxStatus status);
+    void OS_IsLinescan(bool isLinescan);
+    void OS_FrameCaptured(cv::Mat frame, int format);
+    void OS_CaptureFailed(lsxStatus status);
+    void OS_CameraLostConnection();
+    void OS_IsTVK317(bool isTVK317);
+    void OS_NewFrame(QPixmap pixmap, cv::Mat staticMat);
+    void IS_DSNUStart(bool autoDoffset);
+    void IS_FpnStart();
+    void IS_FpnWriteDown(int sel);
+    void OS_FpnInfo(int progress, QString info);
+    void IS_ExpTest(int expCount);
+    void OS_ExpTestFinished(QVector<double> expVec, QList<cv::Mat> dataMatList);
+    void IS_ApplyFFC(cv::Mat srcImg, cv::Mat statisticMat, float goalRate);
+    void IS_SaveFFC(QString path);
+    void IS_FFCWriteDown(int lscSel, QString lscStr);
+    void OS_FFCFinished(QList<QList<double>> kList);
+    void IS_ApplyLSC(float goalRate);
+    void IS_SavaLSC();
+    void IS_LSCWriteDown(int lscSel, QString lscStr);
+
+public slots:
+    void capture(bool continuous = true);
+    void disableSoftIsp();
+    void dsnuStart(bool autoDoffset);
+    void fpnStart();
+    void fpnWriteDown(int sel);
+    void expTest(int expCount);
+    void applyFFC(cv::Mat srcImg, cv::Mat statisticMat, float goalRate);
+    void saveFFC(QString path);
+    void ffcWriteDown(int lscSel, QString lscStr);
+    void applyLSC(float goalRate);
+    void saveLSC();
+    void lscWriteDown(int lscSel, QString lscStr);
+
+public:
+    // ---- Members, in the order of the design; shared with the window as described above ----
+    QThread* m_thread = nullptr;
+    mutable QReadWriteLock m_lock;
+    QSettings* m_settings = nullptr;
+    QString m_cameraName;
+    bool m_opened = false;
+    lsxHandle m_handle = 0;
+    bool m_isLinescan = true;
+    bool m_isTvk317 = false;
+    cv::Mat m_lastFrame;
+    cv::Mat m_lastStatistic;
+    bool m_stopCapture = false;
+    bool m_cancel = false;
+    uint8_t m_maxK = 2;
+    uint8_t m_maxB = 64;
+    QList<QList<double>> m_kList;
+    QList<double> m_kScaleList;
+    QList<QList<double>> m_bList;
+    QList<double> m_incBList;
+    int32_t m_supportMLK = 0;
+    QList<QList<KPoint>> m_kPoints;
+    QList<QList<double>> m_ffcKList;
+    QList<QList<double>> m_lscKList;
+    QList<QList<double>> m_lscPolyList;
+    int32_t m_ffcRadius = 60;
+    bool m_flatEnable = true;
+    bool m_fpnEnabled = false;
+    bool m_filterEnabled = false;
+    int32_t m_sum = 1;
+    bool m_ffcEnabled = false;
+    bool m_lscEnabled = false;
+    int32_t m_frameBits = 0;
+    bool m_darkFromCamera = false;
+    bool m_hasBlackLevelReg = false;
+    int32_t m_lineCount = 4;
+    int32_t m_roiHeight = 4000;
+
+private:
+    // Reads a flag under the read lock (the capture loop and the procedures poll this way).
+    template <typename T>
+    T locked(const T& member) const
+    {
+        QReadLocker lock(&m_lock);
+        return member;
+    }
+    friend class CameraServerTestAccess;
+
+public:
+    // Procedure helpers shared by several slots; defined in the folders of those procedures.
+    lsxStatus fpnReadDoffset();
+    // K of every row and column at one pixel level, from m_kPoints and m_maxK (see klevels.h).
+    void kAtLevel(uint8_t level, QList<double>& out, int rows) const;
+};
+
+Q_DECLARE_METATYPE(cv::Mat)
+Q_DECLARE_METATYPE(QList<cv::Mat>)
