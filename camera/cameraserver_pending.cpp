@@ -1,0 +1,17 @@
+// Procedures that run on the worker and whose work comes with their own modules. Until then
+// each one does nothing.
+#include "cameraserver.h"
+
+void CameraServer::disableSoftIsp() {}
+void CameraServer::dsnuStart(bool) {}
+void CameraServer::fpnStart() {}
+void CameraServer::fpnWriteDown(int) {}
+void CameraServer::expTest(int) {}
+void CameraServer::applyFFC(cv::Mat, cv::Mat, float) {}
+void CameraServer::ffcWriteDown(int, QString) {}
+void CameraServer::applyLSC(float) {}
+void CameraServer::lscWriteDown(int, QString) {}
+QList<QList<double>> CameraServer::readFfcParam(int) { return {}; }
+bool CameraServer::saveFpnFile(const QString&) { return false; }
+bool CameraServer::loadFpnFile(const QString&) { return false; }
+lsxStatus CameraServer::fpnReadDoffset() { return LSX_OK; }

@@ -1,0 +1,4 @@
+// The live preview loop (to come).
+#include "cameraserver.h"
+
+void CameraServer::capture(bool) {}
