@@ -152,6 +152,8 @@ private:
         return member;
     }
     friend class CameraServerTestAccess;
+    // The factory record (key 136): m_maxK, m_maxB and m_supportMLK, a zero falling back alone.
+    void readFactoryRecord();
 
 public:
     // Procedure helpers shared by several slots; defined in the folders of those procedures.

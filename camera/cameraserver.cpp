@@ -1,0 +1,319 @@
+// CameraServer: construction and teardown of the worker, opening and closing the camera,
+// enumeration, model detection, the factory record and the flag setters.
+#include "cameraserver.h"
+
+#include "tables.h"
+#include "statustext.h"
+
+#include <QApplication>
+#include <QDebug>
+#include <QDir>
+#include <QSettings>
+#include <QThread>
+#include <QWidget>
+
+#include <cstring>
+
+namespace {
+
+// The close hands over to a running capture loop by this pause alone: nothing waits for the
+// loop to end.
+constexpr unsigned long kCloseHandOverMs = 500;
+// After the hard terminate, how long the teardown lets the kill take effect before it gives
+// up on deleting the thread object (a running QThread must not be deleted).
+constexpr unsigned long kTerminateSettleMs = 3000;
+
+constexpr uint8_t kDefaultMaxK = 2;
+constexpr uint8_t kDefaultMaxB = 64;
+
+bool textContains(const char* field, std::size_t capacity, const char* what)
+{
+    return cameraInfoText(field, capacity).contains(QLatin1String(what), Qt::CaseInsensitive);
+}
+
+}  // namespace
+
+CameraServer::CameraServer() : QObject(nullptr), m_thread(new QThread(this))
+{
+    moveToThread(m_thread);
+    m_thread->start(QThread::InheritPriority);
+
+    // Made after the move: the settings object stays on the GUI thread and both threads use it.
+    m_settings = new QSettings(documentDir() + QStringLiteral("/FPN.ini"), QSettings::IniFormat);
+
+    // The receiver lives on the worker now, so the automatic type queues every call there.
+    connect(this, qOverload<bool>(&CameraServer::IS_Capture), this, &CameraServer::capture);
+    connect(this, &CameraServer::IS_DSNUStart, this, &CameraServer::dsnuStart);
+    connect(this, &CameraServer::IS_FpnStart, this, &CameraServer::fpnStart);
+    connect(this, &CameraServer::IS_FpnWriteDown, this, &CameraServer::fpnWriteDown);
+    connect(this, &CameraServer::IS_ExpTest, this, &CameraServer::expTest);
+    connect(this, &CameraServer::IS_ApplyFFC, this, &CameraServer::applyFFC);
+    connect(this, &CameraServer::IS_SaveFFC, this, &CameraServer::saveFFC);
+    connect(this, &CameraServer::IS_FFCWriteDown, this, &CameraServer::ffcWriteDown);
+    connect(this, &CameraServer::IS_ApplyLSC, this, &CameraServer::applyLSC);
+    connect(this, &CameraServer::IS_SavaLSC, this, &CameraServer::saveLSC);
+    connect(this, &CameraServer::IS_LSCWriteDown, this, &CameraServer::lscWriteDown);
+}
+
+CameraServer::~CameraServer()
+{
+    close();
+    m_thread->quit();
+    // A procedure still running on the worker is killed, not awaited.
+    m_thread->terminate();
+    // The thread object is our child and lives on the worker; take it out of the children so
+    // that QObject's teardown never deletes it while the kill is still under way.
+    QThread* thread = m_thread;
+    m_thread = nullptr;
+    thread->setParent(nullptr);
+    if (thread->wait(kTerminateSettleMs))
+        delete thread;
+    else
+        qDebug() << "worker thread did not end after terminate, left behind";
+
+    m_settings->sync();
+    delete m_settings;
+    m_settings = nullptr;
+}
+
+QString CameraServer::backupPath(const QString& name) const
+{
+    return documentDir() + QStringLiteral("/%1.ini").arg(name);
+}
+
+QStringList CameraServer::enumerate()
+{
+    cameraInfoMap = QMap<QString, lsxCameraInfo>();
+    QStringList names;
+    int32_t count = 0;
+    lsxRefresh(&count);
+    if (count <= 0) return names;
+    for (int32_t index = 0; index < count; ++index) {
+        lsxCameraInfo info;
+        std::memset(&info, 0, sizeof info);
+        if (lsxEnum(index, &info) != LSX_OK) continue;
+        const QString name = cameraInfoText(info.friendlyName, sizeof info.friendlyName);
+        names.append(name);
+        cameraInfoMap.insert(name, info);
+    }
+    return names;
+}
+
+lsxCameraInfo CameraServer::cameraInfo(const QString& name) const
+{
+    lsxCameraInfo zero;
+    std::memset(&zero, 0, sizeof zero);
+    return cameraInfoMap.value(name, zero);
+}
+
+void CameraServer::open(const QString& name)
+{
+    if (name == m_cameraName && m_opened) return;
+    close();
+
+    const int32_t mode = factoryMode() ? LSX_OPEN_FACTORY : LSX_OPEN_NORMAL;
+    const QByteArray localName = name.toLocal8Bit();
+    const lsxStatus status = lsxOpenByName(localName.constData(), mode, &m_handle);
+    if (status != LSX_OK) {
+        emit OS_OpenCameraFailed(status);
+        qDebug() << "open camera failed with : " << status;
+        return;
+    }
+    m_opened = true;
+    m_cameraName = name;
+
+    // The camera's state as found, put back at close.
+    lsxSaveConfig(m_handle, backupPath(name).toLocal8Bit().constData());
+
+    lsxCameraInfo info;
+    std::memset(&info, 0, sizeof info);
+    if (lsxGetCameraInfo(m_handle, &info) == LSX_OK) cameraInfoMap.insert(name, info);
+
+    m_maxK = kDefaultMaxK;
+    m_maxB = kDefaultMaxB;
+    if (cameraInfoMap.contains(name)) {
+        const lsxCameraInfo& known = cameraInfoMap[name];
+        const bool isLine = textContains(known.cameraType, sizeof known.cameraType, "LineScan");
+        // A line-scan type text wins: the sensor text is then not looked at.
+        const bool isK = !isLine && textContains(known.sensor, sizeof known.sensor, "K317");
+        if (isK) {
+            m_isLinescan = false;
+            m_isTvk317 = true;
+            m_supportMLK = 0;
+            m_lineCount = 1;
+        } else {
+            m_isLinescan = true;
+            m_isTvk317 = false;
+            emit OS_IsLinescan(isLine);
+        }
+        emit OS_IsTVK317(m_isTvk317);
+
+        if (isLine) {
+            const lsxStatus doffset = fpnReadDoffset();
+            if (doffset != LSX_OK)
+                qDebug() << QStringLiteral("读取DOffset出错，错误原因：%1-%2.").arg(doffset).arg(statusText(doffset));
+            readFactoryRecord();
+            readLineCount();
+        } else {
+            m_maxK = kDefaultMaxK;
+            m_maxB = kDefaultMaxB;
+        }
+    }
+
+    qDebug() << "-----------  : " << m_lineCount << " - " << m_roiHeight << " - " << m_supportMLK;
+
+    m_settings->setValue(FpnIni::MaxK, m_maxK);
+    m_settings->setValue(FpnIni::MaxB, m_maxB);
+    m_settings->sync();
+
+    const QString config = m_settings->value(FpnIni::CameraConfig, FpnIni::CameraConfigDefault).toString();
+    if (!config.isEmpty()) {
+        const QString path = QDir(config).absolutePath();
+        const lsxStatus loaded = lsxLoadConfig(m_handle, path.toLocal8Bit().constData());
+        if (loaded != LSX_OK) qDebug() << "Load " << config << " failed with " << loaded;
+    }
+}
+
+void CameraServer::readFactoryRecord()
+{
+    lsxFactoryRecord record;
+    std::memset(&record, 0, sizeof record);
+    uint32_t size = sizeof record;
+    if (lsxGet(m_handle, LSX_KEY_FACTORY, &record, &size) == LSX_OK) {
+        m_maxK = record.maxK;
+        m_maxB = record.maxB;
+        qDebug() << "读取工厂参数成功 ：" << m_maxK << " -- " << m_maxB;
+        m_supportMLK = (record.flags >> LSX_FACTORY_MLK_BIT) & 1u;
+    } else {
+        m_maxK = kDefaultMaxK;
+        m_maxB = kDefaultMaxB;
+    }
+    // A record never written holds zeros: each one falls back alone.
+    if (m_maxB == 0) m_maxB = kDefaultMaxB;
+    if (m_maxK == 0) m_maxK = kDefaultMaxK;
+}
+
+void CameraServer::readLineCount()
+{
+    m_lineCount = 1;
+    m_roiHeight = 1000;
+    if (!m_isLinescan) return;
+    uint32_t value = 0;
+    if (lsxReadGenICamReg(m_handle, GVR_MULTI_FPN_SELECT, &value) != LSX_OK) return;
+    qDebug() << "read GVR_MULTI_FPN_SELECT : " << value;
+    if (value != 0 && value != LSX_REG_UNSUPPORTED) {
+        m_lineCount = static_cast<int32_t>(value);
+        m_roiHeight = static_cast<int32_t>(value) * 1000;
+    }
+}
+
+void CameraServer::close()
+{
+    if (m_opened) {
+        {
+            QWriteLocker lock(&m_lock);
+            m_stopCapture = true;
+        }
+        qDebug() << "stopCapture();";
+        QThread::msleep(kCloseHandOverMs);
+        lsxLoadConfig(m_handle, backupPath(m_cameraName).toLocal8Bit().constData());
+        const lsxStatus status = lsxClose(m_handle);
+        if (status != LSX_OK) {
+            qDebug() << "close camera failed with : " << status;
+            return;
+        }
+        m_opened = false;
+        qDebug() << "lsxClose";
+    }
+    clearCoefficients();
+}
+
+void CameraServer::clearCoefficients()
+{
+    m_kList.clear();
+    m_bList.clear();
+    m_ffcKList.clear();
+    m_lscPolyList.clear();
+    m_lscKList.clear();
+    m_flatEnable = false;
+    QWriteLocker lock(&m_lock);
+    m_fpnEnabled = false;
+    m_lscEnabled = false;
+}
+
+void CameraServer::showPropertyDialog()
+{
+    if (!m_opened) return;
+    QWidget* window = QApplication::activeWindow();
+    const uintptr_t parent = window ? static_cast<uintptr_t>(window->winId()) : 0;
+    const lsxStatus status = lsxShowPropertyModalDialog(m_handle, parent);
+    if (status != LSX_OK) qDebug() << "show property dialog failed with : " << status;
+}
+
+bool CameraServer::factoryMode()
+{
+    // Synced first, so that an outside edit of the file counts at once.
+    m_settings->sync();
+    return m_settings->value(FpnIni::Factory, FpnIni::FactoryDefault).toBool();
+}
+
+void CameraServer::stopCapture()
+{
+    QWriteLocker lock(&m_lock);
+    m_stopCapture = true;
+}
+
+void CameraServer::cancel()
+{
+    QWriteLocker lock(&m_lock);
+    m_cancel = true;
+}
+
+void CameraServer::setFpnEnabled(bool on)
+{
+    QWriteLocker lock(&m_lock);
+    m_fpnEnabled = on;
+}
+
+void CameraServer::setFilterEnabled(bool on)
+{
+    QWriteLocker lock(&m_lock);
+    m_filterEnabled = on;
+}
+
+bool CameraServer::setFfcEnabled(bool on)
+{
+    if (on) {
+        // The gains must fit the image as it is now: one per ROI column.
+        if (m_ffcKList.isEmpty()) return false;
+        lsxRegion roi;
+        std::memset(&roi, 0, sizeof roi);
+        if (lsxGetRoi(m_handle, &roi) != LSX_OK) return false;
+        if (m_ffcKList.first().size() != roi.W) return false;
+    }
+    QWriteLocker lock(&m_lock);
+    m_ffcEnabled = on;
+    return true;
+}
+
+bool CameraServer::setLscEnabled(bool on)
+{
+    // Refused either way when no lens shading exists: the caller then unchecks its box.
+    if (m_lscKList.isEmpty()) return false;
+    lsxRegion roi;
+    std::memset(&roi, 0, sizeof roi);
+    if (lsxGetRoi(m_handle, &roi) != LSX_OK) return false;
+    QWriteLocker lock(&m_lock);
+    m_lscEnabled = on;
+    return true;
+}
+
+void CameraServer::setSum(int sum)
+{
+    QWriteLocker lock(&m_lock);
+    m_sum = sum;
+}
+
+// Kept as slots for the window's signals; the parameter files are written on the GUI thread.
+void CameraServer::saveFFC(QString) {}
+void CameraServer::saveLSC() {}
