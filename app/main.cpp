@@ -1,9 +1,11 @@
-// Entry of the calibration tool: binds the camera library, then opens the main window.
+// Entry of the calibration tool: binds the camera library, reads the options, opens the window.
 #include "loader.h"
+#include "mainwindow.h"
+#include "settings.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
-#include <QMainWindow>
+#include <QDebug>
 #include <QMessageBox>
 
 int main(int argc, char* argv[])
@@ -15,17 +17,29 @@ int main(int argc, char* argv[])
     QCommandLineParser parser;
     parser.addHelpOption();
     parser.addVersionOption();
-    QCommandLineOption sdk(QStringList{QStringLiteral("sdk")}, QStringLiteral("camera library"), QStringLiteral("PATH"));
+    const QCommandLineOption device(QStringList{QStringLiteral("d")}, QStringLiteral("camera to connect"),
+                                    QStringLiteral("value"));
+    const QCommandLineOption tool(QStringList{QStringLiteral("t")}, QStringLiteral("tool to show: FPN, FFC, LSC, SCS"),
+                                  QStringLiteral("value"));
+    const QCommandLineOption sdk(QStringList{QStringLiteral("sdk")}, QStringLiteral("camera library"),
+                                 QStringLiteral("PATH"));
+    parser.addOption(device);
+    parser.addOption(tool);
     parser.addOption(sdk);
     parser.process(app);
 
+    QApplication::setFont(QApplication::font("QMenu"));
+
+    // Bound before the window exists: its first camera list comes from this library. A library
+    // that fails to bind leaves every operation answering "not connected", so the list is empty.
     const std::string lib = lsx::chooseLibrary(parser.value(sdk).toStdString(),
                                                QCoreApplication::applicationDirPath().toStdString());
     const lsx::BindResult bound = lsx::bindLibrary(lib);
+    if (!bound.ok) qWarning() << "camera library not bound:" << QString::fromStdString(bound.message);
 
-    QMainWindow window;
-    window.setWindowTitle(QStringLiteral("线扫相机校正工具"));
-    window.resize(1513, 937);
+    const int tabIndex = tabIndexForTool(parser.value(tool));
+
+    MainWindow window(parser.value(device), tabIndex, nullptr);
     window.show();
     if (!bound.ok) QMessageBox::critical(&window, QStringLiteral("错误"), QString::fromStdString(bound.message));
     return app.exec();
