@@ -1,9 +1,188 @@
 #pragma once
-// Placeholder main window until the form lands.
+// MainWindow: the one window of the calibration tool.
+//
+// It owns the form, the image scene, the profile strip, the progress panel, the help window and
+// the one CameraServer. Its slots run on the GUI thread; the camera work runs on the server's
+// worker and comes back through the server's OS_xxx signals.
+//
+// The class is split over three files by concern:
+//   mainwindow.cpp            construction, the connect step, destruction, window events, refresh
+//   mainwindow_panels.cpp     the camera list, the feature panels, capture and the image read-outs
+//   mainwindow_workflows.cpp  the calibration workflows and the FPN/FFC/LSC/SCS files and tools
+
+#include "lsx.h"
+#include "app/helpdialog.h"
+
+#include <QFont>
+#include <QList>
 #include <QMainWindow>
+#include <QPixmap>
+#include <QPointF>
+#include <QRgb>
+#include <QString>
+#include <QVector>
+
+#include <opencv2/core.hpp>
+
+#include <vector>
+
+namespace Ui {
+class MainWindow;
+}
+
+class CameraServer;
+class ProgressInfoWidget;
+class SceneModel;
+class ImageItem;
+class ProfileWidget;
+class StatisticsWidget;
+class QCloseEvent;
+class QResizeEvent;
 
 class MainWindow : public QMainWindow {
     Q_OBJECT
 public:
+    // deviceName: the camera to connect one second after start (empty: none);
+    // tabIndex: the tool tab to show, 0 to 3.
     MainWindow(const QString& deviceName, int tabIndex, QWidget* parent = nullptr);
+    ~MainWindow() override;
+
+    // Applies a style sheet to the whole application; false when the file can't be read.
+    bool loadStyle(const QString& path);
+
+    // Reads all features of the open camera into the panels; nothing without an open camera.
+    void loadFeatures();
+    // Loads the panels' settings from FPN.ini.
+    void loadParams();
+
+protected:
+    void closeEvent(QCloseEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+
+public slots:
+    // ---- Camera list and connection (mainwindow.cpp: refresh; panels: the rest) ----
+    void refresh();
+    void connectDevice();
+    void connectDeviceWithName();
+    void switchSelectCamera();
+    void cameraOpenFailed(lsxStatus status);
+    void cameraLostConnection();
+    void cameraTypeChanged(bool isLinescan);
+    void changeCameraType();
+    void isTVK317(bool isTvk317);
+    void showHelpDialog();
+    void showPropertyDialog();
+
+    // ---- Feature panels: settings and camera properties ----
+    void paramApply();
+    void setGain();
+    void setExposure();
+    void setResMode();
+    void setBinningMode();
+    void setFpnSel();
+    void setFfcSel();
+    void setLscSel();
+    void enableCameraFpn();
+    void enableDoffsetAuto();
+    void sum4Enable();
+    void fpnEnable();
+    void fpnMannerTwoEnable();
+    void changGuangFilterEnable();
+    void flatEnable();
+    void setFFCRadius();
+    void changeTargetLuminance();
+    void ffcEnable();
+    void lscEnable();
+
+    // ---- ROI ----
+    void roiChanged();
+    void roiApply();
+    void roiCancel();
+
+    // ---- Capture, picture and read-outs ----
+    void startCapture();
+    void startCaptureFailed();
+    void showPicture(QPixmap pixmap, cv::Mat staticMat);
+    void mouseMoved(QPointF mousePos, QRgb rgb, bool hasRGB);
+    void hoverRow(int row, int col, QRgb minRgb, QRgb maxRgb);
+    void savePicture();
+    void changeScale(double scale);
+    void scaleChanged(double scale);
+    void updateProfile();
+
+    // ---- FPN workflows and files ----
+    void dsnuProcess();
+    void dsnuOk();
+    void dsnuCancel();
+    void fpnProcess();
+    void fpnOk();
+    void fpnCancel();
+    void fpnWriteDown();
+    void fpnWriteDownOk();
+    void fpnWriteDownCancel();
+    void expTest();
+    void expTestOk();
+    void expTestCancel();
+    void loadFpnParams();
+    void saveFpnParams();
+    void exportFpnParams();
+
+    // ---- FFC workflows, files and coefficients ----
+    void loadFFCImage();
+    void loadFFCParam();
+    void applyFFC();
+    void ffcOk();
+    void ffcCancel();
+    void ffcWriteDown();
+    void ffcWriteDownOk();
+    void ffcWriteDownCancel();
+    void saveFFC();
+    void exportFFC();
+    void ffcKSelCheck();
+    void ffcAdjust();
+    void updateFfcParam(cv::Mat staticMat);
+    void ffcFinished();
+    void setFFCRoi();
+
+    // ---- LSC workflows and file ----
+    void applyLSC();
+    void lscOk();
+    void lscCancel();
+    void lscWriteDown();
+    void lscWriteDownOk();
+    void lscWriteDownCancel();
+    void saveLSC();
+
+    // ---- SCS alignment ----
+    void scsApply();
+    void scsWriteDown();
+    void scsCancel();
+
+private:
+    // Wires the form to the slots, once, right after the form is built.
+    void connectForm();
+    // The camera list's fonts: plain, and bold for the open camera.
+    const QFont& listFont(bool bold) const;
+
+public:
+    // ---- Members, in this order; public, as the panels and the tests read them ----
+    Ui::MainWindow* ui = nullptr;
+    HelpDialog m_helpDialog;
+    CameraServer* m_cameraServer = nullptr;
+    ProgressInfoWidget* m_progressInfo = nullptr;
+    SceneModel* m_scene = nullptr;
+    ImageItem* m_imageItem = nullptr;
+    qint64 m_frameTimer = 0;
+    qint32 m_frameCount = 0;
+    QPixmap m_pixmap;
+    cv::Mat m_staticMat;
+    cv::Mat m_srcImg;
+    std::vector<cv::Mat> m_scsChannels;
+    QList<QList<double>> m_ffcSavedKList;
+    // Working copy of the coefficients while they are adjusted.
+    QVector<double> m_ffcAdjustList;
+    ProfileWidget* m_profileWidget = nullptr;
+    bool m_hideFunction = true;
+    QString m_deviceName;
+    StatisticsWidget* m_statisticsWidget = nullptr;
 };
