@@ -1,0 +1,3 @@
+#include "histogramitem.h"
+
+HistogramItem::HistogramItem(const QPixmap& pixmap, QGraphicsItem* parent) : BaseItem(pixmap, true, parent) {}
