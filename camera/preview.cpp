@@ -1,0 +1,414 @@
+// The numeric kernels of the live preview.
+#include "camera/preview.h"
+
+#include "calibration/klevels.h"
+#include "lsx.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+namespace {
+
+// Full scale of a sample type, for saturation.
+template <typename T>
+constexpr float fullScale()
+{
+    return static_cast<float>(std::numeric_limits<T>::max());
+}
+
+// Saturated and rounded to nearest, ties to even, as the frame's depth takes a float result.
+// Adding and taking away 1.5 * 2^23 rounds in the current (nearest-even) mode; the clamp comes
+// first so that the value stays in the range where that holds. NaN goes to 0.
+template <typename T>
+inline T toDepth(float t)
+{
+    t = t > 0.0f ? t : 0.0f;
+    t = t < fullScale<T>() ? t : fullScale<T>();
+    const float r = (t + 12582912.0f) - 12582912.0f;
+    return static_cast<T>(static_cast<int>(r));
+}
+
+// The same from a double result (1.5 * 2^52 for double).
+template <typename T>
+inline T toDepth(double t)
+{
+    t = t > 0.0 ? t : 0.0;
+    t = t < static_cast<double>(fullScale<T>()) ? t : static_cast<double>(fullScale<T>());
+    const double r = (t + 6755399441055744.0) - 6755399441055744.0;
+    return static_cast<T>(static_cast<int>(r));
+}
+
+// ---- FPN with level bands ----
+
+// One row: per element, K of its channel at the band of its own value (the high byte for 16-bit
+// data). Channel c of the frame meets row c of the tables, in memory order.
+template <typename T>
+void fpnLevelRow(T* p, int width, int channels, const FpnLevelTable& t)
+{
+    constexpr int shift = sizeof(T) == 2 ? 8 : 0;
+    const int32_t* offset = t.bandOffset.data();
+    if (channels == 1) {
+        const float* k = t.k.data();
+        const float* b = t.b.data();
+        for (int x = 0; x < width; ++x) {
+            const T v = p[x];
+            const float kv = k[offset[v >> shift] + x];
+            p[x] = toDepth<T>((static_cast<float>(v) - b[x]) * kv);
+        }
+        return;
+    }
+    const size_t plane = static_cast<size_t>(t.bandCount) * t.columns;
+    for (int c = 0; c < channels; ++c) {
+        const float* k = t.k.data() + c * plane;
+        const float* b = t.b.data() + static_cast<size_t>(c) * t.columns;
+        T* q = p + c;
+        for (int x = 0; x < width; ++x) {
+            const T v = q[x * channels];
+            const float kv = k[offset[v >> shift] + x];
+            q[x * channels] = toDepth<T>((static_cast<float>(v) - b[x]) * kv);
+        }
+    }
+}
+
+template <typename T>
+void fpnLevels(cv::Mat& img, const FpnLevelTable& t)
+{
+    for (int y = 0; y < img.rows; ++y) fpnLevelRow<T>(img.ptr<T>(y), img.cols, img.channels(), t);
+}
+
+// ---- FPN of multi-line sensors ----
+
+template <typename T>
+void fpnLines(cv::Mat& img, const LineFpnTable& t)
+{
+    for (int y = 0; y < img.rows; ++y) {
+        const int line = y % t.lines;
+        const float* b = t.b.data() + static_cast<size_t>(line) * t.columns;
+        const float* k = t.k.data() + static_cast<size_t>(line) * t.columns;
+        T* p = img.ptr<T>(y);
+        for (int x = 0; x < img.cols; ++x) p[x] = toDepth<T>((static_cast<float>(p[x]) - b[x]) * k[x]);
+    }
+}
+
+// ---- Per-column gains ----
+
+// FFC: every element times its float gain of the gain row (rows of the frame cycle through
+// `rows` gain rows, one per sensor line).
+template <typename T>
+void gainRowsFloat(cv::Mat& img, const std::vector<float>& gains, int rows)
+{
+    const int n = img.cols * img.channels();
+    for (int y = 0; y < img.rows; ++y) {
+        const float* g = gains.data() + static_cast<size_t>(y % rows) * n;
+        T* p = img.ptr<T>(y);
+        for (int i = 0; i < n; ++i) p[i] = toDepth<T>(static_cast<float>(p[i]) * g[i]);
+    }
+}
+
+// LSC: every element times its gain, in double.
+template <typename T>
+void gainRowDouble(cv::Mat& img, const std::vector<double>& gains)
+{
+    const int n = img.cols * img.channels();
+    for (int y = 0; y < img.rows; ++y) {
+        T* p = img.ptr<T>(y);
+        for (int i = 0; i < n; ++i) p[i] = toDepth<T>(static_cast<double>(p[i]) * gains[i]);
+    }
+}
+
+// The lists that meet channels 0, 1, 2(, 3) of a frame of this format.
+std::vector<int> channelLists(int format)
+{
+    switch (format) {
+    case FORMAT_BGR24: return {0, 1, 2};
+    case FORMAT_RGB24: return {2, 1, 0};
+    case FORMAT_BGR32: return {0, 1, 2, 3};
+    case FORMAT_RGB32: return {2, 1, 0, 3};
+    default: return {0};
+    }
+}
+
+int channelsOf(int format)
+{
+    switch (format) {
+    case FORMAT_MONO: return 1;
+    case FORMAT_BGR24:
+    case FORMAT_RGB24: return 3;
+    case FORMAT_BGR32:
+    case FORMAT_RGB32: return 4;
+    default: return 0;
+    }
+}
+
+// The FFC gain rows of one frame, or empty when the list does not fit it.
+std::vector<float> ffcGains(const QList<QList<double>>& ffc, int format, int width, int lineCount, int& rows)
+{
+    rows = 1;
+    if (ffc.isEmpty() || ffc[0].size() != width) return {};
+    if (format == FORMAT_MONO) {
+        if (lineCount >= 2) {
+            if (ffc.size() != lineCount) return {};
+            rows = lineCount;
+        }
+        std::vector<float> g(static_cast<size_t>(rows) * width);
+        for (int r = 0; r < rows; ++r) {
+            if (ffc[r].size() < width) return {};
+            for (int x = 0; x < width; ++x) g[static_cast<size_t>(r) * width + x] = static_cast<float>(ffc[r][x]);
+        }
+        return g;
+    }
+    const std::vector<int> lists = channelLists(format);
+    const int channels = static_cast<int>(lists.size());
+    if (ffc.size() < channels) return {};
+    for (int l : lists)
+        if (ffc[l].size() < width) return {};
+    std::vector<float> g(static_cast<size_t>(channels) * width, 0.0f);
+    // RGB32 frames have always been filled at a pitch of three floats: each pixel's fourth gain
+    // is overwritten by the next pixel's first, and the last quarter of the row keeps 0.
+    const int pitch = format == FORMAT_RGB32 ? 3 : channels;
+    for (int x = 0; x < width; ++x)
+        for (int c = 0; c < channels; ++c) g[static_cast<size_t>(x) * pitch + c] = static_cast<float>(ffc[lists[c]][x]);
+    return g;
+}
+
+// The LSC gain row of one frame, or empty when the table does not reach the frame's columns.
+std::vector<double> lscGains(const LscTable& lsc, int format, int width, int regionX)
+{
+    const std::vector<int> lists = channelLists(format);
+    const int channels = static_cast<int>(lists.size());
+    if (lsc.lists < 1 || regionX < 0 || lsc.size < width + regionX) return {};
+    for (int l : lists)
+        if (l >= lsc.lists) return {};
+    std::vector<double> g(static_cast<size_t>(channels) * width);
+    for (int x = 0; x < width; ++x)
+        for (int c = 0; c < channels; ++c)
+            g[static_cast<size_t>(x) * channels + c] = lsc.gain[static_cast<size_t>(lists[c]) * lsc.size + regionX + x];
+    return g;
+}
+
+template <typename T>
+void sumBlocksT(const cv::Mat& src, cv::Mat& dst, int s)
+{
+    const int channels = src.channels();
+    const int n = dst.cols * channels;
+    std::vector<uint32_t> acc(static_cast<size_t>(n));
+    const uint32_t top = std::numeric_limits<T>::max();
+    for (int y = 0; y < dst.rows; ++y) {
+        std::fill(acc.begin(), acc.end(), 0u);
+        for (int dy = 0; dy < s; ++dy) {
+            const T* p = src.ptr<T>(y * s + dy);
+            for (int x = 0; x < dst.cols; ++x)
+                for (int dx = 0; dx < s; ++dx)
+                    for (int c = 0; c < channels; ++c) acc[x * channels + c] += p[(x * s + dx) * channels + c];
+        }
+        T* q = dst.ptr<T>(y);
+        for (int i = 0; i < n; ++i) q[i] = static_cast<T>(std::min(acc[i], top));
+    }
+}
+
+template <typename T>
+void addRows(const cv::Mat& img, float* acc)
+{
+    const int n = img.cols * img.channels();
+    for (int y = 0; y < img.rows; ++y) {
+        const T* p = img.ptr<T>(y);
+        for (int i = 0; i < n; ++i) acc[i] += static_cast<float>(p[i]);
+    }
+}
+
+}  // namespace
+
+FpnLevelTable buildFpnLevelTable(const std::vector<uint16_t>& levels, const QList<QList<double>>& bList,
+                                 const QList<double>& kScaleList, const KAtLevelFn& kAtLevel)
+{
+    FpnLevelTable t;
+    if (bList.isEmpty() || kScaleList.size() != bList.size() || levels.empty() || !kAtLevel) return t;
+    const int rows = static_cast<int>(bList.size());
+    const int columns = static_cast<int>(bList[0].size());
+    if (columns == 0) return t;
+
+    std::vector<std::vector<float>> bands;  // K of every row and column, per band
+    QList<double> current;
+    size_t i = 0;
+    for (int level = 0; level <= 255; ++level) {
+        const bool inBand = i < levels.size() && level <= levels[i];
+        if (!(inBand && !current.isEmpty())) {
+            if (i < levels.size() && level > levels[i]) ++i;
+            kAtLevel(levelStepK(levels, static_cast<int>(i)), current, rows);
+            const qsizetype perRow = current.size() / rows;
+            if (perRow < 1) return FpnLevelTable();
+            for (qsizetype e = 0; e < current.size(); ++e) {
+                const qsizetype r = e / perRow;
+                current[e] *= r < kScaleList.size() ? kScaleList[r] : 1.0;
+            }
+            if (current.size() != static_cast<qsizetype>(rows) * columns) return FpnLevelTable();
+            bands.emplace_back(current.begin(), current.end());
+        }
+        t.bandOffset[level] = static_cast<int32_t>((bands.size() - 1) * columns);
+    }
+
+    t.rows = rows;
+    t.columns = columns;
+    t.bandCount = static_cast<int>(bands.size());
+    t.k.resize(static_cast<size_t>(rows) * t.bandCount * columns);
+    for (int r = 0; r < rows; ++r)
+        for (int band = 0; band < t.bandCount; ++band)
+            std::copy_n(bands[band].begin() + static_cast<size_t>(r) * columns, columns,
+                        t.k.begin() + (static_cast<size_t>(r) * t.bandCount + band) * columns);
+    t.b.assign(static_cast<size_t>(rows) * columns, 0.0f);
+    for (int r = 0; r < rows; ++r)
+        for (int x = 0; x < columns && x < bList[r].size(); ++x)
+            t.b[static_cast<size_t>(r) * columns + x] = static_cast<float>(bList[r][x]);
+    return t;
+}
+
+LineFpnTable buildLineFpnTable(const QList<QList<double>>& bList, const QList<QList<double>>& kList, int lineCount)
+{
+    LineFpnTable t;
+    if (lineCount < 2 || bList.size() != lineCount || kList.size() != lineCount) return t;
+    qsizetype columns = std::numeric_limits<int>::max();
+    for (int l = 0; l < lineCount; ++l) columns = std::min({columns, bList[l].size(), kList[l].size()});
+    t.lines = lineCount;
+    t.columns = static_cast<int>(columns);
+    t.b.resize(static_cast<size_t>(lineCount) * columns);
+    t.k.resize(t.b.size());
+    for (int l = 0; l < lineCount; ++l)
+        for (int x = 0; x < columns; ++x) {
+            t.b[static_cast<size_t>(l) * columns + x] = static_cast<float>(bList[l][x]);
+            t.k[static_cast<size_t>(l) * columns + x] = static_cast<float>(kList[l][x]);
+        }
+    return t;
+}
+
+LscTable buildLscTable(const QList<QList<double>>& lscKList)
+{
+    LscTable t;
+    if (lscKList.isEmpty()) return t;
+    qsizetype size = std::numeric_limits<int>::max();
+    for (const QList<double>& l : lscKList) size = std::min(size, l.size());
+    t.lists = static_cast<int>(lscKList.size());
+    t.size = static_cast<int>(size);
+    t.gain.resize(static_cast<size_t>(t.lists) * size);
+    for (int l = 0; l < t.lists; ++l)
+        for (int x = 0; x < size; ++x)
+            t.gain[static_cast<size_t>(l) * size + x] = static_cast<double>(static_cast<float>(lscKList[l][x]));
+    return t;
+}
+
+PreviewCorrections buildPreviewCorrections(const std::vector<uint16_t>& levels, const QList<QList<double>>& bList,
+                                           const QList<QList<double>>& kList, const QList<double>& kScaleList,
+                                           const KAtLevelFn& kAtLevel, int lineCount,
+                                           const QList<QList<double>>& lscKList)
+{
+    PreviewCorrections c;
+    c.fpn = buildFpnLevelTable(levels, bList, kScaleList, kAtLevel);
+    c.lineFpn = buildLineFpnTable(bList, kList, lineCount);
+    c.lsc = buildLscTable(lscKList);
+    return c;
+}
+
+bool applyPreview(cv::Mat& img, int format, const PreviewCorrections& corrections, const PreviewSwitches& switches,
+                  const QList<QList<double>>& ffcKList)
+{
+    const int channels = channelsOf(format);
+    if (channels == 0) return false;
+    if (img.empty()) return true;
+    if (img.channels() != channels) return true;  // a frame that does not match its format: nothing to do
+    const bool mono = format == FORMAT_MONO;
+    const bool wide = img.depth() == CV_16U;
+    if (!mono && wide) return true;
+    const int width = img.cols;
+
+    // FPN
+    if (switches.fpn) {
+        const FpnLevelTable& t = corrections.fpn;
+        const bool oneLine = mono ? t.rows == 1 : t.rows == channels;
+        if (t.valid() && oneLine && t.columns == width) {
+            if (wide)
+                fpnLevels<uint16_t>(img, t);
+            else
+                fpnLevels<uint8_t>(img, t);
+        }
+        const LineFpnTable& l = corrections.lineFpn;
+        if (mono && switches.lineCount >= 2 && l.lines == switches.lineCount && l.columns >= width) {
+            if (wide)
+                fpnLines<uint16_t>(img, l);
+            else
+                fpnLines<uint8_t>(img, l);
+        }
+    }
+
+    // FFC
+    if (switches.ffc) {
+        int rows = 1;
+        const std::vector<float> g = ffcGains(ffcKList, format, width, mono ? switches.lineCount : 1, rows);
+        if (!g.empty()) {
+            if (wide)
+                gainRowsFloat<uint16_t>(img, g, rows);
+            else
+                gainRowsFloat<uint8_t>(img, g, rows);
+        }
+    }
+
+    // LSC
+    if (switches.lsc) {
+        const std::vector<double> g = lscGains(corrections.lsc, format, width, switches.regionX);
+        if (!g.empty()) {
+            if (wide)
+                gainRowDouble<uint16_t>(img, g);
+            else
+                gainRowDouble<uint8_t>(img, g);
+        }
+    }
+
+    if (mono && switches.lineCount > 1) img = regroupLines(img, switches.lineCount);
+    return true;
+}
+
+cv::Mat regroupLines(const cv::Mat& img, int lineCount)
+{
+    if (lineCount <= 1 || img.rows == 0) return img;
+    cv::Mat out(img.rows, img.cols, img.type());
+    int to = 0;
+    for (int l = 0; l < lineCount; ++l)
+        for (int y = l; y < img.rows; y += lineCount) img.row(y).copyTo(out.row(to++));
+    return out;
+}
+
+cv::Mat sumBlocks(const cv::Mat& img, int s)
+{
+    if (s <= 1 || img.empty()) return img;
+    if (img.depth() != CV_8U && img.depth() != CV_16U) return img;
+    cv::Mat out(img.rows / s, img.cols / s, img.type());
+    if (out.empty()) return out;
+    if (img.depth() == CV_8U)
+        sumBlocksT<uint8_t>(img, out, s);
+    else
+        sumBlocksT<uint16_t>(img, out, s);
+    return out;
+}
+
+cv::Mat columnMeans(const cv::Mat& img, int format, int bits)
+{
+    if (img.empty()) return cv::Mat();
+    const int channels = img.channels();
+    cv::Mat mean = cv::Mat::zeros(1, img.cols, CV_MAKETYPE(CV_32F, channels));
+    float* acc = mean.ptr<float>(0);
+    switch (img.depth()) {
+    case CV_8U: addRows<uint8_t>(img, acc); break;
+    case CV_16U: addRows<uint16_t>(img, acc); break;
+    case CV_32F: addRows<float>(img, acc); break;
+    default: {
+        cv::Mat f;
+        img.convertTo(f, CV_MAKETYPE(CV_32F, channels));
+        addRows<float>(f, acc);
+    }
+    }
+    const float divisor = static_cast<float>((bits == LSX_BITS_16 ? 256.0 : 1.0) * img.rows);
+    const int n = img.cols * channels;
+    for (int i = 0; i < n; ++i) acc[i] = acc[i] / divisor;
+    if ((format == FORMAT_RGB24 || format == FORMAT_RGB32) && channels >= 3)
+        for (int x = 0; x < img.cols; ++x) std::swap(acc[x * channels], acc[x * channels + 2]);
+    return mean;
+}
