@@ -1,4 +1,173 @@
-// The live preview loop (to come).
-#include "cameraserver.h"
+// The live preview loop: the slot behind the "采图" button.
+//
+//  1. Start the camera free running.
+//  2. Build the run's corrections once: K per level band from the bright-field samples, B, the
+//     multi-line tables, the lens-shading gains.
+//  3. Loop: grab, drop what comes within 30 ms of the last frame shown, deep copy, correct,
+//     sum, column means, pixmap, publish, stop check.
+//
+// The TVK317 family has its own loop: 512 single readouts stacked into one image, FPN without
+// level bands, and Sum as a gain.
+#include "camera/cameraserver.h"
+#include "camera/framegrab.h"
+#include "camera/preview.h"
+#include "camera/tables.h"
+#include "calibration/klevels.h"
 
-void CameraServer::capture(bool) {}
+#include <QDateTime>
+#include <QDebug>
+#include <QSettings>
+
+#include <cmath>
+
+namespace {
+
+// What reaches the screen is limited to about 33 frames a second; the rest is dropped before
+// any processing.
+constexpr qint64 kMinFrameSpacingMs = 30;
+constexpr uint32_t kLineScanTimeoutMs = 1000;
+
+// TVK317 FPN: per pixel, in double throughout, no level bands.
+template <typename T>
+void tvkFpn(cv::Mat& img, const QList<double>& b, const QList<double>& k)
+{
+    const double top = std::numeric_limits<T>::max();
+    for (int y = 0; y < img.rows; ++y) {
+        T* p = img.ptr<T>(y);
+        for (int x = 0; x < img.cols && x < b.size() && x < k.size(); ++x) {
+            double v = std::nearbyint((p[x] - b[x]) * k[x]);
+            v = v > 0.0 ? v : 0.0;
+            p[x] = static_cast<T>(v < top ? v : top);
+        }
+    }
+}
+
+}  // namespace
+
+void CameraServer::capture(bool continuous)
+{
+    {
+        QWriteLocker lock(&m_lock);
+        m_stopCapture = false;
+    }
+    lsxStatus status = lsxSetTriggerState(m_handle, false);
+    if (status != LSX_OK) {
+        emit OS_CaptureFailed(status);
+        if (!m_isTvk317) qDebug() << "start capture failed with : " << status;
+        return;
+    }
+    status = lsxStart(m_handle);
+    if (status < LSX_OK) {
+        emit OS_CaptureFailed(status);
+        if (!m_isTvk317) qDebug() << "start capture failed with : " << status;
+        return;
+    }
+
+    if (m_isTvk317) {
+        lsxFrame frame{};
+        for (;;) {
+            cv::Mat img;
+            status = grabLines(this, m_handle, &frame, img);
+            if (status != LSX_OK) {
+                emit OS_CaptureFailed(status);
+                qDebug() << "get frame failed with : " << status;
+                lsxStop(m_handle);
+                return;
+            }
+            m_frameBits = static_cast<int32_t>(frame.bits);
+            if (frame.format != FORMAT_MONO) {
+                emit OS_CaptureFailed(LSX_ERR_NOT_SUPPORTED);
+                lsxStop(m_handle);
+                return;
+            }
+            if (m_fpnEnabled && m_bList.size() == 1 && m_kList.size() == 1 && !img.empty()) {
+                if (img.depth() == CV_16U)
+                    tvkFpn<uint16_t>(img, m_bList[0], m_kList[0]);
+                else
+                    tvkFpn<uint8_t>(img, m_bList[0], m_kList[0]);
+            }
+            // Sum is a gain on this camera: the image keeps its size.
+            const int sum = locked(m_sum);
+            if (!img.empty()) img.convertTo(img, img.type(), sum);
+            const cv::Mat staticMat = columnMeans(img, FORMAT_MONO, m_frameBits);
+            const QPixmap pixmap = matToPixmap(img, FORMAT_MONO, m_frameBits);
+            m_lastFrame = img;
+            m_lastStatistic = staticMat;
+            emit OS_NewFrame(pixmap, staticMat);
+            if (locked(m_stopCapture) || !continuous) {
+                lsxStop(m_handle);
+                return;
+            }
+        }
+    }
+
+    // The run's corrections: K per level band is built here once, so that a new calibration
+    // shows from the next start of capture.
+    const int fpnSel = m_settings ? m_settings->value(FpnIni::FpnSel, FpnIni::FpnSelDefault).toInt()
+                                  : FpnIni::FpnSelDefault;
+    const PreviewCorrections corrections = buildPreviewCorrections(
+        fpnLevelsFor(fpnSel), m_bList, m_kList, m_kScaleList,
+        [this](uint8_t level, QList<double>& out, int rows) { kAtLevel(level, out, rows); }, m_lineCount,
+        m_lscKList);
+    qDebug() << "channels : " << (corrections.fpn.valid() ? corrections.fpn.rows : 1);
+
+    qint64 last = 0;
+    for (;;) {
+        lsxRegion region{};
+        lsxGetRoi(m_handle, &region);
+        lsxFrame frame{};
+        void* buffer = nullptr;
+        status = lsxGetFrame(m_handle, &frame, &buffer, kLineScanTimeoutMs);
+        if (status == LSX_ERR_TIMEOUT) {
+            // No frame: the stop flag is only looked at after a frame was shown.
+            qDebug() << "get frame failed with : " << status;
+            if (!continuous) break;
+            continue;
+        }
+        if (status != LSX_OK) {
+            emit OS_CaptureFailed(status);
+            qDebug() << "get frame failed with : " << status;
+            break;
+        }
+        const qint64 now = QDateTime::currentMSecsSinceEpoch();
+        if (now - last < kMinFrameSpacingMs) {
+            if (continuous) continue;
+            break;
+        }
+
+        m_frameBits = static_cast<int32_t>(frame.bits);
+        const int format = static_cast<int>(frame.format);
+        cv::Mat img = frameToMat(frame, buffer);
+
+        PreviewSwitches switches;
+        switches.fpn = m_fpnEnabled;
+        switches.ffc = m_ffcEnabled;
+        switches.lsc = m_lscEnabled;
+        switches.lineCount = m_lineCount;
+        switches.regionX = region.X;
+        QList<QList<double>> ffcKList;
+        {
+            // The window adjusts the flat-field gains while the preview runs.
+            QReadLocker lock(&m_lock);
+            ffcKList = m_ffcKList;
+        }
+        if (!applyPreview(img, format, corrections, switches, ffcKList)) {
+            emit OS_CaptureFailed(LSX_ERR_NOT_SUPPORTED);
+            qDebug() << "Capture failed with : " << LSX_ERR_NOT_SUPPORTED;
+            break;
+        }
+
+        img = sumBlocks(img, locked(m_sum));
+        const cv::Mat staticMat = columnMeans(img, format, m_frameBits);
+        const QPixmap pixmap = matToPixmap(img, format, m_frameBits);
+
+        m_lastFrame = img;
+        m_lastStatistic = staticMat;
+        emit OS_NewFrame(pixmap, staticMat);
+        if (locked(m_stopCapture)) break;
+        last = now;
+        if (!continuous) break;
+    }
+    qDebug() << "capture stop";
+    lsxStop(m_handle);
+}
