@@ -1,0 +1,491 @@
+// The preview's kernels against a slow, literal version of the corrections written here with
+// plain OpenCV row operations, on random frames; and the exact values of the edge cases.
+#include "calibration/klevels.h"
+#include "camera/framegrab.h"
+#include "camera/preview.h"
+
+#include <QtTest>
+
+#include <opencv2/imgproc.hpp>
+
+#include <random>
+
+namespace {
+
+// ---- The literal version ----
+
+// The 256-entry level table exactly as described: one list of K per pixel level.
+std::vector<QList<double>> literalLevelTable(const std::vector<uint16_t>& levels, const QList<QList<double>>& bList,
+                                             const QList<double>& kScale, const KAtLevelFn& kAt)
+{
+    std::vector<QList<double>> table;
+    const int C = static_cast<int>(bList.size());
+    QList<double> current;
+    size_t i = 0;
+    for (int level = 0; level <= 255; ++level) {
+        if (level <= levels[i] && !current.isEmpty()) {
+        } else {
+            if (level > levels[i]) ++i;
+            kAt(levelStepK(levels, static_cast<int>(i)), current, C);
+            for (int e = 0; e < current.size(); ++e) current[e] *= kScale[e / (current.size() / C)];
+        }
+        table.push_back(current);
+    }
+    return table;
+}
+
+struct Literal {
+    QList<QList<double>> bList, kList, ffc, lsc;
+    std::vector<QList<double>> levelTable;
+    bool fpn = false, ffcOn = false, lscOn = false;
+    int lineCount = 1, regionX = 0;
+};
+
+std::vector<int> listsOf(int format)
+{
+    switch (format) {
+    case FORMAT_BGR24: return {0, 1, 2};
+    case FORMAT_RGB24: return {2, 1, 0};
+    case FORMAT_BGR32: return {0, 1, 2, 3};
+    case FORMAT_RGB32: return {2, 1, 0, 3};
+    default: return {0};
+    }
+}
+
+template <typename T>
+void literalApply(cv::Mat& img, int format, const Literal& L)
+{
+    const int ch = img.channels();
+    const int width = img.cols;
+    const int depth = img.depth();
+    const bool mono = format == FORMAT_MONO;
+    // FPN with level bands
+    if (L.fpn && L.bList.size() == (mono ? 1 : ch) && L.levelTable.size() == 256) {
+        const int columns = static_cast<int>(L.bList[0].size());
+        cv::Mat bRow(1, columns, CV_MAKETYPE(CV_32F, ch)), kRow(1, columns, CV_MAKETYPE(CV_32F, ch));
+        for (int x = 0; x < columns; ++x)
+            for (int c = 0; c < ch; ++c) bRow.ptr<float>(0)[x * ch + c] = float(L.bList[c][x]);
+        for (int y = 0; y < img.rows; ++y) {
+            const T* p = img.ptr<T>(y);
+            for (int x = 0; x < columns; ++x)
+                for (int c = 0; c < ch; ++c) {
+                    int level = p[x * ch + c];
+                    if (sizeof(T) == 2) level >>= 8;
+                    kRow.ptr<float>(0)[x * ch + c] = float(L.levelTable[level][c * columns + x]);
+                }
+            cv::Mat row;
+            img.row(y).convertTo(row, CV_MAKETYPE(CV_32F, ch));
+            cv::Mat r = (row - bRow).mul(kRow);
+            r.convertTo(img.row(y), depth);
+        }
+    }
+    // FPN of several lines
+    if (mono && L.fpn && L.lineCount >= 2 && L.kList.size() == L.lineCount && L.bList.size() == L.lineCount) {
+        for (int y = 0; y < img.rows; ++y) {
+            const int line = y % L.lineCount;
+            T* p = img.ptr<T>(y);
+            for (int x = 0; x < width; ++x)
+                p[x] = cv::saturate_cast<T>((float(p[x]) - float(L.bList[line][x])) * float(L.kList[line][x]));
+        }
+    }
+    // FFC
+    const int ffcRows = mono && L.lineCount >= 2 ? L.lineCount : 1;
+    if (L.ffcOn && !L.ffc.isEmpty() && L.ffc[0].size() == width && (ffcRows == 1 || L.ffc.size() == ffcRows)) {
+        const std::vector<int> lists = listsOf(format);
+        std::vector<cv::Mat> gains;
+        for (int r = 0; r < ffcRows; ++r) {
+            cv::Mat g = cv::Mat::zeros(1, width, CV_MAKETYPE(CV_32F, ch));
+            float* f = g.ptr<float>(0);
+            const int pitch = format == FORMAT_RGB32 ? 3 : ch;
+            for (int x = 0; x < width; ++x)
+                for (int c = 0; c < ch; ++c) f[x * pitch + c] = float(L.ffc[mono ? r : lists[c]][x]);
+            gains.push_back(g);
+        }
+        for (int y = 0; y < img.rows; ++y) {
+            cv::Mat row;
+            img.row(y).convertTo(row, CV_MAKETYPE(CV_32F, ch));
+            cv::multiply(row, gains[y % ffcRows], row);
+            row.convertTo(img.row(y), depth);
+        }
+    }
+    // LSC
+    if (L.lscOn && !L.lsc.isEmpty() && L.lsc[0].size() >= width + L.regionX) {
+        const std::vector<int> lists = listsOf(format);
+        for (int y = 0; y < img.rows; ++y) {
+            T* p = img.ptr<T>(y);
+            for (int x = 0; x < width; ++x)
+                for (int c = 0; c < ch; ++c)
+                    p[x * ch + c] = cv::saturate_cast<T>(double(p[x * ch + c]) *
+                                                         double(float(L.lsc[lists[c]][L.regionX + x])));
+        }
+    }
+    // Regrouping
+    if (mono && L.lineCount > 1) {
+        std::vector<cv::Mat> blocks;
+        for (int l = 0; l < L.lineCount; ++l) {
+            std::vector<cv::Mat> rows;
+            for (int y = l; y < img.rows; y += L.lineCount) rows.push_back(img.row(y));
+            cv::Mat block;
+            cv::vconcat(rows, block);
+            blocks.push_back(block);
+        }
+        cv::vconcat(blocks, img);
+    }
+}
+
+// ---- Random coefficients ----
+
+QList<QList<double>> randomLists(std::mt19937& rng, int n, int size, double lo, double hi)
+{
+    std::uniform_real_distribution<double> d(lo, hi);
+    QList<QList<double>> lists;
+    for (int i = 0; i < n; ++i) {
+        QList<double> l;
+        for (int x = 0; x < size; ++x) l.append(d(rng));
+        lists.append(l);
+    }
+    return lists;
+}
+
+// K samples of `rows` rows, three exposures each, as a bright-field run leaves them.
+QList<QList<KPoint>> randomPoints(std::mt19937& rng, int rows, int columns)
+{
+    std::uniform_real_distribution<double> k(0.4, 2.2);
+    QList<QList<KPoint>> pts;
+    for (int r = 0; r < rows; ++r)
+        for (double x : {30.0, 110.0, 190.0}) {
+            QList<KPoint> l;
+            for (int c = 0; c < columns; ++c) l.append(KPoint{x + c % 7, k(rng)});
+            pts.append(l);
+        }
+    return pts;
+}
+
+bool sameMat(const cv::Mat& a, const cv::Mat& b)
+{
+    return a.size() == b.size() && a.type() == b.type() && cv::norm(a, b, cv::NORM_INF) == 0.0;
+}
+
+}  // namespace
+
+class TestPreviewKernels : public QObject {
+    Q_OBJECT
+
+    void compareWithLiteral(int format, int bits, int lineCount, int fpnSel)
+    {
+        std::mt19937 rng(format * 100 + bits * 10 + lineCount + fpnSel);
+        const int ch = format == FORMAT_MONO ? 1 : (format == FORMAT_BGR24 || format == FORMAT_RGB24 ? 3 : 4);
+        const int width = 97, height = 24, regionX = 5;
+        const int type = CV_MAKETYPE(bits == LSX_BITS_16 ? CV_16U : CV_8U, ch);
+        cv::Mat frame(height, width, type);
+        cv::randu(frame, 0, bits == LSX_BITS_16 ? 65536 : 256);
+
+        const int fpnRows = format == FORMAT_MONO ? lineCount : ch;
+        Literal L;
+        L.bList = randomLists(rng, fpnRows, width, 0.0, 40.0);
+        L.kList = randomLists(rng, fpnRows, width, 0.5, 1.8);
+        const QList<double> kScale = randomLists(rng, 1, fpnRows, 0.9, 1.1)[0];
+        const QList<QList<KPoint>> pts = randomPoints(rng, fpnRows, width);
+        const KAtLevelFn kAt = [&](uint8_t level, QList<double>& out, int rows) { kAtLevel(pts, 2, level, out, rows); };
+        L.levelTable = literalLevelTable(fpnLevelsFor(fpnSel), L.bList, kScale, kAt);
+        L.ffc = randomLists(rng, format == FORMAT_MONO ? lineCount : ch, width, 0.6, 1.7);
+        L.lsc = randomLists(rng, format == FORMAT_MONO ? 1 : ch, width + regionX + 3, 0.6, 1.7);
+        L.fpn = L.ffcOn = L.lscOn = true;
+        L.lineCount = format == FORMAT_MONO ? lineCount : 1;
+        L.regionX = regionX;
+
+        const PreviewCorrections pc =
+            buildPreviewCorrections(fpnLevelsFor(fpnSel), L.bList, L.kList, kScale, kAt, L.lineCount, L.lsc);
+        PreviewSwitches sw;
+        sw.fpn = sw.ffc = sw.lsc = true;
+        sw.lineCount = L.lineCount;
+        sw.regionX = regionX;
+
+        // Each correction alone, then all together.
+        for (int mask = 1; mask < 8; ++mask) {
+            Literal l2 = L;
+            l2.fpn = mask & 1;
+            l2.ffcOn = mask & 2;
+            l2.lscOn = mask & 4;
+            PreviewSwitches s2 = sw;
+            s2.fpn = l2.fpn;
+            s2.ffc = l2.ffcOn;
+            s2.lsc = l2.lscOn;
+            cv::Mat expected = frame.clone();
+            if (bits == LSX_BITS_16)
+                literalApply<uint16_t>(expected, format, l2);
+            else
+                literalApply<uint8_t>(expected, format, l2);
+            cv::Mat fast = frame.clone();
+            QVERIFY(applyPreview(fast, format, pc, s2, L.ffc));
+            QVERIFY2(sameMat(fast, expected), qPrintable(QStringLiteral("format %1 bits %2 lines %3 mask %4")
+                                                               .arg(format)
+                                                               .arg(bits)
+                                                               .arg(lineCount)
+                                                               .arg(mask)));
+            QVERIFY(!sameMat(fast, frame));
+        }
+    }
+
+private slots:
+    void literalMono8() { compareWithLiteral(FORMAT_MONO, LSX_BITS_8, 1, 9); }
+    void literalMono16() { compareWithLiteral(FORMAT_MONO, LSX_BITS_16, 1, 6); }
+    void literalMonoTwoLines() { compareWithLiteral(FORMAT_MONO, LSX_BITS_8, 2, 3); }
+    void literalMonoFourLines16() { compareWithLiteral(FORMAT_MONO, LSX_BITS_16, 4, 9); }
+    void literalBgr24() { compareWithLiteral(FORMAT_BGR24, LSX_BITS_8, 1, 9); }
+    void literalRgb24() { compareWithLiteral(FORMAT_RGB24, LSX_BITS_8, 1, 6); }
+    void literalBgr32() { compareWithLiteral(FORMAT_BGR32, LSX_BITS_8, 1, 9); }
+    void literalRgb32() { compareWithLiteral(FORMAT_RGB32, LSX_BITS_8, 1, 3); }
+
+    void fpnOfTwoHundredWithBTenAndKOneAndAHalfSaturates()
+    {
+        const QList<QList<KPoint>> pts{QList<KPoint>(4, KPoint{100, 1.5})};
+        const KAtLevelFn kAt = [&](uint8_t level, QList<double>& out, int rows) { kAtLevel(pts, 2, level, out, rows); };
+        PreviewCorrections pc = buildPreviewCorrections(fpnLevels9, {QList<double>(4, 10.0)}, {}, {1.0}, kAt, 1, {});
+        PreviewSwitches sw;
+        sw.fpn = true;
+        cv::Mat img(2, 4, CV_8UC1, cv::Scalar(200));
+        QVERIFY(applyPreview(img, FORMAT_MONO, pc, sw, {}));
+        QCOMPARE(img.at<uint8_t>(1, 3), uint8_t(255));
+
+        // The lower limit of K is 0.51; the table itself carries K 0.5 here.
+        pc = buildPreviewCorrections(fpnLevels9, {QList<double>(4, 10.0)}, {}, {1.0},
+                                     [](uint8_t, QList<double>& out, int rows) { out = QList<double>(4 * rows, 0.5); },
+                                     1, {});
+        img = cv::Mat(2, 4, CV_8UC1, cv::Scalar(200));
+        QVERIFY(applyPreview(img, FORMAT_MONO, pc, sw, {}));
+        QCOMPARE(img.at<uint8_t>(0, 0), uint8_t(95));
+    }
+
+    void levelTableNeedsMatchingScales()
+    {
+        const KAtLevelFn kAt = [](uint8_t, QList<double>& out, int rows) { out = QList<double>(3 * rows, 1.0); };
+        QVERIFY(!buildFpnLevelTable(fpnLevels9, {QList<double>(3, 1.0)}, {}, kAt).valid());
+        QVERIFY(!buildFpnLevelTable(fpnLevels9, {}, {}, kAt).valid());
+        QVERIFY(buildFpnLevelTable(fpnLevels9, {QList<double>(3, 1.0)}, {1.0}, kAt).valid());
+        // No samples: no K at any level, and FPN is skipped.
+        const KAtLevelFn none = [](uint8_t, QList<double>& out, int) { out.clear(); };
+        QVERIFY(!buildFpnLevelTable(fpnLevels9, {QList<double>(3, 1.0)}, {1.0}, none).valid());
+    }
+
+    void kScaleMultipliesEachRow()
+    {
+        const KAtLevelFn kAt = [](uint8_t, QList<double>& out, int rows) { out = QList<double>(2 * rows, 1.0); };
+        const FpnLevelTable t = buildFpnLevelTable(fpnLevels3, {QList<double>(2, 0.0), QList<double>(2, 0.0),
+                                                                QList<double>(2, 0.0)},
+                                                   {1.0, 0.5, 2.0}, kAt);
+        QCOMPARE(t.kAt(100, 0, 1), 1.0f);
+        QCOMPARE(t.kAt(100, 1, 1), 0.5f);
+        QCOMPARE(t.kAt(100, 2, 0), 2.0f);
+    }
+
+    void sixteenBitMeansOnTheEightBitScale()
+    {
+        const cv::Mat img(7, 5, CV_16UC1, cv::Scalar(25600));
+        const cv::Mat m = columnMeans(img, FORMAT_MONO, LSX_BITS_16);
+        QCOMPARE(m.rows, 1);
+        QCOMPARE(m.cols, 5);
+        QCOMPARE(m.type(), CV_32FC1);
+        for (int x = 0; x < 5; ++x) QCOMPARE(m.at<float>(0, x), 100.0f);
+        // 1000 rows: the float sum stays exact.
+        const cv::Mat big(1000, 3, CV_16UC1, cv::Scalar(25600));
+        QCOMPARE(columnMeans(big, FORMAT_MONO, LSX_BITS_16).at<float>(0, 2), 100.0f);
+    }
+
+    void colourMeansAreAlwaysBgr()
+    {
+        cv::Mat img(4, 2, CV_8UC3, cv::Scalar(10, 20, 30));
+        cv::Mat m = columnMeans(img, FORMAT_BGR24, LSX_BITS_8);
+        QCOMPARE(m.type(), CV_32FC3);
+        QCOMPARE(m.at<cv::Vec3f>(0, 1), cv::Vec3f(10, 20, 30));
+        m = columnMeans(img, FORMAT_RGB24, LSX_BITS_8);
+        QCOMPARE(m.at<cv::Vec3f>(0, 0), cv::Vec3f(30, 20, 10));
+        cv::Mat four(3, 2, CV_8UC4, cv::Scalar(1, 2, 3, 4));
+        m = columnMeans(four, FORMAT_RGB32, LSX_BITS_8);
+        QCOMPARE(m.type(), CV_32FC4);
+        QCOMPARE(m.at<cv::Vec4f>(0, 1), cv::Vec4f(3, 2, 1, 4));
+        // Means of mixed rows.
+        cv::Mat mono = (cv::Mat_<uint8_t>(2, 2) << 10, 0, 21, 255);
+        m = columnMeans(mono, FORMAT_MONO, LSX_BITS_8);
+        QCOMPARE(m.at<float>(0, 0), 15.5f);
+        QCOMPARE(m.at<float>(0, 1), 127.5f);
+        QVERIFY(columnMeans(cv::Mat(), FORMAT_MONO, LSX_BITS_8).empty());
+    }
+
+    void sumOfThreeShrinksAndSaturates()
+    {
+        const cv::Mat img(1000, 4000, CV_8UC1, cv::Scalar(30));
+        const cv::Mat s = sumBlocks(img, 3);
+        QCOMPARE(s.cols, 1333);
+        QCOMPARE(s.rows, 333);
+        QCOMPARE(s.at<uint8_t>(0, 0), uint8_t(255));  // nine pixels of 30
+        const cv::Mat small(3, 3, CV_8UC1, cv::Scalar(20));
+        QCOMPARE(sumBlocks(small, 3).at<uint8_t>(0, 0), uint8_t(180));
+        const cv::Mat wide(4, 4, CV_16UC1, cv::Scalar(20000));
+        QCOMPARE(sumBlocks(wide, 2).at<uint16_t>(1, 1), uint16_t(65535));
+        const cv::Mat wideSmall(4, 4, CV_16UC1, cv::Scalar(1000));
+        QCOMPARE(sumBlocks(wideSmall, 2).at<uint16_t>(0, 1), uint16_t(4000));
+        cv::Mat colour(2, 4, CV_8UC3, cv::Scalar(1, 2, 100));
+        colour.at<cv::Vec3b>(1, 3) = cv::Vec3b(5, 6, 7);
+        const cv::Mat cs = sumBlocks(colour, 2);
+        QCOMPARE(cs.size(), cv::Size(2, 1));
+        QCOMPARE(cs.at<cv::Vec3b>(0, 0), cv::Vec3b(4, 8, 255));
+        QCOMPARE(cs.at<cv::Vec3b>(0, 1), cv::Vec3b(8, 12, 255));
+        // Sum 1 leaves the frame alone.
+        QCOMPARE(sumBlocks(img, 1).data, img.data);
+    }
+
+    void twoLinesAreRegrouped()
+    {
+        // Rows a0, b0, a1, b1 show as a0, a1, b0, b1.
+        cv::Mat img = (cv::Mat_<uint8_t>(4, 2) << 10, 11, 20, 21, 12, 13, 22, 23);
+        PreviewSwitches sw;
+        sw.lineCount = 2;
+        QVERIFY(applyPreview(img, FORMAT_MONO, PreviewCorrections{}, sw, {}));
+        const cv::Mat expected = (cv::Mat_<uint8_t>(4, 2) << 10, 11, 12, 13, 20, 21, 22, 23);
+        QVERIFY(sameMat(img, expected));
+        // Colour frames are never regrouped.
+        cv::Mat colour(4, 1, CV_8UC3);
+        for (int y = 0; y < 4; ++y) colour.at<cv::Vec3b>(y, 0) = cv::Vec3b(y, y, y);
+        const cv::Mat before = colour.clone();
+        QVERIFY(applyPreview(colour, FORMAT_BGR24, PreviewCorrections{}, sw, {}));
+        QVERIFY(sameMat(colour, before));
+    }
+
+    void narrowFrameSkipsFfc()
+    {
+        PreviewSwitches sw;
+        sw.ffc = true;
+        const QList<QList<double>> ffc{QList<double>(8, 2.0)};
+        cv::Mat img(2, 6, CV_8UC1, cv::Scalar(50));
+        QVERIFY(applyPreview(img, FORMAT_MONO, PreviewCorrections{}, sw, ffc));
+        QCOMPARE(cv::countNonZero(img != 50), 0);
+        cv::Mat fits(2, 8, CV_8UC1, cv::Scalar(50));
+        QVERIFY(applyPreview(fits, FORMAT_MONO, PreviewCorrections{}, sw, ffc));
+        QCOMPARE(cv::countNonZero(fits != 100), 0);
+    }
+
+    void lscNeedsTheRegionOffset()
+    {
+        const QList<QList<double>> lsc{QList<double>{1, 1, 1, 2.0, 0.5, 3.0}};
+        PreviewCorrections pc;
+        pc.lsc = buildLscTable(lsc);
+        PreviewSwitches sw;
+        sw.lsc = true;
+        sw.regionX = 3;
+        cv::Mat img = (cv::Mat_<uint8_t>(1, 3) << 100, 101, 100);
+        QVERIFY(applyPreview(img, FORMAT_MONO, pc, sw, {}));
+        QCOMPARE(img.at<uint8_t>(0, 0), uint8_t(200));
+        QCOMPARE(img.at<uint8_t>(0, 1), uint8_t(50));  // 50.5 rounds to even
+        QCOMPARE(img.at<uint8_t>(0, 2), uint8_t(255));
+        sw.regionX = 4;  // the gains stop short of the frame: skipped
+        cv::Mat other = (cv::Mat_<uint8_t>(1, 3) << 100, 101, 100);
+        QVERIFY(applyPreview(other, FORMAT_MONO, pc, sw, {}));
+        QCOMPARE(other.at<uint8_t>(0, 0), uint8_t(100));
+    }
+
+    void rgb32FfcKeepsItsPitchOfThree()
+    {
+        const int w = 4;
+        QList<QList<double>> ffc;
+        for (double g : {1.0, 2.0, 3.0, 4.0}) ffc.append(QList<double>(w, g));
+        PreviewSwitches sw;
+        sw.ffc = true;
+        cv::Mat img(1, w, CV_8UC4, cv::Scalar(10, 10, 10, 10));
+        QVERIFY(applyPreview(img, FORMAT_RGB32, PreviewCorrections{}, sw, ffc));
+        // Float row: pixel x at 3x: gains of lists 2, 1, 0, 3; the fourth is overwritten by the
+        // next pixel's first, and the last quarter keeps 0 (after the final pixel's fourth).
+        const uint8_t* p = img.ptr<uint8_t>(0);
+        const std::vector<uint8_t> expected{30, 20, 10, 30, 20, 10, 30, 20, 10, 30, 20, 10, 40, 0, 0, 0};
+        QCOMPARE(std::vector<uint8_t>(p, p + 16), expected);
+        // BGR32 keeps the order of the lists.
+        cv::Mat bgr(1, w, CV_8UC4, cv::Scalar(10, 10, 10, 10));
+        QVERIFY(applyPreview(bgr, FORMAT_BGR32, PreviewCorrections{}, sw, ffc));
+        QCOMPARE(bgr.at<cv::Vec4b>(0, 3), cv::Vec4b(10, 20, 30, 40));
+    }
+
+    void unsupportedFormatIsRefused()
+    {
+        cv::Mat img(2, 2, CV_8UC1, cv::Scalar(5));
+        QVERIFY(!applyPreview(img, 7, PreviewCorrections{}, PreviewSwitches{}, {}));
+        QVERIFY(!applyPreview(img, FORMAT_MONO16, PreviewCorrections{}, PreviewSwitches{}, {}));
+    }
+
+    // ---- Frames and the display ----
+
+    void deepCopyByFormatAndBits()
+    {
+        std::vector<uint16_t> buffer(6, 1234);
+        lsxFrame f{};
+        f.format = FORMAT_MONO;
+        f.bits = LSX_BITS_16;
+        f.width = 3;
+        f.height = 2;
+        cv::Mat m = frameToMat(f, buffer.data());
+        QCOMPARE(m.type(), CV_16UC1);
+        QCOMPARE(m.size(), cv::Size(3, 2));
+        buffer[0] = 1;
+        QCOMPARE(m.at<uint16_t>(0, 0), uint16_t(1234));  // a copy, not a view
+        f.bits = 1;
+        QVERIFY(frameToMat(f, buffer.data()).empty());
+        f.bits = LSX_BITS_8;
+        QCOMPARE(frameToMat(f, buffer.data()).type(), CV_8UC1);
+        f.format = FORMAT_RGB24;
+        f.bits = LSX_BITS_16;  // colour frames are always 8-bit
+        QCOMPARE(frameToMat(f, buffer.data()).type(), CV_8UC3);
+        f.format = FORMAT_BGR32;
+        f.height = 1;
+        QCOMPARE(frameToMat(f, buffer.data()).type(), CV_8UC4);
+        f.format = 13;
+        QCOMPARE(frameMatType(f), -1);
+    }
+
+    void sixteenBitFullScaleShowsWhite()
+    {
+        const cv::Mat full(3, 4, CV_16UC1, cv::Scalar(LSX_FULL_SCALE_16));
+        QImage shown = matToImage(full, FORMAT_MONO, LSX_BITS_16);
+        QCOMPARE(shown.format(), QImage::Format_Grayscale8);
+        QCOMPARE(shown.size(), QSize(4, 3));
+        QCOMPARE(shown.pixelColor(3, 2), QColor(255, 255, 255));
+        // 64898 and up are white; 64897 is not.
+        QCOMPARE(qGray(matToImage(cv::Mat(1, 1, CV_16UC1, cv::Scalar(64898)), FORMAT_MONO, 2).pixel(0, 0)), 255);
+        QCOMPARE(qGray(matToImage(cv::Mat(1, 1, CV_16UC1, cv::Scalar(64897)), FORMAT_MONO, 2).pixel(0, 0)), 254);
+        // 8-bit values in a 16-bit frame show almost black: 255 shows as 1.
+        const cv::Mat eight(2, 2, CV_16UC1, cv::Scalar(255));
+        shown = matToImage(eight, FORMAT_MONO, LSX_BITS_16);
+        QCOMPARE(qGray(shown.pixel(1, 1)), 1);
+        QVERIFY(!matToPixmap(full, FORMAT_MONO, LSX_BITS_16).isNull());
+    }
+
+    void monoOfOtherBitsHasNoPixmap()
+    {
+        QVERIFY(matToPixmap(cv::Mat(), FORMAT_MONO, 1).isNull());
+        QVERIFY(matToPixmap(cv::Mat(2, 2, CV_8UC1, cv::Scalar(1)), FORMAT_MONO, 1).isNull());
+        QVERIFY(matToPixmap(cv::Mat(2, 2, CV_8UC1, cv::Scalar(1)), 7, 0).isNull());
+    }
+
+    void colourSwapsAndStackedFourthChannel()
+    {
+        cv::Mat bgr(2, 3, CV_8UC3, cv::Scalar(10, 20, 30));
+        QImage shown = matToImage(bgr, FORMAT_BGR24, 0);
+        QCOMPARE(shown.format(), QImage::Format_RGB888);
+        QCOMPARE(shown.pixelColor(2, 1), QColor(30, 20, 10));
+        shown = matToImage(bgr, FORMAT_RGB24, 0);
+        QCOMPARE(shown.pixelColor(0, 0), QColor(10, 20, 30));
+
+        cv::Mat four(2, 3, CV_8UC4, cv::Scalar(10, 20, 30, 77));
+        shown = matToImage(four, FORMAT_BGR32, 0);
+        QCOMPARE(shown.size(), QSize(3, 4));
+        QCOMPARE(shown.pixelColor(1, 1), QColor(30, 20, 10));
+        QCOMPARE(shown.pixelColor(1, 2), QColor(77, 77, 77));
+        shown = matToImage(four, FORMAT_RGB32, 0);
+        QCOMPARE(shown.size(), QSize(3, 4));
+        QCOMPARE(shown.pixelColor(0, 0), QColor(10, 20, 30));
+        QCOMPARE(shown.pixelColor(2, 3), QColor(77, 77, 77));
+        const QPixmap pm = matToPixmap(four, FORMAT_RGB32, 0);
+        QCOMPARE(pm.size(), QSize(3, 4));
+    }
+};
+
+QTEST_MAIN(TestPreviewKernels)
+#include "test_preview_kernels.moc"
