@@ -1,0 +1,168 @@
+#pragma once
+/*
+ * Extensions of the simulated camera library (liblsxsim.so), for tests only.
+ *
+ * The simulated camera exports the 66 operations of lsx.h and, beside them, these lsxSim...
+ * functions with C linkage. A camera is named either by an open handle or by its friendly
+ * name: every function that takes `camera` accepts the decimal handle ("4097") or the
+ * friendly name ("SIM-LS4096-M"); a null or empty `camera` means every camera.
+ *
+ * Built-in cameras, in enumeration order (friendly name at byte 640 of lsxCameraInfo):
+ *   0 "SIM-LS4096-M"    mono one-line, 4096 columns, model "LSM4096A", DOffset through
+ *                       GVR_SEN_BLACK_LEVEL, GVR_MULTI_FPN_SELECT 1, maxK 2, maxB 64.
+ *   1 "SIM-LS2048-ML4"  mono, 2048 columns, 4 sensor lines interleaved row by row
+ *                       (GVR_MULTI_FPN_SELECT 4).
+ *   2 "SIM-LS2048-C"    trilinear colour, 2048 columns, targets 10/11/14/15, SCS keys.
+ *   3 "SIM-LS8192-MLK"  mono, 8192 columns, multi-level K (factory bit 9), maxK 4, resolution
+ *                       modes Full/SUM2/BIN2/SUM4/USER, binning enumerations, DOffset through
+ *                       key 129 registers 83/84 (GVR_SEN_BLACK_LEVEL reads 0xFFFFFFFF).
+ *   4 "SIM-TQW4A2N60"   model "TQW4A2N60" (a model without DOffset), mono one-line 4096.
+ *   5 "SIM-TVK317"      sensor "TVK317", type "AreaScan", 1024 x 8 pixels per readout.
+ *
+ * Sensor model (per column x, plane p, sensor line l; values in 10-bit DN):
+ *   raw = DOffset + gain * (dark[l][p][x] + response[l][p][x] * light(x) * exposure) + noise
+ * clipped to 0..1023; 16-bit output is raw << 6 (full scale 65472), 8-bit output raw >> 2.
+ * The camera's own corrections follow: (raw - B) * K (FPN), * flat-field K, * target/poly (LSC).
+ *
+ * Other modules' tests reach the camera through lsx/loader; they control the same simulated
+ * camera through lsx::sim::api() below, which finds the library named by LSX_LIBRARY.
+ */
+#include "lsx.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* Scenes of lsxSimSetScene */
+enum { LSX_SIM_SCENE_DARK = 0, LSX_SIM_SCENE_FLAT = 1, LSX_SIM_SCENE_PATTERN = 2 };
+
+/* Truth kinds of lsxSimGetTruth */
+enum {
+    LSX_SIM_TRUE_DARK = 0,     /* noise-free dark level before corrections: DOffset + gain*dark, DN10 */
+    LSX_SIM_TRUE_SIGNAL = 1,   /* noise-free scene signal above dark at the current settings, DN10 */
+    LSX_SIM_TRUE_RESPONSE = 2, /* the pixel's response factor (PRNU, weak columns), around 1.0 */
+    LSX_SIM_TRUE_LIGHT = 3     /* the scene's light at the column, DN10 per microsecond at gain 1 */
+};
+
+/* Scene: kind LSX_SIM_SCENE_xxx; level = light at the line's centre in DN10 per microsecond at
+ * gain 1 (<= 0 keeps the current level); slope = light difference from edge to edge as a
+ * fraction (0.1 = the right end 10 % brighter than the left); falloff = drop of the lens
+ * fall-off at the line's ends (0.25 = ends at 75 %). Negative slope/falloff keep theirs. */
+LSX_API lsxStatus lsxSimSetScene(const char* camera, int32_t kind, double level, double slope, double falloff);
+
+/* Temporal noise (read and shot noise) on or off; off gives exact, repeatable frames. */
+LSX_API lsxStatus lsxSimSetNoise(const char* camera, bool on);
+
+/* Time scale of the camera's clock: 1 = real read-out time (ROI height / LineRate per frame),
+ * 0 = frames at once. Injected time-outs wait their time-out times this scale. */
+LSX_API lsxStatus lsxSimSetTimeScale(const char* camera, double scale);
+
+/* Fault: the operation `op` (e.g. "lsxSetExposure", or "*" for every operation) answers
+ * `status` after `afterCalls` further calls have passed, for `times` calls (0 = for ever).
+ * Counting is over all cameras. A second fault on the same op replaces the first. */
+LSX_API lsxStatus lsxSimInjectFault(const char* op, int32_t afterCalls, lsxStatus status, int32_t times);
+LSX_API lsxStatus lsxSimClearFaults(void);
+
+/* The next n lsxGetFrame calls of the camera time out (-1000), each after its time-out
+ * times the time scale. A triggered frame stays pending and is delivered by the next call. */
+LSX_API lsxStatus lsxSimFrameTimeouts(const char* camera, int32_t n);
+
+/* The camera disconnects after n more delivered frames: from then on every operation on its
+ * handle answers -1104 (lsxClose succeeds and frees the handle) and lsxRefresh no longer
+ * finds it, until lsxSimReconnect or lsxSimReset. n = 0 disconnects now, n < 0 cancels. */
+LSX_API lsxStatus lsxSimDisconnectAfterFrames(const char* camera, int32_t n);
+LSX_API lsxStatus lsxSimReconnect(const char* camera);
+
+/* The camera's truth for the current ROI columns, one value per output column (after
+ * binning), for colour plane `plane` (0 B, 1 G, 2 R; 0 for mono) and sensor line `line`
+ * (0 for one-line sensors). `count` is the capacity of `out` in values; on return the number
+ * written. */
+LSX_API lsxStatus lsxSimGetTruth(const char* camera, int32_t kind, int32_t plane, int32_t line, float* out,
+                                 int32_t* count);
+/* Shorthands: LSX_SIM_TRUE_DARK and LSX_SIM_TRUE_SIGNAL. */
+LSX_API lsxStatus lsxSimGetTrueDark(const char* camera, int32_t plane, int32_t line, float* out, int32_t* count);
+LSX_API lsxStatus lsxSimGetTrueResponse(const char* camera, int32_t plane, int32_t line, float* out, int32_t* count);
+
+/* Number of frames the camera has delivered since it was opened, and of trigger fires. */
+LSX_API lsxStatus lsxSimGetCounters(const char* camera, uint64_t* frames, uint64_t* triggers);
+
+/* The library's log (lsxDebugFormat): number of lines kept (the last 256) and line `index`
+ * (0 = oldest kept). Lines are also written to stderr when LSX_SIM_LOG is set. */
+LSX_API lsxStatus lsxSimLogCount(int32_t* count);
+LSX_API lsxStatus lsxSimLogLine(int32_t index, char* text, uint32_t size);
+
+/* Back to the start: all cameras closed and rebuilt from the built-ins and LSX_SIM_CONFIG
+ * (read again), faults cleared, log emptied. Handles of before answer -13. */
+LSX_API lsxStatus lsxSimReset(void);
+
+#ifdef __cplusplus
+} /* extern "C" */
+
+#include <dlfcn.h>
+#include <cstdlib>
+
+namespace lsx {
+namespace sim {
+
+// The extension functions of the simulated camera that the process has loaded (or loads):
+// the library named by LSX_LIBRARY, found with RTLD_NOLOAD first so that the instance bound
+// by lsx/loader is the one controlled. Members stay null when no simulator is there.
+struct Api {
+    decltype(&::lsxSimSetScene) setScene = nullptr;
+    decltype(&::lsxSimSetNoise) setNoise = nullptr;
+    decltype(&::lsxSimSetTimeScale) setTimeScale = nullptr;
+    decltype(&::lsxSimInjectFault) injectFault = nullptr;
+    decltype(&::lsxSimClearFaults) clearFaults = nullptr;
+    decltype(&::lsxSimFrameTimeouts) frameTimeouts = nullptr;
+    decltype(&::lsxSimDisconnectAfterFrames) disconnectAfterFrames = nullptr;
+    decltype(&::lsxSimReconnect) reconnect = nullptr;
+    decltype(&::lsxSimGetTruth) getTruth = nullptr;
+    decltype(&::lsxSimGetTrueDark) getTrueDark = nullptr;
+    decltype(&::lsxSimGetTrueResponse) getTrueResponse = nullptr;
+    decltype(&::lsxSimGetCounters) getCounters = nullptr;
+    decltype(&::lsxSimLogCount) logCount = nullptr;
+    decltype(&::lsxSimLogLine) logLine = nullptr;
+    decltype(&::lsxSimReset) reset = nullptr;
+    void* library = nullptr;
+    bool ok() const { return reset != nullptr; }
+};
+
+inline Api loadApi(const char* path = nullptr)
+{
+    Api api;
+    if (!path) path = std::getenv("LSX_LIBRARY");
+    if (!path || !*path) return api;
+    void* lib = dlopen(path, RTLD_NOW | RTLD_NOLOAD);
+    if (!lib) lib = dlopen(path, RTLD_NOW | RTLD_LOCAL);
+    if (!lib) return api;
+    api.library = lib;
+#define LSX_SIM_RESOLVE(member, symbol) api.member = reinterpret_cast<decltype(api.member)>(dlsym(lib, #symbol));
+    LSX_SIM_RESOLVE(setScene, lsxSimSetScene)
+    LSX_SIM_RESOLVE(setNoise, lsxSimSetNoise)
+    LSX_SIM_RESOLVE(setTimeScale, lsxSimSetTimeScale)
+    LSX_SIM_RESOLVE(injectFault, lsxSimInjectFault)
+    LSX_SIM_RESOLVE(clearFaults, lsxSimClearFaults)
+    LSX_SIM_RESOLVE(frameTimeouts, lsxSimFrameTimeouts)
+    LSX_SIM_RESOLVE(disconnectAfterFrames, lsxSimDisconnectAfterFrames)
+    LSX_SIM_RESOLVE(reconnect, lsxSimReconnect)
+    LSX_SIM_RESOLVE(getTruth, lsxSimGetTruth)
+    LSX_SIM_RESOLVE(getTrueDark, lsxSimGetTrueDark)
+    LSX_SIM_RESOLVE(getTrueResponse, lsxSimGetTrueResponse)
+    LSX_SIM_RESOLVE(getCounters, lsxSimGetCounters)
+    LSX_SIM_RESOLVE(logCount, lsxSimLogCount)
+    LSX_SIM_RESOLVE(logLine, lsxSimLogLine)
+    LSX_SIM_RESOLVE(reset, lsxSimReset)
+#undef LSX_SIM_RESOLVE
+    return api;
+}
+
+// The process-wide instance, resolved on first use.
+inline const Api& api()
+{
+    static const Api instance = loadApi();
+    return instance;
+}
+
+}  // namespace sim
+}  // namespace lsx
+#endif /* __cplusplus */

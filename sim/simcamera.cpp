@@ -1,0 +1,509 @@
+// The simulated camera: construction of its sensor, the session and the image properties.
+#include "simcamera_p.h"
+
+#include "lsxsim.h"
+
+#include <algorithm>
+#include <cmath>
+#include <random>
+
+namespace lsxsim {
+
+Camera::Camera(const CameraSpec& spec) : m_spec(spec), m_s(std::make_unique<Settings>())
+{
+    // The sensor's fixed pattern: seeded, so every run of every test sees the same camera.
+    const int W = m_spec.width, classes = m_spec.lines * m_spec.planes;
+    m_dark.resize(size_t(W) * classes);
+    m_resp.resize(size_t(W) * classes);
+    std::mt19937 rng(m_spec.seed * 2654435761u + 17u);
+    std::normal_distribution<double> normal(0.0, 1.0);
+    std::uniform_int_distribution<int> column(0, W - 1);
+    std::uniform_real_distribution<double> unit(0.6, 1.0);
+    for (int c = 0; c < classes; ++c) {
+        float* dark = &m_dark[size_t(c) * W];
+        float* resp = &m_resp[size_t(c) * W];
+        const double balance = m_spec.planes == 3 ? m_spec.planeBalance[size_t(c % 3)] : 1.0;
+        for (int x = 0; x < W; ++x) {
+            dark[x] = float(std::max(0.0, m_spec.darkMean + m_spec.dsnu * normal(rng)));
+            resp[x] = float(balance * std::max(0.2, 1.0 + m_spec.prnu * normal(rng)));
+        }
+        for (int i = 0; i < m_spec.hotColumns; ++i) dark[column(rng)] += float(m_spec.hotAmp * unit(rng));
+        for (int i = 0; i < m_spec.weakColumns; ++i) resp[column(rng)] *= float(m_spec.weakFactor);
+    }
+    m_ffc.resize(kFfcSets);
+    m_lscSets.resize(kLscSets);
+    m_fpn["factory"] = FpnSet{};
+    for (int i = 0; i < kFpnUserSets; ++i) m_fpn["UserSet" + std::to_string(i)] = FpnSet{};
+
+    Settings& s = *m_s;
+    s.exposure = m_spec.exposure;
+    s.lineRate = m_spec.lineRate;
+    s.roiW = m_spec.width;
+    s.roiH = m_spec.area ? m_spec.areaHeight : m_spec.roiHeight;
+    s.source = m_spec.planes == 3 ? FORMAT_BGR24 : FORMAT_MONO;
+    s.target = s.source;
+    s.scene = m_spec.scene;
+    s.light = m_spec.light;
+    s.slope = m_spec.slope;
+    s.falloff = m_spec.falloff;
+    s.noise = m_spec.noise;
+    s.timeScale = m_spec.timeScale;
+    s.sw[1] = 0;
+    s.sw[6] = LSX_SWITCH_BOTH;
+}
+
+Camera::~Camera() = default;
+
+lsxCameraInfo Camera::info() const
+{
+    lsxCameraInfo i;
+    std::memset(&i, 0, sizeof i);
+    copyText(i.vendor, sizeof i.vendor, m_spec.vendor);
+    copyText(i.model, sizeof i.model, m_spec.model);
+    copyText(i.serialNumber, sizeof i.serialNumber, m_spec.serial);
+    copyText(i.version, sizeof i.version, m_spec.version);
+    copyText(i.friendlyName, sizeof i.friendlyName, m_spec.friendlyName);
+    copyText(i.sensor, sizeof i.sensor, m_spec.sensorText);
+    copyText(i.cameraType, sizeof i.cameraType, m_spec.typeText);
+    return i;
+}
+
+// ---- session ----
+
+lsxStatus Camera::open(int mode)
+{
+    Lock lock(m_mutex);
+    if (m_open) return LSX_ERR_ALREADY_OPEN;
+    m_open = true;
+    m_mode = mode;
+    m_started = false;
+    m_triggers.clear();
+    m_frames = m_fires = 0;
+    return LSX_OK;
+}
+
+lsxStatus Camera::close()
+{
+    {
+        Lock lock(m_mutex);
+        m_open = false;
+        m_started = false;
+        m_triggers.clear();
+        ++m_generation;
+    }
+    m_cv.notify_all();
+    return LSX_OK;
+}
+
+bool Camera::isOpen() const
+{
+    Lock lock(m_mutex);
+    return m_open;
+}
+
+void Camera::setDisconnected(bool on)
+{
+    {
+        Lock lock(m_mutex);
+        m_disconnected = on;
+        if (on) {
+            m_started = false;
+            ++m_generation;
+        } else {
+            m_disconnectAfter = -1;
+        }
+    }
+    m_cv.notify_all();
+}
+
+lsxStatus Camera::sensorInfo(lsxSensorInfo* out)
+{
+    if (!out) return LSX_ERR_INVALID_ARG;
+    Lock lock(m_mutex);
+    std::memset(out, 0, sizeof *out);
+    copyText(out->name, sizeof out->name, m_spec.sensorText);
+    out->pixelSizeNm = 7000;
+    out->lineCount = uint32_t(m_spec.area ? m_spec.areaHeight : m_spec.lines * m_spec.planes);
+    out->bitDepth = 10;
+    out->maxWidth = outWidthLocked();
+    out->maxHeight = maxHeightLocked();
+    return LSX_OK;
+}
+
+// ---- geometry helpers (under the lock) ----
+
+int Camera::binFactorLocked() const
+{
+    const std::string& m = m_spec.resModes[size_t(m_s->resMode)];
+    if (m == "SUM2" || m == "BIN2") return 2;
+    if (m == "SUM4" || m == "BIN4") return 4;
+    if (m == "USER") return std::max(1, m_s->binH);
+    return 1;
+}
+
+bool Camera::userBinSumLocked() const
+{
+    const std::string& m = m_spec.resModes[size_t(m_s->resMode)];
+    if (m.rfind("SUM", 0) == 0) return true;
+    if (m == "USER") return m_s->binMode == 0;
+    return false;
+}
+
+int Camera::outWidthLocked() const { return m_spec.width / binFactorLocked(); }
+
+int Camera::maxHeightLocked() const { return m_spec.area ? m_spec.areaHeight : 16384; }
+
+int Camera::doffsetLocked() const
+{
+    if (m_spec.blackLevelReg) {
+        const int b = int(m_s->blackReg & 0xFF);
+        return b > 128 ? b - 256 : b;
+    }
+    const int mag = int(m_s->reg83 & 0xFF);
+    return m_s->reg84 == 8 ? -mag : mag;
+}
+
+double Camera::framePeriodLocked() const
+{
+    return double(m_s->roiH) / std::max(1.0, m_s->lineRate) * m_s->timeScale;
+}
+
+// ---- image properties ----
+
+lsxStatus Camera::getRoi(lsxRegion* r)
+{
+    if (!r) return LSX_ERR_INVALID_ARG;
+    Lock lock(m_mutex);
+    r->X = m_s->roiX;
+    r->Y = 0;
+    r->W = m_s->roiW;
+    r->H = m_s->roiH;
+    return LSX_OK;
+}
+
+lsxStatus Camera::setRoi(const lsxRegion* r)
+{
+    if (!r) return LSX_ERR_INVALID_ARG;
+    Lock lock(m_mutex);
+    const int maxW = outWidthLocked();
+    const int minW = std::min(64, maxW);
+    if (r->X < 0 || r->X % 2 || r->Y != 0 || r->W < minW || r->W % 8 || r->X + r->W > maxW || r->H < 1 ||
+        r->H > maxHeightLocked())
+        return LSX_ERR_OUT_OF_RANGE;
+    m_s->roiX = r->X;
+    m_s->roiW = r->W;
+    m_s->roiH = r->H;
+    invalidateLocked();
+    return LSX_OK;
+}
+
+lsxStatus Camera::getRoiDescr(lsxRegionDescr* d)
+{
+    if (!d) return LSX_ERR_INVALID_ARG;
+    Lock lock(m_mutex);
+    std::memset(d, 0, sizeof *d);
+    d->maxWidth = outWidthLocked();
+    d->minWidth = std::min(64, d->maxWidth);
+    d->minHeight = 1;
+    d->maxHeight = maxHeightLocked();
+    d->widthStep = 8;
+    d->heightStep = 1;
+    d->xStep = 2;
+    return LSX_OK;
+}
+
+lsxStatus Camera::getRoiState(bool* on)
+{
+    if (!on) return LSX_ERR_INVALID_ARG;
+    *on = m_spec.roiState;
+    return LSX_OK;
+}
+
+lsxStatus Camera::getExposure(double* us)
+{
+    if (!us) return LSX_ERR_INVALID_ARG;
+    Lock lock(m_mutex);
+    *us = m_s->exposure;
+    return LSX_OK;
+}
+
+lsxStatus Camera::setExposure(double us)
+{
+    if (!std::isfinite(us)) return LSX_ERR_INVALID_ARG;
+    if (us < 2.0 || us > 20000.0) return LSX_ERR_OUT_OF_RANGE;
+    Lock lock(m_mutex);
+    m_s->exposure = us;
+    invalidateLocked();
+    return LSX_OK;
+}
+
+lsxStatus Camera::getExposureDescr(lsxDoubleDescr* d)
+{
+    if (!d) return LSX_ERR_INVALID_ARG;
+    d->step = 0.1;
+    d->min = 2.0;
+    d->max = 20000.0;
+    return LSX_OK;
+}
+
+lsxStatus Camera::getGain(float* g)
+{
+    if (!g) return LSX_ERR_INVALID_ARG;
+    Lock lock(m_mutex);
+    *g = m_s->gain;
+    return LSX_OK;
+}
+
+lsxStatus Camera::setGain(float g)
+{
+    if (!std::isfinite(g)) return LSX_ERR_INVALID_ARG;
+    if (g < 1.0f || g > 8.0f) return LSX_ERR_OUT_OF_RANGE;
+    Lock lock(m_mutex);
+    m_s->gain = g;
+    invalidateLocked();
+    return LSX_OK;
+}
+
+lsxStatus Camera::getGainDescr(lsxFloatDescr* d)
+{
+    if (!d) return LSX_ERR_INVALID_ARG;
+    d->step = 0.1f;
+    d->min = 1.0f;
+    d->max = 8.0f;
+    return LSX_OK;
+}
+
+lsxStatus Camera::setRgbGain(float r, float g, float b)
+{
+    if (!std::isfinite(r) || !std::isfinite(g) || !std::isfinite(b)) return LSX_ERR_INVALID_ARG;
+    if (r < 0 || g < 0 || b < 0 || r > 8 || g > 8 || b > 8) return LSX_ERR_OUT_OF_RANGE;
+    Lock lock(m_mutex);
+    m_s->rgb[0] = r;
+    m_s->rgb[1] = g;
+    m_s->rgb[2] = b;
+    invalidateLocked();
+    return LSX_OK;
+}
+
+namespace {
+bool monoSource(int f) { return f == 0 || f == 2; }
+bool monoTarget(int f) { return f == 0 || f == 30 || f == 34; }
+bool colourFormat(int f) { return f == 10 || f == 11 || f == 14 || f == 15; }
+}  // namespace
+
+lsxStatus Camera::getSourceFormat(int32_t* f)
+{
+    if (!f) return LSX_ERR_INVALID_ARG;
+    Lock lock(m_mutex);
+    *f = m_s->source;
+    return LSX_OK;
+}
+
+lsxStatus Camera::setSourceFormat(int32_t f)
+{
+    if (m_spec.planes == 3 ? !colourFormat(f) : !monoSource(f)) return LSX_ERR_NOT_SUPPORTED;
+    Lock lock(m_mutex);
+    m_s->source = f;
+    invalidateLocked();
+    return LSX_OK;
+}
+
+lsxStatus Camera::getTargetFormat(int32_t* f)
+{
+    if (!f) return LSX_ERR_INVALID_ARG;
+    Lock lock(m_mutex);
+    *f = m_s->target;
+    return LSX_OK;
+}
+
+lsxStatus Camera::setTargetFormat(int32_t f)
+{
+    if (m_spec.planes == 3 ? !colourFormat(f) : !monoTarget(f)) return LSX_ERR_NOT_SUPPORTED;
+    Lock lock(m_mutex);
+    m_s->target = f;
+    invalidateLocked();
+    return LSX_OK;
+}
+
+lsxStatus Camera::getResMode(int32_t* i)
+{
+    if (!i) return LSX_ERR_INVALID_ARG;
+    Lock lock(m_mutex);
+    *i = m_s->resMode;
+    return LSX_OK;
+}
+
+lsxStatus Camera::setResMode(int32_t i)
+{
+    if (i < 0 || i >= int(m_spec.resModes.size())) return LSX_ERR_OUT_OF_RANGE;
+    Lock lock(m_mutex);
+    if (m_s->resMode != i) {
+        // A new resolution starts from the full line of that resolution.
+        m_s->resMode = i;
+        m_s->roiX = 0;
+        m_s->roiW = outWidthLocked();
+    }
+    invalidateLocked();
+    return LSX_OK;
+}
+
+lsxStatus Camera::getResModeDescr(lsxSelectionDescr* d)
+{
+    if (!d) return LSX_ERR_INVALID_ARG;
+    d->defaultIndex = 0;
+    d->count = int32_t(m_spec.resModes.size());
+    return LSX_OK;
+}
+
+lsxStatus Camera::getResModeDetail(int32_t i, lsxSelectionDetail* d)
+{
+    if (!d) return LSX_ERR_INVALID_ARG;
+    if (i < 0 || i >= int(m_spec.resModes.size())) return LSX_ERR_OUT_OF_RANGE;
+    std::memset(d, 0, sizeof *d);
+    copyText(d->text, sizeof d->text, m_spec.resModes[size_t(i)]);
+    d->index = i;
+    return LSX_OK;
+}
+
+lsxStatus Camera::setIspSwitch(const char* which, bool on)
+{
+    Lock lock(m_mutex);
+    m_s->isp[which] = on;
+    invalidateLocked();
+    return LSX_OK;
+}
+
+lsxStatus Camera::setBayerDecode(int32_t i)
+{
+    if (i < 0 || i > 3) return LSX_ERR_OUT_OF_RANGE;
+    Lock lock(m_mutex);
+    m_s->bayer = i;
+    return LSX_OK;
+}
+
+namespace {
+const char* const kColourSolutions[] = {"Standard", "D65", "UserDefined"};
+}
+
+lsxStatus Camera::getColorSolutionDetail(int32_t i, lsxSelectionDetail* d)
+{
+    if (!d) return LSX_ERR_INVALID_ARG;
+    if (m_spec.planes != 3) return LSX_ERR_NOT_SUPPORTED;
+    if (i < 0 || i >= 3) return LSX_ERR_OUT_OF_RANGE;
+    std::memset(d, 0, sizeof *d);
+    copyText(d->text, sizeof d->text, kColourSolutions[i]);
+    d->index = i;
+    return LSX_OK;
+}
+
+lsxStatus Camera::setColorSolution(int32_t i)
+{
+    if (m_spec.planes != 3) return LSX_ERR_NOT_SUPPORTED;
+    if (i < 0 || i >= 3) return LSX_ERR_OUT_OF_RANGE;
+    Lock lock(m_mutex);
+    m_s->colorSolution = i;
+    return LSX_OK;
+}
+
+lsxStatus Camera::setColorMatrix(const lsxColorMatrix* m)
+{
+    if (!m) return LSX_ERR_INVALID_ARG;
+    if (m_spec.planes != 3) return LSX_ERR_NOT_SUPPORTED;
+    Lock lock(m_mutex);
+    std::memcpy(m_s->ccm, m->m, sizeof m_s->ccm);
+    return LSX_OK;
+}
+
+lsxStatus Camera::setBoolValue(const char* name, bool v)
+{
+    if (!name || !*name) return LSX_ERR_INVALID_ARG;
+    Lock lock(m_mutex);
+    m_s->bools[name] = v;
+    return LSX_OK;
+}
+
+// ---- test extensions ----
+
+void Camera::setScene(int kind, double level, double slope, double falloff)
+{
+    Lock lock(m_mutex);
+    m_s->scene = std::clamp(kind, 0, 2);
+    if (level > 0) m_s->light = level;
+    if (slope >= 0) m_s->slope = slope;
+    if (falloff >= 0) m_s->falloff = std::min(falloff, 0.95);
+    invalidateLocked();
+}
+
+void Camera::setNoise(bool on)
+{
+    Lock lock(m_mutex);
+    m_s->noise = on;
+    invalidateLocked();
+}
+
+void Camera::setTimeScale(double s)
+{
+    Lock lock(m_mutex);
+    m_s->timeScale = std::max(0.0, s);
+    m_nextFrameAt = std::min(m_nextFrameAt, nowSeconds() + framePeriodLocked());
+    m_cv.notify_all();
+}
+
+void Camera::frameTimeouts(int n)
+{
+    Lock lock(m_mutex);
+    m_timeouts = std::max(0, n);
+}
+
+void Camera::disconnectAfterFrames(int n)
+{
+    if (n == 0) {
+        setDisconnected(true);
+        return;
+    }
+    Lock lock(m_mutex);
+    m_disconnectAfter = n < 0 ? -1 : n;
+}
+
+void Camera::counters(uint64_t* frames, uint64_t* triggers)
+{
+    Lock lock(m_mutex);
+    if (frames) *frames = m_frames;
+    if (triggers) *triggers = m_fires;
+}
+
+double Camera::lightAt(double x) const
+{
+    // Light source slope and a cos^4 lens fall-off toward the line's ends.
+    const double u = (x + 0.5) / m_spec.width * 2.0 - 1.0;
+    const double edge = std::pow(std::max(0.05, 1.0 - m_s->falloff), 0.25);
+    const double t = std::tan(std::acos(edge));
+    const double c = std::cos(std::atan(u * t));
+    return m_s->light * (1.0 + m_s->slope * u / 2.0) * c * c * c * c;
+}
+
+lsxStatus Camera::truth(int kind, int plane, int line, float* out, int32_t* count)
+{
+    if (!out || !count) return LSX_ERR_INVALID_ARG;
+    if (plane < 0 || plane >= m_spec.planes || line < 0 || line >= m_spec.lines) return LSX_ERR_OUT_OF_RANGE;
+    Lock lock(m_mutex);
+    const int cls = line * m_spec.planes + plane;
+    std::vector<float> dark, sig, var;
+    buildTruthLocked(cls, dark, sig, var);
+    const int n = std::min(*count, int32_t(dark.size()));
+    const int f = binFactorLocked();
+    for (int i = 0; i < n; ++i) {
+        const int px = (m_s->roiX + i) * f;
+        switch (kind) {
+        case LSX_SIM_TRUE_DARK: out[i] = dark[size_t(i)]; break;
+        case LSX_SIM_TRUE_SIGNAL: out[i] = sig[size_t(i)]; break;
+        case LSX_SIM_TRUE_RESPONSE: out[i] = m_resp[size_t(cls) * m_spec.width + size_t(px)]; break;
+        case LSX_SIM_TRUE_LIGHT: out[i] = float(lightAt(px + (f - 1) / 2.0)); break;
+        default: return LSX_ERR_INVALID_ARG;
+        }
+    }
+    *count = n;
+    return LSX_OK;
+}
+
+}  // namespace lsxsim
