@@ -115,8 +115,7 @@ private slots:
     void onlyTopRowListAndRightColumnBeforeACamera();
     void resizeFollowsTheView();
 
-    void tabIndexFromTheEntry();
-    void closeClosesTheHelpWindow();
+    void tabIndexAndCloseClosesTheHelpWindow();
     void destructionWithoutShow();
 };
 
@@ -585,17 +584,11 @@ void TestWindow::resizeFollowsTheView()
     QCOMPARE(m_window->m_scene->sceneHeight(), double(view->viewport()->height()));
 }
 
-void TestWindow::tabIndexFromTheEntry()
+// Every window made here ends its camera worker on destruction, so the tests make few of them.
+void TestWindow::tabIndexAndCloseClosesTheHelpWindow()
 {
-    MainWindow lsc(QString(), 2);
-    QCOMPARE(lsc.findChild<QTabWidget*>(QStringLiteral("featureTabWidget"))->currentIndex(), 2);
-    MainWindow scs(QString(), 3);
-    QCOMPARE(scs.findChild<QTabWidget*>(QStringLiteral("featureTabWidget"))->currentIndex(), 3);
-}
-
-void TestWindow::closeClosesTheHelpWindow()
-{
-    MainWindow window(QString(), 0);
+    MainWindow window(QString(), 3);
+    QCOMPARE(window.findChild<QTabWidget*>(QStringLiteral("featureTabWidget"))->currentIndex(), 3);
     window.show();
     QVERIFY(QTest::qWaitForWindowExposed(&window));
     window.m_helpDialog.show();
@@ -607,12 +600,15 @@ void TestWindow::closeClosesTheHelpWindow()
 
 void TestWindow::destructionWithoutShow()
 {
-    auto* window = new MainWindow(QString(), 1);
+    auto* window = new MainWindow(QString(), 2);
+    QCOMPARE(window->findChild<QTabWidget*>(QStringLiteral("featureTabWidget"))->currentIndex(), 2);
     QPointer<SceneModel> scene = window->m_scene;
     QPointer<ProfileWidget> profile = window->m_profileWidget;
+    QPointer<ProgressInfoWidget> progress = window->m_progressInfo;
     delete window;
-    // The profile strip goes with its parent; the scene, parentless, on the next event loop turn.
+    // The children go with the window; the scene, parentless, on the next turn of the event loop.
     QVERIFY(profile.isNull());
+    QVERIFY(progress.isNull());
     QTRY_VERIFY(scene.isNull());
 }
 

@@ -1,0 +1,73 @@
+#!/usr/bin/env bash
+# Starts the tool under a virtual X server on the simulated camera, waits for the window and
+# the first frames, and saves a picture of the screen for a person to look at.
+#
+#   scripts/screenshot.sh [build-folder] [camera] [extra tool options...]
+#
+# Defaults: build folder "build", camera "SIM-LS4096-M". The picture goes to
+# screenshots/window.png. Nothing is built here: build the lsxcalib target first.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+build="${1:-build}"
+camera="${2:-SIM-LS4096-M}"
+shift $(( $# > 2 ? 2 : $# )) || true
+
+exe="$build/bin/lsxcalib"
+out="screenshots/window.png"
+display=":99"
+settle="${SCREENSHOT_SETTLE:-5}"
+
+[ -x "$exe" ] || { echo "screenshot: $exe not found; build the lsxcalib target first" >&2; exit 1; }
+for tool in Xvfb import xwininfo; do
+  command -v "$tool" >/dev/null || { echo "screenshot: $tool missing; run scripts/setup.sh" >&2; exit 1; }
+done
+mkdir -p screenshots
+
+# Settings and snapshots of this run stay in a folder of their own.
+work="$(mktemp -d)"
+xvfb_pid=""
+tool_pid=""
+cleanup() {
+  [ -n "$tool_pid" ] && kill "$tool_pid" 2>/dev/null || true
+  [ -n "$xvfb_pid" ] && kill "$xvfb_pid" 2>/dev/null || true
+  wait 2>/dev/null || true
+  rm -rf "$work"
+}
+trap cleanup EXIT
+
+Xvfb "$display" -screen 0 1600x1000x24 -nolisten tcp >"$work/xvfb.log" 2>&1 &
+xvfb_pid=$!
+export DISPLAY="$display"
+for _ in $(seq 1 50); do
+  xwininfo -root >/dev/null 2>&1 && break
+  sleep 0.1
+done
+xwininfo -root >/dev/null 2>&1 || { echo "screenshot: Xvfb did not come up" >&2; cat "$work/xvfb.log" >&2; exit 1; }
+
+HOME="$work" TELORINE_DOCUMENT_PATH="$work" TELORINE_PICTURE_PATH="$work" QT_QPA_PLATFORM=xcb \
+  "$exe" -d "$camera" "$@" >"$work/tool.log" 2>&1 &
+tool_pid=$!
+
+# The window is up when X knows a top-level window of that title.
+title="线扫相机校正工具"
+mapped=0
+for _ in $(seq 1 100); do
+  if xwininfo -root -tree 2>/dev/null | grep -q "$title"; then mapped=1; break; fi
+  kill -0 "$tool_pid" 2>/dev/null || break
+  sleep 0.1
+done
+if [ "$mapped" -ne 1 ]; then
+  echo "screenshot: the window did not appear; the tool said:" >&2
+  cat "$work/tool.log" >&2
+  exit 1
+fi
+
+# The camera opens one second after start and capture half a second later; give the first
+# frames time to arrive.
+sleep "$settle"
+
+import -window root "$out"
+echo "screenshot: saved $out"
+echo "--- tool log (last lines) ---"
+tail -n 20 "$work/tool.log" || true
