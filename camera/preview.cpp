@@ -1,8 +1,11 @@
 // The numeric kernels of the live preview.
 #include "camera/preview.h"
 
+
 #include "calibration/klevels.h"
 #include "lsx.h"
+
+#include <emmintrin.h>
 
 #include <algorithm>
 #include <cmath>
@@ -39,42 +42,117 @@ inline T toDepth(double t)
     return static_cast<T>(static_cast<int>(r));
 }
 
+// ---- Eight samples at a time (SSE2, part of every x86-64) ----
+// _mm_cvtps_epi32 and _mm_cvtpd_epi32 round in the current mode, nearest-even, like rint; the
+// clamp to the depth's range comes first (max_ps puts NaN to 0), so the result is the saturated
+// rint of the scalar code exactly.
+
+inline void load8(const uint8_t* p, __m128i& lo, __m128i& hi)
+{
+    const __m128i z = _mm_setzero_si128();
+    const __m128i w = _mm_unpacklo_epi8(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p)), z);
+    lo = _mm_unpacklo_epi16(w, z);
+    hi = _mm_unpackhi_epi16(w, z);
+}
+inline void load8(const uint16_t* p, __m128i& lo, __m128i& hi)
+{
+    const __m128i z = _mm_setzero_si128();
+    const __m128i w = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+    lo = _mm_unpacklo_epi16(w, z);
+    hi = _mm_unpackhi_epi16(w, z);
+}
+// Stores eight values already clamped to the depth's range.
+inline void store8(uint8_t* p, __m128i lo, __m128i hi)
+{
+    const __m128i w = _mm_packs_epi32(lo, hi);
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(p), _mm_packus_epi16(w, w));
+}
+inline void store8(uint16_t* p, __m128i lo, __m128i hi)
+{
+    const __m128i bias = _mm_set1_epi32(32768);
+    const __m128i w = _mm_packs_epi32(_mm_sub_epi32(lo, bias), _mm_sub_epi32(hi, bias));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(p), _mm_xor_si128(w, _mm_set1_epi16(static_cast<short>(0x8000))));
+}
+
+template <typename T>
+inline __m128i roundClamp(__m128 t)
+{
+    t = _mm_min_ps(_mm_max_ps(t, _mm_setzero_ps()), _mm_set1_ps(fullScale<T>()));
+    return _mm_cvtps_epi32(t);
+}
+
+// p[i] = saturated rint((p[i] - b[i]) * k[i]) in single precision; without b: p[i] * k[i].
+template <typename T, bool withOffset>
+void affineRow(T* p, int n, const float* b, const float* k)
+{
+    int i = 0;
+    for (; i + 8 <= n; i += 8) {
+        __m128i lo, hi;
+        load8(p + i, lo, hi);
+        __m128 flo = _mm_cvtepi32_ps(lo), fhi = _mm_cvtepi32_ps(hi);
+        if (withOffset) {
+            flo = _mm_sub_ps(flo, _mm_loadu_ps(b + i));
+            fhi = _mm_sub_ps(fhi, _mm_loadu_ps(b + i + 4));
+        }
+        flo = _mm_mul_ps(flo, _mm_loadu_ps(k + i));
+        fhi = _mm_mul_ps(fhi, _mm_loadu_ps(k + i + 4));
+        store8(p + i, roundClamp<T>(flo), roundClamp<T>(fhi));
+    }
+    for (; i < n; ++i) {
+        const float v = withOffset ? static_cast<float>(p[i]) - b[i] : static_cast<float>(p[i]);
+        p[i] = toDepth<T>(v * k[i]);
+    }
+}
+
+template <typename T>
+inline __m128i roundClampD(__m128d a, __m128d b)
+{
+    const __m128d zero = _mm_setzero_pd(), top = _mm_set1_pd(static_cast<double>(fullScale<T>()));
+    a = _mm_min_pd(_mm_max_pd(a, zero), top);
+    b = _mm_min_pd(_mm_max_pd(b, zero), top);
+    return _mm_unpacklo_epi64(_mm_cvtpd_epi32(a), _mm_cvtpd_epi32(b));
+}
+
+// p[i] = saturated rint(p[i] * g[i]) in double.
+template <typename T>
+void gainRowD(T* p, int n, const double* g)
+{
+    int i = 0;
+    for (; i + 8 <= n; i += 8) {
+        __m128i lo, hi;
+        load8(p + i, lo, hi);
+        const __m128d a0 = _mm_mul_pd(_mm_cvtepi32_pd(lo), _mm_loadu_pd(g + i));
+        const __m128d a1 = _mm_mul_pd(_mm_cvtepi32_pd(_mm_srli_si128(lo, 8)), _mm_loadu_pd(g + i + 2));
+        const __m128d a2 = _mm_mul_pd(_mm_cvtepi32_pd(hi), _mm_loadu_pd(g + i + 4));
+        const __m128d a3 = _mm_mul_pd(_mm_cvtepi32_pd(_mm_srli_si128(hi, 8)), _mm_loadu_pd(g + i + 6));
+        store8(p + i, roundClampD<T>(a0, a1), roundClampD<T>(a2, a3));
+    }
+    for (; i < n; ++i) p[i] = toDepth<T>(static_cast<double>(p[i]) * g[i]);
+}
+
 // ---- FPN with level bands ----
 
 // One row: per element, K of its channel at the band of its own value (the high byte for 16-bit
-// data). Channel c of the frame meets row c of the tables, in memory order.
+// data), gathered into kRow; then the row against B. Channel c of the frame meets row c of the
+// tables, in memory order.
 template <typename T>
-void fpnLevelRow(T* p, int width, int channels, const FpnLevelTable& t)
+void fpnLevelRow(T* p, int width, int channels, const FpnLevelTable& t, float* kRow)
 {
     constexpr int shift = sizeof(T) == 2 ? 8 : 0;
     const int32_t* offset = t.bandOffset.data();
-    if (channels == 1) {
-        const float* k = t.k.data();
-        const float* b = t.b.data();
-        for (int x = 0; x < width; ++x) {
-            const T v = p[x];
-            const float kv = k[offset[v >> shift] + x];
-            p[x] = toDepth<T>((static_cast<float>(v) - b[x]) * kv);
-        }
-        return;
-    }
     const size_t plane = static_cast<size_t>(t.bandCount) * t.columns;
     for (int c = 0; c < channels; ++c) {
         const float* k = t.k.data() + c * plane;
-        const float* b = t.b.data() + static_cast<size_t>(c) * t.columns;
-        T* q = p + c;
-        for (int x = 0; x < width; ++x) {
-            const T v = q[x * channels];
-            const float kv = k[offset[v >> shift] + x];
-            q[x * channels] = toDepth<T>((static_cast<float>(v) - b[x]) * kv);
-        }
+        for (int x = 0; x < width; ++x) kRow[x * channels + c] = k[offset[p[x * channels + c] >> shift] + x];
     }
+    affineRow<T, true>(p, width * channels, t.bInterleaved.data(), kRow);
 }
 
 template <typename T>
 void fpnLevels(cv::Mat& img, const FpnLevelTable& t)
 {
-    for (int y = 0; y < img.rows; ++y) fpnLevelRow<T>(img.ptr<T>(y), img.cols, img.channels(), t);
+    std::vector<float> kRow(static_cast<size_t>(img.cols) * img.channels());
+    for (int y = 0; y < img.rows; ++y) fpnLevelRow<T>(img.ptr<T>(y), img.cols, img.channels(), t, kRow.data());
 }
 
 // ---- FPN of multi-line sensors ----
@@ -86,8 +164,7 @@ void fpnLines(cv::Mat& img, const LineFpnTable& t)
         const int line = y % t.lines;
         const float* b = t.b.data() + static_cast<size_t>(line) * t.columns;
         const float* k = t.k.data() + static_cast<size_t>(line) * t.columns;
-        T* p = img.ptr<T>(y);
-        for (int x = 0; x < img.cols; ++x) p[x] = toDepth<T>((static_cast<float>(p[x]) - b[x]) * k[x]);
+        affineRow<T, true>(img.ptr<T>(y), img.cols, b, k);
     }
 }
 
@@ -100,9 +177,7 @@ void gainRowsFloat(cv::Mat& img, const std::vector<float>& gains, int rows)
 {
     const int n = img.cols * img.channels();
     for (int y = 0; y < img.rows; ++y) {
-        const float* g = gains.data() + static_cast<size_t>(y % rows) * n;
-        T* p = img.ptr<T>(y);
-        for (int i = 0; i < n; ++i) p[i] = toDepth<T>(static_cast<float>(p[i]) * g[i]);
+        affineRow<T, false>(img.ptr<T>(y), n, nullptr, gains.data() + static_cast<size_t>(y % rows) * n);
     }
 }
 
@@ -111,10 +186,7 @@ template <typename T>
 void gainRowDouble(cv::Mat& img, const std::vector<double>& gains)
 {
     const int n = img.cols * img.channels();
-    for (int y = 0; y < img.rows; ++y) {
-        T* p = img.ptr<T>(y);
-        for (int i = 0; i < n; ++i) p[i] = toDepth<T>(static_cast<double>(p[i]) * gains[i]);
-    }
+    for (int y = 0; y < img.rows; ++y) gainRowD<T>(img.ptr<T>(y), n, gains.data());
 }
 
 // The lists that meet channels 0, 1, 2(, 3) of a frame of this format.
@@ -260,6 +332,10 @@ FpnLevelTable buildFpnLevelTable(const std::vector<uint16_t>& levels, const QLis
     for (int r = 0; r < rows; ++r)
         for (int x = 0; x < columns && x < bList[r].size(); ++x)
             t.b[static_cast<size_t>(r) * columns + x] = static_cast<float>(bList[r][x]);
+    t.bInterleaved.resize(t.b.size());
+    for (int r = 0; r < rows; ++r)
+        for (int x = 0; x < columns; ++x)
+            t.bInterleaved[static_cast<size_t>(x) * rows + r] = t.b[static_cast<size_t>(r) * columns + x];
     return t;
 }
 

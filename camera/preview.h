@@ -37,6 +37,7 @@ struct FpnLevelTable {
     std::array<int32_t, 256> bandOffset{};  // per 8-bit level: band * columns
     std::vector<float> k;                   // [row][band][column]
     std::vector<float> b;                   // [row][column]
+    std::vector<float> bInterleaved;        // [column][row], as the channels lie in a frame
 
     bool valid() const { return rows > 0 && columns > 0 && bandCount > 0; }
     // K of one row and column at one 8-bit level, as the pixel correction uses it.

@@ -1,0 +1,117 @@
+// The preview pipeline of one frame (corrections, Sum 1, column means, pixmap) with FPN, FFC and
+// LSC all on, beside a plain copy of the same frame, for mono 8-bit, mono 16-bit and BGR24
+// frames of 4096 and 16384 columns by 1000 rows.
+#include "calibration/klevels.h"
+#include "camera/framegrab.h"
+#include "camera/preview.h"
+
+#include <QGuiApplication>
+
+#include <benchmark/benchmark.h>
+
+#include <random>
+
+namespace {
+
+constexpr int kRows = 1000;
+
+struct Setup {
+    cv::Mat frame;
+    PreviewCorrections corrections;
+    PreviewSwitches switches;
+    QList<QList<double>> ffc;
+};
+
+QList<QList<double>> lists(std::mt19937& rng, int n, int size, double lo, double hi)
+{
+    std::uniform_real_distribution<double> d(lo, hi);
+    QList<QList<double>> out;
+    for (int i = 0; i < n; ++i) {
+        QList<double> l;
+        l.reserve(size);
+        for (int x = 0; x < size; ++x) l.append(d(rng));
+        out.append(l);
+    }
+    return out;
+}
+
+Setup makeSetup(int format, int bits, int columns)
+{
+    std::mt19937 rng(7);
+    Setup s;
+    const int ch = format == FORMAT_MONO ? 1 : 3;
+    s.frame.create(kRows, columns, CV_MAKETYPE(bits == LSX_BITS_16 ? CV_16U : CV_8U, ch));
+    cv::randu(s.frame, 0, bits == LSX_BITS_16 ? 65472 : 256);
+    const QList<QList<double>> b = lists(rng, ch, columns, 0.0, 20.0);
+    // Three exposures of K samples per row, as a bright-field run leaves them.
+    QList<QList<KPoint>> pts;
+    std::uniform_real_distribution<double> k(0.8, 1.3);
+    for (int r = 0; r < ch; ++r)
+        for (double x : {40.0, 120.0, 200.0}) {
+            QList<KPoint> l;
+            for (int c = 0; c < columns; ++c) l.append(KPoint{x, k(rng)});
+            pts.append(l);
+        }
+    const KAtLevelFn kAt = [&](uint8_t level, QList<double>& out, int rows) { kAtLevel(pts, 2, level, out, rows); };
+    s.corrections = buildPreviewCorrections(fpnLevels9, b, b, QList<double>(ch, 1.0), kAt, 1,
+                                            lists(rng, ch, columns + 16, 0.9, 1.2));
+    s.ffc = lists(rng, ch, columns, 0.9, 1.2);
+    s.switches.fpn = s.switches.ffc = s.switches.lsc = true;
+    s.switches.lineCount = 1;
+    s.switches.regionX = 8;
+    return s;
+}
+
+void pipeline(benchmark::State& state, int format, int bits)
+{
+    const Setup s = makeSetup(format, bits, static_cast<int>(state.range(0)));
+    for (auto _ : state) {
+        cv::Mat img = s.frame.clone();  // the deep copy of the library's buffer
+        applyPreview(img, format, s.corrections, s.switches, s.ffc);
+        img = sumBlocks(img, 1);
+        const cv::Mat means = columnMeans(img, format, bits);
+        const QPixmap pixmap = matToPixmap(img, format, bits);
+        benchmark::DoNotOptimize(means.data);
+        benchmark::DoNotOptimize(pixmap.cacheKey());
+    }
+    state.SetBytesProcessed(state.iterations() * static_cast<int64_t>(s.frame.total() * s.frame.elemSize()));
+}
+
+void plainCopy(benchmark::State& state, int format, int bits)
+{
+    const Setup s = makeSetup(format, bits, static_cast<int>(state.range(0)));
+    for (auto _ : state) {
+        cv::Mat img = s.frame.clone();
+        benchmark::DoNotOptimize(img.data);
+        benchmark::ClobberMemory();
+    }
+    state.SetBytesProcessed(state.iterations() * static_cast<int64_t>(s.frame.total() * s.frame.elemSize()));
+}
+
+void BM_PreviewMono8(benchmark::State& st) { pipeline(st, FORMAT_MONO, LSX_BITS_8); }
+void BM_CopyMono8(benchmark::State& st) { plainCopy(st, FORMAT_MONO, LSX_BITS_8); }
+void BM_PreviewMono16(benchmark::State& st) { pipeline(st, FORMAT_MONO, LSX_BITS_16); }
+void BM_CopyMono16(benchmark::State& st) { plainCopy(st, FORMAT_MONO, LSX_BITS_16); }
+void BM_PreviewBgr24(benchmark::State& st) { pipeline(st, FORMAT_BGR24, LSX_BITS_8); }
+void BM_CopyBgr24(benchmark::State& st) { plainCopy(st, FORMAT_BGR24, LSX_BITS_8); }
+
+}  // namespace
+
+#define PREVIEW_BENCH(fn) BENCHMARK(fn)->Arg(4096)->Arg(16384)->Unit(benchmark::kMillisecond)->MinTime(0.3)
+PREVIEW_BENCH(BM_CopyMono8);
+PREVIEW_BENCH(BM_PreviewMono8);
+PREVIEW_BENCH(BM_CopyMono16);
+PREVIEW_BENCH(BM_PreviewMono16);
+PREVIEW_BENCH(BM_CopyBgr24);
+PREVIEW_BENCH(BM_PreviewBgr24);
+
+int main(int argc, char** argv)
+{
+    // The pixmap needs a GUI application; no display is needed.
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
+    QGuiApplication app(argc, argv);
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}
