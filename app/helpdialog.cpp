@@ -1,30 +1,14 @@
 #include "helpdialog.h"
 #include "ui_helpdialog.h"
 
-#include <QCoreApplication>
-#include <QDir>
+#include "camera/tables.h"
+
 #include <QFile>
 #include <QMessageBox>
-#include <QProcessEnvironment>
 #include <QSettings>
 #include <QTextBrowser>
 
 namespace {
-
-// FPN.ini lives in the document directory: TELORINE_DOCUMENT_PATH/FPN when that folder can be
-// made, the variable as it stands when it can't, the application's folder when it is unset.
-QString settingsPath()
-{
-    QString dir = QProcessEnvironment::systemEnvironment().value(QStringLiteral("TELORINE_DOCUMENT_PATH"));
-    if (dir.isEmpty()) {
-        dir = QCoreApplication::applicationDirPath();
-    } else {
-        QDir base(dir);
-        if (base.exists(QStringLiteral("FPN")) || base.mkdir(QStringLiteral("FPN")))
-            dir += QStringLiteral("/FPN");
-    }
-    return dir + QStringLiteral("/FPN.ini");
-}
 
 QString helpText(const QString& resource)
 {
@@ -45,8 +29,8 @@ HelpDialog::HelpDialog(QWidget* parent) : QWidget(parent), ui(new Ui::HelpDialog
 
     connect(ui->stopBut, &QPushButton::clicked, this, &HelpDialog::stopShowAgain);
 
-    QSettings settings(settingsPath(), QSettings::IniFormat);
-    const bool stopShow = settings.value(QStringLiteral("Params/StopShowHelp"), true).toBool();
+    QSettings settings(fpnIniPath(), QSettings::IniFormat);
+    const bool stopShow = settings.value(FpnIni::StopShowHelp, FpnIni::StopShowHelpDefault).toBool();
     ui->stopWidget->setVisible(!stopShow);
 }
 
@@ -58,8 +42,8 @@ HelpDialog::~HelpDialog()
 void HelpDialog::stopShowAgain()
 {
     {
-        QSettings settings(settingsPath(), QSettings::IniFormat);
-        settings.setValue(QStringLiteral("Params/StopShowHelp"), true);
+        QSettings settings(fpnIniPath(), QSettings::IniFormat);
+        settings.setValue(FpnIni::StopShowHelp, true);
         settings.sync();
     }
     QMessageBox::information(this, QStringLiteral("提示信息"),
