@@ -14,6 +14,8 @@
 
 #include <cstring>
 
+#include <pthread.h>
+
 namespace {
 
 // The close hands over to a running capture loop by this pause alone: nothing waits for the
@@ -22,6 +24,8 @@ constexpr unsigned long kCloseHandOverMs = 500;
 // After the hard terminate, how long the teardown lets the kill take effect before it gives
 // up on deleting the thread object (a running QThread must not be deleted).
 constexpr unsigned long kTerminateSettleMs = 3000;
+// How long an idle worker gets to leave its event loop after quit.
+constexpr unsigned long kIdleQuitGraceMs = 100;
 
 constexpr uint8_t kDefaultMaxK = 2;
 constexpr uint8_t kDefaultMaxB = 64;
@@ -36,6 +40,10 @@ bool textContains(const char* field, std::size_t capacity, const char* what)
 CameraServer::CameraServer() : QObject(nullptr), m_thread(new QThread(this))
 {
     moveToThread(m_thread);
+    // A kill must never land while the finishing thread tears down its event dispatcher (that
+    // would abort the process): from "finished" on, the worker ignores terminate.
+    connect(m_thread, &QThread::finished, m_thread, [] { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr); },
+            Qt::DirectConnection);
     m_thread->start(QThread::InheritPriority);
 
     // Made after the move: the settings object stays on the GUI thread and both threads use it.
@@ -59,8 +67,12 @@ CameraServer::~CameraServer()
 {
     close();
     m_thread->quit();
-    // A procedure still running on the worker is killed, not awaited.
-    m_thread->terminate();
+    // An idle worker leaves its event loop at once. One still inside a procedure is killed, not
+    // awaited: the grace below is only long enough for an idle loop to notice the quit.
+    if (!m_thread->wait(kIdleQuitGraceMs)) {
+        qDebug() << "worker busy, terminate";
+        m_thread->terminate();
+    }
     // The thread object is our child and lives on the worker; take it out of the children so
     // that QObject's teardown never deletes it while the kill is still under way.
     QThread* thread = m_thread;

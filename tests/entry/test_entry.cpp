@@ -1,0 +1,150 @@
+// The entry's rules: the tab shown for -t, the document and picture folders, the keys of
+// FPN.ini and their defaults.
+#include "app/settings.h"
+
+#include <QCommandLineParser>
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QSettings>
+#include <QTemporaryDir>
+#include <QtTest>
+
+class TestEntry : public QObject {
+    Q_OBJECT
+    QByteArray m_savedDoc;
+    QByteArray m_savedPic;
+
+    // The value of -t as the entry's parser reads it from a command line.
+    static QString toolOption(const QStringList& arguments)
+    {
+        QCommandLineParser parser;
+        const QCommandLineOption device(QStringList{QStringLiteral("d")}, QString(), QStringLiteral("value"));
+        const QCommandLineOption tool(QStringList{QStringLiteral("t")}, QString(), QStringLiteral("value"));
+        parser.addOption(device);
+        parser.addOption(tool);
+        if (!parser.parse(QStringList{QStringLiteral("lsxcalib")} + arguments)) return QStringLiteral("<error>");
+        return parser.value(tool);
+    }
+
+private slots:
+    void initTestCase()
+    {
+        m_savedDoc = qgetenv("TELORINE_DOCUMENT_PATH");
+        m_savedPic = qgetenv("TELORINE_PICTURE_PATH");
+    }
+    void cleanup()
+    {
+        qputenv("TELORINE_DOCUMENT_PATH", m_savedDoc);
+        qputenv("TELORINE_PICTURE_PATH", m_savedPic);
+    }
+
+    void toolListInTabOrder()
+    {
+        QCOMPARE(toolList, (QStringList{"FPN", "FFC", "LSC", "SCS"}));
+    }
+
+    void tabIndexFromTheToolOption_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<int>("tab");
+        QTest::newRow("-t ffc") << QStringList{"-t", "ffc"} << 1;
+        QTest::newRow("-t SCS") << QStringList{"-t", "SCS"} << 3;
+        QTest::newRow("-t nonsense") << QStringList{"-t", "nonsense"} << 0;
+        QTest::newRow("no option") << QStringList{} << 0;
+        QTest::newRow("-t Lsc with -d") << QStringList{"-d", "SIM-LS4096-M", "-t", "Lsc"} << 2;
+        QTest::newRow("-t fpn") << QStringList{"-t", "fpn"} << 0;
+        QTest::newRow("-t empty") << QStringList{"-t", ""} << 0;
+    }
+
+    void tabIndexFromTheToolOption()
+    {
+        QFETCH(QStringList, arguments);
+        QTEST(tabIndexForTool(toolOption(arguments)), "tab");
+    }
+
+    void documentDirCreatesFpnFolder()
+    {
+        QTemporaryDir root;
+        qputenv("TELORINE_DOCUMENT_PATH", root.path().toLocal8Bit());
+        QCOMPARE(documentDir(), root.path() + QStringLiteral("/FPN"));
+        QVERIFY(QDir(root.path() + QStringLiteral("/FPN")).exists());
+        // Existing already: the same answer.
+        QCOMPARE(documentDir(), root.path() + QStringLiteral("/FPN"));
+        QCOMPARE(fpnIniPath(), root.path() + QStringLiteral("/FPN/FPN.ini"));
+    }
+
+    void documentDirOfAMissingDirectoryIsUsedAsItStands()
+    {
+        QTemporaryDir root;
+        const QString missing = root.path() + QStringLiteral("/not/there");
+        qputenv("TELORINE_DOCUMENT_PATH", missing.toLocal8Bit());
+        QCOMPARE(documentDir(), missing);
+        QVERIFY(!QDir(missing).exists());
+        QCOMPARE(fpnIniPath(), missing + QStringLiteral("/FPN.ini"));
+    }
+
+    void documentDirWithoutTheVariableIsTheApplicationFolder()
+    {
+        qputenv("TELORINE_DOCUMENT_PATH", QByteArray());
+        QCOMPARE(documentDir(), QCoreApplication::applicationDirPath());
+        qunsetenv("TELORINE_DOCUMENT_PATH");
+        QCOMPARE(documentDir(), QCoreApplication::applicationDirPath());
+    }
+
+    void pictureDir()
+    {
+        qputenv("TELORINE_PICTURE_PATH", QByteArrayLiteral("/some/where"));
+        QCOMPARE(::pictureDir(), QStringLiteral("/some/where"));
+        qunsetenv("TELORINE_PICTURE_PATH");
+        QCOMPARE(::pictureDir(), QCoreApplication::applicationDirPath());
+    }
+
+    void fpnIniDefaults()
+    {
+        QTemporaryDir root;
+        qputenv("TELORINE_DOCUMENT_PATH", root.path().toLocal8Bit());
+        QSettings settings(fpnIniPath(), QSettings::IniFormat);  // no file: all defaults
+        auto read = [&](const QString& key) { return settings.value(key, FpnIni::defaultValue(key)); };
+        QCOMPARE(read(FpnIni::GainMin).toFloat(), 1.0f);
+        QCOMPARE(read(FpnIni::GainMax).toFloat(), 1.0f);
+        QCOMPARE(FpnIni::gainMaxCalibrationDefault(true), 1.0f);
+        QCOMPARE(FpnIni::gainMaxCalibrationDefault(false), 8.0f);
+        QCOMPARE(read(FpnIni::PixelMax).toInt(), 180);
+        QCOMPARE(read(FpnIni::PixelMin).toInt(), 0);
+        QCOMPARE(read(FpnIni::DOffset).toInt(), 0);
+        QCOMPARE(read(FpnIni::FlatEnable).toBool(), false);
+        QCOMPARE(read(FpnIni::HideFunction).toString(), QStringLiteral("true"));
+        QCOMPARE(read(FpnIni::HideFunction).toBool(), true);
+        QCOMPARE(read(FpnIni::FpnSel).toInt(), 9);
+        QCOMPARE(read(FpnIni::Factory).toBool(), false);
+        QVERIFY(!read(FpnIni::MaxK).isValid());
+        QVERIFY(!read(FpnIni::MaxB).isValid());
+        QCOMPARE(read(FpnIni::CameraConfig).toString(), QString());
+        QCOMPARE(read(FpnIni::ColCount).toInt(), 600);
+        QCOMPARE(read(FpnIni::StopShowHelp).toBool(), true);
+        QCOMPARE(FpnIni::allKeys().size(), 14);
+        for (const QString& key : FpnIni::allKeys()) QVERIFY(key.startsWith(QStringLiteral("Params/")));
+    }
+
+    void hideFunctionFromTheFile()
+    {
+        QTemporaryDir root;
+        qputenv("TELORINE_DOCUMENT_PATH", root.path().toLocal8Bit());
+        QVERIFY(hideFunctionSetting());  // absent: hidden
+        {
+            QSettings settings(fpnIniPath(), QSettings::IniFormat);
+            settings.setValue(FpnIni::HideFunction, false);
+        }
+        QVERIFY(!hideFunctionSetting());  // an outside edit shows the group at the next load
+        {
+            QFile f(fpnIniPath());
+            QVERIFY(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
+            f.write("[Params]\nHideFunction=true\n");
+        }
+        QVERIFY(hideFunctionSetting());
+    }
+};
+
+QTEST_GUILESS_MAIN(TestEntry)
+#include "test_entry.moc"
