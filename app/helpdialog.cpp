@@ -1,6 +1,8 @@
 #include "helpdialog.h"
 #include "ui_helpdialog.h"
 
+#include "style.h"
+
 #include "camera/tables.h"
 
 #include <QFile>
@@ -22,6 +24,7 @@ QString helpText(const QString& resource)
 
 HelpDialog::HelpDialog(QWidget* parent) : QWidget(parent), ui(new Ui::HelpDialog)
 {
+    ensureResources();
     ui->setupUi(this);
     ui->textBrowser->setHtml(helpText(QStringLiteral(":/help/basic.html")));
     ui->textBrowser_2->setHtml(helpText(QStringLiteral(":/help/fpn.html")));

@@ -1,6 +1,8 @@
 #include "progressinfowidget.h"
 #include "ui_progressinfowidget.h"
 
+#include "style.h"
+
 #include <QTextCursor>
 
 ProgressInfoWidget::ProgressInfoWidget(QWidget* parent)
@@ -10,6 +12,7 @@ ProgressInfoWidget::ProgressInfoWidget(QWidget* parent)
                           | Qt::WindowFullscreenButtonHint),
       ui(new Ui::ProgressInfoWidget)
 {
+    ensureResources();
     ui->setupUi(this);
     setWindowModality(Qt::WindowModal);
 

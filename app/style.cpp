@@ -7,8 +7,18 @@
 #include <QStringList>
 #include <QTextStream>
 
+void ensureResources()
+{
+    static const bool registered = [] {
+        Q_INIT_RESOURCE(resources);
+        return true;
+    }();
+    (void)registered;
+}
+
 bool loadStyle(const QString& path)
 {
+    ensureResources();
     QFile file(path);
     if (!file.open(QFile::ReadOnly))
         return false;

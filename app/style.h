@@ -6,3 +6,8 @@
 // of the sheet once its white space has been folded. Returns false, changing nothing, when the
 // file can't be opened.
 bool loadStyle(const QString& path);
+
+// Registers the embedded resources (":/psblack.css", ":/base/icon.png", the help documents).
+// They live in a static library, so the first user registers them; calling it again does
+// nothing. The panels and loadStyle call it themselves.
+void ensureResources();

@@ -83,7 +83,6 @@ private:
 private slots:
     void initTestCase()
     {
-        Q_INIT_RESOURCE(resources);
         QVERIFY(m_docDir.isValid());
         qputenv("TELORINE_DOCUMENT_PATH", m_docDir.path().toLocal8Bit());
     }

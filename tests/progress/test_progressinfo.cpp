@@ -29,8 +29,6 @@ private:
     }
 
 private slots:
-    void initTestCase() { Q_INIT_RESOURCE(resources); }
-
     void init()
     {
         m_parent = new QWidget;
@@ -156,7 +154,7 @@ private slots:
         QCOMPARE(m_panel->windowModality(), Qt::WindowModal);
         QVERIFY(m_panel->isWindow());
         QCOMPARE(m_panel->parentWidget(), m_parent);
-        QVERIFY(!m_panel->windowIcon().isNull());
+        QVERIFY(!m_panel->windowIcon().isNull()); // the panel registers the resources itself
 
         QCOMPARE(m_panel->findChild<QLabel*>("label")->text(), QStringLiteral("进度"));
         QCOMPARE(progressBar()->value(), 24);

@@ -56,8 +56,10 @@ private:
 private slots:
     void initTestCase()
     {
-        Q_INIT_RESOURCE(resources);
         QVERIFY(m_dir.isValid());
+        ensureResources();
+        ensureResources(); // a second call does nothing
+        QVERIFY(QFile::exists(QStringLiteral(":/psblack.css")));
     }
 
     void cleanup()
