@@ -25,6 +25,13 @@
 #include <QTimer>
 #include <QTreeWidget>
 
+// The style sheet, images and help documents are compiled into a static library, whose
+// registration the linker would otherwise drop.
+static void initResources()
+{
+    Q_INIT_RESOURCE(resources);
+}
+
 MainWindow::MainWindow(const QString& deviceName, int tabIndex, QWidget* parent)
     : QMainWindow(parent),
       ui(new Ui::MainWindow),
@@ -36,6 +43,7 @@ MainWindow::MainWindow(const QString& deviceName, int tabIndex, QWidget* parent)
 {
     // Before the first queued signal can carry a frame, a status or a coefficient list.
     registerMetaTypes();
+    initResources();
 
     ui->setupUi(this);
     connectForm();
