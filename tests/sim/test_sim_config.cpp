@@ -1,0 +1,84 @@
+// LSX_SIM_CONFIG: overrides by friendly name, an added camera of another type, a removed one.
+#include "simtestutil.h"
+
+using namespace simtest;
+
+class TestSimConfig : public QObject {
+    Q_OBJECT
+
+private slots:
+    void configurationFileShapesTheCameraList()
+    {
+        int32_t count = 0;
+        QCOMPARE(lsxRefresh(&count), LSX_OK);
+        QCOMPARE(count, 6);  // six built-ins, one removed, one added
+        QStringList names;
+        for (int i = 0; i < count; ++i) {
+            lsxCameraInfo info;
+            QCOMPARE(lsxEnum(i, &info), LSX_OK);
+            names << info.friendlyName;
+        }
+        QVERIFY(!names.contains("SIM-TVK317"));
+        QCOMPARE(names.last(), QString("SIM-GENERIC"));
+
+        lsxHandle g = openCamera("SIM-GENERIC");
+        QVERIFY(g);
+        lsxCameraInfo info;
+        lsxGetCameraInfo(g, &info);
+        QCOMPARE(QString(info.cameraType), QString("Generic"));
+        QCOMPARE(QString(info.sensor), QString("G100"));
+        QCOMPARE(QString(info.model), QString("GEN100"));
+        uint32_t v = 0;
+        QCOMPARE(lsxReadGenICamReg(g, GVR_MULTI_FPN_SELECT, &v), LSX_OK);
+        QCOMPARE(v, 0xFFFFFFFFu);
+        lsxFactoryRecord fr;
+        uint32_t size = sizeof fr;
+        QCOMPARE(lsxGet(g, LSX_KEY_FACTORY, &fr, &size), LSX_OK);
+        QCOMPARE(fr.maxK, uint8_t(0));
+        QCOMPARE(fr.maxB, uint8_t(32));
+        lsxRegionDescr d;
+        lsxGetRoiDescr(g, &d);
+        QCOMPARE(d.maxWidth, 512);
+    }
+
+    void helperFindsTheLoadedLibrary()
+    {
+        // LSX_LIBRARY names the library this test is linked with: the helper must bind the same
+        // instance, not a second copy.
+        const auto& api = lsx::sim::api();
+        QVERIFY(api.ok());
+        QCOMPARE(reinterpret_cast<void*>(api.reset), reinterpret_cast<void*>(&lsxSimReset));
+        QCOMPARE(reinterpret_cast<void*>(api.getTruth), reinterpret_cast<void*>(&lsxSimGetTruth));
+        QVERIFY(api.setScene && api.setNoise && api.setTimeScale && api.injectFault && api.clearFaults &&
+                api.frameTimeouts && api.disconnectAfterFrames && api.reconnect && api.getTrueDark &&
+                api.getTrueResponse && api.getCounters && api.logCount && api.logLine);
+        QVERIFY(!lsx::sim::loadApi("/nonexistent/liblsxsim.so").ok());
+    }
+
+    void overridesApplyByName()
+    {
+        // 1024 columns, no noise, a dark scene and instant time, from the file.
+        lsxHandle h = openCamera("SIM-LS4096-M");
+        QVERIFY(h);
+        lsxRegionDescr d;
+        lsxGetRoiDescr(h, &d);
+        QCOMPARE(d.maxWidth, 1024);
+        lsxSetTriggerState(h, true);
+        lsxSetSourceFormat(h, 2);
+        lsxSetTargetFormat(h, 34);
+        lsxStart(h);
+        Frame a, b;
+        QElapsedTimer t;
+        t.start();
+        QCOMPARE(grab(h, a), LSX_OK);
+        QCOMPARE(grab(h, b), LSX_OK);
+        QVERIFY(t.elapsed() < 500);
+        QVERIFY(a.v == b.v);  // no noise: the same frame twice
+        const auto dark = truth(h, LSX_SIM_TRUE_DARK);
+        const auto means = columnMeans(a);
+        for (int x = 0; x < 1024; ++x) QVERIFY(std::abs(means[size_t(x)] - std::lround(dark[size_t(x)])) < 1e-9);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestSimConfig)
+#include "test_sim_config.moc"
