@@ -50,6 +50,9 @@ Camera::Camera(const CameraSpec& spec) : m_spec(spec), m_s(std::make_unique<Sett
     s.timeScale = m_spec.timeScale;
     s.sw[1] = 0;
     s.sw[6] = LSX_SWITCH_BOTH;
+    m_timeouts = std::max(0, m_spec.frameTimeouts);
+    m_disconnectAfter = m_spec.disconnectAfterFrames;
+    if (m_disconnectAfter == 0) m_disconnected = true;
 }
 
 Camera::~Camera() = default;

@@ -48,11 +48,22 @@ struct CameraSpec {
     uint32_t seed = 1;
     double exposure = 100.0, lineRate = 20000.0;
     int roiHeight = 1000;
+    int frameTimeouts = 0;           // the first n lsxGetFrame calls time out
+    int disconnectAfterFrames = -1;  // the camera is gone after n frames (-1 never)
+};
+
+// A fault from the configuration file: `op` answers `status` after `after` calls, `times` times.
+struct FaultSpec {
+    std::string op;
+    int after = 0;
+    int status = LSX_ERR_UNKNOWN;
+    int times = 0;
 };
 
 std::vector<CameraSpec> builtinCameras();
-// Applies LSX_SIM_CONFIG (if set) to the list; a message for stderr on a bad file.
-void applyConfigFile(std::vector<CameraSpec>& cameras);
+// Applies LSX_SIM_CONFIG (if set) to the list and gives its faults; a message for stderr on a
+// bad file.
+void applyConfigFile(std::vector<CameraSpec>& cameras, std::vector<FaultSpec>& faults);
 
 // A flat-field set of the camera (record type 4), K in fixed point 2^-14.
 struct FfcSet {

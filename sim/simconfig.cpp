@@ -124,6 +124,8 @@ void applyObject(CameraSpec& c, const QJsonObject& o)
     number("exposure", c.exposure);
     number("lineRate", c.lineRate);
     number("roiHeight", c.roiHeight);
+    number("frameTimeouts", c.frameTimeouts);
+    number("disconnectAfterFrames", c.disconnectAfterFrames);
     if (o.contains("area")) c.area = o.value("area").toBool();
     if (o.contains("blackLevelReg")) c.blackLevelReg = o.value("blackLevelReg").toBool();
     if (o.contains("binningEnums")) c.binningEnums = o.value("binningEnums").toBool();
@@ -170,8 +172,9 @@ void applyObject(CameraSpec& c, const QJsonObject& o)
 // {"timeScale": 0, "noise": false,
 //  "cameras": [{"friendlyName": "SIM-LS4096-M", "width": 2048, ...},     overrides by name
 //              {"friendlyName": "MY-CAM", "base": "SIM-LS4096-M", ...}]} new cameras
-// Top-level keys other than "cameras" apply to every camera first.
-void applyConfigFile(std::vector<CameraSpec>& cameras)
+// Top-level keys other than "cameras" and "faults" apply to every camera first.
+// "faults": [{"op": "lsxSetExposure", "after": 2, "status": -1001, "times": 1}, ...]
+void applyConfigFile(std::vector<CameraSpec>& cameras, std::vector<FaultSpec>& faults)
 {
     const char* path = std::getenv("LSX_SIM_CONFIG");
     if (!path || !*path) return;
@@ -188,6 +191,15 @@ void applyConfigFile(std::vector<CameraSpec>& cameras)
     }
     QJsonObject top = doc.object();
     const QJsonArray list = top.take("cameras").toArray();
+    for (const auto& v : top.take("faults").toArray()) {
+        const QJsonObject o = v.toObject();
+        FaultSpec f;
+        f.op = o.value("op").toString().toStdString();
+        f.after = o.value("after").toInt();
+        f.status = o.value("status").toInt(LSX_ERR_UNKNOWN);
+        f.times = o.value("times").toInt();
+        if (!f.op.empty()) faults.push_back(f);
+    }
     if (top.contains("replace") && top.value("replace").toBool()) cameras.clear();
     top.remove("replace");
     for (auto& c : cameras) applyObject(c, top);

@@ -33,6 +33,8 @@ struct Registry {
     lsxHandle next = 0x1001;
 };
 
+void injectConfigFaults(const std::vector<lsxsim::FaultSpec>& faults);
+
 Registry& registry()
 {
     static Registry r;
@@ -43,7 +45,9 @@ void buildLocked(Registry& r)
 {
     if (r.built) return;
     auto specs = lsxsim::builtinCameras();
-    lsxsim::applyConfigFile(specs);
+    std::vector<lsxsim::FaultSpec> faults;
+    lsxsim::applyConfigFile(specs, faults);
+    injectConfigFaults(faults);
     r.cameras.clear();
     for (const auto& s : specs) r.cameras.push_back(std::make_shared<Camera>(s));
     r.built = true;
@@ -93,6 +97,12 @@ struct Fault {
 };
 std::mutex g_faultMutex;
 std::map<std::string, Fault> g_faults;
+
+void injectConfigFaults(const std::vector<lsxsim::FaultSpec>& faults)
+{
+    std::lock_guard<std::mutex> lock(g_faultMutex);
+    for (const auto& f : faults) g_faults[f.op] = Fault{f.after, f.status, f.times};
+}
 
 lsxStatus faultFor(const char* op)
 {
@@ -447,6 +457,7 @@ lsxStatus lsxSimLogLine(int32_t index, char* text, uint32_t size)
 
 lsxStatus lsxSimReset(void)
 {
+    lsxSimClearFaults();  // before the rebuild, which brings the configuration's faults back
     std::vector<std::shared_ptr<Camera>> old;
     {
         Registry& r = registry();
@@ -460,7 +471,6 @@ lsxStatus lsxSimReset(void)
         r.found = r.cameras;
     }
     for (auto& c : old) c->close();  // wakes any reader still waiting for a frame
-    lsxSimClearFaults();
     std::lock_guard<std::mutex> lock(g_logMutex);
     g_log.clear();
     return LSX_OK;

@@ -39,6 +39,16 @@ private slots:
         lsxRegionDescr d;
         lsxGetRoiDescr(g, &d);
         QCOMPARE(d.maxWidth, 512);
+        // The file's faults: the second gain write fails once; the camera leaves after 3 frames.
+        QCOMPARE(lsxSetAnalogGain(g, 1.0f), LSX_OK);
+        QCOMPARE(lsxSetAnalogGain(g, 1.0f), -1001);
+        QCOMPARE(lsxSetAnalogGain(g, 1.0f), LSX_OK);
+        lsxSetTriggerState(g, true);
+        QCOMPARE(lsxStart(g), LSX_OK);
+        Frame f;
+        for (int i = 0; i < 3; ++i) QCOMPARE(grab(g, f), LSX_OK);
+        QCOMPARE(grab(g, f), LSX_ERR_DISCONNECTED);
+        QCOMPARE(lsxClose(g), LSX_OK);
     }
 
     void helperFindsTheLoadedLibrary()
