@@ -24,6 +24,29 @@
  * clipped to 0..1023; 16-bit output is raw << 6 (full scale 65472), 8-bit output raw >> 2.
  * The camera's own corrections follow: (raw - B) * K (FPN), * flat-field K, * target/poly (LSC).
  *
+ * The camera's firmware, as the records of the program meet it:
+ *  - FPN sets: "FPNC.Selector" chooses among "factory", "UserSet0".."UserSet2" (default
+ *    "UserSet0"). Key 45 types 2 (dark half: B) and 3 (bright half: K) go to the selected set;
+ *    types 0 (whole set; on the area camera it goes to the selected set), 5 (dark half) and 6 (one
+ *    K band at the head's Level, 8-bit scale) go to the "factory" set, and any write reaching the
+ *    factory set answers -1202 unless the camera was opened in mode 5. Applied as (v - B) * K
+ *    while "FPNC.Enable" is "true" (key 46 is the same switch); with K bands, K follows the
+ *    pixel's level (v - B) / 4, interpolated between the bands. B comes on the scale of the head's
+ *    bit depth (8-bit on the area camera); rows of several gains are chosen by the analog gain
+ *    (row block round(gain - 1)). Reading key 45 gives the selected set at the current gain, B on
+ *    the current output's scale, the DOffset it was written with at byte 9 (K 1, B 0 if never
+ *    written).
+ *  - Flat field: key 45 type 4 lands in the set "PRNUC" selects ("UserSet0".."UserSet3"), or,
+ *    with "Disable" selected, in the set selected next. Applied as a gain when key 40's byte 1
+ *    is 1 and byte 6 is 1 or 2. Memory 0x2C00000 shows the selected set.
+ *  - Lens shading: the block written at 0x1002E00 (magic and checksum checked, -50), stored into
+ *    set byte 2 of 0x10011DC by writing 2 to 0x10011EC, chosen by "LSC" ("UserSet0".."UserSet15"),
+ *    applied as target / polynomial(column - block's X) when key 40's byte 1 is 1 and byte 6 is 0
+ *    or 2.
+ *  - Correction data lives in the camera's memory: lsxSaveConfig/lsxLoadConfig save and restore
+ *    the settings (formats, ROI, exposure, gain, trigger, selections, switches, DOffset, ...), not
+ *    the sets, so a restore of the state found at open keeps a calibration written since.
+ *
  * Other modules' tests reach the camera through lsx/loader; they control the same simulated
  * camera through lsx::sim::api() below, which finds the library named by LSX_LIBRARY.
  */

@@ -489,7 +489,9 @@ lsxStatus Camera::setFpnRecord(const lsxFpnHeader* h, uint32_t*)
         rows = int(n / uint64_t(cols));
         rowsPerGain = rows % P == 0 ? P : rows;
     }
-    const float scale = h->bits == 0 ? 4.0f : 1.0f / 64.0f;  // to DN10
+    // B to DN10: on the scale of the head's bit depth; the area sensor's firmware always takes
+    // B on the 8-bit scale (its dark field is measured in 8-bit units whatever the output).
+    const float scale = (h->bits == 0 || m_spec.area) ? 4.0f : 1.0f / 64.0f;
     const bool swap = P == 3 && rgbOrder(m_s->target);
     std::vector<std::vector<float>> K(size_t(rows), std::vector<float>(size_t(cols), 0.0f));
     std::vector<std::vector<float>> B = K;
@@ -566,7 +568,7 @@ lsxStatus Camera::getFpnRecord(void* payload, uint32_t* size)
     const int P = n % uint64_t(outW) == 0 ? int(n / uint64_t(outW)) : m_spec.planes;
     const int cols = int(n / uint64_t(P));
     const bool sixteen = m_spec.planes == 1 && m_s->target == FORMAT_MONO16;
-    const float toOut = sixteen ? 64.0f : 0.25f;
+    const float toOut = sixteen && !m_spec.area ? 64.0f : 0.25f;
     const bool swap = P == 3 && rgbOrder(m_s->target);
     const int block = set.written ? std::clamp(int(std::lround(m_s->gain - 1.0f)), 0, set.gains - 1) : 0;
     auto* pairs = reinterpret_cast<float*>(static_cast<uint8_t*>(payload) + 40);
