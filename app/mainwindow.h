@@ -37,6 +37,7 @@ class ImageItem;
 class ProfileWidget;
 class StatisticsWidget;
 class QCloseEvent;
+class QComboBox;
 class QResizeEvent;
 
 class MainWindow : public QMainWindow {
@@ -163,6 +164,9 @@ private:
     void connectForm();
     // The camera list's fonts: plain, and bold for the open camera.
     const QFont& listFont(bool bold) const;
+    // Fills one of the "存储" combo boxes from a selection key of the camera and selects the
+    // camera's current choice, with the box cut from its setter meanwhile.
+    void fillSelection(QComboBox* box, const char* key, void (MainWindow::*setter)());
 
 public:
     // ---- Members, in this order; public, as the panels and the tests read them ----

@@ -1,103 +1,773 @@
 // MainWindow: the camera list, the feature panels of the left column, capture and the read-outs
 // under the image. All of it runs on the GUI thread; the property setters talk to the camera
-// directly through the open handle.
+// directly through the open handle while the worker may be grabbing frames beside them.
 #include "mainwindow.h"
 #include "ui_mainwindow.h"
 
+#include "camera/cameraserver.h"
+#include "camera/tables.h"
+#include "statustext.h"
+#include "views/imageitem.h"
+#include "views/profilewidget.h"
+#include "views/scenemodel.h"
+
+#include <QComboBox>
+#include <QCursor>
+#include <QDateTime>
+#include <QDebug>
+#include <QDoubleSpinBox>
+#include <QGraphicsView>
+#include <QMessageBox>
+#include <QPolygonF>
+#include <QPushButton>
+#include <QReadWriteLock>
+#include <QSettings>
+#include <QSpinBox>
+#include <QTimer>
+#include <QTreeWidget>
+
+#include <cstring>
+
+namespace {
+
+// Holds one widget away from one of the window's slots while the panels fill it, and connects
+// the two again when it goes out of scope. The first filling is also where the connection is
+// made for the first time. Only that one slot is cut: other slots on the same signal still hear
+// the change (a QSignalBlocker would silence them all).
+template <typename Sender, typename Signal, typename Slot>
+class Detached {
+public:
+    Detached(Sender* sender, Signal signal, MainWindow* window, Slot slot)
+        : m_sender(sender), m_signal(signal), m_window(window), m_slot(slot)
+    {
+        QObject::disconnect(m_sender, m_signal, m_window, m_slot);
+    }
+    ~Detached() { QObject::connect(m_sender, m_signal, m_window, m_slot); }
+    Detached(const Detached&) = delete;
+    Detached& operator=(const Detached&) = delete;
+
+private:
+    Sender* m_sender;
+    Signal m_signal;
+    MainWindow* m_window;
+    Slot m_slot;
+};
+
+template <typename Sender, typename Signal, typename Slot>
+Detached<Sender, Signal, Slot> detach(Sender* sender, Signal signal, MainWindow* window, Slot slot)
+{
+    return Detached<Sender, Signal, Slot>(sender, signal, window, slot);
+}
+
+// A text field filled by the camera library, read no further than its capacity.
+QString fieldText(const char* text, std::size_t capacity)
+{
+    return QString::fromLocal8Bit(text, int(qstrnlen(text, uint(capacity))));
+}
+
+// The selection keys behind the three "存储" combo boxes.
+constexpr char kFpnSelKey[] = "FPNC.Selector";
+constexpr char kFfcSelKey[] = "PRNUC";
+constexpr char kLscSelKey[] = "LSC";
+
+// A server with an open camera: what the property setters need before they touch it.
+bool cameraOpen(const CameraServer* server)
+{
+    return server && server->m_opened;
+}
+
+}  // namespace
+
 // ---- Camera list and connection ----
 
-void MainWindow::connectDevice() {}
+void MainWindow::connectDevice()
+{
+    ui->connectBut->setChecked(false);
 
-void MainWindow::connectDeviceWithName() {}
+    const QList<QTreeWidgetItem*> selected = ui->deviceListTreeWidget->selectedItems();
+    if (selected.isEmpty()) return;
+    QTreeWidgetItem* item = selected.first();
+    const QString name = item->text(0);
 
-void MainWindow::switchSelectCamera() {}
+    if (!m_cameraServer->m_opened || name != m_cameraServer->cameraName()) {
+        ui->startBut->setChecked(false);
+        ui->startBut->setText(QStringLiteral("采图"));
+        m_cameraServer->open(name);
+        // Capture starts by itself half a second after a connect, whether or not the open
+        // worked: a failed start resets the button through startCaptureFailed.
+        QTimer::singleShot(500, ui->startBut, &QPushButton::click);
+        item->setFont(0, listFont(true));
+    } else if (qobject_cast<QPushButton*>(sender())) {
+        // Only the button disconnects; a double click on the open camera changes nothing.
+        m_cameraServer->close();
+        ui->startBut->setChecked(false);
+        ui->startBut->setText(QStringLiteral("采图"));
+        item->setFont(0, listFont(false));
+    }
 
-void MainWindow::cameraOpenFailed(lsxStatus /*status*/) {}
+    ui->connectBut->setEnabled(true);
+    switchSelectCamera();
+}
 
-void MainWindow::cameraLostConnection() {}
+void MainWindow::connectDeviceWithName()
+{
+    QTreeWidget* list = ui->deviceListTreeWidget;
+    for (int i = 0; i < list->topLevelItemCount(); ++i) {
+        QTreeWidgetItem* item = list->topLevelItem(i);
+        if (item->text(0) == m_deviceName) {
+            list->setCurrentItem(item);
+            item->setSelected(true);
+            connectDevice();
+            return;
+        }
+    }
+    QMessageBox::critical(this, QStringLiteral("错误"), QStringLiteral("相机打开失败，失败原因：没有发现设备"));
+}
 
-void MainWindow::cameraTypeChanged(bool /*isLinescan*/) {}
+void MainWindow::switchSelectCamera()
+{
+    QTreeWidget* list = ui->deviceListTreeWidget;
+    const QList<QTreeWidgetItem*> selected = list->selectedItems();
+    if (selected.isEmpty()) return;
+    const bool isOpen = m_cameraServer->m_opened && selected.first()->text(0) == m_cameraServer->cameraName();
 
-void MainWindow::changeCameraType() {}
+    ui->connectBut->setChecked(isOpen);
+    ui->connectBut->setText(ui->connectBut->isChecked() ? QStringLiteral("断开") : QStringLiteral("连接"));
 
-void MainWindow::isTVK317(bool /*isTvk317*/) {}
+    if (!isOpen) {
+        // The open camera stays open; its panels come back when it is selected again.
+        ui->featureWidget->hide();
+        ui->propertyDialogBut->setEnabled(false);
+    } else {
+        ui->featureWidget->show();
+        ui->propertyDialogBut->setEnabled(true);
+        ui->lumRangeWidget->setVisible(m_cameraServer->m_supportMLK == 0);
+        ui->filterEnableWidget->hide();
+        loadFeatures();
+        loadParams();
+        ui->ffcKListCheck->setEnabled(false);
+        ui->ffcSaveBut->setEnabled(false);
+        ui->ffcBgrAdjustWidget->setEnabled(false);
+        ui->ffcGrayAdjustWidget->setEnabled(false);
 
-void MainWindow::showHelpDialog() {}
+        // Models without a DOffset get no DOffset controls.
+        ui->doffsetWidget->show();
+        const lsxCameraInfo info = m_cameraServer->cameraInfo(m_cameraServer->cameraName());
+        const QString model = fieldText(info.model, sizeof info.model);
+        for (const QString& row : supportedModels) {
+            if (model.contains(row, Qt::CaseSensitive)) {
+                ui->doffsetWidget->hide();
+                break;
+            }
+        }
+    }
 
-void MainWindow::showPropertyDialog() {}
+    for (int i = 0; i < list->topLevelItemCount(); ++i) {
+        QTreeWidgetItem* item = list->topLevelItem(i);
+        const bool bold = m_cameraServer->m_opened && item->text(0) == m_cameraServer->cameraName();
+        item->setFont(0, listFont(bold));
+    }
+}
+
+void MainWindow::cameraOpenFailed(lsxStatus status)
+{
+    QMessageBox::critical(this, QStringLiteral("错误"),
+                          QStringLiteral("相机打开失败，失败原因：%1").arg(statusText(status)));
+}
+
+void MainWindow::cameraLostConnection()
+{
+    QMessageBox::critical(this, QStringLiteral("错误"), QStringLiteral("相机失去连接"));
+    ui->startBut->setChecked(false);
+    ui->startBut->setText(QStringLiteral("采图"));
+    switchSelectCamera();
+}
+
+void MainWindow::cameraTypeChanged(bool isLinescan)
+{
+    if (isLinescan) {
+        ui->linescanRatio->setChecked(true);
+    } else {
+        QMessageBox::warning(this, QStringLiteral("注意"),
+                             QStringLiteral("检测到当前选择相机不是线扫型相机，可能是驱动版本太低导致。"
+                                            "如果出现软件闪退等问题，请联系售后解决！"));
+    }
+}
+
+void MainWindow::changeCameraType()
+{
+    // Read by the procedures on the worker between runs; a plain flag, no lock.
+    m_cameraServer->m_isLinescan = ui->linescanRatio->isChecked();
+}
+
+void MainWindow::isTVK317(bool isTvk317)
+{
+    // The area-type sensor has no ROI, no brightness range, no DOffset and none of the flat-field,
+    // lens or colour tools.
+    ui->roiGroup->setVisible(!isTvk317);
+    ui->lumRangeWidget->setVisible(!isTvk317);
+    ui->doffsetWidget->setVisible(!isTvk317);
+    for (int tab = 1; tab <= 3; ++tab) ui->featureTabWidget->setTabEnabled(tab, !isTvk317);
+}
+
+void MainWindow::showHelpDialog()
+{
+    m_helpDialog.show();
+    m_helpDialog.activateWindow();
+}
+
+void MainWindow::showPropertyDialog()
+{
+    if (!m_cameraServer || !m_cameraServer->m_opened) return;
+    m_cameraServer->showPropertyDialog();
+    loadFeatures();
+    // The FFC box follows the lens-shading setter here, as it always has.
+    if (ui->ffcCheck->isChecked()) ui->ffcCheck->setChecked(m_cameraServer->setLscEnabled(true));
+}
 
 // ---- Reading the camera and the settings into the panels ----
 
-void MainWindow::loadFeatures() {}
+void MainWindow::loadFeatures()
+{
+    if (!m_cameraServer || !m_cameraServer->m_opened) return;
+    const lsxHandle h = m_cameraServer->m_handle;
 
-void MainWindow::loadParams() {}
+    // Gain.
+    {
+        auto cut = detach(ui->gainSelSBox, &QDoubleSpinBox::valueChanged, this, &MainWindow::setGain);
+        lsxFloatDescr descr{};
+        if (lsxGetAnalogGainDescr(h, &descr) == LSX_OK) {
+            ui->gainSelSBox->setMinimum(descr.min);
+            ui->gainSelSBox->setMaximum(descr.max);
+            ui->gainSelSBox->setSingleStep(descr.step);
+        }
+        float gain = 0.0f;
+        if (lsxGetAnalogGain(h, &gain) == LSX_OK) ui->gainSelSBox->setValue(gain);
+    }
+
+    // Resolution mode.
+    {
+        auto cut = detach(ui->resModeCBox, &QComboBox::currentIndexChanged, this, &MainWindow::setResMode);
+        ui->resModeCBox->clear();
+        int32_t current = -1;
+        lsxGetResolutionModeSel(h, &current);
+        lsxSelectionDescr descr{};
+        if (lsxGetResolutionModeSelDescr(h, &descr) == LSX_OK) {
+            for (int32_t i = 0; i < descr.count; ++i) {
+                lsxSelectionDetail detail;
+                std::memset(&detail, 0, sizeof detail);
+                if (lsxGetResolutionModeSelDetail(h, i, &detail) != LSX_OK) continue;
+                ui->resModeCBox->addItem(fieldText(detail.text, sizeof detail.text), i);
+            }
+        }
+        const int row = ui->resModeCBox->findData(current);
+        if (row >= 0) ui->resModeCBox->setCurrentIndex(row);
+    }
+
+    // Binning, only in the free "USER" mode.
+    const bool user = ui->resModeCBox->currentText() == QLatin1String("USER");
+    ui->binningModeWidget->setVisible(user);
+    if (user) {
+        const struct {
+            const char* name;
+            QComboBox* box;
+        } enums[] = {{"BinningMode", ui->binningModeCBox},
+                     {"BinningHorizontal", ui->hBinningModeCBox},
+                     {"BinningVertical", ui->vBinningModeCBox}};
+        for (const auto& e : enums) {
+            auto cut = detach(e.box, &QComboBox::currentIndexChanged, this, &MainWindow::setBinningMode);
+            e.box->clear();
+            int64_t current = -1;
+            int64_t values[64] = {};
+            int32_t count = 64;
+            if (lsxGetEnumValue(h, e.name, &current, values, &count) != LSX_OK) continue;
+            count = qBound(0, count, 64);
+            int selected = -1;
+            for (int32_t i = 0; i < count; ++i) {
+                char text[LSX_NAME_SIZE] = {};
+                if (lsxGetEnumNameValue(h, e.name, i, text, sizeof text) != LSX_OK) continue;
+                e.box->addItem(fieldText(text, sizeof text));
+                if (values[i] == current) selected = e.box->count() - 1;
+            }
+            if (selected >= 0) e.box->setCurrentIndex(selected);
+        }
+    }
+
+    // Exposure.
+    {
+        auto cut = detach(ui->exposureSBox, &QDoubleSpinBox::valueChanged, this, &MainWindow::setExposure);
+        lsxDoubleDescr descr{};
+        if (lsxGetExposureDescr(h, &descr) == LSX_OK) {
+            ui->exposureSBox->setMinimum(descr.min);
+            ui->exposureSBox->setMaximum(descr.max);
+            ui->exposureSBox->setSingleStep(descr.step);
+        }
+        double us = 0.0;
+        if (lsxGetExposure(h, &us) == LSX_OK) ui->exposureSBox->setValue(us);
+    }
+
+    // ROI limits; the values come from roiCancel.
+    {
+        auto cutX = detach(ui->roixSBox, &QSpinBox::valueChanged, this, &MainWindow::roiChanged);
+        auto cutW = detach(ui->roiWSBox, &QSpinBox::valueChanged, this, &MainWindow::roiChanged);
+        auto cutH = detach(ui->roiHSBox, &QSpinBox::valueChanged, this, &MainWindow::roiChanged);
+        lsxRegionDescr descr;
+        std::memset(&descr, 0, sizeof descr);
+        if (lsxGetRoiDescr(h, &descr) == LSX_OK) {
+            ui->roixSBox->setRange(0, descr.maxWidth);
+            ui->roixSBox->setSingleStep(2);
+            ui->roiWSBox->setRange(descr.minWidth, descr.maxWidth);
+            ui->roiWSBox->setSingleStep(descr.widthStep);
+            ui->roiHSBox->setRange(descr.minHeight, descr.maxHeight);
+            ui->roiHSBox->setSingleStep(descr.heightStep);
+        }
+    }
+    roiCancel();
+
+    // The camera's own FPN correction.
+    {
+        uint8_t payload[48] = {};
+        uint32_t size = 48;
+        const lsxStatus status = lsxGet(h, LSX_KEY_FPN_ENABLE, payload, &size);
+        qDebug() << status << " - " << statusText(status) << " -- " << size << " - " << payload[0];
+        if (status == LSX_OK) ui->fpnEnableCheck->setChecked(payload[0] != 0);
+    }
+
+    // The three "存储" selections: FPN set, flat-field set, lens-shading set.
+    fillSelection(ui->fpnSelCBox, kFpnSelKey, &MainWindow::setFpnSel);
+    fillSelection(ui->ffcSelCBox, kFfcSelKey, &MainWindow::setFfcSel);
+    fillSelection(ui->lscSelCBox, kLscSelKey, &MainWindow::setLscSel);
+
+    // Colour alignment only for three-byte colour output.
+    ui->featureTabWidget->setTabEnabled(3, false);
+    int32_t format = -1;
+    lsxGetTargetFormat(h, &format);
+    if (format == FORMAT_BGR24 || format == FORMAT_RGB24) {
+        ui->featureTabWidget->setTabEnabled(3, true);
+        scsCancel();
+    }
+}
+
+void MainWindow::fillSelection(QComboBox* box, const char* key, void (MainWindow::*setter)())
+{
+    const lsxHandle h = m_cameraServer->m_handle;
+    auto cut = detach(box, &QComboBox::currentIndexChanged, this, setter);
+    box->clear();
+    lsxSelectionDescr descr{};
+    if (lsxGetSelectionDescr(h, key, &descr) == LSX_OK && descr.count > 0) {
+        for (int32_t i = 0; i < descr.count; ++i) {
+            lsxSelectionDetail detail;
+            std::memset(&detail, 0, sizeof detail);
+            if (lsxGetSelectionDetail(h, key, i, &detail) == LSX_OK)
+                box->addItem(fieldText(detail.text, sizeof detail.text), i);
+        }
+    }
+    char value[LSX_TEXT_SIZE] = {};
+    if (lsxGetConfigString(h, key, value, sizeof value) == LSX_OK)
+        box->setCurrentText(fieldText(value, sizeof value));
+}
+
+void MainWindow::loadParams()
+{
+    QSettings settings(fpnIniPath(), QSettings::IniFormat);
+    m_hideFunction = settings.value(FpnIni::HideFunction, FpnIni::HideFunctionDefault).toBool();
+    const float gainMin = settings.value(FpnIni::GainMin, FpnIni::GainMinDefault).toFloat();
+    const float gainMax = settings.value(FpnIni::GainMax, FpnIni::GainMaxDefault).toFloat();
+    // One calibration gain: the lower bound follows the upper one.
+    if (gainMin != gainMax) {
+        settings.setValue(FpnIni::GainMin, gainMax);
+        settings.sync();
+    }
+
+    {
+        auto cutGain = detach(ui->gainSelSBox, &QDoubleSpinBox::valueChanged, this, &MainWindow::paramApply);
+        auto cutPixel = detach(ui->pixelMaxSBox, &QSpinBox::valueChanged, this, &MainWindow::paramApply);
+        auto cutDoffset = detach(ui->doffsetSBox, &QSpinBox::valueChanged, this, &MainWindow::paramApply);
+        // The calibration gain is a setting, not the camera's gain: showing it writes nothing.
+        auto cutSetGain = detach(ui->gainSelSBox, &QDoubleSpinBox::valueChanged, this, &MainWindow::setGain);
+        ui->gainSelSBox->setValue(gainMax);
+        ui->pixelMaxSBox->setValue(settings.value(FpnIni::PixelMax, FpnIni::PixelMaxDefault).toInt());
+        ui->doffsetSBox->setValue(settings.value(FpnIni::DOffset, FpnIni::DOffsetDefault).toInt());
+        ui->flatEnableCheck->setChecked(settings.value(FpnIni::FlatEnable, FpnIni::FlatEnableDefault).toBool());
+    }
+
+    m_cameraServer->setFlatEnable(ui->flatEnableCheck->isChecked());
+
+    ui->applyFpnCheck->setChecked(false);
+    ui->ffcCheck->setChecked(false);
+    ui->lscCheck->setChecked(false);
+    ui->hideGroupBox->setVisible(!m_hideFunction);
+}
 
 // ---- Settings and camera properties ----
 
-void MainWindow::paramApply() {}
+void MainWindow::paramApply()
+{
+    QSettings settings(fpnIniPath(), QSettings::IniFormat);
+    const double gain = ui->gainSelSBox->value();
+    settings.setValue(FpnIni::GainMin, gain);
+    settings.setValue(FpnIni::GainMax, gain);
+    settings.setValue(FpnIni::PixelMax, ui->pixelMaxSBox->value());
+    settings.setValue(FpnIni::DOffset, ui->doffsetSBox->value());
+    settings.setValue(FpnIni::FlatEnable, ui->flatEnableCheck->isChecked());
+    settings.sync();
+}
 
-void MainWindow::setGain() {}
+void MainWindow::setGain()
+{
+    if (!cameraOpen(m_cameraServer)) return;
+    const lsxStatus status = lsxSetAnalogGain(m_cameraServer->m_handle, float(ui->gainSelSBox->value()));
+    if (status != LSX_OK) qDebug() << "set gain failed with : " << status;
+}
 
-void MainWindow::setExposure() {}
+void MainWindow::setExposure()
+{
+    if (!cameraOpen(m_cameraServer)) return;
+    lsxSetExposure(m_cameraServer->m_handle, ui->exposureSBox->value());
+}
 
-void MainWindow::setResMode() {}
+void MainWindow::setResMode()
+{
+    if (!cameraOpen(m_cameraServer)) return;
+    const int32_t index = ui->resModeCBox->currentData().toInt();
+    // Every coefficient was measured at the old resolution: none of them fits any more.
+    if (lsxSetResolutionModeSel(m_cameraServer->m_handle, index) == LSX_OK) m_cameraServer->clearCoefficients();
+    ui->applyFpnCheck->setChecked(false);
+    loadFeatures();
+}
 
-void MainWindow::setBinningMode() {}
+void MainWindow::setBinningMode()
+{
+    if (!m_cameraServer) return;
+    auto* box = qobject_cast<QComboBox*>(sender());
+    if (!box) return;
+    const char* name = box == ui->binningModeCBox    ? "BinningMode"
+                       : box == ui->hBinningModeCBox ? "BinningHorizontal"
+                       : box == ui->vBinningModeCBox ? "BinningVertical"
+                                                     : nullptr;
+    if (!name) return;
+    const QByteArray value = box->currentText().toLocal8Bit();
+    lsxSetEnumValueByString(m_cameraServer->m_handle, name, value.constData());
+    loadFeatures();
+}
 
-void MainWindow::setFpnSel() {}
+void MainWindow::setFpnSel()
+{
+    if (!cameraOpen(m_cameraServer)) return;
+    const QByteArray text = ui->fpnSelCBox->currentText().toLocal8Bit();
+    // A refused set: the panels show the camera's own choice again.
+    if (lsxSetConfigString(m_cameraServer->m_handle, kFpnSelKey, text.constData()) != LSX_OK) loadFeatures();
+}
 
-void MainWindow::setFfcSel() {}
+void MainWindow::setFfcSel()
+{
+    if (!cameraOpen(m_cameraServer)) return;
+    // The simulated flat field belongs to the set it was computed for.
+    ui->ffcCheck->setChecked(false);
+    if (!m_cameraServer->setFfcEnabled(ui->ffcCheck->isChecked())) ui->ffcCheck->setChecked(false);
+    const QByteArray text = ui->ffcSelCBox->currentText().toLocal8Bit();
+    if (lsxSetConfigString(m_cameraServer->m_handle, kFfcSelKey, text.constData()) != LSX_OK) loadFeatures();
+}
 
-void MainWindow::setLscSel() {}
+void MainWindow::setLscSel()
+{
+    if (!cameraOpen(m_cameraServer)) return;
+    ui->lscCheck->setChecked(false);
+    if (!m_cameraServer->setLscEnabled(ui->lscCheck->isChecked())) ui->lscCheck->setChecked(false);
+    const QByteArray text = ui->lscSelCBox->currentText().toLocal8Bit();
+    if (lsxSetConfigString(m_cameraServer->m_handle, kLscSelKey, text.constData()) != LSX_OK) loadFeatures();
+}
 
-void MainWindow::enableCameraFpn() {}
+void MainWindow::enableCameraFpn()
+{
+    if (!cameraOpen(m_cameraServer)) return;
+    uint8_t on = ui->fpnEnableCheck->isChecked() ? 1 : 0;
+    uint32_t size = 0;
+    if (lsxSet(m_cameraServer->m_handle, LSX_KEY_FPN_ENABLE, &on, &size) != LSX_OK) loadFeatures();
+}
 
-void MainWindow::enableDoffsetAuto() {}
+void MainWindow::enableDoffsetAuto()
+{
+    ui->doffsetSBox->setEnabled(!ui->autoDoffsetCheck->isChecked());
+}
 
-void MainWindow::sum4Enable() {}
+void MainWindow::sum4Enable()
+{
+    if (!cameraOpen(m_cameraServer)) return;
+    m_cameraServer->setSum(ui->sumSBox->value());
+}
 
-void MainWindow::fpnEnable() {}
+void MainWindow::fpnEnable()
+{
+    if (!cameraOpen(m_cameraServer)) return;
+    m_cameraServer->setFpnEnabled(ui->applyFpnCheck->isChecked());
+}
 
-void MainWindow::fpnMannerTwoEnable() {}
+void MainWindow::fpnMannerTwoEnable()
+{
+    // The box is read and has no effect: the camera's own FPN is switched by fpnEnableCheck.
+    const bool on = ui->applyFpnMannerTwoCheck->isChecked();
+    Q_UNUSED(on);
+}
 
-void MainWindow::changGuangFilterEnable() {}
+void MainWindow::changGuangFilterEnable()
+{
+    if (!cameraOpen(m_cameraServer)) return;
+    m_cameraServer->setFilterEnabled(ui->applyFilterCheck->isChecked());
+}
 
-void MainWindow::flatEnable() {}
+void MainWindow::flatEnable()
+{
+    if (!cameraOpen(m_cameraServer)) return;
+    m_cameraServer->setFlatEnable(ui->flatEnableCheck->isChecked());
+}
 
-void MainWindow::setFFCRadius() {}
+void MainWindow::setFFCRadius()
+{
+    if (!cameraOpen(m_cameraServer)) return;
+    m_cameraServer->m_ffcRadius = ui->ffcRadiusSBox->value();
+}
 
-void MainWindow::changeTargetLuminance() {}
+void MainWindow::changeTargetLuminance()
+{
+    ui->customRangeSBox->setEnabled(ui->customRBut->isChecked());
+    ui->customLumRangeSBox->setEnabled(ui->customLumRBut->isChecked());
+    ui->lscCustomRangeSBox->setEnabled(ui->lscCustomRBut->isChecked());
+    ui->lscCustomLumRangeSBox->setEnabled(ui->lscCustomLumRBut->isChecked());
+}
 
-void MainWindow::ffcEnable() {}
+void MainWindow::ffcEnable()
+{
+    if (!cameraOpen(m_cameraServer)) return;
+    if (!m_cameraServer->setFfcEnabled(ui->ffcCheck->isChecked())) ui->ffcCheck->setChecked(false);
+}
 
-void MainWindow::lscEnable() {}
+void MainWindow::lscEnable()
+{
+    if (!cameraOpen(m_cameraServer)) return;
+    if (!m_cameraServer->setLscEnabled(ui->lscCheck->isChecked())) ui->lscCheck->setChecked(false);
+}
 
 // ---- ROI ----
 
-void MainWindow::roiChanged() {}
+void MainWindow::roiChanged()
+{
+    ui->roiApplyBut->setEnabled(true);
+    ui->roiCancelBut->setEnabled(true);
+    // The width can't reach past the sensor's right edge.
+    if (sender() == ui->roixSBox) ui->roiWSBox->setMaximum(ui->roixSBox->maximum() - ui->roixSBox->value());
+}
 
-void MainWindow::roiApply() {}
+void MainWindow::roiApply()
+{
+    if (cameraOpen(m_cameraServer)) {
+        lsxRegion region;
+        std::memset(&region, 0, sizeof region);
+        region.X = ui->roixSBox->value();
+        region.Y = 0;
+        region.W = ui->roiWSBox->value();
+        region.H = ui->roiHSBox->value();
+        lsxSetRoi(m_cameraServer->m_handle, &region);
+    }
+    // Whatever the camera took, the boxes show it.
+    roiCancel();
+}
 
-void MainWindow::roiCancel() {}
+void MainWindow::roiCancel()
+{
+    if (cameraOpen(m_cameraServer)) {
+        lsxRegion region;
+        std::memset(&region, 0, sizeof region);
+        if (lsxGetRoi(m_cameraServer->m_handle, &region) == LSX_OK) {
+            ui->roiWSBox->setMaximum(ui->roixSBox->maximum() - region.X);
+            auto cutX = detach(ui->roixSBox, &QSpinBox::valueChanged, this, &MainWindow::roiChanged);
+            auto cutW = detach(ui->roiWSBox, &QSpinBox::valueChanged, this, &MainWindow::roiChanged);
+            auto cutH = detach(ui->roiHSBox, &QSpinBox::valueChanged, this, &MainWindow::roiChanged);
+            ui->roixSBox->setValue(region.X);
+            ui->roiWSBox->setValue(region.W);
+            ui->roiHSBox->setValue(region.H);
+        }
+    }
+    ui->roiApplyBut->setEnabled(false);
+    ui->roiCancelBut->setEnabled(false);
+}
 
 // ---- Capture, the picture on show and the read-outs ----
 
-void MainWindow::startCapture() {}
+void MainWindow::startCapture()
+{
+    m_frameCount = 0;
+    m_frameTimer = QDateTime::currentMSecsSinceEpoch();
+    if (ui->startBut->isChecked()) {
+        emit m_cameraServer->IS_Capture(true);
+        ui->startBut->setText(QStringLiteral("暂停"));
+        // Live frames from now on: a loaded source picture is no longer on show.
+        m_srcImg.release();
+    } else {
+        m_cameraServer->stopCapture();
+        ui->startBut->setText(QStringLiteral("采图"));
+    }
+}
 
-void MainWindow::startCaptureFailed() {}
+void MainWindow::startCaptureFailed()
+{
+    ui->startBut->setChecked(false);
+    ui->startBut->setText(QStringLiteral("采图"));
+    if (m_imageItem) {
+        m_scene->removeItem(m_imageItem);
+        delete m_imageItem;
+        m_imageItem = nullptr;
+    }
+    if (m_profileWidget) m_profileWidget->clearProfile();
+}
 
-void MainWindow::showPicture(QPixmap /*pixmap*/, cv::Mat /*staticMat*/) {}
+void MainWindow::showPicture(QPixmap pixmap, cv::Mat staticMat)
+{
+    const bool fromServer = sender() && sender() == m_cameraServer;
+    // Frames still queued when the operator paused come late: drop them. Loaded pictures show.
+    if (!ui->startBut->isChecked() && fromServer) return;
 
-void MainWindow::mouseMoved(QPointF /*mousePos*/, QRgb /*rgb*/, bool /*hasRGB*/) {}
+    if (pixmap.isNull()) {
+        m_pixmap = QPixmap();
+    } else {
+        m_pixmap = pixmap;
+        m_staticMat = staticMat;
+        const bool bgr = staticMat.channels() == 3;
+        ui->ffcBgrAdjustWidget->setVisible(bgr);
+        ui->ffcGrayAdjustWidget->setVisible(!bgr);
+        if (fromServer) m_scsChannels.clear();
+    }
 
-void MainWindow::hoverRow(int /*row*/, int /*col*/, QRgb /*minRgb*/, QRgb /*maxRgb*/) {}
+    // The rate of the frames on show, over five frames.
+    ++m_frameCount;
+    if (m_frameCount >= 5) {
+        const qint64 now = QDateTime::currentMSecsSinceEpoch();
+        const qint64 elapsed = qMax<qint64>(1, now - m_frameTimer);
+        const qint64 rate = qint64(m_frameCount) * 1000 / elapsed;
+        ui->captureRateLabel->setText(QStringLiteral("帧率:%1").arg(rate));
+        m_frameCount = 0;
+        m_frameTimer = now;
+    }
 
-void MainWindow::savePicture() {}
+    if (m_imageItem && (m_pixmap.isNull() || m_imageItem->pixmap().size() != m_pixmap.size())) {
+        m_scene->removeItem(m_imageItem);
+        delete m_imageItem;
+        m_imageItem = nullptr;
+    }
+    // Nothing to fit a view to.
+    if (m_pixmap.isNull()) return;
+
+    if (m_imageItem) {
+        m_imageItem->setPixmap(m_pixmap);
+    } else {
+        const QSize view = ui->graphicsView->viewport()->size();
+        m_scene->setSceneSize(view.width(), view.height());
+        m_imageItem = m_scene->addImage(m_pixmap, true);
+        m_imageItem->setSpinData(QPointF(m_pixmap.width() / 2.0, m_pixmap.height() / 2.0), 0.0);
+        ui->imageSizeLabel->setText(QStringLiteral("宽高:[%1,%2]").arg(m_pixmap.width()).arg(m_pixmap.height()));
+    }
+
+    updateProfile();
+}
+
+void MainWindow::mouseMoved(QPointF mousePos, QRgb rgb, bool hasRGB)
+{
+    ui->mousePosLabel->setText(QStringLiteral("位置:(%1,%2)").arg(int(mousePos.x())).arg(int(mousePos.y())));
+    if (!hasRGB) {
+        ui->rgbLabel->clear();
+        return;
+    }
+    const qint32 value = static_cast<qint32>(rgb);
+    if (value < 0 || value > 255) {
+        ui->rgbLabel->setText(QStringLiteral("R=%1,G=%2,B=%3").arg(qRed(rgb)).arg(qGreen(rgb)).arg(qBlue(rgb)));
+    } else {
+        const int luminance = (qGreen(rgb) * 16 + qRed(rgb) * 11 + qBlue(rgb) * 5) >> 5;
+        ui->rgbLabel->setText(QStringLiteral("亮度=%1").arg(luminance));
+    }
+}
+
+void MainWindow::hoverRow(int /*row*/, int col, QRgb minRgb, QRgb maxRgb)
+{
+    if (!m_staticMat.empty() && m_staticMat.depth() == CV_32F && col >= 0 && col < m_staticMat.cols) {
+        if (m_staticMat.channels() == 1) {
+            const QString v = QString::number(m_staticMat.at<float>(0, col), 'f', 1);
+            ui->avgLabel->setText(QStringLiteral("列均值:(%1,%2,%3)").arg(v, v, v));
+        } else if (m_staticMat.channels() == 3) {
+            const cv::Vec3f bgr = m_staticMat.at<cv::Vec3f>(0, col);
+            ui->avgLabel->setText(QStringLiteral("列均值:(%1,%2,%3)")
+                                      .arg(QString::number(bgr[2], 'f', 1), QString::number(bgr[1], 'f', 1),
+                                           QString::number(bgr[0], 'f', 1)));
+        }
+        // Other channel counts leave the label as it is.
+    }
+    ui->minLabel->setText(
+        QStringLiteral("行最小:(%2,%3,%4)").arg(qRed(minRgb)).arg(qGreen(minRgb)).arg(qBlue(minRgb)));
+    ui->maxLabel->setText(
+        QStringLiteral("行最大:(%2,%3,%4)").arg(qRed(maxRgb)).arg(qGreen(maxRgb)).arg(qBlue(maxRgb)));
+
+    // The profile marks the column under the cursor.
+    if (m_profileWidget) m_profileWidget->setHoverX(ui->graphicsView->mapFromGlobal(QCursor::pos()).x());
+}
+
+void MainWindow::savePicture()
+{
+    if (m_pixmap.isNull()) return;
+    const QString format = QStringLiteral("yyyy_MM_dd-hh_mm_ss_zzz");
+    const QString path =
+        QStringLiteral("%1/%2.bmp").arg(pictureDir(), QDateTime::currentDateTime().toString(format));
+    m_pixmap.save(path);
+    // The clock is read again for the message: its last digits may differ from the file's.
+    const QString shown =
+        QStringLiteral("%1/%2.bmp").arg(pictureDir(), QDateTime::currentDateTime().toString(format));
+    QMessageBox::information(this, QStringLiteral("图片保存成功"), QStringLiteral("图片保存至 %1").arg(shown));
+}
 
 // ---- Zoom and the profile strip ----
 
-void MainWindow::changeScale(double /*scale*/) {}
+void MainWindow::changeScale(double scale)
+{
+    disconnect(m_scene, &SceneModel::scaleChanged, this, &MainWindow::scaleChanged);
+    m_scene->setScale(scale);
+    connect(m_scene, &SceneModel::scaleChanged, this, &MainWindow::scaleChanged);
+}
 
-void MainWindow::scaleChanged(double /*scale*/) {}
+void MainWindow::scaleChanged(double scale)
+{
+    disconnect(ui->ratioSBox, &QDoubleSpinBox::valueChanged, this, &MainWindow::changeScale);
+    ui->ratioSBox->setValue(scale);
+    connect(ui->ratioSBox, &QDoubleSpinBox::valueChanged, this, &MainWindow::changeScale);
+}
 
-void MainWindow::updateProfile() {}
+void MainWindow::updateProfile()
+{
+    if (m_pixmap.isNull() || m_staticMat.empty() || !m_profileWidget) return;
+
+    // The image columns at the view's left and right edge.
+    const QPolygonF inView = ui->graphicsView->mapToScene(ui->graphicsView->viewport()->rect());
+    if (inView.size() < 2) return;
+    const double left = inView.at(0).x();
+    const double right = inView.at(1).x();
+
+    if (ui->featureTabWidget->currentIndex() == 1 && ui->ffcKListCheck->isChecked()) {
+        if (!m_cameraServer) return;
+        const QList<QList<double>> kList = m_cameraServer->m_ffcKList;
+        if (kList.size() != m_staticMat.channels() || kList.isEmpty()) return;
+        if (kList.first().size() != m_staticMat.cols) return;
+        cv::Mat gains(m_staticMat.rows, m_staticMat.cols, m_staticMat.type(), cv::Scalar::all(0));
+        const int channels = gains.channels();
+        for (int x = 0; x < gains.cols; ++x) {
+            float* element = gains.ptr<float>(0) + x * channels;
+            if (channels == 3) {
+                for (int c = 0; c < 3; ++c) element[c] = kList.at(c).value(x);
+            } else {
+                element[0] = kList.at(0).value(x);
+            }
+        }
+        m_profileWidget->setProfile(gains, left, right, true);
+        m_profileWidget->setYMax(4.0);
+        return;
+    }
+
+    m_profileWidget->setProfile(m_staticMat, left, right, false);
+    m_profileWidget->setYMax(255.0);
+}
