@@ -47,6 +47,15 @@
  *    the settings (formats, ROI, exposure, gain, trigger, selections, switches, DOffset, ...), not
  *    the sets, so a restore of the state found at open keeps a calibration written since.
  *
+ * Statuses, as the maker's library answers them: -13 for a handle that is not open, -1104 once
+ * the camera is disconnected, -4 for null or malformed arguments, -5 for values out of range,
+ * -2 for what the model lacks, -1202 for a protected write, -42 for a record or buffer of the
+ * wrong size, -50 for a bad LSC block, -1000 for a frame time-out, -10 for lsxGetFrame or
+ * lsxTriggerFire on a stopped stream (also a wait ended by lsxStop), -53 for a fire outside
+ * software-trigger mode. lsxStart on a running stream answers 2. lsxOpenByName answers -1100
+ * when no camera is connected, -1101 for an unknown name, -1102 when the camera is already open
+ * (one handle per camera, as on a real link).
+ *
  * Other modules' tests reach the camera through lsx/loader; they control the same simulated
  * camera through lsx::sim::api() below, which finds the library named by LSX_LIBRARY.
  */
