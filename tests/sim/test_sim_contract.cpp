@@ -714,7 +714,7 @@ private slots:
         QCOMPARE(lsxStart(h), LSX_OK);
         for (int i = 0; i < 5; ++i) QCOMPARE(lsxGetFrame(h, &f, &buf, 1000), LSX_OK);
         QVERIFY2(t.elapsed() >= 245, qPrintable(QString::number(t.elapsed())));
-        QVERIFY2(t.elapsed() < 700, qPrintable(QString::number(t.elapsed())));
+        QVERIFY2(t.elapsed() < 1500, qPrintable(QString::number(t.elapsed())));  // not a frame clock run wild
         QCOMPARE(f.height, 1000);
         QCOMPARE(f.bits, uint32_t(LSX_BITS_8));
         lsxStop(h);
