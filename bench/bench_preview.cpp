@@ -67,9 +67,8 @@ void pipeline(benchmark::State& state, int format, int bits)
     const Setup s = makeSetup(format, bits, static_cast<int>(state.range(0)));
     for (auto _ : state) {
         cv::Mat img = s.frame.clone();  // the deep copy of the library's buffer
-        applyPreview(img, format, s.corrections, s.switches, s.ffc);
-        img = sumBlocks(img, 1);
-        const cv::Mat means = columnMeans(img, format, bits);
+        cv::Mat means;
+        previewFrame(img, format, bits, s.corrections, s.switches, s.ffc, 1, means);
         const QPixmap pixmap = matToPixmap(img, format, bits);
         benchmark::DoNotOptimize(means.data);
         benchmark::DoNotOptimize(pixmap.cacheKey());

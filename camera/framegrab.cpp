@@ -5,6 +5,11 @@
 
 #include <opencv2/imgproc.hpp>
 
+#include <emmintrin.h>
+#include <tmmintrin.h>
+
+#include <cstdint>
+
 #include <vector>
 
 int frameMatType(const lsxFrame& frame)
@@ -138,10 +143,166 @@ QImage matToImage(const cv::Mat& img, int format, int bits)
     return displayView(img, format, bits, shown).copy();
 }
 
+namespace {
+
+// ---- The pixmap, written in the format the raster backend keeps ----
+// A pixmap made from a Grayscale8 or RGB888 image is converted by Qt to RGB32 (for a 16384 x 1000
+// frame that conversion alone took about 30 ms). The image below is written as RGB32 straight
+// from the frame, pixel for pixel what that conversion gives (0xff, R, G, B; grey as R = G = B),
+// and the pixmap then shares it instead of converting it.
+
+inline uint32_t greyPixel(uint8_t g)
+{
+    return 0xff000000u | (static_cast<uint32_t>(g) * 0x010101u);
+}
+
+// Eight-bit grey to RGB32, sixteen pixels at a time.
+void greyToRgb32(const uint8_t* p, uint32_t* q, int n)
+{
+    int x = 0;
+    const __m128i alpha = _mm_set1_epi32(static_cast<int>(0xff000000u));
+    for (; x + 16 <= n; x += 16) {
+        const __m128i g = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + x));
+        const __m128i lo = _mm_unpacklo_epi8(g, g), hi = _mm_unpackhi_epi8(g, g);
+        auto* out = reinterpret_cast<__m128i*>(q + x);
+        _mm_storeu_si128(out, _mm_or_si128(_mm_unpacklo_epi16(lo, lo), alpha));
+        _mm_storeu_si128(out + 1, _mm_or_si128(_mm_unpackhi_epi16(lo, lo), alpha));
+        _mm_storeu_si128(out + 2, _mm_or_si128(_mm_unpacklo_epi16(hi, hi), alpha));
+        _mm_storeu_si128(out + 3, _mm_or_si128(_mm_unpackhi_epi16(hi, hi), alpha));
+    }
+    for (; x < n; ++x) q[x] = greyPixel(p[x]);
+}
+
+// The 8-bit display value of every 16-bit sample, made by the very conversion of the display
+// view (scale 1/255, saturated), so that both agree to the last value.
+const uint8_t* sixteenBitGreyTable()
+{
+    static const std::vector<uint8_t> table = [] {
+        cv::Mat all(1, 65536, CV_16UC1);
+        for (int v = 0; v < 65536; ++v) all.at<uint16_t>(0, v) = static_cast<uint16_t>(v);
+        cv::Mat grey;
+        all.convertTo(grey, CV_8U, 0.00392156862745098, 0.0);
+        return std::vector<uint8_t>(grey.ptr<uint8_t>(0), grey.ptr<uint8_t>(0) + 65536);
+    }();
+    return table.data();
+}
+
+void wideGreyToRgb32(const uint16_t* p, uint32_t* q, int n, const uint8_t* table)
+{
+    for (int x = 0; x < n; ++x) q[x] = greyPixel(table[p[x]]);
+}
+
+// Three bytes per pixel to RGB32; r, g, b are the byte offsets of red, green and blue.
+void colourToRgb32Plain(const uint8_t* p, uint32_t* q, int n, int pitch, int r, int g, int b)
+{
+    for (int x = 0; x < n; ++x, p += pitch)
+        q[x] = 0xff000000u | (static_cast<uint32_t>(p[r]) << 16) | (static_cast<uint32_t>(p[g]) << 8) | p[b];
+}
+
+// The same for packed three-byte pixels, sixteen at a time with a byte shuffle (SSSE3, used only
+// where the processor has it).
+__attribute__((target("ssse3"))) void packedToRgb32Ssse3(const uint8_t* p, uint32_t* q, int n, bool bgr)
+{
+    // Output bytes per pixel in memory: B, G, R, 0xff.
+    const __m128i order = bgr ? _mm_setr_epi8(0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11, -1)
+                              : _mm_setr_epi8(2, 1, 0, -1, 5, 4, 3, -1, 8, 7, 6, -1, 11, 10, 9, -1);
+    const __m128i alpha = _mm_set1_epi32(static_cast<int>(0xff000000u));
+    int x = 0;
+    // Four loads of 16 bytes cover 16 pixels (48 bytes); the last load reads 48..63 only while
+    // at least 22 pixels remain, so it never passes the row's end.
+    for (; x + 22 <= n; x += 16) {
+        const uint8_t* s = p + x * 3;
+        const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s));
+        const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + 12));
+        const __m128i c = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + 24));
+        const __m128i d = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + 36));
+        auto* out = reinterpret_cast<__m128i*>(q + x);
+        _mm_storeu_si128(out, _mm_or_si128(_mm_shuffle_epi8(a, order), alpha));
+        _mm_storeu_si128(out + 1, _mm_or_si128(_mm_shuffle_epi8(b, order), alpha));
+        _mm_storeu_si128(out + 2, _mm_or_si128(_mm_shuffle_epi8(c, order), alpha));
+        _mm_storeu_si128(out + 3, _mm_or_si128(_mm_shuffle_epi8(d, order), alpha));
+    }
+    colourToRgb32Plain(p + x * 3, q + x, n - x, 3, bgr ? 2 : 0, 1, bgr ? 0 : 2);
+}
+
+void packedToRgb32(const uint8_t* p, uint32_t* q, int n, bool bgr)
+{
+    static const bool ssse3 = __builtin_cpu_supports("ssse3");
+    if (ssse3)
+        packedToRgb32Ssse3(p, q, n, bgr);
+    else
+        colourToRgb32Plain(p, q, n, 3, bgr ? 2 : 0, 1, bgr ? 0 : 2);
+}
+
+// An RGB32 image of this size to write into: one the worker made before and that no pixmap
+// holds any more (the window lets go of a frame when the next one arrives), else a new one.
+// Writing a buffer again spares the page faults of a fresh 64 MB allocation on every frame.
+QImage& displayBuffer(int width, int height)
+{
+    thread_local QImage spare[2];
+    for (QImage& s : spare)
+        if (s.width() == width && s.height() == height && s.isDetached()) return s;
+    // Replace the one that is not of this size first, else the first.
+    QImage* slot = &spare[0];
+    for (QImage& s : spare)
+        if (s.width() != width || s.height() != height) {
+            slot = &s;
+            break;
+        }
+    *slot = QImage();
+    *slot = QImage(width, height, QImage::Format_RGB32);
+    return *slot;
+}
+
+}  // namespace
+
 QPixmap matToPixmap(const cv::Mat& img, int format, int bits)
 {
-    cv::Mat shown;
-    const QImage view = displayView(img, format, bits, shown);
-    if (view.isNull()) return QPixmap();
-    return QPixmap::fromImage(view);  // copies the pixels
+    if (img.empty()) return QPixmap();
+    const bool four = format == FORMAT_BGR32 || format == FORMAT_RGB32;
+    switch (format) {
+    case FORMAT_MONO:
+        if (!(bits == LSX_BITS_8 && img.type() == CV_8UC1) && !(bits == LSX_BITS_16 && img.type() == CV_16UC1))
+            return QPixmap();
+        break;
+    case FORMAT_BGR24:
+    case FORMAT_RGB24:
+        if (img.type() != CV_8UC3) return QPixmap();
+        break;
+    case FORMAT_BGR32:
+    case FORMAT_RGB32:
+        if (img.type() != CV_8UC4) return QPixmap();
+        break;
+    default:
+        return QPixmap();
+    }
+    const int w = img.cols, h = img.rows;
+    QImage& out = displayBuffer(w, four ? 2 * h : h);
+    if (out.isNull()) return QPixmap();
+    for (int y = 0; y < h; ++y) {
+        auto* q = reinterpret_cast<uint32_t*>(out.scanLine(y));
+        switch (format) {
+        case FORMAT_MONO:
+            if (bits == LSX_BITS_8)
+                greyToRgb32(img.ptr<uint8_t>(y), q, w);
+            else
+                wideGreyToRgb32(img.ptr<uint16_t>(y), q, w, sixteenBitGreyTable());
+            break;
+        case FORMAT_BGR24:
+        case FORMAT_RGB24:
+            packedToRgb32(img.ptr<uint8_t>(y), q, w, format == FORMAT_BGR24);
+            break;
+        default: {
+            // The colour image above, the fourth channel as grey below.
+            const uint8_t* p = img.ptr<uint8_t>(y);
+            if (format == FORMAT_BGR32)
+                colourToRgb32Plain(p, q, w, 4, 2, 1, 0);
+            else
+                colourToRgb32Plain(p, q, w, 4, 0, 1, 2);
+            auto* g = reinterpret_cast<uint32_t*>(out.scanLine(h + y));
+            for (int x = 0; x < w; ++x) g[x] = greyPixel(p[x * 4 + 3]);
+        }
+        }
+    }
+    return QPixmap::fromImage(out);  // RGB32 is kept as it is: the pixmap shares the image
 }

@@ -148,45 +148,49 @@ void fpnLevelRow(T* p, int width, int channels, const FpnLevelTable& t, float* k
     affineRow<T, true>(p, width * channels, t.bInterleaved.data(), kRow);
 }
 
-template <typename T>
-void fpnLevels(cv::Mat& img, const FpnLevelTable& t)
-{
-    std::vector<float> kRow(static_cast<size_t>(img.cols) * img.channels());
-    for (int y = 0; y < img.rows; ++y) fpnLevelRow<T>(img.ptr<T>(y), img.cols, img.channels(), t, kRow.data());
-}
+// ---- The chain of one row ----
 
-// ---- FPN of multi-line sensors ----
+// The corrections that apply to one frame, resolved once per frame: each pointer is null when
+// its correction is off or its coefficients do not fit the frame.
+struct Chain {
+    const FpnLevelTable* fpn = nullptr;     // FPN with level bands
+    const LineFpnTable* lineFpn = nullptr;  // FPN per sensor line
+    const float* ffc = nullptr;             // FFC gain rows, one per sensor line
+    int ffcRows = 1;
+    const double* lsc = nullptr;  // LSC gain row
+    bool any() const { return fpn || lineFpn || ffc || lsc; }
+};
 
+// FPN, FFC and LSC of row y, one after the other while the row is in the cache. Each step is
+// element by element with its own rounding and saturation, so doing them row by row gives what
+// doing them frame by frame gives.
 template <typename T>
-void fpnLines(cv::Mat& img, const LineFpnTable& t)
+void correctRow(T* p, int y, int width, int channels, const Chain& c, float* kRow)
 {
-    for (int y = 0; y < img.rows; ++y) {
-        const int line = y % t.lines;
-        const float* b = t.b.data() + static_cast<size_t>(line) * t.columns;
-        const float* k = t.k.data() + static_cast<size_t>(line) * t.columns;
-        affineRow<T, true>(img.ptr<T>(y), img.cols, b, k);
+    const int n = width * channels;
+    if (c.fpn) fpnLevelRow<T>(p, width, channels, *c.fpn, kRow);
+    if (c.lineFpn) {
+        const LineFpnTable& t = *c.lineFpn;
+        const size_t line = static_cast<size_t>(y % t.lines) * t.columns;
+        affineRow<T, true>(p, width, t.b.data() + line, t.k.data() + line);
     }
+    if (c.ffc) affineRow<T, false>(p, n, nullptr, c.ffc + static_cast<size_t>(y % c.ffcRows) * n);
+    if (c.lsc) gainRowD<T>(p, n, c.lsc);
 }
 
-// ---- Per-column gains ----
-
-// FFC: every element times its float gain of the gain row (rows of the frame cycle through
-// `rows` gain rows, one per sensor line).
+// Every row through the chain; with `acc`, each corrected row is added to it as float, in the
+// order of the rows (the column sums of columnMeans).
 template <typename T>
-void gainRowsFloat(cv::Mat& img, const std::vector<float>& gains, int rows)
+void correctFrame(cv::Mat& img, const Chain& c, float* acc)
 {
     const int n = img.cols * img.channels();
+    std::vector<float> kRow(static_cast<size_t>(n));
     for (int y = 0; y < img.rows; ++y) {
-        affineRow<T, false>(img.ptr<T>(y), n, nullptr, gains.data() + static_cast<size_t>(y % rows) * n);
+        T* p = img.ptr<T>(y);
+        if (c.any()) correctRow<T>(p, y, img.cols, img.channels(), c, kRow.data());
+        if (acc)
+            for (int i = 0; i < n; ++i) acc[i] += static_cast<float>(p[i]);
     }
-}
-
-// LSC: every element times its gain, in double.
-template <typename T>
-void gainRowDouble(cv::Mat& img, const std::vector<double>& gains)
-{
-    const int n = img.cols * img.channels();
-    for (int y = 0; y < img.rows; ++y) gainRowD<T>(img.ptr<T>(y), n, gains.data());
 }
 
 // The lists that meet channels 0, 1, 2(, 3) of a frame of this format.
@@ -384,61 +388,186 @@ PreviewCorrections buildPreviewCorrections(const std::vector<uint16_t>& levels, 
     return c;
 }
 
-bool applyPreview(cv::Mat& img, int format, const PreviewCorrections& corrections, const PreviewSwitches& switches,
-                  const QList<QList<double>>& ffcKList)
+namespace {
+
+// The FFC and LSC gain rows of one frame, kept alive while its chain is used.
+struct FrameGains {
+    std::vector<float> ffc;
+    std::vector<double> lsc;
+};
+
+// Resolves which corrections apply to a frame of this format and size. False for a format the
+// preview does not take, or a frame it leaves alone (empty, or not matching its format).
+bool resolveChain(const cv::Mat& img, int format, const PreviewCorrections& corrections,
+                  const PreviewSwitches& switches, const QList<QList<double>>& ffcKList, FrameGains& gains,
+                  Chain& chain, bool& process)
 {
+    process = false;
     const int channels = channelsOf(format);
     if (channels == 0) return false;
-    if (img.empty()) return true;
-    if (img.channels() != channels) return true;  // a frame that does not match its format: nothing to do
+    if (img.empty() || img.channels() != channels) return true;  // nothing to do
     const bool mono = format == FORMAT_MONO;
     const bool wide = img.depth() == CV_16U;
+    if (img.depth() != CV_8U && !wide) return true;
     if (!mono && wide) return true;
+    process = true;
     const int width = img.cols;
 
-    // FPN
     if (switches.fpn) {
         const FpnLevelTable& t = corrections.fpn;
         const bool oneLine = mono ? t.rows == 1 : t.rows == channels;
-        if (t.valid() && oneLine && t.columns == width) {
-            if (wide)
-                fpnLevels<uint16_t>(img, t);
-            else
-                fpnLevels<uint8_t>(img, t);
-        }
+        if (t.valid() && oneLine && t.columns == width) chain.fpn = &t;
         const LineFpnTable& l = corrections.lineFpn;
-        if (mono && switches.lineCount >= 2 && l.lines == switches.lineCount && l.columns >= width) {
-            if (wide)
-                fpnLines<uint16_t>(img, l);
-            else
-                fpnLines<uint8_t>(img, l);
-        }
+        if (mono && switches.lineCount >= 2 && l.lines == switches.lineCount && l.columns >= width)
+            chain.lineFpn = &l;
     }
-
-    // FFC
     if (switches.ffc) {
-        int rows = 1;
-        const std::vector<float> g = ffcGains(ffcKList, format, width, mono ? switches.lineCount : 1, rows);
-        if (!g.empty()) {
-            if (wide)
-                gainRowsFloat<uint16_t>(img, g, rows);
-            else
-                gainRowsFloat<uint8_t>(img, g, rows);
-        }
+        gains.ffc = ffcGains(ffcKList, format, width, mono ? switches.lineCount : 1, chain.ffcRows);
+        if (!gains.ffc.empty()) chain.ffc = gains.ffc.data();
     }
-
-    // LSC
     if (switches.lsc) {
-        const std::vector<double> g = lscGains(corrections.lsc, format, width, switches.regionX);
-        if (!g.empty()) {
-            if (wide)
-                gainRowDouble<uint16_t>(img, g);
-            else
-                gainRowDouble<uint8_t>(img, g);
-        }
+        gains.lsc = lscGains(corrections.lsc, format, width, switches.regionX);
+        if (!gains.lsc.empty()) chain.lsc = gains.lsc.data();
     }
+    return true;
+}
 
-    if (mono && switches.lineCount > 1) img = regroupLines(img, switches.lineCount);
+// An 8-bit frame whose rows all go through the same chain (one sensor line, or colour): the
+// result of each element is a function of its position in the row and its own value alone.
+bool chainIsPerElement(const cv::Mat& img, const Chain& chain)
+{
+    return img.depth() == CV_8U && chain.lineFpn == nullptr && chain.ffcRows == 1 && chain.any();
+}
+
+// The table of that function: the chain run over 256 rows, row v filled with v, then turned so
+// that the 256 results of one element lie together. Built by the row kernels themselves, so a
+// lookup gives exactly what the arithmetic gives.
+void buildByteTable(const cv::Mat& img, const Chain& chain, std::vector<uint8_t>& table)
+{
+    cv::Mat levels(256, img.cols, img.type());
+    for (int v = 0; v < 256; ++v) levels.row(v).setTo(cv::Scalar::all(v));
+    cv::Mat flat = levels.reshape(1);
+    std::vector<float> kRow(static_cast<size_t>(flat.cols));
+    for (int v = 0; v < 256; ++v) correctRow<uint8_t>(flat.ptr<uint8_t>(v), 0, img.cols, img.channels(), chain, kRow.data());
+    table.resize(static_cast<size_t>(flat.cols) * 256);
+    cv::Mat turned(flat.cols, 256, CV_8UC1, table.data());
+    cv::transpose(flat, turned);
+}
+
+// The table for this frame's chain: the one of the previous frame while nothing it depends on
+// has changed (the FFC gains may change between frames), else a new one.
+const uint8_t* byteTableFor(const cv::Mat& img, int format, const Chain& chain, const PreviewCorrections& c,
+                            const PreviewSwitches& switches)
+{
+    PreviewByteTable& t = c.byteTable;
+    const std::vector<float> ffc = chain.ffc ? std::vector<float>(chain.ffc, chain.ffc + img.cols * img.channels())
+                                             : std::vector<float>();
+    const bool same = !t.table.empty() && t.format == format && t.width == img.cols && t.fpn == (chain.fpn != nullptr) &&
+                      t.lsc == (chain.lsc != nullptr) && t.regionX == switches.regionX && t.fpnK == c.fpn.k.data() &&
+                      t.fpnB == c.fpn.bInterleaved.data() && t.lscGain == c.lsc.gain.data() && t.ffc == ffc;
+    if (!same) {
+        t.format = format;
+        t.width = img.cols;
+        t.fpn = chain.fpn != nullptr;
+        t.lsc = chain.lsc != nullptr;
+        t.regionX = switches.regionX;
+        t.fpnK = c.fpn.k.data();
+        t.fpnB = c.fpn.bInterleaved.data();
+        t.lscGain = c.lsc.gain.data();
+        t.ffc = ffc;
+        buildByteTable(img, chain, t.table);
+    }
+    return t.table.data();
+}
+
+// One lookup per element. The frame is swept in strips of 64 elements from top to bottom, so
+// that the strip's part of the table (16 KB) stays in the first-level cache; the strip's column
+// sums are gathered on the way when `sums` is given.
+void applyByteTable(cv::Mat& img, const uint8_t* table, uint32_t* sums)
+{
+    constexpr int strip = 64;
+    const int n = img.cols * img.channels();
+    const size_t step = img.step[0];
+    for (int i0 = 0; i0 < n; i0 += strip) {
+        const int len = std::min(strip, n - i0);
+        const uint8_t* t = table + static_cast<size_t>(i0) * 256;
+        uint32_t acc[strip] = {};
+        uint8_t* p = img.ptr<uint8_t>(0) + i0;
+        for (int y = 0; y < img.rows; ++y, p += step) {
+            if (y + 8 < img.rows) _mm_prefetch(reinterpret_cast<const char*>(p + 8 * step), _MM_HINT_T0);
+            for (int i = 0; i < len; ++i) {
+                const uint8_t v = t[i * 256 + p[i]];
+                p[i] = v;
+                acc[i] += v;
+            }
+        }
+        if (sums) std::copy_n(acc, len, sums + i0);
+    }
+}
+
+// Float column sums to column means on the 8-bit scale, channels as B, G, R.
+void finishMeans(cv::Mat& mean, int rows, int format, int bits)
+{
+    const int channels = mean.channels();
+    float* acc = mean.ptr<float>(0);
+    const float divisor = static_cast<float>((bits == LSX_BITS_16 ? 256.0 : 1.0) * rows);
+    const int n = mean.cols * channels;
+    for (int i = 0; i < n; ++i) acc[i] = acc[i] / divisor;
+    if ((format == FORMAT_RGB24 || format == FORMAT_RGB32) && channels >= 3)
+        for (int x = 0; x < mean.cols; ++x) std::swap(acc[x * channels], acc[x * channels + 2]);
+}
+
+// The corrections of one frame; with `means`, also its row of column means, taken in the same
+// sweep (valid only when the frame is not regrouped or summed afterwards). False for a format
+// the preview does not take.
+bool correct(cv::Mat& img, int format, const PreviewCorrections& corrections, const PreviewSwitches& switches,
+             const QList<QList<double>>& ffcKList, int bits, cv::Mat* means)
+{
+    FrameGains gains;
+    Chain chain;
+    bool process = false;
+    if (!resolveChain(img, format, corrections, switches, ffcKList, gains, chain, process)) return false;
+    if (!process) return true;
+    float* acc = nullptr;
+    if (means) {
+        *means = cv::Mat::zeros(1, img.cols, CV_MAKETYPE(CV_32F, img.channels()));
+        acc = means->ptr<float>(0);
+    }
+    // Column sums of 8-bit data are exact in 32-bit integers and, below 2^24, in float.
+    if (chainIsPerElement(img, chain) && img.rows <= 65793) {
+        const uint8_t* table = byteTableFor(img, format, chain, corrections, switches);
+        std::vector<uint32_t> sums(acc ? static_cast<size_t>(img.cols) * img.channels() : 0);
+        applyByteTable(img, table, acc ? sums.data() : nullptr);
+        for (size_t i = 0; i < sums.size(); ++i) acc[i] = static_cast<float>(sums[i]);
+    } else if (img.depth() == CV_16U) {
+        correctFrame<uint16_t>(img, chain, acc);
+    } else {
+        correctFrame<uint8_t>(img, chain, acc);
+    }
+    if (means) finishMeans(*means, img.rows, format, bits);
+    if (format == FORMAT_MONO && switches.lineCount > 1) img = regroupLines(img, switches.lineCount);
+    return true;
+}
+
+}  // namespace
+
+bool applyPreview(cv::Mat& img, int format, const PreviewCorrections& corrections, const PreviewSwitches& switches,
+                  const QList<QList<double>>& ffcKList)
+{
+    return correct(img, format, corrections, switches, ffcKList, 0, nullptr);
+}
+
+bool previewFrame(cv::Mat& img, int format, int bits, const PreviewCorrections& corrections,
+                  const PreviewSwitches& switches, const QList<QList<double>>& ffcKList, int sum, cv::Mat& staticMat)
+{
+    staticMat = cv::Mat();
+    // The means of the corrected frame come with the sweep, unless regrouping or Sum comes between.
+    const bool meansInSweep = sum <= 1 && !(format == FORMAT_MONO && switches.lineCount > 1) && !img.empty() &&
+                              img.channels() == channelsOf(format) && (img.depth() == CV_8U || img.depth() == CV_16U);
+    if (!correct(img, format, corrections, switches, ffcKList, bits, meansInSweep ? &staticMat : nullptr)) return false;
+    if (meansInSweep && !staticMat.empty()) return true;
+    img = sumBlocks(img, sum);
+    staticMat = columnMeans(img, format, bits);
     return true;
 }
 
@@ -481,10 +610,6 @@ cv::Mat columnMeans(const cv::Mat& img, int format, int bits)
         addRows<float>(f, acc);
     }
     }
-    const float divisor = static_cast<float>((bits == LSX_BITS_16 ? 256.0 : 1.0) * img.rows);
-    const int n = img.cols * channels;
-    for (int i = 0; i < n; ++i) acc[i] = acc[i] / divisor;
-    if ((format == FORMAT_RGB24 || format == FORMAT_RGB32) && channels >= 3)
-        for (int x = 0; x < img.cols; ++x) std::swap(acc[x * channels], acc[x * channels + 2]);
+    finishMeans(mean, img.rows, format, bits);
     return mean;
 }

@@ -70,11 +70,32 @@ struct LscTable {
 };
 LscTable buildLscTable(const QList<QList<double>>& lscKList);
 
-// Everything of one capture run that does not change from frame to frame.
+// For 8-bit frames of one sensor line (and colour frames) the whole chain FPN -> FFC -> LSC of
+// an element is a function of its position in the row and its own value: a table of 256 results
+// per element, made by running the chain itself over the 256 values, so one lookup replaces the
+// arithmetic exactly. It is kept from frame to frame and made again when the frame's size or
+// format, the switches, the region's X or the FFC gains change.
+struct PreviewByteTable {
+    int format = -1;
+    int width = 0;
+    bool fpn = false;
+    bool lsc = false;
+    int regionX = 0;
+    const void* fpnK = nullptr;  // the tables it was made from
+    const void* fpnB = nullptr;
+    const void* lscGain = nullptr;
+    std::vector<float> ffc;      // the FFC gain row it was made with (empty: FFC not applied)
+    std::vector<uint8_t> table;  // [element of the row][value]
+};
+
+// Everything of one capture run that does not change from frame to frame. Its tables are made
+// by buildPreviewCorrections and not changed in place afterwards; byteTable is the preview's own
+// memo, filled on the worker thread as frames go through.
 struct PreviewCorrections {
     FpnLevelTable fpn;
     LineFpnTable lineFpn;
     LscTable lsc;
+    mutable PreviewByteTable byteTable;
 };
 PreviewCorrections buildPreviewCorrections(const std::vector<uint16_t>& levels, const QList<QList<double>>& bList,
                                            const QList<QList<double>>& kList, const QList<double>& kScaleList,
@@ -96,6 +117,13 @@ struct PreviewSwitches {
 // while capturing). False for a format the preview does not take; `img` is then untouched.
 bool applyPreview(cv::Mat& img, int format, const PreviewCorrections& corrections, const PreviewSwitches& switches,
                   const QList<QList<double>>& ffcKList);
+
+// The whole work of one frame before the display: applyPreview, the Sum of `sum` (sumBlocks) and
+// the row of column means (columnMeans) into staticMat. Where neither regrouping nor Sum comes
+// between, the means are gathered in the same sweep as the corrections. False, with `img`
+// untouched, for a format the preview does not take.
+bool previewFrame(cv::Mat& img, int format, int bits, const PreviewCorrections& corrections,
+                  const PreviewSwitches& switches, const QList<QList<double>>& ffcKList, int sum, cv::Mat& staticMat);
 
 // Mono frames of several sensor lines: rows l, l + n, l + 2n, ... of each line l together,
 // the lines one below the other.
