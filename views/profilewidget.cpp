@@ -60,9 +60,7 @@ void ProfileWidget::setProfile(const cv::Mat& data, double left, double right, b
 void ProfileWidget::clearProfile() { setProfile(cv::Mat(), 0.0, 0.0, false); }
 
 void ProfileWidget::rebuildMenu(int channels) {
-    const QList<QAction*> old = m_menu->actions();
-    m_menu->clear();
-    qDeleteAll(old);
+    m_menu->clear();  // deletes the actions the menu made
     QStringList texts;
     if (channels == 1)
         texts << QStringLiteral("拉平平场系数");

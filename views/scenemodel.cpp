@@ -27,6 +27,11 @@ SceneModel::SceneModel(double width, double height, QObject* parent)
     setBackgroundBrush(QBrush(Qt::transparent, Qt::SolidPattern));
 }
 
+SceneModel::~SceneModel() {
+    // The items go while the lists they leave are still here.
+    clear();
+}
+
 ImageItem* SceneModel::addImage(const QPixmap& pixmap, bool fixed) {
     auto* item = new ImageItem(pixmap, fixed);
     double z = m_images.isEmpty() ? backdropZ : m_images.last()->zValue();

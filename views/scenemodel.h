@@ -26,6 +26,7 @@ public:
     static double zoomStep();
 
     explicit SceneModel(double width = defaultSceneSize, double height = defaultSceneSize, QObject* parent = nullptr);
+    ~SceneModel() override;
 
     // Adds a picture. A fixed picture becomes the backdrop: it goes under every other item, the
     // scene rectangle takes its size and, when a view exists, the view is fitted to it. A movable
