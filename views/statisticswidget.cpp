@@ -230,6 +230,15 @@ QColor StatisticsWidget::channelColor(int channels, int k)
     return colors[std::clamp(k, 0, 3)];
 }
 
+float StatisticsWidget::fitLineAt(const cv::Vec4f& line, double x)
+{
+    const float vx = line[0], vy = line[1], x0 = line[2], y0 = line[3];
+    // A vertical fit (all exposures equal) has an infinite slope: the line's points are not
+    // finite then, and the chart draws no line.
+    const float slope = vy / vx;
+    return static_cast<float>((x - x0) * slope + y0);
+}
+
 void StatisticsWidget::connectSeries(QXYSeries* series)
 {
     connect(series, &QXYSeries::hovered, this, &StatisticsWidget::showData);
@@ -303,15 +312,8 @@ void StatisticsWidget::updateSingleCol()
         if (m_showFitlineCheck->isChecked()) {
             cv::Vec4f fit;
             cv::fitLine(points, fit, cv::DIST_L12, 0, 0.01, 0.01);
-            const float vx = fit[0], vy = fit[1], x0 = fit[2], y0 = fit[3];
-            // A vertical fit (all exposures equal) has an infinite slope: the line's points are
-            // not finite then, and the chart draws no line.
-            const float slope = vy / vx;
             auto* fitLine = new QLineSeries;
-            for (const double x : {m_expVec.first(), m_expVec.last()}) {
-                const float y = static_cast<float>((x - x0) * slope + y0);
-                fitLine->append(x, y);
-            }
+            for (const double x : {m_expVec.first(), m_expVec.last()}) fitLine->append(x, fitLineAt(fit, x));
             fitLine->setPen(QPen(QBrush(color), fitLine->pen().widthF(), Qt::DashLine, Qt::SquareCap, Qt::BevelJoin));
             connectSeries(fitLine);
             m_chart->addSeries(fitLine);
