@@ -14,7 +14,9 @@ BaseItem::BaseItem(const QPixmap& pixmap, bool fixed, QGraphicsItem* parent)
     setFlag(ItemIsMovable, !m_fixed);
 }
 
-BaseItem::~BaseItem() { delete m_menu.data(); }
+BaseItem::~BaseItem() {
+    delete m_menu.data();
+}
 
 void BaseItem::setPixmap(const QPixmap& pixmap) {
     const bool sizeChanged = pixmap.size() != QGraphicsPixmapItem::pixmap().size();
@@ -29,11 +31,17 @@ void BaseItem::updateRects() {
     m_innerRect = QRectF(0, 0, size.width() - 1, size.height() - 1);
 }
 
-QPointF BaseItem::center() const { return m_boundingRect.center(); }
+QPointF BaseItem::center() const {
+    return m_boundingRect.center();
+}
 
-QRectF BaseItem::realRect() const { return m_innerRect; }
+QRectF BaseItem::realRect() const {
+    return m_innerRect;
+}
 
-QRectF BaseItem::boundingRect() const { return m_boundingRect; }
+QRectF BaseItem::boundingRect() const {
+    return m_boundingRect;
+}
 
 QPainterPath BaseItem::shape() const {
     QPainterPath path;
@@ -41,7 +49,9 @@ QPainterPath BaseItem::shape() const {
     return path;
 }
 
-bool BaseItem::contains(const QPointF& point) const { return m_innerRect.contains(point); }
+bool BaseItem::contains(const QPointF& point) const {
+    return m_innerRect.contains(point);
+}
 
 void BaseItem::setViewScale(double scale) {
     if (scale <= 0) return;

@@ -3,14 +3,12 @@
 #include <QAction>
 #include <QColor>
 #include <QGraphicsPixmapItem>
+#include <QMenu>
 #include <QObject>
 #include <QPainterPath>
 #include <QPointF>
 #include <QPointer>
 #include <QRectF>
-
-
-#include <QMenu>
 
 // Common ground of everything the image scene shows: a pixmap item that can be pinned in place
 // ("Fixed") and that carries a pen colour for its overlay. The scene hands every item the view's
@@ -35,7 +33,10 @@ public:
 
     bool isFixed() const { return m_fixed; }
     QColor penColor() const { return m_penColor; }
-    void setPenColor(const QColor& color) { m_penColor = color; update(); }
+    void setPenColor(const QColor& color) {
+        m_penColor = color;
+        update();
+    }
     double viewScale() const { return m_scale; }
     virtual void setViewScale(double scale);
     QMenu* contextMenu() const { return m_menu.data(); }

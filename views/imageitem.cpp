@@ -20,10 +20,7 @@ constexpr double handleSize = 10.0;
 }  // namespace
 
 ImageItem::ImageItem(const QPixmap& pixmap, bool fixed, QGraphicsItem* parent)
-    : BaseItem(pixmap, fixed, parent),
-      m_showOverlay(!fixed),
-      m_width(pixmap.width()),
-      m_height(pixmap.height()) {
+    : BaseItem(pixmap, fixed, parent), m_showOverlay(!fixed), m_width(pixmap.width()), m_height(pixmap.height()) {
     m_spinCenter = QPointF(m_width / 2.0, m_height / 2.0);
     setAcceptHoverEvents(true);
     updateOverlay();
@@ -184,8 +181,14 @@ void ImageItem::setViewDragMode(int mode) {
     scene()->views().first()->setDragMode(QGraphicsView::DragMode(mode));
 }
 
-void ImageItem::enableArrow() { setViewDragMode(QGraphicsView::NoDrag); }
+void ImageItem::enableArrow() {
+    setViewDragMode(QGraphicsView::NoDrag);
+}
 
-void ImageItem::enableHandDrag() { setViewDragMode(QGraphicsView::ScrollHandDrag); }
+void ImageItem::enableHandDrag() {
+    setViewDragMode(QGraphicsView::ScrollHandDrag);
+}
 
-void ImageItem::enableRubberBand() { setViewDragMode(QGraphicsView::RubberBandDrag); }
+void ImageItem::enableRubberBand() {
+    setViewDragMode(QGraphicsView::RubberBandDrag);
+}

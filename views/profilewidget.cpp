@@ -21,18 +21,26 @@ constexpr double minZoom = 1.0;
 QColor channelColor(int channel, int channels) {
     if (channels == 1) return QColor(Qt::gray);
     switch (channel) {
-        case 0: return QColor(Qt::blue);
-        case 1: return QColor(Qt::green);
-        case 2: return QColor(Qt::red);
-        default: return QColor(Qt::white);
+        case 0:
+            return QColor(Qt::blue);
+        case 1:
+            return QColor(Qt::green);
+        case 2:
+            return QColor(Qt::red);
+        default:
+            return QColor(Qt::white);
     }
 }
 
 // The flatten menu holds one action for one channel, and "all three" plus one per channel
 // otherwise.
-int menuLengthFor(int channels) { return channels == 1 ? 1 : 4; }
+int menuLengthFor(int channels) {
+    return channels == 1 ? 1 : 4;
+}
 
-QString valueText(double value) { return QStringLiteral("%1").arg(value, 0, 'f', 2); }
+QString valueText(double value) {
+    return QStringLiteral("%1").arg(value, 0, 'f', 2);
+}
 }  // namespace
 
 ProfileWidget::ProfileWidget(QWidget* parent) : QWidget(parent) {
@@ -57,7 +65,9 @@ void ProfileWidget::setProfile(const cv::Mat& data, double left, double right, b
     update();
 }
 
-void ProfileWidget::clearProfile() { setProfile(cv::Mat(), 0.0, 0.0, false); }
+void ProfileWidget::clearProfile() {
+    setProfile(cv::Mat(), 0.0, 0.0, false);
+}
 
 void ProfileWidget::rebuildMenu(int channels) {
     m_menu->clear();  // deletes the actions the menu made
@@ -88,13 +98,17 @@ void ProfileWidget::setHoverX(double x) {
     update();
 }
 
-double ProfileWidget::xOfColumn(double column) const { return (column - m_left) * width() / (m_right - m_left); }
+double ProfileWidget::xOfColumn(double column) const {
+    return (column - m_left) * width() / (m_right - m_left);
+}
 
 double ProfileWidget::yOfValue(double value) const {
     return (m_yMax - value) * height() * m_scale / m_yMax - m_offset;
 }
 
-double ProfileWidget::valueAtY(double y) const { return (1.0 - ((y + m_offset) / m_scale) / height()) * m_yMax; }
+double ProfileWidget::valueAtY(double y) const {
+    return (1.0 - ((y + m_offset) / m_scale) / height()) * m_yMax;
+}
 
 void ProfileWidget::menuHidden() {
     m_selecting = false;

@@ -39,7 +39,9 @@ struct Strip {
     }
 };
 
-bool isGray(QRgb p) { return p == QColor(Qt::gray).rgb(); }
+bool isGray(QRgb p) {
+    return p == QColor(Qt::gray).rgb();
+}
 }  // namespace
 
 class TestProfileWidget : public QObject {

@@ -1,11 +1,12 @@
 // The image scene: zoom steps and limits, fitting the first picture, the cursor and row
 // read-outs, clicks, replacing the picture when the frame size changes, and the items.
+#include <QGraphicsSceneContextMenuEvent>
 #include <QGraphicsSceneMouseEvent>
 #include <QGraphicsSceneWheelEvent>
-#include <QGraphicsSceneContextMenuEvent>
 #include <QGraphicsView>
 #include <QImage>
 #include <QSignalSpy>
+#include <QWheelEvent>
 #include <QtTest>
 #include <cmath>
 
@@ -64,6 +65,7 @@ private slots:
     void wheelAtScaleFiftyChangesNothing();
     void wheelStepsAndLowerLimit();
     void zeroWheelDeltaIsNoZoom();
+    void wheelThroughTheView();
     void setScaleNeedsAView();
     void firstPictureIsFitted();
     void fitUsesTheSceneSize();
@@ -133,6 +135,21 @@ void TestSceneModel::zeroWheelDeltaIsNoZoom() {
     QGraphicsView view(&scene);
     sendWheel(scene, 0);
     QCOMPARE(scene.scale(), 1.0);
+}
+
+void TestSceneModel::wheelThroughTheView() {
+    ShownScene s(knownPixmap(40, 30));
+    QVERIFY(QTest::qWaitForWindowExposed(&s.view));
+    const double fitted = s.scene.scale();
+    QCOMPARE(fitted, std::min(s.view.viewport()->height() / 30.0, s.view.viewport()->width() / 40.0));
+    QSignalSpy spy(&s.scene, &SceneModel::scaleChanged);
+    const QPointF at(150, 150);
+    QWheelEvent event(at, s.view.viewport()->mapToGlobal(at), QPoint(), QPoint(0, 120), Qt::NoButton, Qt::NoModifier,
+                      Qt::NoScrollPhase, false);
+    QCoreApplication::sendEvent(s.view.viewport(), &event);
+    QCOMPARE(spy.count(), 1);
+    QCOMPARE(s.scene.scale(), fitted * std::pow(2.0, 0.2));
+    QCOMPARE(s.view.transform(), QTransform::fromScale(s.scene.scale(), s.scene.scale()));
 }
 
 void TestSceneModel::setScaleNeedsAView() {
