@@ -76,6 +76,28 @@ void pipeline(benchmark::State& state, int format, int bits)
     state.SetBytesProcessed(state.iterations() * static_cast<int64_t>(s.frame.total() * s.frame.elemSize()));
 }
 
+// The stages alone, for finding where the time goes: the copy with the corrections and the
+// means, and the display conversion of a corrected frame.
+void correctionsOnly(benchmark::State& state, int format, int bits)
+{
+    const Setup s = makeSetup(format, bits, static_cast<int>(state.range(0)));
+    for (auto _ : state) {
+        cv::Mat img = s.frame.clone();
+        cv::Mat means;
+        previewFrame(img, format, bits, s.corrections, s.switches, s.ffc, 1, means);
+        benchmark::DoNotOptimize(means.data);
+    }
+}
+
+void pixmapOnly(benchmark::State& state, int format, int bits)
+{
+    const Setup s = makeSetup(format, bits, static_cast<int>(state.range(0)));
+    for (auto _ : state) {
+        const QPixmap pixmap = matToPixmap(s.frame, format, bits);
+        benchmark::DoNotOptimize(pixmap.cacheKey());
+    }
+}
+
 void plainCopy(benchmark::State& state, int format, int bits)
 {
     const Setup s = makeSetup(format, bits, static_cast<int>(state.range(0)));
@@ -94,6 +116,13 @@ void BM_CopyMono16(benchmark::State& st) { plainCopy(st, FORMAT_MONO, LSX_BITS_1
 void BM_PreviewBgr24(benchmark::State& st) { pipeline(st, FORMAT_BGR24, LSX_BITS_8); }
 void BM_CopyBgr24(benchmark::State& st) { plainCopy(st, FORMAT_BGR24, LSX_BITS_8); }
 
+void BM_StageCorrectMono8(benchmark::State& st) { correctionsOnly(st, FORMAT_MONO, LSX_BITS_8); }
+void BM_StagePixmapMono8(benchmark::State& st) { pixmapOnly(st, FORMAT_MONO, LSX_BITS_8); }
+void BM_StageCorrectMono16(benchmark::State& st) { correctionsOnly(st, FORMAT_MONO, LSX_BITS_16); }
+void BM_StagePixmapMono16(benchmark::State& st) { pixmapOnly(st, FORMAT_MONO, LSX_BITS_16); }
+void BM_StageCorrectBgr24(benchmark::State& st) { correctionsOnly(st, FORMAT_BGR24, LSX_BITS_8); }
+void BM_StagePixmapBgr24(benchmark::State& st) { pixmapOnly(st, FORMAT_BGR24, LSX_BITS_8); }
+
 }  // namespace
 
 #define PREVIEW_BENCH(fn) BENCHMARK(fn)->Arg(4096)->Arg(16384)->Unit(benchmark::kMillisecond)->MinTime(0.3)
@@ -103,6 +132,13 @@ PREVIEW_BENCH(BM_CopyMono16);
 PREVIEW_BENCH(BM_PreviewMono16);
 PREVIEW_BENCH(BM_CopyBgr24);
 PREVIEW_BENCH(BM_PreviewBgr24);
+#define STAGE_BENCH(fn) BENCHMARK(fn)->Arg(16384)->Unit(benchmark::kMillisecond)->MinTime(0.3)
+STAGE_BENCH(BM_StageCorrectMono8);
+STAGE_BENCH(BM_StagePixmapMono8);
+STAGE_BENCH(BM_StageCorrectMono16);
+STAGE_BENCH(BM_StagePixmapMono16);
+STAGE_BENCH(BM_StageCorrectBgr24);
+STAGE_BENCH(BM_StagePixmapBgr24);
 
 int main(int argc, char** argv)
 {

@@ -151,14 +151,13 @@ void CameraServer::capture(bool continuous)
             QReadLocker lock(&m_lock);
             ffcKList = m_ffcKList;
         }
-        if (!applyPreview(img, format, corrections, switches, ffcKList)) {
+        // Corrections, Sum and the column means.
+        cv::Mat staticMat;
+        if (!previewFrame(img, format, m_frameBits, corrections, switches, ffcKList, locked(m_sum), staticMat)) {
             emit OS_CaptureFailed(LSX_ERR_NOT_SUPPORTED);
             qDebug() << "Capture failed with : " << LSX_ERR_NOT_SUPPORTED;
             break;
         }
-
-        img = sumBlocks(img, locked(m_sum));
-        const cv::Mat staticMat = columnMeans(img, format, m_frameBits);
         const QPixmap pixmap = matToPixmap(img, format, m_frameBits);
 
         m_lastFrame = img;

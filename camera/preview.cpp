@@ -81,29 +81,6 @@ inline __m128i roundClamp(__m128 t)
     return _mm_cvtps_epi32(t);
 }
 
-// p[i] = saturated rint((p[i] - b[i]) * k[i]) in single precision; without b: p[i] * k[i].
-template <typename T, bool withOffset>
-void affineRow(T* p, int n, const float* b, const float* k)
-{
-    int i = 0;
-    for (; i + 8 <= n; i += 8) {
-        __m128i lo, hi;
-        load8(p + i, lo, hi);
-        __m128 flo = _mm_cvtepi32_ps(lo), fhi = _mm_cvtepi32_ps(hi);
-        if (withOffset) {
-            flo = _mm_sub_ps(flo, _mm_loadu_ps(b + i));
-            fhi = _mm_sub_ps(fhi, _mm_loadu_ps(b + i + 4));
-        }
-        flo = _mm_mul_ps(flo, _mm_loadu_ps(k + i));
-        fhi = _mm_mul_ps(fhi, _mm_loadu_ps(k + i + 4));
-        store8(p + i, roundClamp<T>(flo), roundClamp<T>(fhi));
-    }
-    for (; i < n; ++i) {
-        const float v = withOffset ? static_cast<float>(p[i]) - b[i] : static_cast<float>(p[i]);
-        p[i] = toDepth<T>(v * k[i]);
-    }
-}
-
 template <typename T>
 inline __m128i roundClampD(__m128d a, __m128d b)
 {
@@ -111,41 +88,6 @@ inline __m128i roundClampD(__m128d a, __m128d b)
     a = _mm_min_pd(_mm_max_pd(a, zero), top);
     b = _mm_min_pd(_mm_max_pd(b, zero), top);
     return _mm_unpacklo_epi64(_mm_cvtpd_epi32(a), _mm_cvtpd_epi32(b));
-}
-
-// p[i] = saturated rint(p[i] * g[i]) in double.
-template <typename T>
-void gainRowD(T* p, int n, const double* g)
-{
-    int i = 0;
-    for (; i + 8 <= n; i += 8) {
-        __m128i lo, hi;
-        load8(p + i, lo, hi);
-        const __m128d a0 = _mm_mul_pd(_mm_cvtepi32_pd(lo), _mm_loadu_pd(g + i));
-        const __m128d a1 = _mm_mul_pd(_mm_cvtepi32_pd(_mm_srli_si128(lo, 8)), _mm_loadu_pd(g + i + 2));
-        const __m128d a2 = _mm_mul_pd(_mm_cvtepi32_pd(hi), _mm_loadu_pd(g + i + 4));
-        const __m128d a3 = _mm_mul_pd(_mm_cvtepi32_pd(_mm_srli_si128(hi, 8)), _mm_loadu_pd(g + i + 6));
-        store8(p + i, roundClampD<T>(a0, a1), roundClampD<T>(a2, a3));
-    }
-    for (; i < n; ++i) p[i] = toDepth<T>(static_cast<double>(p[i]) * g[i]);
-}
-
-// ---- FPN with level bands ----
-
-// One row: per element, K of its channel at the band of its own value (the high byte for 16-bit
-// data), gathered into kRow; then the row against B. Channel c of the frame meets row c of the
-// tables, in memory order.
-template <typename T>
-void fpnLevelRow(T* p, int width, int channels, const FpnLevelTable& t, float* kRow)
-{
-    constexpr int shift = sizeof(T) == 2 ? 8 : 0;
-    const int32_t* offset = t.bandOffset.data();
-    const size_t plane = static_cast<size_t>(t.bandCount) * t.columns;
-    for (int c = 0; c < channels; ++c) {
-        const float* k = t.k.data() + c * plane;
-        for (int x = 0; x < width; ++x) kRow[x * channels + c] = k[offset[p[x * channels + c] >> shift] + x];
-    }
-    affineRow<T, true>(p, width * channels, t.bInterleaved.data(), kRow);
 }
 
 // ---- The chain of one row ----
@@ -161,35 +103,113 @@ struct Chain {
     bool any() const { return fpn || lineFpn || ffc || lsc; }
 };
 
-// FPN, FFC and LSC of row y, one after the other while the row is in the cache. Each step is
-// element by element with its own rounding and saturation, so doing them row by row gives what
-// doing them frame by frame gives.
+// The whole chain of eight elements in registers: FPN (b, k), FFC (f), LSC (l), each with its
+// own rounding and saturation to the depth, as the scalar tail spells it out; the results are
+// added to `acc` as float when it is given. A null pointer skips its step.
+// K of the FPN of one element: either from a plain row `k`, or, with level bands, from `bands`
+// ([element][band], `count` bands) at the band of the element's own value (its high byte for
+// 16-bit data).
+struct KSource {
+    const float* k = nullptr;
+    const float* bands = nullptr;
+    const uint8_t* bandOf = nullptr;
+    int count = 0;
+    bool on() const { return k || bands; }
+};
+
 template <typename T>
-void correctRow(T* p, int y, int width, int channels, const Chain& c, float* kRow)
+inline float kOf(const KSource& s, const T* p, int i)
 {
-    const int n = width * channels;
-    if (c.fpn) fpnLevelRow<T>(p, width, channels, *c.fpn, kRow);
-    if (c.lineFpn) {
-        const LineFpnTable& t = *c.lineFpn;
-        const size_t line = static_cast<size_t>(y % t.lines) * t.columns;
-        affineRow<T, true>(p, width, t.b.data() + line, t.k.data() + line);
-    }
-    if (c.ffc) affineRow<T, false>(p, n, nullptr, c.ffc + static_cast<size_t>(y % c.ffcRows) * n);
-    if (c.lsc) gainRowD<T>(p, n, c.lsc);
+    constexpr int shift = sizeof(T) == 2 ? 8 : 0;
+    return s.k ? s.k[i] : s.bands[static_cast<size_t>(i) * s.count + s.bandOf[p[i] >> shift]];
 }
 
-// Every row through the chain; with `acc`, each corrected row is added to it as float, in the
+template <typename T>
+void chainRow(T* p, int n, const float* b, const KSource& ks, const float* f, const double* l, float* acc)
+{
+    int i = 0;
+    for (; i + 8 <= n; i += 8) {
+        __m128i lo, hi;
+        load8(p + i, lo, hi);
+        if (ks.on()) {
+            __m128 k0, k1;
+            if (ks.k) {
+                k0 = _mm_loadu_ps(ks.k + i);
+                k1 = _mm_loadu_ps(ks.k + i + 4);
+            } else {
+                k0 = _mm_setr_ps(kOf(ks, p, i), kOf(ks, p, i + 1), kOf(ks, p, i + 2), kOf(ks, p, i + 3));
+                k1 = _mm_setr_ps(kOf(ks, p, i + 4), kOf(ks, p, i + 5), kOf(ks, p, i + 6), kOf(ks, p, i + 7));
+            }
+            const __m128 a0 = _mm_mul_ps(_mm_sub_ps(_mm_cvtepi32_ps(lo), _mm_loadu_ps(b + i)), k0);
+            const __m128 a1 = _mm_mul_ps(_mm_sub_ps(_mm_cvtepi32_ps(hi), _mm_loadu_ps(b + i + 4)), k1);
+            lo = roundClamp<T>(a0);
+            hi = roundClamp<T>(a1);
+        }
+        if (f) {
+            lo = roundClamp<T>(_mm_mul_ps(_mm_cvtepi32_ps(lo), _mm_loadu_ps(f + i)));
+            hi = roundClamp<T>(_mm_mul_ps(_mm_cvtepi32_ps(hi), _mm_loadu_ps(f + i + 4)));
+        }
+        if (l) {
+            const __m128d a0 = _mm_mul_pd(_mm_cvtepi32_pd(lo), _mm_loadu_pd(l + i));
+            const __m128d a1 = _mm_mul_pd(_mm_cvtepi32_pd(_mm_srli_si128(lo, 8)), _mm_loadu_pd(l + i + 2));
+            const __m128d a2 = _mm_mul_pd(_mm_cvtepi32_pd(hi), _mm_loadu_pd(l + i + 4));
+            const __m128d a3 = _mm_mul_pd(_mm_cvtepi32_pd(_mm_srli_si128(hi, 8)), _mm_loadu_pd(l + i + 6));
+            lo = roundClampD<T>(a0, a1);
+            hi = roundClampD<T>(a2, a3);
+        }
+        if (acc) {
+            _mm_storeu_ps(acc + i, _mm_add_ps(_mm_loadu_ps(acc + i), _mm_cvtepi32_ps(lo)));
+            _mm_storeu_ps(acc + i + 4, _mm_add_ps(_mm_loadu_ps(acc + i + 4), _mm_cvtepi32_ps(hi)));
+        }
+        store8(p + i, lo, hi);
+    }
+    for (; i < n; ++i) {
+        T v = p[i];
+        if (ks.on()) v = toDepth<T>((static_cast<float>(v) - b[i]) * kOf(ks, p, i));
+        if (f) v = toDepth<T>(static_cast<float>(v) * f[i]);
+        if (l) v = toDepth<T>(static_cast<double>(v) * l[i]);
+        if (acc) acc[i] += static_cast<float>(v);
+        p[i] = v;
+    }
+}
+
+// FPN, FFC and LSC of elements [i0, i1) of row y in one pass (at most one of the two FPN forms
+// fits a frame: the level bands need one FPN row per channel, the sensor lines two or more rows
+// of a mono frame). Each step is element by element with its own rounding and saturation, so
+// doing them strip by strip gives what doing them frame by frame gives.
+template <typename T>
+void correctRow(T* p, int y, int i0, int i1, int n, const Chain& c, float* acc)
+{
+    const float* b = nullptr;
+    KSource ks;
+    if (c.fpn) {
+        const FpnLevelTable& t = *c.fpn;
+        b = t.bInterleaved.data();
+        ks.bands = t.kByElement.data() + static_cast<size_t>(i0) * t.bandCount;
+        ks.bandOf = t.bandOf.data();
+        ks.count = t.bandCount;
+    } else if (c.lineFpn) {
+        const LineFpnTable& t = *c.lineFpn;
+        const size_t line = static_cast<size_t>(y % t.lines) * t.columns;
+        b = t.b.data() + line;
+        ks.k = t.k.data() + line + i0;
+    }
+    const float* f = c.ffc ? c.ffc + static_cast<size_t>(y % c.ffcRows) * n + i0 : nullptr;
+    chainRow<T>(p + i0, i1 - i0, b ? b + i0 : nullptr, ks, f, c.lsc ? c.lsc + i0 : nullptr, acc ? acc + i0 : nullptr);
+}
+
+// Every row through the chain, in strips of 1024 elements from top to bottom so that the
+// strip's coefficients (B, K of every band, the FFC and LSC gains: about 56 KB) stay in the
+// cache from row to row. With `acc`, each corrected element is added to it as float, in the
 // order of the rows (the column sums of columnMeans).
 template <typename T>
 void correctFrame(cv::Mat& img, const Chain& c, float* acc)
 {
+    constexpr int strip = 1024;
     const int n = img.cols * img.channels();
-    std::vector<float> kRow(static_cast<size_t>(n));
-    for (int y = 0; y < img.rows; ++y) {
-        T* p = img.ptr<T>(y);
-        if (c.any()) correctRow<T>(p, y, img.cols, img.channels(), c, kRow.data());
-        if (acc)
-            for (int i = 0; i < n; ++i) acc[i] += static_cast<float>(p[i]);
+    for (int i0 = 0; i0 < n; i0 += strip) {
+        const int i1 = std::min(n, i0 + strip);
+        for (int y = 0; y < img.rows; ++y) correctRow<T>(img.ptr<T>(y), y, i0, i1, n, c, acc);
     }
 }
 
@@ -322,6 +342,7 @@ FpnLevelTable buildFpnLevelTable(const std::vector<uint16_t>& levels, const QLis
             bands.emplace_back(current.begin(), current.end());
         }
         t.bandOffset[level] = static_cast<int32_t>((bands.size() - 1) * columns);
+        t.bandOf[level] = static_cast<uint8_t>(bands.size() - 1);
     }
 
     t.rows = rows;
@@ -336,6 +357,13 @@ FpnLevelTable buildFpnLevelTable(const std::vector<uint16_t>& levels, const QLis
     for (int r = 0; r < rows; ++r)
         for (int x = 0; x < columns && x < bList[r].size(); ++x)
             t.b[static_cast<size_t>(r) * columns + x] = static_cast<float>(bList[r][x]);
+    // The sweep reads the K of an element by its position in the frame's row and its band.
+    t.kByElement.resize(t.k.size());
+    for (int r = 0; r < rows; ++r)
+        for (int band = 0; band < t.bandCount; ++band)
+            for (int x = 0; x < columns; ++x)
+                t.kByElement[(static_cast<size_t>(x) * rows + r) * t.bandCount + band] =
+                    t.k[(static_cast<size_t>(r) * t.bandCount + band) * columns + x];
     t.bInterleaved.resize(t.b.size());
     for (int r = 0; r < rows; ++r)
         for (int x = 0; x < columns; ++x)
@@ -447,8 +475,7 @@ void buildByteTable(const cv::Mat& img, const Chain& chain, std::vector<uint8_t>
     cv::Mat levels(256, img.cols, img.type());
     for (int v = 0; v < 256; ++v) levels.row(v).setTo(cv::Scalar::all(v));
     cv::Mat flat = levels.reshape(1);
-    std::vector<float> kRow(static_cast<size_t>(flat.cols));
-    for (int v = 0; v < 256; ++v) correctRow<uint8_t>(flat.ptr<uint8_t>(v), 0, img.cols, img.channels(), chain, kRow.data());
+    for (int v = 0; v < 256; ++v) correctRow<uint8_t>(flat.ptr<uint8_t>(v), 0, 0, flat.cols, flat.cols, chain, nullptr);
     table.resize(static_cast<size_t>(flat.cols) * 256);
     cv::Mat turned(flat.cols, 256, CV_8UC1, table.data());
     cv::transpose(flat, turned);
@@ -480,28 +507,54 @@ const uint8_t* byteTableFor(const cv::Mat& img, int format, const Chain& chain, 
     return t.table.data();
 }
 
+// One strip of 64 elements of every row through its part of the table, the results' column sums
+// into sums[0..63]. Sixteen-bit sums are carried into 32 bits every 256 rows (255 x 256 fits).
+void byteStrip(uint8_t* p, size_t step, int rows, const uint8_t* __restrict t, uint32_t* sums)
+{
+    const __m128i z = _mm_setzero_si128();
+    __m128i s16[8];
+    for (__m128i& a : s16) a = z;
+    auto carry = [&] {
+        for (int j = 0; j < 8; ++j) {
+            uint16_t w[8];
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(w), s16[j]);
+            for (int e = 0; e < 8; ++e) sums[j * 8 + e] += w[e];
+            s16[j] = z;
+        }
+    };
+    for (int y = 0; y < rows; ++y, p += step) {
+        if (y + 8 < rows) _mm_prefetch(reinterpret_cast<const char*>(p + 8 * step), _MM_HINT_T0);
+        uint8_t* __restrict q = p;
+#pragma GCC unroll 64
+        for (int i = 0; i < 64; ++i) q[i] = t[i * 256 + q[i]];
+        for (int j = 0; j < 4; ++j) {
+            const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(q + 16 * j));
+            s16[2 * j] = _mm_add_epi16(s16[2 * j], _mm_unpacklo_epi8(v, z));
+            s16[2 * j + 1] = _mm_add_epi16(s16[2 * j + 1], _mm_unpackhi_epi8(v, z));
+        }
+        if ((y & 255) == 255) carry();
+    }
+    carry();
+}
+
 // One lookup per element. The frame is swept in strips of 64 elements from top to bottom, so
-// that the strip's part of the table (16 KB) stays in the first-level cache; the strip's column
-// sums are gathered on the way when `sums` is given.
+// that the strip's part of the table (16 KB) stays in the first-level cache; the column sums
+// are gathered on the way into `sums` (one per element of a row).
 void applyByteTable(cv::Mat& img, const uint8_t* table, uint32_t* sums)
 {
     constexpr int strip = 64;
     const int n = img.cols * img.channels();
     const size_t step = img.step[0];
-    for (int i0 = 0; i0 < n; i0 += strip) {
-        const int len = std::min(strip, n - i0);
-        const uint8_t* t = table + static_cast<size_t>(i0) * 256;
-        uint32_t acc[strip] = {};
-        uint8_t* p = img.ptr<uint8_t>(0) + i0;
-        for (int y = 0; y < img.rows; ++y, p += step) {
-            if (y + 8 < img.rows) _mm_prefetch(reinterpret_cast<const char*>(p + 8 * step), _MM_HINT_T0);
-            for (int i = 0; i < len; ++i) {
-                const uint8_t v = t[i * 256 + p[i]];
-                p[i] = v;
-                acc[i] += v;
-            }
+    int i0 = 0;
+    for (; i0 + strip <= n; i0 += strip)
+        byteStrip(img.ptr<uint8_t>(0) + i0, step, img.rows, table + static_cast<size_t>(i0) * 256, sums + i0);
+    // The last, narrower strip.
+    for (int y = 0; y < img.rows; ++y) {
+        uint8_t* p = img.ptr<uint8_t>(y);
+        for (int i = i0; i < n; ++i) {
+            p[i] = table[static_cast<size_t>(i) * 256 + p[i]];
+            sums[i] += p[i];
         }
-        if (sums) std::copy_n(acc, len, sums + i0);
     }
 }
 
@@ -536,9 +589,10 @@ bool correct(cv::Mat& img, int format, const PreviewCorrections& corrections, co
     // Column sums of 8-bit data are exact in 32-bit integers and, below 2^24, in float.
     if (chainIsPerElement(img, chain) && img.rows <= 65793) {
         const uint8_t* table = byteTableFor(img, format, chain, corrections, switches);
-        std::vector<uint32_t> sums(acc ? static_cast<size_t>(img.cols) * img.channels() : 0);
-        applyByteTable(img, table, acc ? sums.data() : nullptr);
-        for (size_t i = 0; i < sums.size(); ++i) acc[i] = static_cast<float>(sums[i]);
+        std::vector<uint32_t> sums(static_cast<size_t>(img.cols) * img.channels(), 0u);
+        applyByteTable(img, table, sums.data());
+        if (acc)
+            for (size_t i = 0; i < sums.size(); ++i) acc[i] = static_cast<float>(sums[i]);
     } else if (img.depth() == CV_16U) {
         correctFrame<uint16_t>(img, chain, acc);
     } else {

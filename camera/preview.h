@@ -38,6 +38,8 @@ struct FpnLevelTable {
     std::vector<float> k;                   // [row][band][column]
     std::vector<float> b;                   // [row][column]
     std::vector<float> bInterleaved;        // [column][row], as the channels lie in a frame
+    std::array<uint8_t, 256> bandOf{};      // per 8-bit level: its band
+    std::vector<float> kByElement;          // [column][row][band]: the K of one element together
 
     bool valid() const { return rows > 0 && columns > 0 && bandCount > 0; }
     // K of one row and column at one 8-bit level, as the pixel correction uses it.
