@@ -171,11 +171,11 @@ bool sameMat(const cv::Mat& a, const cv::Mat& b)
 class TestPreviewKernels : public QObject {
     Q_OBJECT
 
-    void compareWithLiteral(int format, int bits, int lineCount, int fpnSel)
+    void compareWithLiteral(int format, int bits, int lineCount, int fpnSel, int width = 97, int height = 24)
     {
-        std::mt19937 rng(format * 100 + bits * 10 + lineCount + fpnSel);
+        std::mt19937 rng(format * 100 + bits * 10 + lineCount + fpnSel + width);
         const int ch = format == FORMAT_MONO ? 1 : (format == FORMAT_BGR24 || format == FORMAT_RGB24 ? 3 : 4);
-        const int width = 97, height = 24, regionX = 5;
+        const int regionX = 5;
         const int type = CV_MAKETYPE(bits == LSX_BITS_16 ? CV_16U : CV_8U, ch);
         cv::Mat frame(height, width, type);
         cv::randu(frame, 0, bits == LSX_BITS_16 ? 65536 : 256);
@@ -236,6 +236,97 @@ private slots:
     void literalRgb24() { compareWithLiteral(FORMAT_RGB24, LSX_BITS_8, 1, 6); }
     void literalBgr32() { compareWithLiteral(FORMAT_BGR32, LSX_BITS_8, 1, 9); }
     void literalRgb32() { compareWithLiteral(FORMAT_RGB32, LSX_BITS_8, 1, 3); }
+    // Wider than one strip of the sweep (1024 elements), with a ragged end.
+    void literalMono16Wide() { compareWithLiteral(FORMAT_MONO, LSX_BITS_16, 1, 9, 2101, 9); }
+    void literalMono8Wide() { compareWithLiteral(FORMAT_MONO, LSX_BITS_8, 1, 6, 1093, 300); }
+    void literalBgr24Wide() { compareWithLiteral(FORMAT_BGR24, LSX_BITS_8, 1, 9, 700, 7); }
+    void literalTwoLines16Wide() { compareWithLiteral(FORMAT_MONO, LSX_BITS_16, 2, 9, 1500, 6); }
+
+    // The table of 8-bit frames is made again when the FFC gains change between frames, and
+    // a frame of another width or format gets its own.
+    void byteTableFollowsTheFfcGains()
+    {
+        std::mt19937 rng(11);
+        const int width = 130;
+        Literal L;
+        L.bList = randomLists(rng, 1, width, 0.0, 30.0);
+        const QList<QList<KPoint>> pts = randomPoints(rng, 1, width);
+        const KAtLevelFn kAt = [&](uint8_t level, QList<double>& out, int rows) { kAtLevel(pts, 2, level, out, rows); };
+        L.levelTable = literalLevelTable(fpnLevels9, L.bList, {1.0}, kAt);
+        L.lsc = randomLists(rng, 1, width + 2, 0.7, 1.5);
+        L.fpn = L.ffcOn = L.lscOn = true;
+        L.regionX = 2;
+        const PreviewCorrections pc = buildPreviewCorrections(fpnLevels9, L.bList, {}, {1.0}, kAt, 1, L.lsc);
+        PreviewSwitches sw;
+        sw.fpn = sw.ffc = sw.lsc = true;
+        sw.regionX = 2;
+        cv::Mat frame(40, width, CV_8UC1);
+        cv::randu(frame, 0, 256);
+        for (int round = 0; round < 3; ++round) {
+            L.ffc = randomLists(rng, 1, width, 0.6, 1.7);
+            cv::Mat expected = frame.clone(), fast = frame.clone();
+            literalApply<uint8_t>(expected, FORMAT_MONO, L);
+            QVERIFY(applyPreview(fast, FORMAT_MONO, pc, sw, L.ffc));
+            QVERIFY(sameMat(fast, expected));
+        }
+        // FFC switched off: the next frame is corrected without it.
+        Literal noFfc = L;
+        noFfc.ffcOn = false;
+        sw.ffc = false;
+        cv::Mat expected = frame.clone(), fast = frame.clone();
+        literalApply<uint8_t>(expected, FORMAT_MONO, noFfc);
+        QVERIFY(applyPreview(fast, FORMAT_MONO, pc, sw, L.ffc));
+        QVERIFY(sameMat(fast, expected));
+        // A narrower frame skips FPN (its B does not fit) but keeps LSC.
+        cv::Mat narrow = frame.colRange(0, 64).clone();
+        Literal lscOnly = noFfc;
+        lscOnly.fpn = false;
+        expected = narrow.clone();
+        literalApply<uint8_t>(expected, FORMAT_MONO, lscOnly);
+        QVERIFY(applyPreview(narrow, FORMAT_MONO, pc, sw, L.ffc));
+        QVERIFY(sameMat(narrow, expected));
+    }
+
+    // previewFrame gives what applyPreview, sumBlocks and columnMeans give one after the other.
+    void previewFrameEqualsTheStepsOneByOne()
+    {
+        std::mt19937 rng(5);
+        struct Case {
+            int format, bits, lines, sum, width, height;
+        };
+        const Case cases[] = {{FORMAT_MONO, LSX_BITS_8, 1, 1, 1100, 300},  {FORMAT_MONO, LSX_BITS_16, 1, 1, 1100, 30},
+                              {FORMAT_BGR24, LSX_BITS_8, 1, 1, 90, 20},    {FORMAT_RGB24, LSX_BITS_8, 1, 1, 90, 20},
+                              {FORMAT_MONO, LSX_BITS_8, 1, 3, 200, 31},    {FORMAT_MONO, LSX_BITS_16, 2, 1, 64, 12},
+                              {FORMAT_BGR32, LSX_BITS_8, 1, 2, 40, 10}};
+        for (const Case& c : cases) {
+            const int ch = c.format == FORMAT_MONO ? 1 : (c.format == FORMAT_BGR32 ? 4 : 3);
+            const int rows = c.format == FORMAT_MONO ? c.lines : ch;
+            const QList<QList<double>> b = randomLists(rng, rows, c.width, 0.0, 30.0);
+            const QList<QList<double>> k = randomLists(rng, rows, c.width, 0.6, 1.6);
+            const QList<QList<KPoint>> pts = randomPoints(rng, rows, c.width);
+            const KAtLevelFn kAt = [&](uint8_t level, QList<double>& out, int n) { kAtLevel(pts, 2, level, out, n); };
+            const PreviewCorrections pc = buildPreviewCorrections(fpnLevels9, b, k, QList<double>(rows, 1.0), kAt,
+                                                                  c.lines, randomLists(rng, ch, c.width, 0.7, 1.4));
+            const QList<QList<double>> ffc = randomLists(rng, c.format == FORMAT_MONO ? c.lines : ch, c.width, 0.7, 1.4);
+            PreviewSwitches sw;
+            sw.fpn = sw.ffc = sw.lsc = true;
+            sw.lineCount = c.lines;
+            cv::Mat frame(c.height, c.width, CV_MAKETYPE(c.bits == LSX_BITS_16 ? CV_16U : CV_8U, ch));
+            cv::randu(frame, 0, c.bits == LSX_BITS_16 ? 65536 : 256);
+            cv::Mat stepwise = frame.clone();
+            QVERIFY(applyPreview(stepwise, c.format, pc, sw, ffc));
+            stepwise = sumBlocks(stepwise, c.sum);
+            const cv::Mat means = columnMeans(stepwise, c.format, c.bits);
+            cv::Mat fused = frame.clone();
+            cv::Mat staticMat;
+            QVERIFY(previewFrame(fused, c.format, c.bits, pc, sw, ffc, c.sum, staticMat));
+            QVERIFY(sameMat(fused, stepwise));
+            QVERIFY(sameMat(staticMat, means));
+        }
+        cv::Mat img(2, 2, CV_8UC1, cv::Scalar(5));
+        cv::Mat staticMat;
+        QVERIFY(!previewFrame(img, 7, 0, PreviewCorrections{}, PreviewSwitches{}, {}, 1, staticMat));
+    }
 
     void fpnOfTwoHundredWithBTenAndKOneAndAHalfSaturates()
     {
@@ -462,6 +553,42 @@ private slots:
         QVERIFY(matToPixmap(cv::Mat(), FORMAT_MONO, 1).isNull());
         QVERIFY(matToPixmap(cv::Mat(2, 2, CV_8UC1, cv::Scalar(1)), FORMAT_MONO, 1).isNull());
         QVERIFY(matToPixmap(cv::Mat(2, 2, CV_8UC1, cv::Scalar(1)), 7, 0).isNull());
+    }
+
+    // The pixmap is written straight as RGB32: pixel for pixel what Qt makes of the display image.
+    void pixmapEqualsTheDisplayImage()
+    {
+        std::mt19937 rng(3);
+        struct Case {
+            int format, bits, type;
+        };
+        const Case cases[] = {{FORMAT_MONO, LSX_BITS_8, CV_8UC1},  {FORMAT_MONO, LSX_BITS_16, CV_16UC1},
+                              {FORMAT_BGR24, 0, CV_8UC3},          {FORMAT_RGB24, 0, CV_8UC3},
+                              {FORMAT_BGR32, 0, CV_8UC4},          {FORMAT_RGB32, 0, CV_8UC4}};
+        for (const Case& c : cases)
+            for (int width : {1, 17, 53, 300}) {
+                cv::Mat img(5, width, c.type);
+                cv::randu(img, 0, c.type == CV_16UC1 ? 65536 : 256);
+                const QImage expected = matToImage(img, c.format, c.bits).convertToFormat(QImage::Format_RGB32);
+                const QImage shown = matToPixmap(img, c.format, c.bits).toImage().convertToFormat(QImage::Format_RGB32);
+                QCOMPARE(shown.size(), expected.size());
+                QVERIFY2(shown == expected, qPrintable(QStringLiteral("format %1 width %2").arg(c.format).arg(width)));
+            }
+        // Every 16-bit value.
+        cv::Mat all(256, 256, CV_16UC1);
+        for (int v = 0; v < 65536; ++v) all.at<uint16_t>(v / 256, v % 256) = static_cast<uint16_t>(v);
+        QVERIFY(matToPixmap(all, FORMAT_MONO, LSX_BITS_16).toImage().convertToFormat(QImage::Format_RGB32) ==
+                matToImage(all, FORMAT_MONO, LSX_BITS_16).convertToFormat(QImage::Format_RGB32));
+    }
+
+    // A pixmap the window still holds keeps its pixels while the next frames are converted.
+    void heldPixmapKeepsItsPixels()
+    {
+        const QPixmap first = matToPixmap(cv::Mat(4, 40, CV_8UC1, cv::Scalar(10)), FORMAT_MONO, LSX_BITS_8);
+        QPixmap later;
+        for (int v : {20, 30, 40}) later = matToPixmap(cv::Mat(4, 40, CV_8UC1, cv::Scalar(v)), FORMAT_MONO, LSX_BITS_8);
+        QCOMPARE(first.toImage().pixelColor(39, 3), QColor(10, 10, 10));
+        QCOMPARE(later.toImage().pixelColor(0, 0), QColor(40, 40, 40));
     }
 
     void colourSwapsAndStackedFourthChannel()
