@@ -9,26 +9,26 @@
 
 namespace lsxsim {
 
-Camera::Camera(const CameraSpec& spec) : m_spec(spec), m_s(std::make_unique<Settings>())
+Camera::Camera(const CameraDefinition& def) : m_def(def), m_s(std::make_unique<Settings>())
 {
     // The sensor's fixed pattern: seeded, so every run of every test sees the same camera.
-    const int W = m_spec.width, classes = m_spec.lines * m_spec.planes;
+    const int W = m_def.width, classes = m_def.lines * m_def.planes;
     m_dark.resize(size_t(W) * classes);
     m_resp.resize(size_t(W) * classes);
-    std::mt19937 rng(m_spec.seed * 2654435761u + 17u);
+    std::mt19937 rng(m_def.seed * 2654435761u + 17u);
     std::normal_distribution<double> normal(0.0, 1.0);
     std::uniform_int_distribution<int> column(0, W - 1);
     std::uniform_real_distribution<double> unit(0.6, 1.0);
     for (int c = 0; c < classes; ++c) {
         float* dark = &m_dark[size_t(c) * W];
         float* resp = &m_resp[size_t(c) * W];
-        const double balance = m_spec.planes == 3 ? m_spec.planeBalance[size_t(c % 3)] : 1.0;
+        const double balance = m_def.planes == 3 ? m_def.planeBalance[size_t(c % 3)] : 1.0;
         for (int x = 0; x < W; ++x) {
-            dark[x] = float(std::max(0.0, m_spec.darkMean + m_spec.dsnu * normal(rng)));
-            resp[x] = float(balance * std::max(0.2, 1.0 + m_spec.prnu * normal(rng)));
+            dark[x] = float(std::max(0.0, m_def.darkMean + m_def.dsnu * normal(rng)));
+            resp[x] = float(balance * std::max(0.2, 1.0 + m_def.prnu * normal(rng)));
         }
-        for (int i = 0; i < m_spec.hotColumns; ++i) dark[column(rng)] += float(m_spec.hotAmp * unit(rng));
-        for (int i = 0; i < m_spec.weakColumns; ++i) resp[column(rng)] *= float(m_spec.weakFactor);
+        for (int i = 0; i < m_def.hotColumns; ++i) dark[column(rng)] += float(m_def.hotAmp * unit(rng));
+        for (int i = 0; i < m_def.weakColumns; ++i) resp[column(rng)] *= float(m_def.weakFactor);
     }
     m_ffc.resize(kFfcSets);
     m_lscSets.resize(kLscSets);
@@ -36,22 +36,22 @@ Camera::Camera(const CameraSpec& spec) : m_spec(spec), m_s(std::make_unique<Sett
     for (int i = 0; i < kFpnUserSets; ++i) m_fpn["UserSet" + std::to_string(i)] = FpnSet{};
 
     Settings& s = *m_s;
-    s.exposure = m_spec.exposure;
-    s.lineRate = m_spec.lineRate;
-    s.roiW = m_spec.width;
-    s.roiH = m_spec.area ? m_spec.areaHeight : m_spec.roiHeight;
-    s.source = m_spec.planes == 3 ? FORMAT_BGR24 : FORMAT_MONO;
+    s.exposure = m_def.exposure;
+    s.lineRate = m_def.lineRate;
+    s.roiW = m_def.width;
+    s.roiH = m_def.area ? m_def.areaHeight : m_def.roiHeight;
+    s.source = m_def.planes == 3 ? FORMAT_BGR24 : FORMAT_MONO;
     s.target = s.source;
-    s.scene = m_spec.scene;
-    s.light = m_spec.light;
-    s.slope = m_spec.slope;
-    s.falloff = m_spec.falloff;
-    s.noise = m_spec.noise;
-    s.timeScale = m_spec.timeScale;
+    s.scene = m_def.scene;
+    s.light = m_def.light;
+    s.slope = m_def.slope;
+    s.falloff = m_def.falloff;
+    s.noise = m_def.noise;
+    s.timeScale = m_def.timeScale;
     s.sw[1] = 0;
     s.sw[6] = LSX_SWITCH_BOTH;
-    m_timeouts = std::max(0, m_spec.frameTimeouts);
-    m_disconnectAfter = m_spec.disconnectAfterFrames;
+    m_timeouts = std::max(0, m_def.frameTimeouts);
+    m_disconnectAfter = m_def.disconnectAfterFrames;
     if (m_disconnectAfter == 0) m_disconnected = true;
 }
 
@@ -61,13 +61,13 @@ lsxCameraInfo Camera::info() const
 {
     lsxCameraInfo i;
     std::memset(&i, 0, sizeof i);
-    copyText(i.vendor, sizeof i.vendor, m_spec.vendor);
-    copyText(i.model, sizeof i.model, m_spec.model);
-    copyText(i.serialNumber, sizeof i.serialNumber, m_spec.serial);
-    copyText(i.version, sizeof i.version, m_spec.version);
-    copyText(i.friendlyName, sizeof i.friendlyName, m_spec.friendlyName);
-    copyText(i.sensor, sizeof i.sensor, m_spec.sensorText);
-    copyText(i.cameraType, sizeof i.cameraType, m_spec.typeText);
+    copyText(i.vendor, sizeof i.vendor, m_def.vendor);
+    copyText(i.model, sizeof i.model, m_def.model);
+    copyText(i.serialNumber, sizeof i.serialNumber, m_def.serial);
+    copyText(i.version, sizeof i.version, m_def.version);
+    copyText(i.friendlyName, sizeof i.friendlyName, m_def.friendlyName);
+    copyText(i.sensor, sizeof i.sensor, m_def.sensorText);
+    copyText(i.cameraType, sizeof i.cameraType, m_def.typeText);
     return i;
 }
 
@@ -124,9 +124,9 @@ lsxStatus Camera::sensorInfo(lsxSensorInfo* out)
     if (!out) return LSX_ERR_INVALID_ARG;
     Lock lock(m_mutex);
     std::memset(out, 0, sizeof *out);
-    copyText(out->name, sizeof out->name, m_spec.sensorText);
+    copyText(out->name, sizeof out->name, m_def.sensorText);
     out->pixelSizeNm = 7000;
-    out->lineCount = uint32_t(m_spec.area ? m_spec.areaHeight : m_spec.lines * m_spec.planes);
+    out->lineCount = uint32_t(m_def.area ? m_def.areaHeight : m_def.lines * m_def.planes);
     out->bitDepth = 10;
     out->maxWidth = outWidthLocked();
     out->maxHeight = maxHeightLocked();
@@ -137,7 +137,7 @@ lsxStatus Camera::sensorInfo(lsxSensorInfo* out)
 
 int Camera::binFactorLocked() const
 {
-    const std::string& m = m_spec.resModes[size_t(m_s->resMode)];
+    const std::string& m = m_def.resModes[size_t(m_s->resMode)];
     if (m == "SUM2" || m == "BIN2") return 2;
     if (m == "SUM4" || m == "BIN4") return 4;
     if (m == "USER") return std::max(1, m_s->binH);
@@ -146,19 +146,19 @@ int Camera::binFactorLocked() const
 
 bool Camera::userBinSumLocked() const
 {
-    const std::string& m = m_spec.resModes[size_t(m_s->resMode)];
+    const std::string& m = m_def.resModes[size_t(m_s->resMode)];
     if (m.rfind("SUM", 0) == 0) return true;
     if (m == "USER") return m_s->binMode == 0;
     return false;
 }
 
-int Camera::outWidthLocked() const { return m_spec.width / binFactorLocked(); }
+int Camera::outWidthLocked() const { return m_def.width / binFactorLocked(); }
 
-int Camera::maxHeightLocked() const { return m_spec.area ? m_spec.areaHeight : 16384; }
+int Camera::maxHeightLocked() const { return m_def.area ? m_def.areaHeight : 16384; }
 
 int Camera::doffsetLocked() const
 {
-    if (m_spec.blackLevelReg) {
+    if (m_def.blackLevelReg) {
         const int b = int(m_s->blackReg & 0xFF);
         return b > 128 ? b - 256 : b;
     }
@@ -218,7 +218,7 @@ lsxStatus Camera::getRoiDescr(lsxRegionDescr* d)
 lsxStatus Camera::getRoiState(bool* on)
 {
     if (!on) return LSX_ERR_INVALID_ARG;
-    *on = m_spec.roiState;
+    *on = m_def.roiState;
     return LSX_OK;
 }
 
@@ -304,7 +304,7 @@ lsxStatus Camera::getSourceFormat(int32_t* f)
 
 lsxStatus Camera::setSourceFormat(int32_t f)
 {
-    if (m_spec.planes == 3 ? !colourFormat(f) : !monoSource(f)) return LSX_ERR_NOT_SUPPORTED;
+    if (m_def.planes == 3 ? !colourFormat(f) : !monoSource(f)) return LSX_ERR_NOT_SUPPORTED;
     Lock lock(m_mutex);
     m_s->source = f;
     invalidateLocked();
@@ -321,7 +321,7 @@ lsxStatus Camera::getTargetFormat(int32_t* f)
 
 lsxStatus Camera::setTargetFormat(int32_t f)
 {
-    if (m_spec.planes == 3 ? !colourFormat(f) : !monoTarget(f)) return LSX_ERR_NOT_SUPPORTED;
+    if (m_def.planes == 3 ? !colourFormat(f) : !monoTarget(f)) return LSX_ERR_NOT_SUPPORTED;
     Lock lock(m_mutex);
     m_s->target = f;
     invalidateLocked();
@@ -338,7 +338,7 @@ lsxStatus Camera::getResMode(int32_t* i)
 
 lsxStatus Camera::setResMode(int32_t i)
 {
-    if (i < 0 || i >= int(m_spec.resModes.size())) return LSX_ERR_OUT_OF_RANGE;
+    if (i < 0 || i >= int(m_def.resModes.size())) return LSX_ERR_OUT_OF_RANGE;
     Lock lock(m_mutex);
     if (m_s->resMode != i) {
         // A new resolution starts from the full line of that resolution.
@@ -354,16 +354,16 @@ lsxStatus Camera::getResModeDescr(lsxSelectionDescr* d)
 {
     if (!d) return LSX_ERR_INVALID_ARG;
     d->defaultIndex = 0;
-    d->count = int32_t(m_spec.resModes.size());
+    d->count = int32_t(m_def.resModes.size());
     return LSX_OK;
 }
 
 lsxStatus Camera::getResModeDetail(int32_t i, lsxSelectionDetail* d)
 {
     if (!d) return LSX_ERR_INVALID_ARG;
-    if (i < 0 || i >= int(m_spec.resModes.size())) return LSX_ERR_OUT_OF_RANGE;
+    if (i < 0 || i >= int(m_def.resModes.size())) return LSX_ERR_OUT_OF_RANGE;
     std::memset(d, 0, sizeof *d);
-    copyText(d->text, sizeof d->text, m_spec.resModes[size_t(i)]);
+    copyText(d->text, sizeof d->text, m_def.resModes[size_t(i)]);
     d->index = i;
     return LSX_OK;
 }
@@ -391,7 +391,7 @@ const char* const kColourSolutions[] = {"Standard", "D65", "UserDefined"};
 lsxStatus Camera::getColorSolutionDetail(int32_t i, lsxSelectionDetail* d)
 {
     if (!d) return LSX_ERR_INVALID_ARG;
-    if (m_spec.planes != 3) return LSX_ERR_NOT_SUPPORTED;
+    if (m_def.planes != 3) return LSX_ERR_NOT_SUPPORTED;
     if (i < 0 || i >= 3) return LSX_ERR_OUT_OF_RANGE;
     std::memset(d, 0, sizeof *d);
     copyText(d->text, sizeof d->text, kColourSolutions[i]);
@@ -401,7 +401,7 @@ lsxStatus Camera::getColorSolutionDetail(int32_t i, lsxSelectionDetail* d)
 
 lsxStatus Camera::setColorSolution(int32_t i)
 {
-    if (m_spec.planes != 3) return LSX_ERR_NOT_SUPPORTED;
+    if (m_def.planes != 3) return LSX_ERR_NOT_SUPPORTED;
     if (i < 0 || i >= 3) return LSX_ERR_OUT_OF_RANGE;
     Lock lock(m_mutex);
     m_s->colorSolution = i;
@@ -411,7 +411,7 @@ lsxStatus Camera::setColorSolution(int32_t i)
 lsxStatus Camera::setColorMatrix(const lsxColorMatrix* m)
 {
     if (!m) return LSX_ERR_INVALID_ARG;
-    if (m_spec.planes != 3) return LSX_ERR_NOT_SUPPORTED;
+    if (m_def.planes != 3) return LSX_ERR_NOT_SUPPORTED;
     Lock lock(m_mutex);
     std::memcpy(m_s->ccm, m->m, sizeof m_s->ccm);
     return LSX_OK;
@@ -478,7 +478,7 @@ void Camera::counters(uint64_t* frames, uint64_t* triggers)
 double Camera::lightAt(double x) const
 {
     // Light source slope and a cos^4 lens fall-off toward the line's ends.
-    const double u = (x + 0.5) / m_spec.width * 2.0 - 1.0;
+    const double u = (x + 0.5) / m_def.width * 2.0 - 1.0;
     const double edge = std::pow(std::max(0.05, 1.0 - m_s->falloff), 0.25);
     const double t = std::tan(std::acos(edge));
     const double c = std::cos(std::atan(u * t));
@@ -488,9 +488,9 @@ double Camera::lightAt(double x) const
 lsxStatus Camera::truth(int kind, int plane, int line, float* out, int32_t* count)
 {
     if (!out || !count) return LSX_ERR_INVALID_ARG;
-    if (plane < 0 || plane >= m_spec.planes || line < 0 || line >= m_spec.lines) return LSX_ERR_OUT_OF_RANGE;
+    if (plane < 0 || plane >= m_def.planes || line < 0 || line >= m_def.lines) return LSX_ERR_OUT_OF_RANGE;
     Lock lock(m_mutex);
-    const int cls = line * m_spec.planes + plane;
+    const int cls = line * m_def.planes + plane;
     std::vector<float> dark, sig, var;
     buildTruthLocked(cls, dark, sig, var);
     const int n = std::min(*count, int32_t(dark.size()));
@@ -500,7 +500,7 @@ lsxStatus Camera::truth(int kind, int plane, int line, float* out, int32_t* coun
         switch (kind) {
         case LSX_SIM_TRUE_DARK: out[i] = dark[size_t(i)]; break;
         case LSX_SIM_TRUE_SIGNAL: out[i] = sig[size_t(i)]; break;
-        case LSX_SIM_TRUE_RESPONSE: out[i] = m_resp[size_t(cls) * m_spec.width + size_t(px)]; break;
+        case LSX_SIM_TRUE_RESPONSE: out[i] = m_resp[size_t(cls) * m_def.width + size_t(px)]; break;
         case LSX_SIM_TRUE_LIGHT: out[i] = float(lightAt(px + (f - 1) / 2.0)); break;
         default: return LSX_ERR_INVALID_ARG;
         }

@@ -1,5 +1,5 @@
 #pragma once
-// One simulated camera: its fixed description (CameraSpec), its settings, the correction data
+// One simulated camera: its fixed description (CameraDefinition), its settings, the correction data
 // its firmware holds, and the frame stream. All state is guarded by one mutex per camera;
 // lsxGetFrame never holds it while it waits or while it draws the frame.
 
@@ -18,7 +18,7 @@
 namespace lsxsim {
 
 // What a camera is: fixed at build-in or by LSX_SIM_CONFIG, not changed by the program.
-struct CameraSpec {
+struct CameraDefinition {
     std::string friendlyName, model, vendor = "Telorine Simulation", serial, version = "1.0.0";
     std::string sensorText, typeText = "LineScan";
     int width = 4096;          // physical sensor columns
@@ -53,17 +53,17 @@ struct CameraSpec {
 };
 
 // A fault from the configuration file: `op` answers `status` after `after` calls, `times` times.
-struct FaultSpec {
+struct FaultPlan {
     std::string op;
     int after = 0;
     int status = LSX_ERR_UNKNOWN;
     int times = 0;
 };
 
-std::vector<CameraSpec> builtinCameras();
+std::vector<CameraDefinition> builtinCameras();
 // Applies LSX_SIM_CONFIG (if set) to the list and gives its faults; a message for stderr on a
 // bad file.
-void applyConfigFile(std::vector<CameraSpec>& cameras, std::vector<FaultSpec>& faults);
+void applyConfigFile(std::vector<CameraDefinition>& cameras, std::vector<FaultPlan>& faults);
 
 // A flat-field set of the camera (record type 4), K in fixed point 2^-14.
 struct FfcSet {
@@ -106,10 +106,10 @@ struct Pipeline {
 
 class Camera {
 public:
-    explicit Camera(const CameraSpec& spec);
+    explicit Camera(const CameraDefinition& def);
     ~Camera();
 
-    const CameraSpec& spec() const { return m_spec; }
+    const CameraDefinition& definition() const { return m_def; }
     lsxCameraInfo info() const;
 
     // session
@@ -209,7 +209,7 @@ private:
     std::vector<std::string> selectionLocked(const std::string& key) const;
     std::string& selectionValueLocked(const std::string& key);
 
-    CameraSpec m_spec;
+    CameraDefinition m_def;
     std::vector<float> m_dark, m_resp;   // [(line*planes+plane)*width + x]
 
     mutable std::mutex m_mutex;

@@ -14,7 +14,7 @@ namespace lsxsim {
 
 namespace {
 
-void setFactory(CameraSpec& c, uint8_t maxK, uint8_t maxB, bool multiLevelK)
+void setFactory(CameraDefinition& c, uint8_t maxK, uint8_t maxB, bool multiLevelK)
 {
     c.factory.fill(0);
     c.factory[0] = 1;  // record version
@@ -24,9 +24,9 @@ void setFactory(CameraSpec& c, uint8_t maxK, uint8_t maxB, bool multiLevelK)
     c.factory[41] = maxB;
 }
 
-CameraSpec monoLine(const char* name, const char* model, int width, uint32_t seed)
+CameraDefinition monoLine(const char* name, const char* model, int width, uint32_t seed)
 {
-    CameraSpec c;
+    CameraDefinition c;
     c.friendlyName = name;
     c.model = model;
     c.serial = std::string("SN") + std::to_string(100000 + seed);
@@ -40,23 +40,23 @@ CameraSpec monoLine(const char* name, const char* model, int width, uint32_t see
 
 }  // namespace
 
-std::vector<CameraSpec> builtinCameras()
+std::vector<CameraDefinition> builtinCameras()
 {
-    std::vector<CameraSpec> list;
+    std::vector<CameraDefinition> list;
     list.push_back(monoLine("SIM-LS4096-M", "LSM4096A", 4096, 11));
 
-    CameraSpec ml = monoLine("SIM-LS2048-ML4", "LSM2048Q", 2048, 12);
+    CameraDefinition ml = monoLine("SIM-LS2048-ML4", "LSM2048Q", 2048, 12);
     ml.lines = 4;
     ml.registers[GVR_MULTI_FPN_SELECT] = 4;
     ml.roiHeight = 4000;
     list.push_back(ml);
 
-    CameraSpec col = monoLine("SIM-LS2048-C", "LSC2048T", 2048, 13);
+    CameraDefinition col = monoLine("SIM-LS2048-C", "LSC2048T", 2048, 13);
     col.planes = 3;
     col.sensorText = "TRI2048-10";
     list.push_back(col);
 
-    CameraSpec mlk = monoLine("SIM-LS8192-MLK", "LSM8192K", 8192, 14);
+    CameraDefinition mlk = monoLine("SIM-LS8192-MLK", "LSM8192K", 8192, 14);
     setFactory(mlk, 4, 64, true);
     mlk.resModes = {"Full", "SUM2", "BIN2", "SUM4", "USER"};
     mlk.binningEnums = true;
@@ -65,7 +65,7 @@ std::vector<CameraSpec> builtinCameras()
 
     list.push_back(monoLine("SIM-TQW4A2N60", "TQW4A2N60", 4096, 15));
 
-    CameraSpec tvk = monoLine("SIM-TVK317", "TVK317A", 1024, 16);
+    CameraDefinition tvk = monoLine("SIM-TVK317", "TVK317A", 1024, 16);
     tvk.sensorText = "TVK317";
     tvk.typeText = "AreaScan";
     tvk.area = true;
@@ -86,7 +86,7 @@ uint32_t parseNumber(const QJsonValue& v)
     return uint32_t(qint64(v.toDouble()));
 }
 
-void applyObject(CameraSpec& c, const QJsonObject& o)
+void applyObject(CameraDefinition& c, const QJsonObject& o)
 {
     auto text = [&](const char* key, std::string& field) {
         if (o.contains(key)) field = o.value(key).toString().toStdString();
@@ -174,7 +174,7 @@ void applyObject(CameraSpec& c, const QJsonObject& o)
 //              {"friendlyName": "MY-CAM", "base": "SIM-LS4096-M", ...}]} new cameras
 // Top-level keys other than "cameras" and "faults" apply to every camera first.
 // "faults": [{"op": "lsxSetExposure", "after": 2, "status": -1001, "times": 1}, ...]
-void applyConfigFile(std::vector<CameraSpec>& cameras, std::vector<FaultSpec>& faults)
+void applyConfigFile(std::vector<CameraDefinition>& cameras, std::vector<FaultPlan>& faults)
 {
     const char* path = std::getenv("LSX_SIM_CONFIG");
     if (!path || !*path) return;
@@ -193,7 +193,7 @@ void applyConfigFile(std::vector<CameraSpec>& cameras, std::vector<FaultSpec>& f
     const QJsonArray list = top.take("cameras").toArray();
     for (const auto& v : top.take("faults").toArray()) {
         const QJsonObject o = v.toObject();
-        FaultSpec f;
+        FaultPlan f;
         f.op = o.value("op").toString().toStdString();
         f.after = o.value("after").toInt();
         f.status = o.value("status").toInt(LSX_ERR_UNKNOWN);
@@ -206,12 +206,12 @@ void applyConfigFile(std::vector<CameraSpec>& cameras, std::vector<FaultSpec>& f
     for (const auto& v : list) {
         const QJsonObject o = v.toObject();
         const std::string name = o.value("friendlyName").toString().toStdString();
-        CameraSpec* target = nullptr;
+        CameraDefinition* target = nullptr;
         for (auto& c : cameras)
             if (c.friendlyName == name) target = &c;
         if (!target) {
             const std::string base = o.value("base").toString("SIM-LS4096-M").toStdString();
-            CameraSpec copy = cameras.empty() ? builtinCameras().front() : cameras.front();
+            CameraDefinition copy = cameras.empty() ? builtinCameras().front() : cameras.front();
             for (const auto& b : builtinCameras())
                 if (b.friendlyName == base) copy = b;
             for (const auto& c : cameras)

@@ -33,7 +33,7 @@ struct Registry {
     lsxHandle next = 0x1001;
 };
 
-void injectConfigFaults(const std::vector<lsxsim::FaultSpec>& faults);
+void injectConfigFaults(const std::vector<lsxsim::FaultPlan>& faults);
 
 Registry& registry()
 {
@@ -44,12 +44,12 @@ Registry& registry()
 void buildLocked(Registry& r)
 {
     if (r.built) return;
-    auto specs = lsxsim::builtinCameras();
-    std::vector<lsxsim::FaultSpec> faults;
-    lsxsim::applyConfigFile(specs, faults);
+    auto definitions = lsxsim::builtinCameras();
+    std::vector<lsxsim::FaultPlan> faults;
+    lsxsim::applyConfigFile(definitions, faults);
     injectConfigFaults(faults);
     r.cameras.clear();
-    for (const auto& s : specs) r.cameras.push_back(std::make_shared<Camera>(s));
+    for (const auto& s : definitions) r.cameras.push_back(std::make_shared<Camera>(s));
     r.built = true;
 }
 
@@ -85,7 +85,7 @@ std::vector<std::shared_ptr<Camera>> named(const char* camera)
         return out;
     }
     for (const auto& c : r.cameras)
-        if (c->spec().friendlyName == camera) out.push_back(c);
+        if (c->definition().friendlyName == camera) out.push_back(c);
     return out;
 }
 
@@ -98,7 +98,7 @@ struct Fault {
 std::mutex g_faultMutex;
 std::map<std::string, Fault> g_faults;
 
-void injectConfigFaults(const std::vector<lsxsim::FaultSpec>& faults)
+void injectConfigFaults(const std::vector<lsxsim::FaultPlan>& faults)
 {
     std::lock_guard<std::mutex> lock(g_faultMutex);
     for (const auto& f : faults) g_faults[f.op] = Fault{f.after, f.status, f.times};
@@ -193,7 +193,7 @@ lsxStatus lsxOpenByName(const char* name, int32_t mode, lsxHandle* handle)
     for (const auto& c : r.cameras) {
         if (c->disconnected()) continue;
         any = true;
-        if (c->spec().friendlyName == name) cam = c;
+        if (c->definition().friendlyName == name) cam = c;
     }
     if (!any) return LSX_ERR_NO_DEVICE;
     if (!cam) return LSX_ERR_LOGICAL_DEVICE;

@@ -88,7 +88,7 @@ lsxStatus Camera::getConfigString(const char* key, char* value, uint32_t size)
     } else if (k == "LineRate") {
         std::snprintf(num, sizeof num, "%g", m_s->lineRate);
         v = num;
-    } else if ((k == "SCS.LineShift" || k == "SCS.PixelShift") && m_spec.planes == 3) {
+    } else if ((k == "SCS.LineShift" || k == "SCS.PixelShift") && m_def.planes == 3) {
         std::snprintf(num, sizeof num, "%g", k == "SCS.LineShift" ? m_s->scsLine : m_s->scsPixel);
         v = num;
     } else {
@@ -133,7 +133,7 @@ lsxStatus Camera::setConfigString(const char* key, const char* value)
         if (!parseNumber(d)) return LSX_ERR_INVALID_ARG;
         if (d < 100 || d > 200000) return LSX_ERR_OUT_OF_RANGE;
         m_s->lineRate = d;
-    } else if ((k == "SCS.LineShift" || k == "SCS.PixelShift") && m_spec.planes == 3) {
+    } else if ((k == "SCS.LineShift" || k == "SCS.PixelShift") && m_def.planes == 3) {
         double d = 0;
         if (!parseNumber(d)) return LSX_ERR_INVALID_ARG;
         if (d < -50 || d > 50) return LSX_ERR_OUT_OF_RANGE;
@@ -168,7 +168,7 @@ lsxStatus Camera::getEnumValue(const char* name, int64_t* current, int64_t* valu
 {
     if (!name || !count) return LSX_ERR_INVALID_ARG;
     const EnumDef* e = findEnum(name);
-    if (!e || !m_spec.binningEnums) return LSX_ERR_NOT_SUPPORTED;
+    if (!e || !m_def.binningEnums) return LSX_ERR_NOT_SUPPORTED;
     Lock lock(m_mutex);
     const std::string n = name;
     if (current) *current = n == "BinningMode" ? m_s->binMode : n == "BinningHorizontal" ? m_s->binH : m_s->binV;
@@ -188,7 +188,7 @@ lsxStatus Camera::getEnumName(const char* name, int32_t index, char* text, uint3
 {
     if (!name || !text || size == 0) return LSX_ERR_INVALID_ARG;
     const EnumDef* e = findEnum(name);
-    if (!e || !m_spec.binningEnums) return LSX_ERR_NOT_SUPPORTED;
+    if (!e || !m_def.binningEnums) return LSX_ERR_NOT_SUPPORTED;
     if (index < 0 || index >= int32_t(e->names.size())) return LSX_ERR_OUT_OF_RANGE;
     copyText(text, size, e->names[size_t(index)]);
     return LSX_OK;
@@ -198,7 +198,7 @@ lsxStatus Camera::setEnumByString(const char* name, const char* value)
 {
     if (!name || !value) return LSX_ERR_INVALID_ARG;
     const EnumDef* e = findEnum(name);
-    if (!e || !m_spec.binningEnums) return LSX_ERR_NOT_SUPPORTED;
+    if (!e || !m_def.binningEnums) return LSX_ERR_NOT_SUPPORTED;
     int64_t v = -1;
     for (size_t i = 0; i < e->names.size(); ++i)
         if (std::strcmp(e->names[i], value) == 0) v = e->values[i];
@@ -206,7 +206,7 @@ lsxStatus Camera::setEnumByString(const char* name, const char* value)
     Lock lock(m_mutex);
     const std::string n = name;
     (n == "BinningMode" ? m_s->binMode : n == "BinningHorizontal" ? m_s->binH : m_s->binV) = int(v);
-    if (m_spec.resModes[size_t(m_s->resMode)] == "USER") {
+    if (m_def.resModes[size_t(m_s->resMode)] == "USER") {
         m_s->roiX = 0;
         m_s->roiW = outWidthLocked();
     }
@@ -221,13 +221,13 @@ lsxStatus Camera::readReg(uint32_t reg, uint32_t* v)
     if (!v) return LSX_ERR_INVALID_ARG;
     Lock lock(m_mutex);
     if (reg == GVR_SEN_BLACK_LEVEL) {
-        *v = m_spec.blackLevelReg ? (m_s->blackReg & 0xFF) : LSX_REG_UNSUPPORTED;
+        *v = m_def.blackLevelReg ? (m_s->blackReg & 0xFF) : LSX_REG_UNSUPPORTED;
     } else if (reg == GVR_LSC_SET_INDEX) {
         *v = m_s->lscIndexReg;
     } else if (reg == GVR_FLASH_STORE) {
         *v = 0;
-    } else if (m_spec.registers.count(reg)) {
-        *v = m_spec.registers.at(reg);
+    } else if (m_def.registers.count(reg)) {
+        *v = m_def.registers.at(reg);
     } else if (m_s->regs.count(reg)) {
         *v = m_s->regs.at(reg);
     } else {
@@ -240,7 +240,7 @@ lsxStatus Camera::writeReg(uint32_t reg, uint32_t v)
 {
     Lock lock(m_mutex);
     if (reg == GVR_SEN_BLACK_LEVEL) {
-        if (!m_spec.blackLevelReg) return LSX_ERR_NOT_SUPPORTED;
+        if (!m_def.blackLevelReg) return LSX_ERR_NOT_SUPPORTED;
         const int32_t s = int32_t(v);
         if (s < -128 || s > 255) return LSX_ERR_OUT_OF_RANGE;
         m_s->blackReg = uint32_t(s) & 0xFF;  // the sensor keeps one byte
@@ -251,7 +251,7 @@ lsxStatus Camera::writeReg(uint32_t reg, uint32_t v)
         if (v != LSX_FLASH_STORE_LSC) return LSX_ERR_OUT_OF_RANGE;
         if (m_lscMem.empty()) return -51;  // nothing to store
         m_lscSets[(m_s->lscIndexReg >> 16) & 0xFF] = m_lscMem;
-    } else if (m_spec.registers.count(reg)) {
+    } else if (m_def.registers.count(reg)) {
         return -54;  // read-only
     } else {
         m_s->regs[reg] = v;
@@ -370,7 +370,7 @@ lsxStatus Camera::get(uint32_t key, void* payload, uint32_t* size)
         return LSX_OK;
     }
     case LSX_KEY_SENSOR_REG: {
-        if (m_spec.blackLevelReg) return LSX_ERR_NOT_SUPPORTED;
+        if (m_def.blackLevelReg) return LSX_ERR_NOT_SUPPORTED;
         auto* pair = static_cast<lsxRegPair*>(payload);
         Lock lock(m_mutex);
         if (pair->reg == LSX_SENSOR_REG_DOFFSET_MAG) pair->value = m_s->reg83;
@@ -381,7 +381,7 @@ lsxStatus Camera::get(uint32_t key, void* payload, uint32_t* size)
     case LSX_KEY_FACTORY: {
         if (size && *size < 128) return LSX_ERR_BLOCK_SIZE;
         Lock lock(m_mutex);
-        std::memcpy(payload, m_spec.factory.data(), 128);
+        std::memcpy(payload, m_def.factory.data(), 128);
         if (size) *size = 128;
         return LSX_OK;
     }
@@ -420,7 +420,7 @@ lsxStatus Camera::set(uint32_t key, void* payload, uint32_t* size)
         return LSX_OK;
     }
     case LSX_KEY_SENSOR_REG: {
-        if (m_spec.blackLevelReg) return LSX_ERR_NOT_SUPPORTED;
+        if (m_def.blackLevelReg) return LSX_ERR_NOT_SUPPORTED;
         const auto* pair = static_cast<const lsxRegPair*>(payload);
         Lock lock(m_mutex);
         if (pair->reg == LSX_SENSOR_REG_DOFFSET_MAG) {
@@ -439,7 +439,7 @@ lsxStatus Camera::set(uint32_t key, void* payload, uint32_t* size)
         Lock lock(m_mutex);
         if (m_mode != LSX_OPEN_FACTORY) return LSX_ERR_WRITE_PROTECTED;
         if (size && *size < 128) return LSX_ERR_BLOCK_SIZE;
-        std::memcpy(m_spec.factory.data(), payload, 128);
+        std::memcpy(m_def.factory.data(), payload, 128);
         return LSX_OK;
     }
     default: return LSX_ERR_NOT_SUPPORTED;
@@ -461,12 +461,12 @@ lsxStatus Camera::setFpnRecord(const lsxFpnHeader* h, uint32_t*)
 
     Lock lock(m_mutex);
     const bool factoryRecord = type == LSX_FPN_FACTORY_DARK || type == LSX_FPN_FACTORY_KBAND ||
-                               (type == LSX_FPN_WHOLE && !m_spec.area);
+                               (type == LSX_FPN_WHOLE && !m_def.area);
     const std::string target = factoryRecord ? std::string("factory") : m_s->fpnSel;
     if (target == "factory" && m_mode != LSX_OPEN_FACTORY) return LSX_ERR_WRITE_PROTECTED;
 
     // Shape of the data: sensor lines row after row, or planes (and gains) interleaved by column.
-    const int P = m_spec.planes;
+    const int P = m_def.planes;
     int rows, cols, rowsPerGain;
     bool perLine;
     if (h->lines > 1) {
@@ -475,7 +475,7 @@ lsxStatus Camera::setFpnRecord(const lsxFpnHeader* h, uint32_t*)
         rowsPerGain = rows;
         perLine = true;
     } else {
-        perLine = m_spec.lines > 1 && P == 1;
+        perLine = m_def.lines > 1 && P == 1;
         cols = 0;
         for (int c : {m_s->roiW, outWidthLocked()})
             if (c > 0 && n % uint64_t(c * P) == 0) {
@@ -491,7 +491,7 @@ lsxStatus Camera::setFpnRecord(const lsxFpnHeader* h, uint32_t*)
     }
     // B to DN10: on the scale of the head's bit depth; the area sensor's firmware always takes
     // B on the 8-bit scale (its dark field is measured in 8-bit units whatever the output).
-    const float scale = (h->bits == 0 || m_spec.area) ? 4.0f : 1.0f / 64.0f;
+    const float scale = (h->bits == 0 || m_def.area) ? 4.0f : 1.0f / 64.0f;
     const bool swap = P == 3 && rgbOrder(m_s->target);
     std::vector<std::vector<float>> K(size_t(rows), std::vector<float>(size_t(cols), 0.0f));
     std::vector<std::vector<float>> B = K;
@@ -565,10 +565,10 @@ lsxStatus Camera::getFpnRecord(void* payload, uint32_t* size)
     Lock lock(m_mutex);
     const FpnSet& set = m_fpn[m_s->fpnSel];
     const int outW = outWidthLocked();
-    const int P = n % uint64_t(outW) == 0 ? int(n / uint64_t(outW)) : m_spec.planes;
+    const int P = n % uint64_t(outW) == 0 ? int(n / uint64_t(outW)) : m_def.planes;
     const int cols = int(n / uint64_t(P));
-    const bool sixteen = m_spec.planes == 1 && m_s->target == FORMAT_MONO16;
-    const float toOut = sixteen && !m_spec.area ? 64.0f : 0.25f;
+    const bool sixteen = m_def.planes == 1 && m_s->target == FORMAT_MONO16;
+    const float toOut = sixteen && !m_def.area ? 64.0f : 0.25f;
     const bool swap = P == 3 && rgbOrder(m_s->target);
     const int block = set.written ? std::clamp(int(std::lround(m_s->gain - 1.0f)), 0, set.gains - 1) : 0;
     auto* pairs = reinterpret_cast<float*>(static_cast<uint8_t*>(payload) + 40);
@@ -607,13 +607,13 @@ lsxStatus Camera::setFfcRecord(const lsxFpnHeader* h)
     Lock lock(m_mutex);
     FfcSet f;
     const bool planar = h->lines > 1;
-    int channels = planar ? int(h->lines) : m_spec.planes;
-    if (!planar && m_spec.planes == 3 && (m_s->target == FORMAT_BGR32 || m_s->target == FORMAT_RGB32) && n % 4 == 0)
+    int channels = planar ? int(h->lines) : m_def.planes;
+    if (!planar && m_def.planes == 3 && (m_s->target == FORMAT_BGR32 || m_s->target == FORMAT_RGB32) && n % 4 == 0)
         channels = 4;
     if (n % uint64_t(channels)) return LSX_ERR_BLOCK_SIZE;
     const int cols = int(n / uint64_t(channels));
-    const bool swap = !planar && m_spec.planes == 3 && rgbOrder(m_s->target);
-    f.channels = std::min(channels, planar ? channels : m_spec.planes);
+    const bool swap = !planar && m_def.planes == 3 && rgbOrder(m_s->target);
+    f.channels = std::min(channels, planar ? channels : m_def.planes);
     f.k.assign(size_t(f.channels), std::vector<uint16_t>(size_t(cols)));
     for (int c = 0; c < channels; ++c) {
         const int ch = swap && c < 3 ? 2 - c : c;
@@ -624,7 +624,7 @@ lsxStatus Camera::setFfcRecord(const lsxFpnHeader* h)
             f.k[size_t(ch)][size_t(x)] = uint16_t(std::clamp(std::lround(k * 16384.0), 0L, 65535L));
         }
     }
-    f.domain = cols == m_spec.width ? 0 : cols == outWidthLocked() ? 1 : 2;
+    f.domain = cols == m_def.width ? 0 : cols == outWidthLocked() ? 1 : 2;
     f.roiX = m_s->roiX;
     f.written = true;
     const int i = indexOf(selectionLocked("PRNUC"), m_s->prnuc);
@@ -655,7 +655,7 @@ void Camera::buildCorrectionsLocked(Pipeline& p)
         lsxStatus why = LSX_OK;
         if (i > 0 && lscBlockValid(m_lscSets[size_t(i - 1)], &why)) lsc = &m_lscSets[size_t(i - 1)];
     }
-    const bool rgbOn = m_spec.planes == 3 && (s.rgb[0] != 1.0f || s.rgb[1] != 1.0f || s.rgb[2] != 1.0f);
+    const bool rgbOn = m_def.planes == 3 && (s.rgb[0] != 1.0f || s.rgb[1] != 1.0f || s.rgb[2] != 1.0f);
     p.correct = fpn || ffc || lsc || rgbOn;
     if (!p.correct) return;
 
@@ -676,7 +676,7 @@ void Camera::buildCorrectionsLocked(Pipeline& p)
         lscN = rd16(&(*lsc)[14]) / 64;
     }
     for (int cls = 0; cls < p.classes; ++cls) {
-        const int line = cls / m_spec.planes, plane = cls % m_spec.planes;
+        const int line = cls / m_def.planes, plane = cls % m_def.planes;
         const size_t row = fpn ? size_t(block * fpn->rowsPerGain + (fpn->perLine ? line : plane)) : 0;
         const bool fpnRow = fpn && row < fpn->k.size();
         int ffcCh = ffc ? (ffc->channels == p.lineCount && p.lineCount > 1 ? line : plane) : 0;

@@ -71,21 +71,21 @@ void Camera::buildTruthLocked(int cls, std::vector<float>& dark, std::vector<flo
     const Settings& s = *m_s;
     const int f = binFactorLocked(), W = s.roiW;
     const bool sum = userBinSumLocked();
-    const std::string& mode = m_spec.resModes[size_t(s.resMode)];
+    const std::string& mode = m_def.resModes[size_t(s.resMode)];
     const double vert = (mode == "USER" && s.binMode == 0) ? std::max(1, s.binV) : 1.0;
     const double g = s.gain;
-    const float* d = &m_dark[size_t(cls) * m_spec.width];
-    const float* r = &m_resp[size_t(cls) * m_spec.width];
+    const float* d = &m_dark[size_t(cls) * m_def.width];
+    const float* r = &m_resp[size_t(cls) * m_def.width];
     dark.assign(size_t(W), 0.0f);
     sig.assign(size_t(W), 0.0f);
     var.assign(size_t(W), 0.0f);
-    const double readVar = (m_spec.readNoise * g) * (m_spec.readNoise * g) * (sum ? f : 1.0 / f) * vert;
+    const double readVar = (m_def.readNoise * g) * (m_def.readNoise * g) * (sum ? f : 1.0 / f) * vert;
     const int doff = doffsetLocked();
     for (int i = 0; i < W; ++i) {
         double ds = 0, ss = 0;
         for (int k = 0; k < f; ++k) {
             const int px = (s.roiX + i) * f + k;
-            if (px >= m_spec.width) break;
+            if (px >= m_def.width) break;
             ds += d[px];
             if (s.scene != LSX_SIM_SCENE_DARK) ss += r[px] * lightAt(px) * s.exposure;
         }
@@ -95,7 +95,7 @@ void Camera::buildTruthLocked(int cls, std::vector<float>& dark, std::vector<flo
         }
         dark[size_t(i)] = float(doff + g * ds * vert);
         sig[size_t(i)] = float(g * ss * vert);
-        var[size_t(i)] = float(readVar + g * sig[size_t(i)] / m_spec.ePerDn * (sum ? 1.0 : 1.0 / f));
+        var[size_t(i)] = float(readVar + g * sig[size_t(i)] / m_def.ePerDn * (sum ? 1.0 : 1.0 / f));
     }
 }
 
@@ -106,11 +106,11 @@ std::shared_ptr<const Pipeline> Camera::pipelineLocked()
     const Settings& s = *m_s;
     p->width = s.roiW;
     p->height = s.roiH;
-    p->planes = m_spec.planes;
-    p->lineCount = m_spec.area ? m_spec.areaHeight : m_spec.lines;
-    p->classes = m_spec.lines * m_spec.planes;
-    p->area = m_spec.area;
-    if (m_spec.planes == 3) {
+    p->planes = m_def.planes;
+    p->lineCount = m_def.area ? m_def.areaHeight : m_def.lines;
+    p->classes = m_def.lines * m_def.planes;
+    p->area = m_def.area;
+    if (m_def.planes == 3) {
         p->format = s.target;
         p->channels = (s.target == FORMAT_BGR32 || s.target == FORMAT_RGB32) ? 4 : 3;
     } else {
@@ -126,7 +126,7 @@ std::shared_ptr<const Pipeline> Camera::pipelineLocked()
     p->noise = s.noise;
     p->flip = isp("flip") != s.reverseX;
     p->inverse = isp("inverse");
-    p->mono = isp("mono") && m_spec.planes == 3;
+    p->mono = isp("mono") && m_def.planes == 3;
     p->darkTerm.resize(size_t(p->classes));
     p->sigTerm.resize(size_t(p->classes));
     p->sd.resize(size_t(p->classes));
@@ -138,18 +138,18 @@ std::shared_ptr<const Pipeline> Camera::pipelineLocked()
     }
     const int f = binFactorLocked();
     const bool sum = userBinSumLocked();
-    p->readVar = (m_spec.readNoise * s.gain) * (m_spec.readNoise * s.gain) * (sum ? f : 1.0 / f);
-    p->shotGain = s.gain / m_spec.ePerDn * (sum ? 1.0 : 1.0 / f);
+    p->readVar = (m_def.readNoise * s.gain) * (m_def.readNoise * s.gain) * (sum ? f : 1.0 / f);
+    p->shotGain = s.gain / m_def.ePerDn * (sum ? 1.0 : 1.0 / f);
     p->roiX = s.roiX;
     p->binH = f;
-    p->sensorWidth = m_spec.width;
-    if (m_spec.planes == 3) {
+    p->sensorWidth = m_def.width;
+    if (m_def.planes == 3) {
         // The colour lines look at object lines apart; the SCS settings take the distance back.
-        const double dl = m_spec.lineDistance - s.scsLine, dp = m_spec.pixelMismatch - s.scsPixel;
+        const double dl = m_def.lineDistance - s.scsLine, dp = m_def.pixelMismatch - s.scsPixel;
         p->lineOffset[0] = dl;
         p->lineOffset[2] = -dl;
-        p->stretch[0] = dp / (m_spec.width / 2.0);
-        p->stretch[2] = -dp / (m_spec.width / 2.0);
+        p->stretch[0] = dp / (m_def.width / 2.0);
+        p->stretch[2] = -dp / (m_def.width / 2.0);
     }
     buildCorrectionsLocked(*p);
     m_pipeline = p;
@@ -162,7 +162,7 @@ void Camera::fillFrame(const Pipeline& p, std::vector<uint8_t>& buf, uint64_t fr
     const int bpp = p.planes == 3 ? p.channels : (p.sixteen ? 2 : 1);
     buf.resize(size_t(W) * H * bpp);
     const float* gauss = gaussTable();
-    Rng rng{(uint64_t(m_spec.seed) << 32) ^ (frameNo * 0x9E3779B97F4A7C15ull) ^ 0xD1B54A32D192ED03ull};
+    Rng rng{(uint64_t(m_def.seed) << 32) ^ (frameNo * 0x9E3779B97F4A7C15ull) ^ 0xD1B54A32D192ED03ull};
     const bool bands = !p.bandLevels.empty();
     const size_t nb = p.bandLevels.size();
     const double centre = p.sensorWidth / 2.0;

@@ -24,7 +24,7 @@ lsxStatus Camera::saveConfig(const char* path)
         const Settings& s = *m_s;
         o.precision(17);
         o << kHeader << "\n";
-        o << "camera=" << m_spec.friendlyName << "\n";
+        o << "camera=" << m_def.friendlyName << "\n";
         o << "exposure=" << s.exposure << "\ngain=" << s.gain << "\n";
         o << "rgb=" << s.rgb[0] << "," << s.rgb[1] << "," << s.rgb[2] << "\n";
         o << "source=" << s.source << "\ntarget=" << s.target << "\n";
@@ -125,7 +125,7 @@ lsxStatus Camera::loadConfig(const char* path)
         if (k.rfind("reg.", 0) == 0) s.regs[uint32_t(std::stoul(k.substr(4)))] = uint32_t(std::stoul(v));
     }
     // A file of another camera may not fit this one: keep what stays valid.
-    if (s.resMode < 0 || s.resMode >= int(m_spec.resModes.size())) s.resMode = 0;
+    if (s.resMode < 0 || s.resMode >= int(m_def.resModes.size())) s.resMode = 0;
     *m_s = s;
     const int maxW = outWidthLocked();
     if (m_s->roiW <= 0 || m_s->roiX < 0 || m_s->roiX + m_s->roiW > maxW) {
@@ -133,7 +133,7 @@ lsxStatus Camera::loadConfig(const char* path)
         m_s->roiW = maxW;
     }
     if (m_s->roiH < 1 || m_s->roiH > maxHeightLocked()) m_s->roiH = std::min(m_s->roiH < 1 ? 1 : m_s->roiH, maxHeightLocked());
-    const bool colour = m_spec.planes == 3;
+    const bool colour = m_def.planes == 3;
     auto okColour = [](int v) { return v == 10 || v == 11 || v == 14 || v == 15; };
     if (colour ? !okColour(m_s->source) : !(m_s->source == 0 || m_s->source == 2)) m_s->source = colour ? 10 : 0;
     if (colour ? !okColour(m_s->target) : !(m_s->target == 0 || m_s->target == 30 || m_s->target == 34))
