@@ -136,10 +136,11 @@ private slots:
         QVERIFY(frames.wait(3000));
         // Let the frame just announced reach the window, then pause.
         QTRY_COMPARE(w->m_pixmap.cacheKey(), frames.last().at(0).value<QPixmap>().cacheKey());
-        w->ui->startBut->click();
-        QCOMPARE(w->ui->startBut->text(), QStringLiteral("采图"));
+        // Counted before the click: a frame announced from here on reaches the window after it.
         const qint64 shown = w->m_pixmap.cacheKey();
         const qsizetype atPause = frames.size();
+        w->ui->startBut->click();
+        QCOMPARE(w->ui->startBut->text(), QStringLiteral("采图"));
         // The loop looks at the stop request only after it delivered the frame it waits for:
         // that one comes after "暂停" and is not shown.
         QTRY_VERIFY_WITH_TIMEOUT(frames.size() > atPause, 3000);
