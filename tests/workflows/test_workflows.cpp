@@ -1,0 +1,842 @@
+// The calibration workflows of the main window, on the simulated camera: each run's start test,
+// the signal it fires with its arguments, the panel's title and first line, and what the
+// panel's answers do: "确定" after a report of 100 runs the closing action, "确定" after a
+// failure (101) or "取消" takes the cancel path, and the start button ends as the capture rule
+// says. The procedures behind the signals are not needed: the tests report into the panel as
+// a procedure would.
+#include "app/mainwindow.h"
+#include "app/progressinfowidget.h"
+#include "camera/cameraserver.h"
+#include "camera/metatypes.h"
+#include "camera/tables.h"
+#include "loader.h"
+#include "sim/lsxsim.h"
+#include "ui_mainwindow.h"
+#include "views/statisticswidget.h"
+
+#include <QApplication>
+#include <QMessageBox>
+#include <QPointer>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QSettings>
+#include <QSignalSpy>
+#include <QTextEdit>
+#include <QTimer>
+#include <QtTest>
+
+#include <atomic>
+#include <memory>
+
+namespace {
+
+const char* kCamera = "SIM-LS4096-M";
+
+// Closes the next critical box from the event loop it runs in, recording its title and text.
+// Looks again every 10 ms for up to 5 s, so that a box shown a little later is found too.
+struct BoxCatcher {
+    QString title;
+    QString text;
+    int seen = 0;
+
+    void arm(int triesLeft = 500)
+    {
+        QTimer::singleShot(10, qApp, [this, triesLeft] {
+            auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+            if (box) {
+                title = box->windowTitle();
+                text = box->text();
+                ++seen;
+                box->accept();
+            } else if (triesLeft > 0) {
+                arm(triesLeft - 1);
+            }
+        });
+    }
+};
+
+// Fills a "存储" combo as a read of the camera's selection list does, without its setter.
+void fillQuietly(QComboBox* box, const QStringList& items)
+{
+    const QSignalBlocker quiet(box);
+    box->clear();
+    box->addItems(items);
+}
+
+void selectQuietly(QComboBox* box, const QString& text)
+{
+    const QSignalBlocker quiet(box);
+    box->setCurrentIndex(box->findText(text));
+}
+
+}  // namespace
+
+class TestWorkflows : public QObject {
+    Q_OBJECT
+
+    bool m_bound = false;
+    std::unique_ptr<MainWindow> m_window;
+
+    Ui::MainWindow* ui() const { return m_window->ui; }
+    CameraServer* server() const { return m_window->m_cameraServer; }
+    ProgressInfoWidget* panel() const { return m_window->m_progressInfo; }
+    QPushButton* defineBut() const { return panel()->findChild<QPushButton*>("defineBut"); }
+    QPushButton* cancelBut() const { return panel()->findChild<QPushButton*>("cancelBut"); }
+    QTextEdit* contentEdit() const { return panel()->findChild<QTextEdit*>("contentEdit"); }
+    QProgressBar* progressBar() const { return panel()->findChild<QProgressBar*>("progressBar"); }
+
+    bool flag(const bool& member) const
+    {
+        QReadLocker lock(&server()->m_lock);
+        return member;
+    }
+
+    // A fresh window; with a camera, the first simulated one is opened directly on the server.
+    void makeWindow(bool withCamera)
+    {
+        m_window = std::make_unique<MainWindow>(QString(), 0);
+        m_window->show();
+        QVERIFY(QTest::qWaitForWindowExposed(m_window.get()));
+        if (!withCamera) return;
+        server()->enumerate();
+        server()->open(QString::fromLatin1(kCamera));
+        QVERIFY(server()->m_opened);
+    }
+
+    // Capture as the operator's "采图" leaves it, without the panels' own slot in the way.
+    void startFrames(QSignalSpy& frames)
+    {
+        ui()->startBut->setChecked(true);
+        ui()->startBut->setText(QStringLiteral("暂停"));
+        emit server()->IS_Capture(true);
+        QVERIFY(frames.wait(5000));
+    }
+
+    void setFactoryRight(bool allowed)
+    {
+        server()->m_settings->setValue(FpnIni::Factory, allowed);
+        server()->m_settings->sync();
+    }
+
+    // The panel as a workflow leaves it: up, titled, cleared to its first line, only "取消".
+    void checkPanelStarted(const QString& title, const QString& firstLine)
+    {
+        QVERIFY(panel()->isVisible());
+        QCOMPARE(panel()->windowTitle(), title);
+        QCOMPARE(contentEdit()->toPlainText(), firstLine);
+        QVERIFY(!defineBut()->isVisible());
+        QVERIFY(cancelBut()->isVisible());
+        QCOMPARE(ui()->startBut->isChecked(), false);
+        QCOMPARE(ui()->startBut->text(), QStringLiteral("采图"));
+    }
+
+    // "确定" after a report of 100.
+    void finishAndConfirm()
+    {
+        panel()->showProgressInfo(100, QStringLiteral("完成"));
+        QVERIFY(defineBut()->isVisible());
+        QTest::mouseClick(defineBut(), Qt::LeftButton);
+    }
+
+    // "确定" after a failure: it answers as a cancel.
+    void failAndConfirm()
+    {
+        panel()->showProgressInfo(101, QStringLiteral("失败"));
+        QVERIFY(defineBut()->isVisible());
+        QTest::mouseClick(defineBut(), Qt::LeftButton);
+    }
+
+    // What every cancel leaves: the flag for the procedure, the panel down with the last line.
+    void checkCancelled()
+    {
+        QVERIFY(flag(server()->m_cancel));
+        QVERIFY(!panel()->isVisible());
+        QCOMPARE(contentEdit()->toPlainText(), QStringLiteral("取消操作。"));
+    }
+
+    // With 4096 gains for the 4096 columns of the simulated camera's ROI, and a lens shading.
+    void giveCoefficients()
+    {
+        server()->m_ffcKList = {QList<double>(4096, 1.0)};
+        server()->m_lscKList = {QList<double>(4096, 1.0)};
+    }
+
+private slots:
+    void initTestCase()
+    {
+        const QByteArray lib = qgetenv("LSX_LIBRARY");
+        QVERIFY2(!lib.isEmpty(), "LSX_LIBRARY names the simulated camera");
+        const lsx::BindResult bound = lsx::bindLibrary(lib.toStdString());
+        QVERIFY2(bound.ok, bound.message.c_str());
+        m_bound = true;
+        QVERIFY(lsx::sim::api().ok());
+        registerMetaTypes();
+    }
+
+    void init()
+    {
+        QCOMPARE(lsx::sim::api().reset(), LSX_OK);
+        // Frames at the camera's own pace would slow the capture tests down for nothing.
+        QCOMPARE(lsx::sim::api().setTimeScale(nullptr, 0.05), LSX_OK);
+    }
+
+    void cleanup()
+    {
+        // The right to the factory set lives in FPN.ini, shared by the tests: none is left over.
+        if (m_window) {
+            server()->m_settings->remove(FpnIni::Factory);
+            server()->m_settings->sync();
+        }
+        m_window.reset();
+    }
+
+    void cleanupTestCase()
+    {
+        if (m_bound) lsx::unbindLibrary();
+    }
+
+    // ---- Edge cases ----
+
+    void startedDuringCaptureStopsCaptureFirst()
+    {
+        makeWindow(true);
+        QSignalSpy frames(server(), &CameraServer::OS_NewFrame);
+        startFrames(frames);
+        QSignalSpy started(server(), &CameraServer::IS_DSNUStart);
+
+        m_window->dsnuProcess();
+        // Before any frame loop could have noticed: the stop flag is up and the panel shows.
+        QVERIFY(flag(server()->m_stopCapture));
+        checkPanelStarted(QStringLiteral("暗场校正执行中..."), QStringLiteral("暗场校正执行中..."));
+        QCOMPARE(started.count(), 1);
+
+        // The frame loop ends by itself a little later: work queued on the worker now runs, and
+        // no frame comes after it.
+        std::atomic<bool> workerFree{false};
+        QMetaObject::invokeMethod(server(), [&workerFree] { workerFree = true; }, Qt::QueuedConnection);
+        QTRY_VERIFY_WITH_TIMEOUT(workerFree.load(), 5000);
+        QCoreApplication::processEvents();
+        const int framesAtEnd = frames.count();
+        QVERIFY(!frames.wait(300));
+        QCOMPARE(frames.count(), framesAtEnd);
+    }
+
+    void lensShadingStopsCaptureAfterThePanelShows()
+    {
+        makeWindow(true);
+        QSignalSpy frames(server(), &CameraServer::OS_NewFrame);
+        startFrames(frames);
+        // The panel is up before the stop: at its showing the button is still at "暂停".
+        bool checkedWhenShown = false;
+        struct Probe : QObject {
+            bool* out;
+            QPushButton* but;
+            Probe(bool* o, QPushButton* b) : out(o), but(b) {}
+            bool eventFilter(QObject*, QEvent* e) override
+            {
+                if (e->type() == QEvent::Show) *out = but->isChecked();
+                return false;
+            }
+        } probe(&checkedWhenShown, ui()->startBut);
+        panel()->installEventFilter(&probe);
+        m_window->applyLSC();
+        panel()->removeEventFilter(&probe);
+        QVERIFY(checkedWhenShown);
+        QVERIFY(flag(server()->m_stopCapture));
+        checkPanelStarted(QStringLiteral("镜头校正执行中..."), QStringLiteral("开始执行镜头校正..."));
+    }
+
+    void darkFieldOkLeavesCaptureOff()
+    {
+        makeWindow(true);
+        QSignalSpy frames(server(), &CameraServer::OS_NewFrame);
+        startFrames(frames);
+        QSignalSpy clicks(ui()->startBut, &QPushButton::clicked);
+        m_window->dsnuProcess();
+        finishAndConfirm();
+        QVERIFY(!panel()->isVisible());
+        QCOMPARE(clicks.count(), 0);
+        QCOMPARE(ui()->startBut->isChecked(), false);
+        QCOMPARE(ui()->startBut->text(), QStringLiteral("采图"));
+        QVERIFY(flag(server()->m_stopCapture));
+        QVERIFY(!flag(server()->m_cancel));
+    }
+
+    void brightFieldOkRestartsCaptureWithSoftwareFpn()
+    {
+        makeWindow(true);
+        QSignalSpy frames(server(), &CameraServer::OS_NewFrame);
+        startFrames(frames);
+        QSignalSpy clicks(ui()->startBut, &QPushButton::clicked);
+        m_window->fpnProcess();
+        QCOMPARE(ui()->startBut->isChecked(), false);
+        finishAndConfirm();
+        QVERIFY(!panel()->isVisible());
+        QVERIFY(ui()->applyFpnCheck->isChecked());
+        QVERIFY(flag(server()->m_fpnEnabled));
+        QCOMPARE(clicks.count(), 1);
+        QCOMPARE(ui()->startBut->isChecked(), true);
+    }
+
+    void factoryWithoutTheRightShowsOnlyTheErrorBox()
+    {
+        makeWindow(true);
+        setFactoryRight(false);
+        fillQuietly(ui()->fpnSelCBox, {QStringLiteral("factory"), QStringLiteral("UserSet0")});
+        selectQuietly(ui()->fpnSelCBox, QStringLiteral("factory"));
+        QSignalSpy writes(server(), &CameraServer::IS_FpnWriteDown);
+        BoxCatcher box;
+        box.arm();
+        m_window->fpnWriteDown();
+        QCOMPARE(box.seen, 1);
+        QCOMPARE(box.title, QStringLiteral("错误"));
+        QCOMPARE(box.text, QStringLiteral("没有写入Factory参数权限。"));
+        QVERIFY(!panel()->isVisible());
+        QCOMPARE(writes.count(), 0);
+        QVERIFY(cancelBut()->isEnabled());
+    }
+
+    void expTestAtTheLowerBoundAsksForTwo()
+    {
+        makeWindow(true);
+        QCOMPARE(ui()->expTotalSBox->minimum(), 2);
+        ui()->expTotalSBox->setValue(ui()->expTotalSBox->minimum());
+        QSignalSpy tests(server(), &CameraServer::IS_ExpTest);
+        m_window->expTest();
+        QCOMPARE(tests.count(), 1);
+        QCOMPARE(tests.first().at(0).toInt(), 2);
+        checkPanelStarted(QStringLiteral("曝光数据采集中..."), QStringLiteral("曝光数据采集中..."));
+    }
+
+    // ---- Start tests ----
+
+    void noCameraShowsTheErrorBox_data()
+    {
+        QTest::addColumn<QString>("slot");
+        QTest::newRow("dark field") << "dsnuProcess";
+        QTest::newRow("bright field") << "fpnProcess";
+        QTest::newRow("FPN write-down") << "fpnWriteDown";
+        QTest::newRow("exposure test") << "expTest";
+    }
+
+    void noCameraShowsTheErrorBox()
+    {
+        QFETCH(QString, slot);
+        makeWindow(false);
+        QSignalSpy dsnu(server(), &CameraServer::IS_DSNUStart);
+        QSignalSpy fpn(server(), &CameraServer::IS_FpnStart);
+        QSignalSpy write(server(), &CameraServer::IS_FpnWriteDown);
+        QSignalSpy exp(server(), &CameraServer::IS_ExpTest);
+        BoxCatcher box;
+        box.arm();
+        QVERIFY(QMetaObject::invokeMethod(m_window.get(), slot.toLatin1().constData()));
+        QCOMPARE(box.seen, 1);
+        QCOMPARE(box.title, QStringLiteral("错误"));
+        QCOMPARE(box.text, QStringLiteral("没有连接上相机。"));
+        QVERIFY(!panel()->isVisible());
+        QCOMPARE(dsnu.count() + fpn.count() + write.count() + exp.count(), 0);
+        QVERIFY(!m_window->m_statisticsWidget);
+    }
+
+    // The flat field, lens shading and their write-downs need only the server: they start
+    // without an open camera (the procedure then reports its own failure).
+    void flatFieldAndLensShadingStartWithoutCamera()
+    {
+        makeWindow(false);
+        QSignalSpy ffc(server(), &CameraServer::IS_ApplyFFC);
+        QSignalSpy lsc(server(), &CameraServer::IS_ApplyLSC);
+        m_window->applyFFC();
+        QCOMPARE(ffc.count(), 1);
+        QVERIFY(panel()->isVisible());
+        m_window->ffcCancel();
+        m_window->applyLSC();
+        QCOMPARE(lsc.count(), 1);
+        QVERIFY(panel()->isVisible());
+    }
+
+    void writeDownAtDisableEntryShowsTheErrorBox_data()
+    {
+        QTest::addColumn<bool>("lens");
+        QTest::addColumn<bool>("empty");
+        QTest::newRow("FFC, Disable") << false << false;
+        QTest::newRow("LSC, Disable") << true << false;
+        QTest::newRow("FFC, empty combo") << false << true;
+        QTest::newRow("LSC, empty combo") << true << true;
+    }
+
+    void writeDownAtDisableEntryShowsTheErrorBox()
+    {
+        QFETCH(bool, lens);
+        QFETCH(bool, empty);
+        makeWindow(true);
+        QComboBox* box = lens ? ui()->lscSelCBox : ui()->ffcSelCBox;
+        // The panels as a connect leaves them, with the combo's tab in front.
+        ui()->featureWidget->show();
+        for (int i = 0; i < ui()->featureTabWidget->count(); ++i)
+            if (ui()->featureTabWidget->widget(i)->isAncestorOf(box)) ui()->featureTabWidget->setCurrentIndex(i);
+        m_window->activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(m_window.get()));
+        QVERIFY(box->isVisible());
+        {
+            const QSignalBlocker quiet(box);
+            box->clear();
+            if (!empty) box->addItems({QStringLiteral("Disable"), QStringLiteral("UserSet0")});
+            box->setCurrentIndex(empty ? -1 : 0);
+        }
+        QSignalSpy ffc(server(), &CameraServer::IS_FFCWriteDown);
+        QSignalSpy lsc(server(), &CameraServer::IS_LSCWriteDown);
+        BoxCatcher catcher;
+        catcher.arm();
+        if (lens)
+            m_window->lscWriteDown();
+        else
+            m_window->ffcWriteDown();
+        QCOMPARE(catcher.seen, 1);
+        QCOMPARE(catcher.title, QStringLiteral("错误"));
+        QCOMPARE(catcher.text, QStringLiteral("请选择正确的写入位置！"));
+        // The window's focus goes to the combo (given to it as the window becomes active again).
+        QCOMPARE(m_window->focusWidget(), static_cast<QWidget*>(box));
+        QVERIFY(!panel()->isVisible());
+        QCOMPARE(ffc.count() + lsc.count(), 0);
+    }
+
+    // ---- Each workflow: signal, panel, and both answers ----
+
+    void darkField_data()
+    {
+        QTest::addColumn<bool>("autoDoffset");
+        QTest::newRow("Auto") << true;
+        QTest::newRow("manual") << false;
+    }
+
+    void darkField()
+    {
+        QFETCH(bool, autoDoffset);
+        makeWindow(true);
+        ui()->autoDoffsetCheck->setChecked(autoDoffset);
+        QSignalSpy started(server(), &CameraServer::IS_DSNUStart);
+        m_window->dsnuProcess();
+        QCOMPARE(started.count(), 1);
+        QCOMPARE(started.first().at(0).toBool(), autoDoffset);
+        checkPanelStarted(QStringLiteral("暗场校正执行中..."), QStringLiteral("暗场校正执行中..."));
+    }
+
+    void darkFieldFailureCancels()
+    {
+        makeWindow(true);
+        QSignalSpy clicks(ui()->startBut, &QPushButton::clicked);
+        m_window->dsnuProcess();
+        failAndConfirm();
+        checkCancelled();
+        QCOMPARE(clicks.count(), 0);
+        QCOMPARE(ui()->startBut->isChecked(), false);
+    }
+
+    void cancelButtonCancelsARun()
+    {
+        makeWindow(true);
+        m_window->dsnuProcess();
+        panel()->showProgressInfo(40, QStringLiteral("采集暗场..."));
+        QTest::mouseClick(cancelBut(), Qt::LeftButton);
+        checkCancelled();
+        // Unbound: a later "确定" of the panel reaches no dark-field answer.
+        QSignalSpy clicks(ui()->startBut, &QPushButton::clicked);
+        panel()->show();
+        finishAndConfirm();
+        QVERIFY(panel()->isVisible());
+        QCOMPARE(clicks.count(), 0);
+    }
+
+    void brightField()
+    {
+        makeWindow(true);
+        QSignalSpy started(server(), &CameraServer::IS_FpnStart);
+        m_window->fpnProcess();
+        QCOMPARE(started.count(), 1);
+        checkPanelStarted(QStringLiteral("明场校正执行中..."), QStringLiteral("明场校正执行中..."));
+    }
+
+    void brightFieldFailureLeavesFpnOffAndCaptureOff()
+    {
+        makeWindow(true);
+        QSignalSpy clicks(ui()->startBut, &QPushButton::clicked);
+        m_window->fpnProcess();
+        failAndConfirm();
+        checkCancelled();
+        QVERIFY(!ui()->applyFpnCheck->isChecked());
+        QVERIFY(!flag(server()->m_fpnEnabled));
+        QCOMPARE(clicks.count(), 0);
+        QCOMPARE(ui()->startBut->isChecked(), false);
+    }
+
+    // Two reports of 100 make one click emit defined() twice: the answer runs once.
+    void repeatedFinishRunsTheAnswerOnce()
+    {
+        makeWindow(true);
+        QSignalSpy clicks(ui()->startBut, &QPushButton::clicked);
+        QSignalSpy defined(panel(), &ProgressInfoWidget::defined);
+        m_window->fpnProcess();
+        panel()->showProgressInfo(100, QStringLiteral("完成"));
+        finishAndConfirm();
+        QVERIFY(defined.count() >= 2);
+        QCOMPARE(clicks.count(), 1);
+        QCOMPARE(ui()->startBut->isChecked(), true);
+    }
+
+    void fpnWriteDown_data()
+    {
+        QTest::addColumn<QString>("entry");
+        QTest::addColumn<bool>("factoryRight");
+        QTest::addColumn<int>("sel");
+        QTest::newRow("user set") << "UserSet0" << false << 0;
+        QTest::newRow("user set, factory right") << "UserSet3" << true << 0;
+        QTest::newRow("factory with the right") << "factory" << true << 1;
+    }
+
+    void fpnWriteDown()
+    {
+        QFETCH(QString, entry);
+        QFETCH(bool, factoryRight);
+        QFETCH(int, sel);
+        makeWindow(true);
+        setFactoryRight(factoryRight);
+        fillQuietly(ui()->fpnSelCBox, {QStringLiteral("factory"), QStringLiteral("UserSet0"),
+                                           QStringLiteral("UserSet3")});
+        selectQuietly(ui()->fpnSelCBox, entry);
+        QSignalSpy writes(server(), &CameraServer::IS_FpnWriteDown);
+        m_window->fpnWriteDown();
+        QCOMPARE(writes.count(), 1);
+        QCOMPARE(writes.first().at(0).toInt(), sel);
+        checkPanelStarted(QStringLiteral("校正参数写入中..."), QStringLiteral("校正参数写入中..."));
+        QVERIFY(!cancelBut()->isEnabled());
+    }
+
+    void fpnWriteDownOkTurnsSoftwareFpnOffAndRestartsCapture()
+    {
+        makeWindow(true);
+        fillQuietly(ui()->fpnSelCBox, {QStringLiteral("factory"), QStringLiteral("UserSet0")});
+        selectQuietly(ui()->fpnSelCBox, QStringLiteral("UserSet0"));
+        ui()->applyFpnCheck->setChecked(true);
+        QSignalSpy clicks(ui()->startBut, &QPushButton::clicked);
+        m_window->fpnWriteDown();
+        QVERIFY(!cancelBut()->isEnabled());
+        finishAndConfirm();
+        QVERIFY(!panel()->isVisible());
+        QVERIFY(cancelBut()->isEnabled());
+        QVERIFY(!ui()->applyFpnCheck->isChecked());
+        QCOMPARE(clicks.count(), 1);
+        QCOMPARE(ui()->startBut->isChecked(), true);
+    }
+
+    void fpnWriteDownFailureEnablesCancelAgain()
+    {
+        makeWindow(true);
+        fillQuietly(ui()->fpnSelCBox, {QStringLiteral("factory"), QStringLiteral("UserSet0")});
+        selectQuietly(ui()->fpnSelCBox, QStringLiteral("UserSet0"));
+        QSignalSpy clicks(ui()->startBut, &QPushButton::clicked);
+        m_window->fpnWriteDown();
+        failAndConfirm();
+        checkCancelled();
+        QVERIFY(cancelBut()->isEnabled());
+        QCOMPARE(clicks.count(), 0);
+        QCOMPARE(ui()->startBut->isChecked(), false);
+    }
+
+    void expTestOkShowsTheStatistics()
+    {
+        makeWindow(true);
+        ui()->expTotalSBox->setValue(7);
+        QSignalSpy tests(server(), &CameraServer::IS_ExpTest);
+        QSignalSpy clicks(ui()->startBut, &QPushButton::clicked);
+        m_window->expTest();
+        QCOMPARE(tests.first().at(0).toInt(), 7);
+        QPointer<StatisticsWidget> stats = m_window->m_statisticsWidget;
+        QVERIFY(stats);
+        QVERIFY(!stats->isVisible());
+
+        // The test's result reaches the window through the server's signal.
+        cv::Mat row(1, 8, CV_32FC1, cv::Scalar(40.0f));
+        emit server()->OS_ExpTestFinished(QVector<double>{100.0, 200.0},
+                                          QList<cv::Mat>{row, cv::Mat(1, 8, CV_32FC1, cv::Scalar(80.0f))});
+        QCOMPARE(stats->expVec(), (QVector<double>{100.0, 200.0}));
+        QCOMPARE(stats->meanVec().at(1).at(0), 80.0f);
+
+        finishAndConfirm();
+        QVERIFY(!panel()->isVisible());
+        QVERIFY(stats->isVisible());
+        QCOMPARE(clicks.count(), 0);
+        QCOMPARE(ui()->startBut->isChecked(), false);
+
+        // A second test keeps the same window and its one connection.
+        stats->hide();
+        m_window->expTest();
+        QCOMPARE(m_window->m_statisticsWidget, stats.data());
+        emit server()->OS_ExpTestFinished(QVector<double>{1.0, 2.0, 3.0}, QList<cv::Mat>{row, row, row});
+        QCOMPARE(stats->expVec().size(), 3);
+    }
+
+    void expTestCancelHidesTheStatistics()
+    {
+        makeWindow(true);
+        m_window->expTest();
+        StatisticsWidget* stats = m_window->m_statisticsWidget;
+        QVERIFY(stats);
+        stats->show();
+        failAndConfirm();
+        checkCancelled();
+        QVERIFY(!stats->isVisible());
+        QCOMPARE(ui()->startBut->isChecked(), false);
+    }
+
+    void flatField_data()
+    {
+        QTest::addColumn<int>("choice");
+        QTest::addColumn<float>("rate");
+        QTest::newRow("mean") << 0 << -1.0f;
+        QTest::newRow("custom range 0.7") << 1 << 0.7f;
+        QTest::newRow("custom brightness 200") << 2 << 200.0f;
+    }
+
+    void flatField()
+    {
+        QFETCH(int, choice);
+        QFETCH(float, rate);
+        makeWindow(true);
+        ui()->customRangeSBox->setValue(0.7);
+        ui()->customLumRangeSBox->setValue(200);
+        QRadioButton* buttons[] = {ui()->avgRBut, ui()->customRBut, ui()->customLumRBut};
+        buttons[choice]->setChecked(true);
+        m_window->m_ffcSavedKList = {QList<double>{1.0, 2.0}};
+        ui()->bFfcAdjustSBox->setValue(1.5);
+        ui()->grayffcAdjustSBox->setValue(0.5);
+        const cv::Mat src(2, 4, CV_8UC1, cv::Scalar(9));
+        const cv::Mat stat(1, 4, CV_32FC3, cv::Scalar(1, 2, 3));
+        m_window->m_srcImg = src;
+        m_window->m_staticMat = stat;
+
+        QSignalSpy runs(server(), &CameraServer::IS_ApplyFFC);
+        m_window->applyFFC();
+        QCOMPARE(runs.count(), 1);
+        const cv::Mat sentSrc = runs.first().at(0).value<cv::Mat>();
+        const cv::Mat sentStat = runs.first().at(1).value<cv::Mat>();
+        QCOMPARE(runs.first().at(2).toFloat(), rate);
+        // Copies of the picture and its statistics, equal in content.
+        QVERIFY(sentSrc.data != src.data);
+        QVERIFY(sentStat.data != stat.data);
+        QCOMPARE(cv::norm(sentSrc, src, cv::NORM_INF), 0.0);
+        QCOMPARE(cv::norm(sentStat, stat, cv::NORM_INF), 0.0);
+        QVERIFY(m_window->m_ffcSavedKList.isEmpty());
+        for (QDoubleSpinBox* box : {ui()->bFfcAdjustSBox, ui()->gFfcAdjustSBox, ui()->rFfcAdjustSBox,
+                                    ui()->grayffcAdjustSBox})
+            QCOMPARE(box->value(), 1.0);
+        checkPanelStarted(QStringLiteral("平场校正执行中..."), QStringLiteral("开始执行平场校正..."));
+    }
+
+    void flatFieldOk_data()
+    {
+        QTest::addColumn<bool>("withGains");
+        QTest::newRow("gains of the ROI's width") << true;
+        QTest::newRow("no gains: refused") << false;
+    }
+
+    void flatFieldOk()
+    {
+        QFETCH(bool, withGains);
+        makeWindow(true);
+        if (withGains) giveCoefficients();
+        ui()->ffcKListCheck->setEnabled(false);
+        ui()->ffcSaveBut->setEnabled(false);
+        ui()->ffcBgrAdjustWidget->setEnabled(false);
+        ui()->ffcGrayAdjustWidget->setEnabled(false);
+        QSignalSpy clicks(ui()->startBut, &QPushButton::clicked);
+        m_window->applyFFC();
+        finishAndConfirm();
+        QVERIFY(!panel()->isVisible());
+        QVERIFY(ui()->ffcKListCheck->isEnabled());
+        QVERIFY(ui()->ffcSaveBut->isEnabled());
+        QVERIFY(ui()->ffcBgrAdjustWidget->isEnabled());
+        QVERIFY(ui()->ffcGrayAdjustWidget->isEnabled());
+        QCOMPARE(m_window->m_ffcSavedKList, server()->m_ffcKList);
+        QCOMPARE(ui()->ffcCheck->isChecked(), withGains);
+        QCOMPARE(flag(server()->m_ffcEnabled), withGains);
+        QCOMPARE(clicks.count(), 1);
+        QCOMPARE(ui()->startBut->isChecked(), true);
+    }
+
+    void flatFieldFailureCancels()
+    {
+        makeWindow(true);
+        giveCoefficients();
+        QSignalSpy clicks(ui()->startBut, &QPushButton::clicked);
+        m_window->applyFFC();
+        failAndConfirm();
+        checkCancelled();
+        QVERIFY(!ui()->ffcCheck->isChecked());
+        QVERIFY(!flag(server()->m_ffcEnabled));
+        QVERIFY(m_window->m_ffcSavedKList.isEmpty());
+        QCOMPARE(clicks.count(), 0);
+        QCOMPARE(ui()->startBut->isChecked(), false);
+    }
+
+    void flatFieldWriteDown()
+    {
+        makeWindow(true);
+        fillQuietly(ui()->ffcSelCBox, {QStringLiteral("Disable"), QStringLiteral("UserSet0"),
+                                           QStringLiteral("UserSet1")});
+        selectQuietly(ui()->ffcSelCBox, QStringLiteral("UserSet1"));
+        const int index = ui()->ffcSelCBox->currentIndex();
+        QVERIFY(index > 0);
+        QSignalSpy writes(server(), &CameraServer::IS_FFCWriteDown);
+        m_window->ffcWriteDown();
+        QCOMPARE(writes.count(), 1);
+        QCOMPARE(writes.first().at(0).toInt(), index - 1);
+        QCOMPARE(writes.first().at(1).toString(), QStringLiteral("UserSet1"));
+        checkPanelStarted(QStringLiteral("校正参数写入中..."), QStringLiteral("校正参数写入中..."));
+        QVERIFY(!cancelBut()->isEnabled());
+    }
+
+    void flatFieldWriteDownOk()
+    {
+        makeWindow(true);
+        giveCoefficients();
+        fillQuietly(ui()->ffcSelCBox, {QStringLiteral("Disable"), QStringLiteral("UserSet0")});
+        selectQuietly(ui()->ffcSelCBox, QStringLiteral("UserSet0"));
+        ui()->ffcCheck->setChecked(true);
+        QSignalSpy clicks(ui()->startBut, &QPushButton::clicked);
+        m_window->ffcWriteDown();
+        finishAndConfirm();
+        QVERIFY(!panel()->isVisible());
+        QVERIFY(cancelBut()->isEnabled());
+        QVERIFY(!ui()->ffcCheck->isChecked());
+        QCOMPARE(clicks.count(), 1);
+        QCOMPARE(ui()->startBut->isChecked(), true);
+    }
+
+    // The flat-field write-down's cancel leaves "取消" disabled, unlike the other two.
+    void flatFieldWriteDownFailureKeepsCancelDisabled()
+    {
+        makeWindow(true);
+        fillQuietly(ui()->ffcSelCBox, {QStringLiteral("Disable"), QStringLiteral("UserSet0")});
+        selectQuietly(ui()->ffcSelCBox, QStringLiteral("UserSet0"));
+        ui()->ffcCheck->setChecked(false);
+        QSignalSpy clicks(ui()->startBut, &QPushButton::clicked);
+        m_window->ffcWriteDown();
+        failAndConfirm();
+        checkCancelled();
+        QVERIFY(!cancelBut()->isEnabled());
+        QCOMPARE(clicks.count(), 0);
+        QCOMPARE(ui()->startBut->isChecked(), false);
+    }
+
+    void lensShading_data()
+    {
+        QTest::addColumn<int>("choice");
+        QTest::addColumn<float>("rate");
+        QTest::newRow("mean") << 0 << -1.0f;
+        QTest::newRow("custom range 0.6") << 1 << 0.6f;
+        QTest::newRow("custom brightness 150") << 2 << 150.0f;
+    }
+
+    void lensShading()
+    {
+        QFETCH(int, choice);
+        QFETCH(float, rate);
+        makeWindow(true);
+        ui()->lscCustomRangeSBox->setValue(0.6);
+        ui()->lscCustomLumRangeSBox->setValue(150);
+        QRadioButton* buttons[] = {ui()->lscAvgRBut, ui()->lscCustomRBut, ui()->lscCustomLumRBut};
+        buttons[choice]->setChecked(true);
+        QSignalSpy runs(server(), &CameraServer::IS_ApplyLSC);
+        m_window->applyLSC();
+        QCOMPARE(runs.count(), 1);
+        QCOMPARE(runs.first().at(0).toFloat(), rate);
+        checkPanelStarted(QStringLiteral("镜头校正执行中..."), QStringLiteral("开始执行镜头校正..."));
+    }
+
+    void lensShadingOk_data()
+    {
+        QTest::addColumn<bool>("withShading");
+        QTest::newRow("with a lens shading") << true;
+        QTest::newRow("none: refused") << false;
+    }
+
+    void lensShadingOk()
+    {
+        QFETCH(bool, withShading);
+        makeWindow(true);
+        if (withShading) giveCoefficients();
+        QSignalSpy clicks(ui()->startBut, &QPushButton::clicked);
+        m_window->applyLSC();
+        finishAndConfirm();
+        QVERIFY(!panel()->isVisible());
+        QCOMPARE(ui()->lscCheck->isChecked(), withShading);
+        QCOMPARE(flag(server()->m_lscEnabled), withShading);
+        QCOMPARE(clicks.count(), 1);
+        QCOMPARE(ui()->startBut->isChecked(), true);
+    }
+
+    void lensShadingFailureCancels()
+    {
+        makeWindow(true);
+        giveCoefficients();
+        QSignalSpy clicks(ui()->startBut, &QPushButton::clicked);
+        m_window->applyLSC();
+        failAndConfirm();
+        checkCancelled();
+        QVERIFY(!ui()->lscCheck->isChecked());
+        QVERIFY(!flag(server()->m_lscEnabled));
+        QCOMPARE(clicks.count(), 0);
+        QCOMPARE(ui()->startBut->isChecked(), false);
+    }
+
+    void lensShadingWriteDown()
+    {
+        makeWindow(true);
+        fillQuietly(ui()->lscSelCBox, {QStringLiteral("Disable"), QStringLiteral("UserSet0"),
+                                           QStringLiteral("UserSet1"), QStringLiteral("UserSet2")});
+        selectQuietly(ui()->lscSelCBox, QStringLiteral("UserSet2"));
+        const int index = ui()->lscSelCBox->currentIndex();
+        QVERIFY(index > 0);
+        QSignalSpy writes(server(), &CameraServer::IS_LSCWriteDown);
+        m_window->lscWriteDown();
+        QCOMPARE(writes.count(), 1);
+        QCOMPARE(writes.first().at(0).toInt(), index - 1);
+        QCOMPARE(writes.first().at(1).toString(), QStringLiteral("UserSet2"));
+        checkPanelStarted(QStringLiteral("校正参数写入中..."), QStringLiteral("校正参数写入中..."));
+        QVERIFY(!cancelBut()->isEnabled());
+    }
+
+    void lensShadingWriteDownOk()
+    {
+        makeWindow(true);
+        giveCoefficients();
+        fillQuietly(ui()->lscSelCBox, {QStringLiteral("Disable"), QStringLiteral("UserSet0")});
+        selectQuietly(ui()->lscSelCBox, QStringLiteral("UserSet0"));
+        ui()->lscCheck->setChecked(true);
+        QSignalSpy clicks(ui()->startBut, &QPushButton::clicked);
+        m_window->lscWriteDown();
+        finishAndConfirm();
+        QVERIFY(!panel()->isVisible());
+        QVERIFY(cancelBut()->isEnabled());
+        QVERIFY(!ui()->lscCheck->isChecked());
+        QCOMPARE(clicks.count(), 1);
+        QCOMPARE(ui()->startBut->isChecked(), true);
+    }
+
+    void lensShadingWriteDownFailureEnablesCancelAgain()
+    {
+        makeWindow(true);
+        fillQuietly(ui()->lscSelCBox, {QStringLiteral("Disable"), QStringLiteral("UserSet0")});
+        selectQuietly(ui()->lscSelCBox, QStringLiteral("UserSet0"));
+        QSignalSpy clicks(ui()->startBut, &QPushButton::clicked);
+        m_window->lscWriteDown();
+        failAndConfirm();
+        checkCancelled();
+        QVERIFY(cancelBut()->isEnabled());
+        QCOMPARE(clicks.count(), 0);
+        QCOMPARE(ui()->startBut->isChecked(), false);
+    }
+};
+
+QTEST_MAIN(TestWorkflows)
+#include "test_workflows.moc"
