@@ -154,6 +154,36 @@ class TestWorkflows : public QObject {
         QCOMPARE(contentEdit()->toPlainText(), QStringLiteral("取消操作。"));
     }
 
+    // The capture rule's restart: one click on the start button, which now reads "暂停".
+    void checkCaptureRestarted(const QSignalSpy& clicks)
+    {
+        QCOMPARE(clicks.count(), 1);
+        QCOMPARE(ui()->startBut->isChecked(), true);
+        QCOMPARE(ui()->startBut->text(), QStringLiteral("暂停"));
+    }
+
+    // The capture rule's other end: no click, capture off.
+    void checkCaptureLeftOff(const QSignalSpy& clicks)
+    {
+        QCOMPARE(clicks.count(), 0);
+        QCOMPARE(ui()->startBut->isChecked(), false);
+        QCOMPARE(ui()->startBut->text(), QStringLiteral("采图"));
+    }
+
+    // Every software simulation on, as before a run.
+    void simulationsOn()
+    {
+        giveCoefficients();
+        ui()->applyFpnCheck->setChecked(true);
+        ui()->ffcCheck->setChecked(true);
+        ui()->lscCheck->setChecked(true);
+        QVERIFY(ui()->ffcCheck->isChecked());
+        QVERIFY(ui()->lscCheck->isChecked());
+        QVERIFY(flag(server()->m_fpnEnabled));
+        QVERIFY(flag(server()->m_ffcEnabled));
+        QVERIFY(flag(server()->m_lscEnabled));
+    }
+
     // With 4096 gains for the 4096 columns of the simulated camera's ROI, and a lens shading.
     void giveCoefficients()
     {
@@ -255,8 +285,7 @@ private slots:
         m_window->dsnuProcess();
         finishAndConfirm();
         QVERIFY(!panel()->isVisible());
-        QCOMPARE(clicks.count(), 0);
-        QCOMPARE(ui()->startBut->isChecked(), false);
+        checkCaptureLeftOff(clicks);
         QCOMPARE(ui()->startBut->text(), QStringLiteral("采图"));
         QVERIFY(flag(server()->m_stopCapture));
         QVERIFY(!flag(server()->m_cancel));
@@ -274,8 +303,93 @@ private slots:
         QVERIFY(!panel()->isVisible());
         QVERIFY(ui()->applyFpnCheck->isChecked());
         QVERIFY(flag(server()->m_fpnEnabled));
-        QCOMPARE(clicks.count(), 1);
-        QCOMPARE(ui()->startBut->isChecked(), true);
+        checkCaptureRestarted(clicks);
+        // The live image is back.
+        frames.clear();
+        QVERIFY(frames.wait(5000));
+    }
+
+    // The re-read of the settings after a run switches every software simulation off; only a
+    // closing action turns one on again.
+    void okSwitchesTheSimulationsOff_data()
+    {
+        QTest::addColumn<QString>("start");
+        QTest::addColumn<bool>("fpn");
+        QTest::addColumn<bool>("ffc");
+        QTest::addColumn<bool>("lsc");
+        QTest::newRow("dark field") << "dsnuProcess" << false << false << false;
+        QTest::newRow("bright field") << "fpnProcess" << true << false << false;
+        QTest::newRow("FPN write-down") << "fpnWriteDown" << false << false << false;
+        QTest::newRow("flat field") << "applyFFC" << false << true << false;
+        QTest::newRow("lens shading") << "applyLSC" << false << false << true;
+        // These two don't re-read the panels: only their own box goes off.
+        QTest::newRow("FFC write-down") << "ffcWriteDown" << true << false << true;
+        QTest::newRow("LSC write-down") << "lscWriteDown" << true << true << false;
+        // The exposure test measures the camera as it is set and leaves all on.
+        QTest::newRow("exposure test") << "expTest" << true << true << true;
+    }
+
+    void okSwitchesTheSimulationsOff()
+    {
+        QFETCH(QString, start);
+        QFETCH(bool, fpn);
+        QFETCH(bool, ffc);
+        QFETCH(bool, lsc);
+        makeWindow(true);
+        fillQuietly(ui()->fpnSelCBox, {QStringLiteral("factory"), QStringLiteral("UserSet0")});
+        selectQuietly(ui()->fpnSelCBox, QStringLiteral("UserSet0"));
+        fillQuietly(ui()->ffcSelCBox, {QStringLiteral("Disable"), QStringLiteral("UserSet0")});
+        selectQuietly(ui()->ffcSelCBox, QStringLiteral("UserSet0"));
+        fillQuietly(ui()->lscSelCBox, {QStringLiteral("Disable"), QStringLiteral("UserSet0")});
+        selectQuietly(ui()->lscSelCBox, QStringLiteral("UserSet0"));
+        simulationsOn();
+        QVERIFY(QMetaObject::invokeMethod(m_window.get(), start.toLatin1().constData()));
+        QVERIFY(panel()->isVisible());
+        finishAndConfirm();
+        QVERIFY(!panel()->isVisible());
+        QCOMPARE(ui()->applyFpnCheck->isChecked(), fpn);
+        QCOMPARE(ui()->ffcCheck->isChecked(), ffc);
+        QCOMPARE(ui()->lscCheck->isChecked(), lsc);
+        QCOMPARE(flag(server()->m_fpnEnabled), fpn);
+        QCOMPARE(flag(server()->m_ffcEnabled), ffc);
+        QCOMPARE(flag(server()->m_lscEnabled), lsc);
+    }
+
+    void cancelSwitchesTheSimulationsOff_data()
+    {
+        QTest::addColumn<QString>("start");
+        QTest::addColumn<bool>("kept");
+        QTest::newRow("dark field") << "dsnuProcess" << false;
+        QTest::newRow("bright field") << "fpnProcess" << false;
+        QTest::newRow("FPN write-down") << "fpnWriteDown" << false;
+        QTest::newRow("flat field") << "applyFFC" << false;
+        QTest::newRow("lens shading") << "applyLSC" << false;
+        QTest::newRow("FFC write-down") << "ffcWriteDown" << true;
+        QTest::newRow("LSC write-down") << "lscWriteDown" << true;
+        QTest::newRow("exposure test") << "expTest" << true;
+    }
+
+    void cancelSwitchesTheSimulationsOff()
+    {
+        QFETCH(QString, start);
+        QFETCH(bool, kept);
+        makeWindow(true);
+        fillQuietly(ui()->fpnSelCBox, {QStringLiteral("factory"), QStringLiteral("UserSet0")});
+        selectQuietly(ui()->fpnSelCBox, QStringLiteral("UserSet0"));
+        fillQuietly(ui()->ffcSelCBox, {QStringLiteral("Disable"), QStringLiteral("UserSet0")});
+        selectQuietly(ui()->ffcSelCBox, QStringLiteral("UserSet0"));
+        fillQuietly(ui()->lscSelCBox, {QStringLiteral("Disable"), QStringLiteral("UserSet0")});
+        selectQuietly(ui()->lscSelCBox, QStringLiteral("UserSet0"));
+        simulationsOn();
+        QSignalSpy clicks(ui()->startBut, &QPushButton::clicked);
+        QVERIFY(QMetaObject::invokeMethod(m_window.get(), start.toLatin1().constData()));
+        failAndConfirm();
+        checkCancelled();
+        for (QCheckBox* box : {ui()->applyFpnCheck, ui()->ffcCheck, ui()->lscCheck}) QCOMPARE(box->isChecked(), kept);
+        QCOMPARE(flag(server()->m_fpnEnabled), kept);
+        QCOMPARE(flag(server()->m_ffcEnabled), kept);
+        QCOMPARE(flag(server()->m_lscEnabled), kept);
+        checkCaptureLeftOff(clicks);
     }
 
     void factoryWithoutTheRightShowsOnlyTheErrorBox()
@@ -428,8 +542,7 @@ private slots:
         m_window->dsnuProcess();
         failAndConfirm();
         checkCancelled();
-        QCOMPARE(clicks.count(), 0);
-        QCOMPARE(ui()->startBut->isChecked(), false);
+        checkCaptureLeftOff(clicks);
     }
 
     void cancelButtonCancelsARun()
@@ -465,8 +578,7 @@ private slots:
         checkCancelled();
         QVERIFY(!ui()->applyFpnCheck->isChecked());
         QVERIFY(!flag(server()->m_fpnEnabled));
-        QCOMPARE(clicks.count(), 0);
-        QCOMPARE(ui()->startBut->isChecked(), false);
+        checkCaptureLeftOff(clicks);
     }
 
     // Two reports of 100 make one click emit defined() twice: the answer runs once.
@@ -479,8 +591,7 @@ private slots:
         panel()->showProgressInfo(100, QStringLiteral("完成"));
         finishAndConfirm();
         QVERIFY(defined.count() >= 2);
-        QCOMPARE(clicks.count(), 1);
-        QCOMPARE(ui()->startBut->isChecked(), true);
+        checkCaptureRestarted(clicks);
     }
 
     void fpnWriteDown_data()
@@ -524,8 +635,7 @@ private slots:
         QVERIFY(!panel()->isVisible());
         QVERIFY(cancelBut()->isEnabled());
         QVERIFY(!ui()->applyFpnCheck->isChecked());
-        QCOMPARE(clicks.count(), 1);
-        QCOMPARE(ui()->startBut->isChecked(), true);
+        checkCaptureRestarted(clicks);
     }
 
     void fpnWriteDownFailureEnablesCancelAgain()
@@ -538,8 +648,7 @@ private slots:
         failAndConfirm();
         checkCancelled();
         QVERIFY(cancelBut()->isEnabled());
-        QCOMPARE(clicks.count(), 0);
-        QCOMPARE(ui()->startBut->isChecked(), false);
+        checkCaptureLeftOff(clicks);
     }
 
     void expTestOkShowsTheStatistics()
@@ -564,8 +673,7 @@ private slots:
         finishAndConfirm();
         QVERIFY(!panel()->isVisible());
         QVERIFY(stats->isVisible());
-        QCOMPARE(clicks.count(), 0);
-        QCOMPARE(ui()->startBut->isChecked(), false);
+        checkCaptureLeftOff(clicks);
 
         // A second test keeps the same window and its one connection.
         stats->hide();
@@ -659,8 +767,7 @@ private slots:
         QCOMPARE(m_window->m_ffcSavedKList, server()->m_ffcKList);
         QCOMPARE(ui()->ffcCheck->isChecked(), withGains);
         QCOMPARE(flag(server()->m_ffcEnabled), withGains);
-        QCOMPARE(clicks.count(), 1);
-        QCOMPARE(ui()->startBut->isChecked(), true);
+        checkCaptureRestarted(clicks);
     }
 
     void flatFieldFailureCancels()
@@ -674,8 +781,7 @@ private slots:
         QVERIFY(!ui()->ffcCheck->isChecked());
         QVERIFY(!flag(server()->m_ffcEnabled));
         QVERIFY(m_window->m_ffcSavedKList.isEmpty());
-        QCOMPARE(clicks.count(), 0);
-        QCOMPARE(ui()->startBut->isChecked(), false);
+        checkCaptureLeftOff(clicks);
     }
 
     void flatFieldWriteDown()
@@ -708,8 +814,7 @@ private slots:
         QVERIFY(!panel()->isVisible());
         QVERIFY(cancelBut()->isEnabled());
         QVERIFY(!ui()->ffcCheck->isChecked());
-        QCOMPARE(clicks.count(), 1);
-        QCOMPARE(ui()->startBut->isChecked(), true);
+        checkCaptureRestarted(clicks);
     }
 
     // The flat-field write-down's cancel leaves "取消" disabled, unlike the other two.
@@ -724,8 +829,7 @@ private slots:
         failAndConfirm();
         checkCancelled();
         QVERIFY(!cancelBut()->isEnabled());
-        QCOMPARE(clicks.count(), 0);
-        QCOMPARE(ui()->startBut->isChecked(), false);
+        checkCaptureLeftOff(clicks);
     }
 
     void lensShading_data()
@@ -771,8 +875,7 @@ private slots:
         QVERIFY(!panel()->isVisible());
         QCOMPARE(ui()->lscCheck->isChecked(), withShading);
         QCOMPARE(flag(server()->m_lscEnabled), withShading);
-        QCOMPARE(clicks.count(), 1);
-        QCOMPARE(ui()->startBut->isChecked(), true);
+        checkCaptureRestarted(clicks);
     }
 
     void lensShadingFailureCancels()
@@ -785,8 +888,7 @@ private slots:
         checkCancelled();
         QVERIFY(!ui()->lscCheck->isChecked());
         QVERIFY(!flag(server()->m_lscEnabled));
-        QCOMPARE(clicks.count(), 0);
-        QCOMPARE(ui()->startBut->isChecked(), false);
+        checkCaptureLeftOff(clicks);
     }
 
     void lensShadingWriteDown()
@@ -819,8 +921,7 @@ private slots:
         QVERIFY(!panel()->isVisible());
         QVERIFY(cancelBut()->isEnabled());
         QVERIFY(!ui()->lscCheck->isChecked());
-        QCOMPARE(clicks.count(), 1);
-        QCOMPARE(ui()->startBut->isChecked(), true);
+        checkCaptureRestarted(clicks);
     }
 
     void lensShadingWriteDownFailureEnablesCancelAgain()
@@ -833,8 +934,7 @@ private slots:
         failAndConfirm();
         checkCancelled();
         QVERIFY(cancelBut()->isEnabled());
-        QCOMPARE(clicks.count(), 0);
-        QCOMPARE(ui()->startBut->isChecked(), false);
+        checkCaptureLeftOff(clicks);
     }
 };
 
