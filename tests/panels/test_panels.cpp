@@ -177,6 +177,38 @@ private slots:
         QCOMPARE(boxes.boxes().size(), 1);
     }
 
+    void lostConnectionTellsAndResetsTheButton()
+    {
+        QVERIFY(connectCamera(kMono));
+        QTRY_VERIFY_WITH_TIMEOUT(w->ui->startBut->isChecked(), 3000);
+        BoxCatcher boxes;
+        emit w->m_cameraServer->OS_CameraLostConnection();
+        QCOMPARE(boxes.boxes().size(), 1);
+        QCOMPARE(boxes.boxes().first().title, QStringLiteral("错误"));
+        QCOMPARE(boxes.boxes().first().text, QStringLiteral("相机失去连接"));
+        QVERIFY(!w->ui->startBut->isChecked());
+        QCOMPARE(w->ui->startBut->text(), QStringLiteral("采图"));
+        // The panels were looked at again for the selected camera, still open here.
+        QCOMPARE(w->ui->connectBut->text(), QStringLiteral("断开"));
+        w->m_cameraServer->stopCapture();
+    }
+
+    void propertyDialogRereadsThePanels()
+    {
+        QVERIFY(connectCamera(kMono));
+        stopAutoCapture();
+        // Changed behind the panels' back, shown after the dialog.
+        QCOMPARE(lsxSetExposure(handle(), 640.0), LSX_OK);
+        w->ui->propertyDialogBut->click();
+        QCOMPARE(w->ui->exposureSBox->value(), 640.0);
+        // The FFC box follows the lens-shading setter, which refuses without coefficients.
+        w->m_cameraServer->m_ffcKList = {QList<double>(4096, 1.0)};
+        w->ui->ffcCheck->setChecked(true);
+        QVERIFY(w->ui->ffcCheck->isChecked());
+        w->ui->propertyDialogBut->click();
+        QVERIFY(!w->ui->ffcCheck->isChecked());
+    }
+
     void connectByNameWithoutMatch()
     {
         BoxCatcher boxes;
