@@ -20,7 +20,6 @@
 #include "camera/cameraserver.h"
 #include "views/statisticswidget.h"
 
-#include <QDebug>
 #include <QMessageBox>
 
 namespace {
