@@ -10,11 +10,7 @@
 #include "views/imageitem.h"
 #include "views/profilewidget.h"
 #include "views/scenemodel.h"
-// Temporary for integration: the exposure statistics window is built separately.
-#if __has_include("views/statisticswidget.h")
 #include "views/statisticswidget.h"
-#define MAINWINDOW_HAS_STATISTICS_WIDGET 1
-#endif
 
 #include <QAbstractItemView>
 #include <QCloseEvent>
@@ -24,13 +20,6 @@
 #include <QScrollBar>
 #include <QTimer>
 #include <QTreeWidget>
-
-// The style sheet, images and help documents are compiled into a static library, whose
-// registration the linker would otherwise drop.
-static void initResources()
-{
-    Q_INIT_RESOURCE(resources);
-}
 
 MainWindow::MainWindow(const QString& deviceName, int tabIndex, QWidget* parent)
     : QMainWindow(parent),
@@ -43,7 +32,7 @@ MainWindow::MainWindow(const QString& deviceName, int tabIndex, QWidget* parent)
 {
     // Before the first queued signal can carry a frame, a status or a coefficient list.
     registerMetaTypes();
-    initResources();
+    ensureResources();
 
     ui->setupUi(this);
     connectForm();
@@ -67,9 +56,7 @@ MainWindow::~MainWindow()
     m_scene->deleteLater();
     if (m_profileWidget) m_profileWidget->deleteLater();
     m_progressInfo->deleteLater();
-#ifdef MAINWINDOW_HAS_STATISTICS_WIDGET
     if (m_statisticsWidget) m_statisticsWidget->deleteLater();
-#endif
     delete ui;
     ui = nullptr;
 }
