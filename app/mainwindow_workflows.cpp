@@ -26,6 +26,7 @@ namespace {
 
 const QString kCancelText = QStringLiteral("取消操作。");
 const QString kFactoryEntry = QStringLiteral("factory");
+const QString kWriteTitle = QStringLiteral("校正参数写入中...");
 
 // The answer slots of one workflow: what the panel's defined() and canceled() run.
 using Answer = void (MainWindow::*)();
@@ -120,7 +121,30 @@ bool writeTargetChosen(MainWindow& w, QComboBox* box)
     return false;
 }
 
-const QString kWriteTitle = QStringLiteral("校正参数写入中...");
+// The start of an FFC or LSC write-down: a chosen set, capture off, the panel up with its
+// "取消" disabled while the camera is written.
+bool startWriteDown(MainWindow& w, QComboBox* box, Answer ok, Answer cancel)
+{
+    if (!w.m_cameraServer) return false;
+    if (!writeTargetChosen(w, box)) return false;
+    stopRunningCapture(w);
+    bindPanel(w, ok, cancel);
+    w.m_progressInfo->setCancelEnabled(false);
+    showPanel(w, kWriteTitle, kWriteTitle);
+    return true;
+}
+
+// The Ok of an FFC or LSC write-down: the camera's own correction now shows in the live image,
+// so the software one goes off. The panels are not re-read: the written set stays selected.
+void finishWriteDown(MainWindow& w, Answer ok, Answer cancel, QCheckBox* simulation)
+{
+    w.m_progressInfo->hide();
+    w.m_progressInfo->setCancelEnabled(true);
+    unbindPanel(w, ok, cancel);
+    simulation->setChecked(false);
+    restartCapture(w);
+}
+
 
 }  // namespace
 
@@ -289,24 +313,13 @@ void MainWindow::ffcCancel()
 
 void MainWindow::ffcWriteDown()
 {
-    if (!m_cameraServer) return;
-    if (!writeTargetChosen(*this, ui->ffcSelCBox)) return;
-    stopRunningCapture(*this);
-    bindPanel(*this, &MainWindow::ffcWriteDownOk, &MainWindow::ffcWriteDownCancel);
-    m_progressInfo->setCancelEnabled(false);
-    showPanel(*this, kWriteTitle, kWriteTitle);
+    if (!startWriteDown(*this, ui->ffcSelCBox, &MainWindow::ffcWriteDownOk, &MainWindow::ffcWriteDownCancel)) return;
     emit m_cameraServer->IS_FFCWriteDown(ui->ffcSelCBox->currentIndex() - 1, ui->ffcSelCBox->currentText());
 }
 
-// The camera's own flat field now shows in the live image; the software one goes off. The
-// panels are not re-read: the written set stays selected as it is.
 void MainWindow::ffcWriteDownOk()
 {
-    m_progressInfo->hide();
-    m_progressInfo->setCancelEnabled(true);
-    unbindPanel(*this, &MainWindow::ffcWriteDownOk, &MainWindow::ffcWriteDownCancel);
-    ui->ffcCheck->setChecked(false);
-    restartCapture(*this);
+    finishWriteDown(*this, &MainWindow::ffcWriteDownOk, &MainWindow::ffcWriteDownCancel, ui->ffcCheck);
 }
 
 // Unlike the FPN and LSC write-downs, the cancel button is left disabled here; the next
@@ -370,22 +383,13 @@ void MainWindow::lscCancel()
 
 void MainWindow::lscWriteDown()
 {
-    if (!m_cameraServer) return;
-    if (!writeTargetChosen(*this, ui->lscSelCBox)) return;
-    stopRunningCapture(*this);
-    bindPanel(*this, &MainWindow::lscWriteDownOk, &MainWindow::lscWriteDownCancel);
-    m_progressInfo->setCancelEnabled(false);
-    showPanel(*this, kWriteTitle, kWriteTitle);
+    if (!startWriteDown(*this, ui->lscSelCBox, &MainWindow::lscWriteDownOk, &MainWindow::lscWriteDownCancel)) return;
     emit m_cameraServer->IS_LSCWriteDown(ui->lscSelCBox->currentIndex() - 1, ui->lscSelCBox->currentText());
 }
 
 void MainWindow::lscWriteDownOk()
 {
-    m_progressInfo->hide();
-    m_progressInfo->setCancelEnabled(true);
-    unbindPanel(*this, &MainWindow::lscWriteDownOk, &MainWindow::lscWriteDownCancel);
-    ui->lscCheck->setChecked(false);
-    restartCapture(*this);
+    finishWriteDown(*this, &MainWindow::lscWriteDownOk, &MainWindow::lscWriteDownCancel, ui->lscCheck);
 }
 
 void MainWindow::lscWriteDownCancel()
