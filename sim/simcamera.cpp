@@ -224,10 +224,7 @@ lsxStatus Camera::getRoiState(bool* on)
 
 lsxStatus Camera::getExposure(double* us)
 {
-    if (!us) return LSX_ERR_INVALID_ARG;
-    Lock lock(m_mutex);
-    *us = m_s->exposure;
-    return LSX_OK;
+    return readSetting(us, m_s->exposure);
 }
 
 lsxStatus Camera::setExposure(double us)
@@ -251,10 +248,7 @@ lsxStatus Camera::getExposureDescr(lsxDoubleDescr* d)
 
 lsxStatus Camera::getGain(float* g)
 {
-    if (!g) return LSX_ERR_INVALID_ARG;
-    Lock lock(m_mutex);
-    *g = m_s->gain;
-    return LSX_OK;
+    return readSetting(g, m_s->gain);
 }
 
 lsxStatus Camera::setGain(float g)
@@ -296,10 +290,7 @@ bool colourFormat(int f) { return f == 10 || f == 11 || f == 14 || f == 15; }
 
 lsxStatus Camera::getSourceFormat(int32_t* f)
 {
-    if (!f) return LSX_ERR_INVALID_ARG;
-    Lock lock(m_mutex);
-    *f = m_s->source;
-    return LSX_OK;
+    return readSetting(f, m_s->source);
 }
 
 lsxStatus Camera::setSourceFormat(int32_t f)
@@ -313,10 +304,7 @@ lsxStatus Camera::setSourceFormat(int32_t f)
 
 lsxStatus Camera::getTargetFormat(int32_t* f)
 {
-    if (!f) return LSX_ERR_INVALID_ARG;
-    Lock lock(m_mutex);
-    *f = m_s->target;
-    return LSX_OK;
+    return readSetting(f, m_s->target);
 }
 
 lsxStatus Camera::setTargetFormat(int32_t f)
@@ -330,10 +318,7 @@ lsxStatus Camera::setTargetFormat(int32_t f)
 
 lsxStatus Camera::getResMode(int32_t* i)
 {
-    if (!i) return LSX_ERR_INVALID_ARG;
-    Lock lock(m_mutex);
-    *i = m_s->resMode;
-    return LSX_OK;
+    return readSetting(i, m_s->resMode);
 }
 
 lsxStatus Camera::setResMode(int32_t i)

@@ -188,6 +188,15 @@ public:
 private:
     struct Settings;  // simcamera.cpp
     using Lock = std::unique_lock<std::mutex>;
+    // A getter's answer: the setting read under the camera's lock into the caller's variable.
+    template <typename T, typename U>
+    lsxStatus readSetting(T* out, const U& setting) const
+    {
+        if (!out) return LSX_ERR_INVALID_ARG;
+        Lock lock(m_mutex);
+        *out = setting;
+        return LSX_OK;
+    }
 
     int binFactorLocked() const;
     int outWidthLocked() const;

@@ -272,10 +272,7 @@ lsxStatus Camera::stop()
 
 lsxStatus Camera::getTriggerState(bool* on)
 {
-    if (!on) return LSX_ERR_INVALID_ARG;
-    Lock lock(m_mutex);
-    *on = m_s->trigger;
-    return LSX_OK;
+    return readSetting(on, m_s->trigger);
 }
 
 lsxStatus Camera::setTriggerState(bool on)
@@ -294,10 +291,7 @@ lsxStatus Camera::setTriggerState(bool on)
 
 lsxStatus Camera::getTriggerSource(int32_t* src)
 {
-    if (!src) return LSX_ERR_INVALID_ARG;
-    Lock lock(m_mutex);
-    *src = m_s->trigSource;
-    return LSX_OK;
+    return readSetting(src, m_s->trigSource);
 }
 
 lsxStatus Camera::setTriggerSource(int32_t src)
