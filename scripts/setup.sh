@@ -9,7 +9,7 @@ packages=(
   qt6-base-dev qt6-base-dev-tools qt6-charts-dev libqt6opengl6-dev libqt6svg6
   libgl-dev libxkbcommon-dev
   libgtest-dev libbenchmark-dev
-  xvfb xauth x11-apps imagemagick
+  xvfb xauth x11-utils imagemagick
   fonts-wqy-microhei
 )
 # OpenCV's CMake package file is only in libopencv-dev; its recommends pull half a desktop.
