@@ -506,7 +506,8 @@ private slots:
 
     void deepCopyByFormatAndBits()
     {
-        std::vector<uint16_t> buffer(6, 1234);
+        // Room for the largest frame asked for below: 3 x 2 pixels of three bytes.
+        std::vector<uint16_t> buffer(9, 1234);
         lsxFrame f{};
         f.format = FORMAT_MONO;
         f.bits = LSX_BITS_16;
@@ -529,6 +530,27 @@ private slots:
         QCOMPARE(frameToMat(f, buffer.data()).type(), CV_8UC4);
         f.format = 13;
         QCOMPARE(frameMatType(f), -1);
+    }
+
+    // A descriptor that promises more pixels than the library says its buffer holds is not
+    // copied; a size of 0 (not reported) is trusted.
+    void bufferSmallerThanTheFrameIsRefused()
+    {
+        std::vector<uint8_t> buffer(6, 7);
+        lsxFrame f{};
+        f.format = FORMAT_MONO;
+        f.bits = LSX_BITS_8;
+        f.width = 3;
+        f.height = 2;
+        f.size = 6;
+        QCOMPARE(frameToMat(f, buffer.data()).total(), size_t(6));
+        f.size = 0;
+        QCOMPARE(frameToMat(f, buffer.data()).total(), size_t(6));
+        f.size = 5;
+        QVERIFY(frameToMat(f, buffer.data()).empty());
+        f.bits = LSX_BITS_16;
+        f.size = 6;
+        QVERIFY(frameToMat(f, buffer.data()).empty());
     }
 
     void sixteenBitFullScaleShowsWhite()
