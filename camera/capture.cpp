@@ -80,7 +80,7 @@ void CameraServer::capture(bool continuous)
                 lsxStop(m_handle);
                 return;
             }
-            if (m_fpnEnabled && m_bList.size() == 1 && m_kList.size() == 1 && !img.empty()) {
+            if (locked(m_fpnEnabled) && m_bList.size() == 1 && m_kList.size() == 1 && !img.empty()) {
                 if (img.depth() == CV_16U)
                     tvkFpn<uint16_t>(img, m_bList[0], m_kList[0]);
                 else
@@ -139,10 +139,11 @@ void CameraServer::capture(bool continuous)
         const int format = static_cast<int>(frame.format);
         cv::Mat img = frameToMat(frame, buffer);
 
+        // The GUI thread flips these while the loop runs; each is read once under the lock.
         PreviewSwitches switches;
-        switches.fpn = m_fpnEnabled;
-        switches.ffc = m_ffcEnabled;
-        switches.lsc = m_lscEnabled;
+        switches.fpn = locked(m_fpnEnabled);
+        switches.ffc = locked(m_ffcEnabled);
+        switches.lsc = locked(m_lscEnabled);
         switches.lineCount = m_lineCount;
         switches.regionX = region.X;
         QList<QList<double>> ffcKList;
