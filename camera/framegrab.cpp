@@ -32,14 +32,21 @@ int frameMatType(const lsxFrame& frame)
     }
 }
 
+namespace {
+// A library that reports its buffer's size is held to it: a descriptor promising more pixels
+// than were delivered would make the copy read past the buffer. A size of 0 is not reported.
+bool bufferHolds(const lsxFrame& frame, size_t bytes)
+{
+    return frame.size == 0 || frame.size >= bytes;
+}
+}  // namespace
+
 cv::Mat frameToMat(const lsxFrame& frame, const void* buffer)
 {
     const int type = frameMatType(frame);
     if (type < 0 || buffer == nullptr || frame.width <= 0 || frame.height <= 0) return cv::Mat();
     const cv::Mat view(frame.height, frame.width, type, const_cast<void*>(buffer));
-    // A library that reports its buffer's size is held to it: a descriptor promising more pixels
-    // than were delivered would make the copy read past the buffer.
-    if (frame.size != 0 && frame.size < view.total() * view.elemSize()) return cv::Mat();
+    if (!bufferHolds(frame, view.total() * view.elemSize())) return cv::Mat();
     return view.clone();
 }
 
@@ -68,8 +75,7 @@ lsxStatus grabLines(CameraServer* /*server*/, lsxHandle handle, lsxFrame* frame,
             count = 0;
         }
         const size_t bytes = size_t(samples > 0 ? samples : 0) * (type == CV_16UC1 ? 2 : 1);
-        const bool delivered = frame->size == 0 || frame->size >= bytes;  // as in frameToMat
-        if (buffer != nullptr && samples > 0 && delivered) {
+        if (buffer != nullptr && samples > 0 && bufferHolds(*frame, bytes)) {
             rows.push_back(cv::Mat(1, samples, type, buffer).clone());
         }
         ++count;

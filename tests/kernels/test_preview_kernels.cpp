@@ -41,6 +41,17 @@ struct Literal {
     int lineCount = 1, regionX = 0;
 };
 
+// The descriptor of a mono frame, as the library fills it (size left unreported).
+lsxFrame monoFrame(int width, int height, uint32_t bits)
+{
+    lsxFrame f{};
+    f.format = FORMAT_MONO;
+    f.bits = bits;
+    f.width = width;
+    f.height = height;
+    return f;
+}
+
 std::vector<int> listsOf(int format)
 {
     switch (format) {
@@ -508,11 +519,7 @@ private slots:
     {
         // Room for the largest frame asked for below: 3 x 2 pixels of three bytes.
         std::vector<uint16_t> buffer(9, 1234);
-        lsxFrame f{};
-        f.format = FORMAT_MONO;
-        f.bits = LSX_BITS_16;
-        f.width = 3;
-        f.height = 2;
+        lsxFrame f = monoFrame(3, 2, LSX_BITS_16);
         cv::Mat m = frameToMat(f, buffer.data());
         QCOMPARE(m.type(), CV_16UC1);
         QCOMPARE(m.size(), cv::Size(3, 2));
@@ -537,11 +544,7 @@ private slots:
     void bufferSmallerThanTheFrameIsRefused()
     {
         std::vector<uint8_t> buffer(6, 7);
-        lsxFrame f{};
-        f.format = FORMAT_MONO;
-        f.bits = LSX_BITS_8;
-        f.width = 3;
-        f.height = 2;
+        lsxFrame f = monoFrame(3, 2, LSX_BITS_8);
         f.size = 6;
         QCOMPARE(frameToMat(f, buffer.data()).total(), size_t(6));
         f.size = 0;
