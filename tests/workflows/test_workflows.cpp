@@ -15,6 +15,8 @@
 #include "views/statisticswidget.h"
 
 #include <QApplication>
+#include <QCheckBox>
+#include <QComboBox>
 #include <QMessageBox>
 #include <QPointer>
 #include <QProgressBar>
@@ -784,54 +786,6 @@ private slots:
         checkCaptureLeftOff(clicks);
     }
 
-    void flatFieldWriteDown()
-    {
-        makeWindow(true);
-        fillQuietly(ui()->ffcSelCBox, {QStringLiteral("Disable"), QStringLiteral("UserSet0"),
-                                           QStringLiteral("UserSet1")});
-        selectQuietly(ui()->ffcSelCBox, QStringLiteral("UserSet1"));
-        const int index = ui()->ffcSelCBox->currentIndex();
-        QVERIFY(index > 0);
-        QSignalSpy writes(server(), &CameraServer::IS_FFCWriteDown);
-        m_window->ffcWriteDown();
-        QCOMPARE(writes.count(), 1);
-        QCOMPARE(writes.first().at(0).toInt(), index - 1);
-        QCOMPARE(writes.first().at(1).toString(), QStringLiteral("UserSet1"));
-        checkPanelStarted(QStringLiteral("校正参数写入中..."), QStringLiteral("校正参数写入中..."));
-        QVERIFY(!cancelBut()->isEnabled());
-    }
-
-    void flatFieldWriteDownOk()
-    {
-        makeWindow(true);
-        giveCoefficients();
-        fillQuietly(ui()->ffcSelCBox, {QStringLiteral("Disable"), QStringLiteral("UserSet0")});
-        selectQuietly(ui()->ffcSelCBox, QStringLiteral("UserSet0"));
-        ui()->ffcCheck->setChecked(true);
-        QSignalSpy clicks(ui()->startBut, &QPushButton::clicked);
-        m_window->ffcWriteDown();
-        finishAndConfirm();
-        QVERIFY(!panel()->isVisible());
-        QVERIFY(cancelBut()->isEnabled());
-        QVERIFY(!ui()->ffcCheck->isChecked());
-        checkCaptureRestarted(clicks);
-    }
-
-    // The flat-field write-down's cancel leaves "取消" disabled, unlike the other two.
-    void flatFieldWriteDownFailureKeepsCancelDisabled()
-    {
-        makeWindow(true);
-        fillQuietly(ui()->ffcSelCBox, {QStringLiteral("Disable"), QStringLiteral("UserSet0")});
-        selectQuietly(ui()->ffcSelCBox, QStringLiteral("UserSet0"));
-        ui()->ffcCheck->setChecked(false);
-        QSignalSpy clicks(ui()->startBut, &QPushButton::clicked);
-        m_window->ffcWriteDown();
-        failAndConfirm();
-        checkCancelled();
-        QVERIFY(!cancelBut()->isEnabled());
-        checkCaptureLeftOff(clicks);
-    }
-
     void lensShading_data()
     {
         QTest::addColumn<int>("choice");
@@ -891,49 +845,102 @@ private slots:
         checkCaptureLeftOff(clicks);
     }
 
-    void lensShadingWriteDown()
+    // ---- The write-downs of FFC and LSC: the same workflow on two combos and two check boxes ----
+
+private:
+    // What differs between the two write-downs, resolved on the window of the running test.
+    struct WriteDown {
+        QComboBox* box;
+        QCheckBox* simulation;
+        void (MainWindow::*start)();
+        void (CameraServer::*signal)(int, QString);
+    };
+    WriteDown writeDownOf(const QString& which) const
     {
+        if (which == QLatin1String("ffc"))
+            return {ui()->ffcSelCBox, ui()->ffcCheck, &MainWindow::ffcWriteDown, &CameraServer::IS_FFCWriteDown};
+        return {ui()->lscSelCBox, ui()->lscCheck, &MainWindow::lscWriteDown, &CameraServer::IS_LSCWriteDown};
+    }
+
+private slots:
+
+    void writeDown_data()
+    {
+        QTest::addColumn<QString>("which");
+        QTest::addColumn<QString>("set");
+        QTest::newRow("flat field") << QStringLiteral("ffc") << QStringLiteral("UserSet1");
+        QTest::newRow("lens shading") << QStringLiteral("lsc") << QStringLiteral("UserSet2");
+    }
+
+    void writeDown()
+    {
+        QFETCH(QString, which);
+        QFETCH(QString, set);
         makeWindow(true);
-        fillQuietly(ui()->lscSelCBox, {QStringLiteral("Disable"), QStringLiteral("UserSet0"),
-                                           QStringLiteral("UserSet1"), QStringLiteral("UserSet2")});
-        selectQuietly(ui()->lscSelCBox, QStringLiteral("UserSet2"));
-        const int index = ui()->lscSelCBox->currentIndex();
+        const WriteDown w = writeDownOf(which);
+        fillQuietly(w.box, {QStringLiteral("Disable"), QStringLiteral("UserSet0"), QStringLiteral("UserSet1"),
+                            QStringLiteral("UserSet2")});
+        selectQuietly(w.box, set);
+        const int index = w.box->currentIndex();
         QVERIFY(index > 0);
-        QSignalSpy writes(server(), &CameraServer::IS_LSCWriteDown);
-        m_window->lscWriteDown();
+        QSignalSpy writes(server(), w.signal);
+        (m_window.get()->*w.start)();
         QCOMPARE(writes.count(), 1);
         QCOMPARE(writes.first().at(0).toInt(), index - 1);
-        QCOMPARE(writes.first().at(1).toString(), QStringLiteral("UserSet2"));
+        QCOMPARE(writes.first().at(1).toString(), set);
         checkPanelStarted(QStringLiteral("校正参数写入中..."), QStringLiteral("校正参数写入中..."));
         QVERIFY(!cancelBut()->isEnabled());
     }
 
-    void lensShadingWriteDownOk()
+    void writeDownOk_data()
     {
+        QTest::addColumn<QString>("which");
+        QTest::newRow("flat field") << QStringLiteral("ffc");
+        QTest::newRow("lens shading") << QStringLiteral("lsc");
+    }
+
+    // The camera's own correction shows from now on: the software one goes off, capture comes back.
+    void writeDownOk()
+    {
+        QFETCH(QString, which);
         makeWindow(true);
         giveCoefficients();
-        fillQuietly(ui()->lscSelCBox, {QStringLiteral("Disable"), QStringLiteral("UserSet0")});
-        selectQuietly(ui()->lscSelCBox, QStringLiteral("UserSet0"));
-        ui()->lscCheck->setChecked(true);
+        const WriteDown w = writeDownOf(which);
+        fillQuietly(w.box, {QStringLiteral("Disable"), QStringLiteral("UserSet0")});
+        selectQuietly(w.box, QStringLiteral("UserSet0"));
+        w.simulation->setChecked(true);
         QSignalSpy clicks(ui()->startBut, &QPushButton::clicked);
-        m_window->lscWriteDown();
+        (m_window.get()->*w.start)();
         finishAndConfirm();
         QVERIFY(!panel()->isVisible());
         QVERIFY(cancelBut()->isEnabled());
-        QVERIFY(!ui()->lscCheck->isChecked());
+        QVERIFY(!w.simulation->isChecked());
         checkCaptureRestarted(clicks);
     }
 
-    void lensShadingWriteDownFailureEnablesCancelAgain()
+    void writeDownFailure_data()
     {
+        QTest::addColumn<QString>("which");
+        QTest::addColumn<bool>("cancelEnabledAfter");
+        // The flat-field write-down's cancel leaves "取消" disabled, unlike the other two.
+        QTest::newRow("flat field") << QStringLiteral("ffc") << false;
+        QTest::newRow("lens shading") << QStringLiteral("lsc") << true;
+    }
+
+    void writeDownFailure()
+    {
+        QFETCH(QString, which);
+        QFETCH(bool, cancelEnabledAfter);
         makeWindow(true);
-        fillQuietly(ui()->lscSelCBox, {QStringLiteral("Disable"), QStringLiteral("UserSet0")});
-        selectQuietly(ui()->lscSelCBox, QStringLiteral("UserSet0"));
+        const WriteDown w = writeDownOf(which);
+        fillQuietly(w.box, {QStringLiteral("Disable"), QStringLiteral("UserSet0")});
+        selectQuietly(w.box, QStringLiteral("UserSet0"));
+        w.simulation->setChecked(false);
         QSignalSpy clicks(ui()->startBut, &QPushButton::clicked);
-        m_window->lscWriteDown();
+        (m_window.get()->*w.start)();
         failAndConfirm();
         checkCancelled();
-        QVERIFY(cancelBut()->isEnabled());
+        QCOMPARE(cancelBut()->isEnabled(), cancelEnabledAfter);
         checkCaptureLeftOff(clicks);
     }
 };
