@@ -2,6 +2,7 @@
 // restarts and partial images, and the capture slot's corrections, sum, statistics and stop rule.
 #include "camera/cameraserver.h"
 #include "camera/framegrab.h"
+#include "common/threadspy.h"
 #include "loader.h"
 
 #include <QtTest>
@@ -133,7 +134,7 @@ private slots:
         server->m_kPoints = {QList<KPoint>(8, KPoint{100, 1.5})};
         server->m_fpnEnabled = true;
         script.frame(FORMAT_MONO, LSX_BITS_8, 8, 3, 200);
-        QSignalSpy frames(server, &CameraServer::OS_NewFrame);
+        ThreadSpy frames(server, &CameraServer::OS_NewFrame);
         emit server->IS_Capture(false);
         QTRY_VERIFY_WITH_TIMEOUT(frames.count() >= 1, 5000);  // emitted on the worker, maybe before we look
         QTRY_COMPARE(script.stops(), 1);
@@ -151,7 +152,7 @@ private slots:
     void sixteenBitStatisticsReadOneHundred()
     {
         script.frame(FORMAT_MONO, LSX_BITS_16, 6, 5, 25600);
-        QSignalSpy frames(server, &CameraServer::OS_NewFrame);
+        ThreadSpy frames(server, &CameraServer::OS_NewFrame);
         emit server->IS_Capture(false);
         QTRY_VERIFY_WITH_TIMEOUT(frames.count() >= 1, 5000);  // emitted on the worker, maybe before we look
         QTRY_COMPARE(script.stops(), 1);
@@ -166,7 +167,7 @@ private slots:
     {
         server->m_sum = 3;
         script.frame(FORMAT_MONO, LSX_BITS_8, 4000, 1000, 30);
-        QSignalSpy frames(server, &CameraServer::OS_NewFrame);
+        ThreadSpy frames(server, &CameraServer::OS_NewFrame);
         emit server->IS_Capture(false);
         QTRY_VERIFY_WITH_TIMEOUT(frames.count() >= 1, 10000);  // emitted on the worker, maybe before we look
         QTRY_COMPARE(script.stops(), 1);
@@ -180,7 +181,7 @@ private slots:
         server->m_lineCount = 2;
         std::vector<uint8_t> rows{10, 20, 11, 21};  // a0, b0, a1, b1
         script.push(LSX_OK, FORMAT_MONO, LSX_BITS_8, 1, 4, rows.data(), 4, 0);
-        QSignalSpy frames(server, &CameraServer::OS_NewFrame);
+        ThreadSpy frames(server, &CameraServer::OS_NewFrame);
         emit server->IS_Capture(false);
         QTRY_VERIFY_WITH_TIMEOUT(frames.count() >= 1, 5000);  // emitted on the worker, maybe before we look
         QTRY_COMPARE(script.stops(), 1);
@@ -190,39 +191,43 @@ private slots:
 
     void stopWhileNoFramesArriveWaitsForAFrame()
     {
-        QSignalSpy frames(server, &CameraServer::OS_NewFrame);
+        ThreadSpy frames(server, &CameraServer::OS_NewFrame);
         emit server->IS_Capture(true);
         QTRY_VERIFY(script.getFrames() >= 3);
         server->stopCapture();
         const int seen = script.getFrames();
         QTRY_VERIFY(script.getFrames() >= seen + 5);  // still grabbing, the request not yet seen
         QCOMPARE(script.stops(), 0);
+        QCoreApplication::processEvents();  // the spy records what the worker has posted
         QCOMPARE(frames.count(), 0);
         script.frame(FORMAT_MONO, LSX_BITS_8, 4, 2, 9);
         QTRY_COMPARE(script.stops(), 1);
+        QCoreApplication::processEvents();  // the spy records what the worker has posted
         QCOMPARE(frames.count(), 1);
     }
 
     void continuousRunShowsFramesUntilStopped()
     {
-        QSignalSpy frames(server, &CameraServer::OS_NewFrame);
+        ThreadSpy frames(server, &CameraServer::OS_NewFrame);
         for (int i = 0; i < 3; ++i) script.frame(FORMAT_MONO, LSX_BITS_8, 4, 2, 9, 40);
         emit server->IS_Capture(true);
         QTRY_COMPARE(frames.count(), 3);
         server->stopCapture();
         script.frame(FORMAT_MONO, LSX_BITS_8, 4, 2, 9, 40);
         QTRY_COMPARE(script.stops(), 1);
+        QCoreApplication::processEvents();  // the spy records what the worker has posted
         QCOMPARE(frames.count(), 4);
     }
 
     void framesWithin30msAreDropped()
     {
-        QSignalSpy frames(server, &CameraServer::OS_NewFrame);
+        ThreadSpy frames(server, &CameraServer::OS_NewFrame);
         script.frame(FORMAT_MONO, LSX_BITS_8, 4, 2, 9);
         for (int i = 0; i < 4; ++i) script.frame(FORMAT_MONO, LSX_BITS_8, 4, 2, 9, 1);
         script.frame(FORMAT_MONO, LSX_BITS_8, 4, 2, 9, 60);
         emit server->IS_Capture(true);
         QTRY_VERIFY(script.getFrames() >= 8);  // all six taken and the camera gone quiet
+        QCoreApplication::processEvents();  // the spy records what the worker has posted
         QCOMPARE(frames.count(), 2);
         server->stopCapture();
         script.frame(FORMAT_MONO, LSX_BITS_8, 4, 2, 9, 40);
@@ -231,7 +236,7 @@ private slots:
 
     void unsupportedFormatEndsTheRun()
     {
-        QSignalSpy failed(server, &CameraServer::OS_CaptureFailed);
+        ThreadSpy failed(server, &CameraServer::OS_CaptureFailed);
         script.frame(13, LSX_BITS_8, 4, 2, 9);
         emit server->IS_Capture(true);
         QTRY_VERIFY_WITH_TIMEOUT(failed.count() >= 1, 5000);  // emitted on the worker, maybe before we look
@@ -241,7 +246,7 @@ private slots:
 
     void grabErrorEndsTheRun()
     {
-        QSignalSpy failed(server, &CameraServer::OS_CaptureFailed);
+        ThreadSpy failed(server, &CameraServer::OS_CaptureFailed);
         script.failure(LSX_ERR_DISCONNECTED);
         emit server->IS_Capture(true);
         QTRY_VERIFY_WITH_TIMEOUT(failed.count() >= 1, 5000);  // emitted on the worker, maybe before we look
@@ -259,7 +264,7 @@ private slots:
         server->m_kList = {QList<double>(4, 0.5)};
         server->m_fpnEnabled = true;
         for (int i = 0; i < 512; ++i) script.frame(FORMAT_MONO, LSX_BITS_8, 4, 1, 101);
-        QSignalSpy frames(server, &CameraServer::OS_NewFrame);
+        ThreadSpy frames(server, &CameraServer::OS_NewFrame);
         emit server->IS_Capture(false);
         QTRY_VERIFY_WITH_TIMEOUT(frames.count() >= 1, 5000);  // emitted on the worker, maybe before we look
         QTRY_COMPARE(script.stops(), 1);

@@ -3,6 +3,7 @@
 // panels change gain and exposure while frames keep coming, "暂停" stops and the late frame is
 // dropped, the read-outs under the image describe the frame on show, and a camera that drops
 // off the bus mid-capture gives the start button back.
+#include "common/threadspy.h"
 #include "panels/windowharness.h"
 #include "ui_mainwindow.h"
 
@@ -59,7 +60,7 @@ private slots:
     {
         QTreeWidget* list = w->ui->deviceListTreeWidget;
         QTreeWidgetItem* first = list->topLevelItem(0);
-        QSignalSpy frames(w->m_cameraServer, &CameraServer::OS_NewFrame);
+        ThreadSpy frames(w->m_cameraServer, &CameraServer::OS_NewFrame);
         const QPoint at = list->visualItemRect(first).center();
         QElapsedTimer clock;
         clock.start();
@@ -106,7 +107,7 @@ private slots:
     void gainAndExposureFromThePanelsWhileCapturing()
     {
         QVERIFY(w->ui->startBut->isChecked());
-        QSignalSpy frames(w->m_cameraServer, &CameraServer::OS_NewFrame);
+        ThreadSpy frames(w->m_cameraServer, &CameraServer::OS_NewFrame);
 
         w->ui->gainSelSBox->setValue(2.0);
         float gain = 0.0f;
@@ -133,7 +134,7 @@ private slots:
 
     void pauseStopsAndTheLateFrameIsDropped()
     {
-        QSignalSpy frames(w->m_cameraServer, &CameraServer::OS_NewFrame);
+        ThreadSpy frames(w->m_cameraServer, &CameraServer::OS_NewFrame);
         QVERIFY(frames.wait(3000));
         // Let the frame just announced reach the window, then pause.
         QTRY_COMPARE(w->m_pixmap.cacheKey(), frames.last().at(0).value<QPixmap>().cacheKey());
@@ -198,8 +199,8 @@ private slots:
     void disconnectMidCaptureResetsTheStartButton()
     {
         BoxCatcher boxes;
-        QSignalSpy frames(w->m_cameraServer, &CameraServer::OS_NewFrame);
-        QSignalSpy failed(w->m_cameraServer, &CameraServer::OS_CaptureFailed);
+        ThreadSpy frames(w->m_cameraServer, &CameraServer::OS_NewFrame);
+        ThreadSpy failed(w->m_cameraServer, &CameraServer::OS_CaptureFailed);
         w->ui->startBut->click();
         QCOMPARE(w->ui->startBut->text(), QStringLiteral("暂停"));
         QTRY_VERIFY_WITH_TIMEOUT(!frames.isEmpty(), 3000);

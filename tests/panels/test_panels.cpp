@@ -1,6 +1,7 @@
 // The camera list and the feature panels on the simulated camera: connecting and selecting,
 // what the panels read from the camera and from FPN.ini, that filling them writes nothing back,
 // the setters, the ROI, the start button and the picture on show with its read-outs.
+#include "common/threadspy.h"
 #include "panels/windowharness.h"
 #include "ui_mainwindow.h"
 
@@ -113,7 +114,7 @@ private slots:
     {
         QVERIFY(harness::selectCamera(*w, kMono));
         QSignalSpy clicks(w->ui->startBut, &QPushButton::clicked);
-        QSignalSpy frames(w->m_cameraServer, &CameraServer::OS_NewFrame);
+        ThreadSpy frames(w->m_cameraServer, &CameraServer::OS_NewFrame);
         QElapsedTimer clock;
         clock.start();
         QTreeWidgetItem* item = harness::cameraItem(*w, kMono);
@@ -154,7 +155,7 @@ private slots:
     {
         BoxCatcher boxes;
         QCOMPARE(lsx::sim::api().injectFault("lsxOpenByName", 0, LSX_ERR_NO_DEVICE, 1), LSX_OK);
-        QSignalSpy failed(w->m_cameraServer, &CameraServer::OS_CaptureFailed);
+        ThreadSpy failed(w->m_cameraServer, &CameraServer::OS_CaptureFailed);
         QSignalSpy clicks(w->ui->startBut, &QPushButton::clicked);
         QVERIFY(harness::selectCamera(*w, kMono));
         w->ui->connectBut->click();
@@ -233,7 +234,7 @@ private slots:
     void pausedLateFramesDroppedButLoadedPictureShows()
     {
         QVERIFY(connectCamera(kMono));
-        QSignalSpy frames(w->m_cameraServer, &CameraServer::OS_NewFrame);
+        ThreadSpy frames(w->m_cameraServer, &CameraServer::OS_NewFrame);
         QTRY_VERIFY_WITH_TIMEOUT(!frames.isEmpty(), 3000);
         QTRY_VERIFY(!w->m_pixmap.isNull());
         stopAutoCapture();

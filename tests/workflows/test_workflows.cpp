@@ -4,6 +4,7 @@
 // failure (101) or "取消" takes the cancel path, and the start button ends as the capture rule
 // says. The procedures behind the signals are not needed: the tests report into the panel as
 // a procedure would.
+#include "common/threadspy.h"
 #include "app/mainwindow.h"
 #include "app/progressinfowidget.h"
 #include "camera/cameraserver.h"
@@ -106,7 +107,7 @@ class TestWorkflows : public QObject {
     }
 
     // Capture as the operator's "采图" leaves it, without the panels' own slot in the way.
-    void startFrames(QSignalSpy& frames)
+    void startFrames(ThreadSpy& frames)
     {
         ui()->startBut->setChecked(true);
         ui()->startBut->setText(QStringLiteral("暂停"));
@@ -232,7 +233,7 @@ private slots:
     void startedDuringCaptureStopsCaptureFirst()
     {
         makeWindow(true);
-        QSignalSpy frames(server(), &CameraServer::OS_NewFrame);
+        ThreadSpy frames(server(), &CameraServer::OS_NewFrame);
         startFrames(frames);
         QSignalSpy started(server(), &CameraServer::IS_DSNUStart);
 
@@ -256,7 +257,7 @@ private slots:
     void lensShadingStopsCaptureAfterThePanelShows()
     {
         makeWindow(true);
-        QSignalSpy frames(server(), &CameraServer::OS_NewFrame);
+        ThreadSpy frames(server(), &CameraServer::OS_NewFrame);
         startFrames(frames);
         // The panel is up before the stop: at its showing the button is still at "暂停".
         bool checkedWhenShown = false;
@@ -281,7 +282,7 @@ private slots:
     void darkFieldOkLeavesCaptureOff()
     {
         makeWindow(true);
-        QSignalSpy frames(server(), &CameraServer::OS_NewFrame);
+        ThreadSpy frames(server(), &CameraServer::OS_NewFrame);
         startFrames(frames);
         QSignalSpy clicks(ui()->startBut, &QPushButton::clicked);
         m_window->dsnuProcess();
@@ -296,7 +297,7 @@ private slots:
     void brightFieldOkRestartsCaptureWithSoftwareFpn()
     {
         makeWindow(true);
-        QSignalSpy frames(server(), &CameraServer::OS_NewFrame);
+        ThreadSpy frames(server(), &CameraServer::OS_NewFrame);
         startFrames(frames);
         QSignalSpy clicks(ui()->startBut, &QPushButton::clicked);
         m_window->fpnProcess();
