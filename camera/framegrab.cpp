@@ -158,36 +158,12 @@ QImage matToImage(const cv::Mat& img, int format, int bits)
 
 namespace {
 
-// ---- The pixmap, written in the format the raster backend keeps ----
-// A pixmap made from a Grayscale8 or RGB888 image is converted by Qt to RGB32 (for a 16384 x 1000
-// frame that conversion alone took about 30 ms). The image below is written as RGB32 straight
-// from the frame, pixel for pixel what that conversion gives (0xff, R, G, B; grey as R = G = B),
-// and the pixmap then shares it instead of converting it.
-
-inline uint32_t greyPixel(uint8_t g)
-{
-    return 0xff000000u | (static_cast<uint32_t>(g) * 0x010101u);
-}
-
-// Sixteen grey bytes to sixteen RGB32 pixels.
-inline void storeGrey16(__m128i g, uint32_t* q)
-{
-    const __m128i alpha = _mm_set1_epi32(static_cast<int>(0xff000000u));
-    const __m128i lo = _mm_unpacklo_epi8(g, g), hi = _mm_unpackhi_epi8(g, g);
-    auto* out = reinterpret_cast<__m128i*>(q);
-    _mm_storeu_si128(out, _mm_or_si128(_mm_unpacklo_epi16(lo, lo), alpha));
-    _mm_storeu_si128(out + 1, _mm_or_si128(_mm_unpackhi_epi16(lo, lo), alpha));
-    _mm_storeu_si128(out + 2, _mm_or_si128(_mm_unpacklo_epi16(hi, hi), alpha));
-    _mm_storeu_si128(out + 3, _mm_or_si128(_mm_unpackhi_epi16(hi, hi), alpha));
-}
-
-// Eight-bit grey to RGB32, sixteen pixels at a time.
-void greyToRgb32(const uint8_t* p, uint32_t* q, int n)
-{
-    int x = 0;
-    for (; x + 16 <= n; x += 16) storeGrey16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p + x)), q + x);
-    for (; x < n; ++x) q[x] = greyPixel(p[x]);
-}
+// ---- The pixmap ----
+// The pixmap keeps the image's own format (grey for mono frames, RGB888 for colour) instead of
+// letting Qt widen it to RGB32 on the way: that conversion of a 16384 x 1000 frame took about
+// 30 ms and wrote four bytes a pixel. A pixmap of either format draws the same pixels. The
+// image is written straight from the frame into a buffer the worker keeps, and the pixmap then
+// shares it.
 
 // Sixteen-bit samples shown on the 8-bit scale: float(v) x float(1/255), rounded to nearest
 // (ties to even) and saturated, which is what cv::Mat::convertTo does for the display view (the
@@ -200,7 +176,7 @@ inline uint8_t wideGrey(uint16_t v)
     return static_cast<uint8_t>(std::nearbyint(t));
 }
 
-void wideGreyToRgb32(const uint16_t* p, uint32_t* q, int n)
+void wideToGrey(const uint16_t* p, uint8_t* q, int n)
 {
     const __m128i z = _mm_setzero_si128();
     const __m128 scale = _mm_set1_ps(kWideToGrey), top = _mm_set1_ps(255.0f);
@@ -211,70 +187,65 @@ void wideGreyToRgb32(const uint16_t* p, uint32_t* q, int n)
         const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + x + 8));
         const __m128i w0 = _mm_packs_epi32(grey4(_mm_unpacklo_epi16(a, z)), grey4(_mm_unpackhi_epi16(a, z)));
         const __m128i w1 = _mm_packs_epi32(grey4(_mm_unpacklo_epi16(b, z)), grey4(_mm_unpackhi_epi16(b, z)));
-        storeGrey16(_mm_packus_epi16(w0, w1), q + x);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(q + x), _mm_packus_epi16(w0, w1));
     }
-    for (; x < n; ++x) q[x] = greyPixel(wideGrey(p[x]));
+    for (; x < n; ++x) q[x] = wideGrey(p[x]);
 }
 
-// Three bytes per pixel to RGB32; r, g, b are the byte offsets of red, green and blue.
-void colourToRgb32Plain(const uint8_t* p, uint32_t* q, int n, int pitch, int r, int g, int b)
+// Pixels of `pitch` bytes to packed R, G, B; r, g, b are the byte offsets of red, green and blue.
+void toRgb888Plain(const uint8_t* p, uint8_t* q, int n, int pitch, int r, int g, int b)
 {
-    for (int x = 0; x < n; ++x, p += pitch)
-        q[x] = 0xff000000u | (static_cast<uint32_t>(p[r]) << 16) | (static_cast<uint32_t>(p[g]) << 8) | p[b];
+    for (int x = 0; x < n; ++x, p += pitch, q += 3) {
+        q[0] = p[r];
+        q[1] = p[g];
+        q[2] = p[b];
+    }
 }
 
-// The same for packed three-byte pixels, sixteen at a time with a byte shuffle (SSSE3, used only
+// B, G, R to R, G, B, sixteen pixels (48 bytes) at a time with a byte shuffle (SSSE3, used only
 // where the processor has it).
-__attribute__((target("ssse3"))) void packedToRgb32Ssse3(const uint8_t* p, uint32_t* q, int n, bool bgr)
+__attribute__((target("ssse3"))) void swapRedBlueSsse3(const uint8_t* p, uint8_t* q, int n)
 {
-    // Output bytes per pixel in memory: B, G, R, 0xff.
-    const __m128i order = bgr ? _mm_setr_epi8(0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11, -1)
-                              : _mm_setr_epi8(2, 1, 0, -1, 5, 4, 3, -1, 8, 7, 6, -1, 11, 10, 9, -1);
-    const __m128i alpha = _mm_set1_epi32(static_cast<int>(0xff000000u));
+    // Each 16-byte load covers five whole pixels and one byte of the sixth: the shuffle turns
+    // the five and the stores write 15 bytes' worth, so loads step by 15 bytes.
+    const __m128i order = _mm_setr_epi8(2, 1, 0, 5, 4, 3, 8, 7, 6, 11, 10, 9, 14, 13, 12, 15);
     int x = 0;
-    // Four loads of 16 bytes cover 16 pixels (48 bytes); the last load reads 48..63 only while
-    // at least 22 pixels remain, so it never passes the row's end.
-    for (; x + 22 <= n; x += 16) {
-        const uint8_t* s = p + x * 3;
-        const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s));
-        const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + 12));
-        const __m128i c = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + 24));
-        const __m128i d = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + 36));
-        auto* out = reinterpret_cast<__m128i*>(q + x);
-        _mm_storeu_si128(out, _mm_or_si128(_mm_shuffle_epi8(a, order), alpha));
-        _mm_storeu_si128(out + 1, _mm_or_si128(_mm_shuffle_epi8(b, order), alpha));
-        _mm_storeu_si128(out + 2, _mm_or_si128(_mm_shuffle_epi8(c, order), alpha));
-        _mm_storeu_si128(out + 3, _mm_or_si128(_mm_shuffle_epi8(d, order), alpha));
+    // The 16-byte store of five pixels writes one byte past them, which the next store
+    // overwrites; the loop stops while a whole sixth pixel is left, so nothing passes the row.
+    for (; x + 6 <= n; x += 5) {
+        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + x * 3));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(q + x * 3), _mm_shuffle_epi8(v, order));
     }
-    colourToRgb32Plain(p + x * 3, q + x, n - x, 3, bgr ? 2 : 0, 1, bgr ? 0 : 2);
+    toRgb888Plain(p + x * 3, q + x * 3, n - x, 3, 2, 1, 0);
 }
 
-void packedToRgb32(const uint8_t* p, uint32_t* q, int n, bool bgr)
+void swapRedBlue(const uint8_t* p, uint8_t* q, int n)
 {
     static const bool ssse3 = __builtin_cpu_supports("ssse3");
     if (ssse3)
-        packedToRgb32Ssse3(p, q, n, bgr);
+        swapRedBlueSsse3(p, q, n);
     else
-        colourToRgb32Plain(p, q, n, 3, bgr ? 2 : 0, 1, bgr ? 0 : 2);
+        toRgb888Plain(p, q, n, 3, 2, 1, 0);
 }
 
-// An RGB32 image of this size to write into: one the worker made before and that no pixmap
-// holds any more (the window lets go of a frame when the next one arrives), else a new one.
-// Writing a buffer again spares the page faults of a fresh 64 MB allocation on every frame.
-QImage& displayBuffer(int width, int height)
+// An image of this size and format to write into: one the worker made before and that no
+// pixmap holds any more (the window lets go of a frame when the next one arrives), else a new
+// one. Writing a buffer again spares the page faults of a fresh allocation on every frame.
+QImage& displayBuffer(int width, int height, QImage::Format format)
 {
     thread_local QImage spare[2];
+    auto fits = [&](const QImage& s) { return s.width() == width && s.height() == height && s.format() == format; };
     for (QImage& s : spare)
-        if (s.width() == width && s.height() == height && s.isDetached()) return s;
-    // Replace the one that is not of this size first, else the first.
+        if (fits(s) && s.isDetached()) return s;
+    // Replace the one that does not fit first, else the first.
     QImage* slot = &spare[0];
     for (QImage& s : spare)
-        if (s.width() != width || s.height() != height) {
+        if (!fits(s)) {
             slot = &s;
             break;
         }
     *slot = QImage();
-    *slot = QImage(width, height, QImage::Format_RGB32);
+    *slot = QImage(width, height, format);
     return *slot;
 }
 
@@ -283,7 +254,6 @@ QImage& displayBuffer(int width, int height)
 QPixmap matToPixmap(const cv::Mat& img, int format, int bits)
 {
     if (img.empty()) return QPixmap();
-    const bool four = format == FORMAT_BGR32 || format == FORMAT_RGB32;
     switch (format) {
     case FORMAT_MONO:
         if (!(bits == LSX_BITS_8 && img.type() == CV_8UC1) && !(bits == LSX_BITS_16 && img.type() == CV_16UC1))
@@ -300,33 +270,37 @@ QPixmap matToPixmap(const cv::Mat& img, int format, int bits)
     default:
         return QPixmap();
     }
+    const bool mono = format == FORMAT_MONO;
+    const bool four = format == FORMAT_BGR32 || format == FORMAT_RGB32;
     const int w = img.cols, h = img.rows;
-    QImage& out = displayBuffer(w, four ? 2 * h : h);
+    QImage& out = displayBuffer(w, four ? 2 * h : h, mono ? QImage::Format_Grayscale8 : QImage::Format_RGB888);
     if (out.isNull()) return QPixmap();
     for (int y = 0; y < h; ++y) {
-        auto* q = reinterpret_cast<uint32_t*>(out.scanLine(y));
+        uint8_t* q = out.scanLine(y);
+        const uint8_t* p = img.ptr<uint8_t>(y);
         switch (format) {
         case FORMAT_MONO:
             if (bits == LSX_BITS_8)
-                greyToRgb32(img.ptr<uint8_t>(y), q, w);
+                std::copy_n(p, w, q);
             else
-                wideGreyToRgb32(img.ptr<uint16_t>(y), q, w);
+                wideToGrey(img.ptr<uint16_t>(y), q, w);
+            break;
+        case FORMAT_RGB24:
+            std::copy_n(p, 3 * w, q);
             break;
         case FORMAT_BGR24:
-        case FORMAT_RGB24:
-            packedToRgb32(img.ptr<uint8_t>(y), q, w, format == FORMAT_BGR24);
+            swapRedBlue(p, q, w);
             break;
         default: {
             // The colour image above, the fourth channel as grey below.
-            const uint8_t* p = img.ptr<uint8_t>(y);
             if (format == FORMAT_BGR32)
-                colourToRgb32Plain(p, q, w, 4, 2, 1, 0);
+                toRgb888Plain(p, q, w, 4, 2, 1, 0);
             else
-                colourToRgb32Plain(p, q, w, 4, 0, 1, 2);
-            auto* g = reinterpret_cast<uint32_t*>(out.scanLine(h + y));
-            for (int x = 0; x < w; ++x) g[x] = greyPixel(p[x * 4 + 3]);
+                toRgb888Plain(p, q, w, 4, 0, 1, 2);
+            toRgb888Plain(p, out.scanLine(h + y), w, 4, 3, 3, 3);
         }
         }
     }
-    return QPixmap::fromImage(out);  // RGB32 is kept as it is: the pixmap shares the image
+    // The pixmap shares the image as it is, in its own format.
+    return QPixmap::fromImage(out, Qt::NoFormatConversion);
 }
