@@ -9,6 +9,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include <cstdio>
 #include <random>
 
 namespace {
@@ -132,7 +133,7 @@ PREVIEW_BENCH(BM_CopyMono16);
 PREVIEW_BENCH(BM_PreviewMono16);
 PREVIEW_BENCH(BM_CopyBgr24);
 PREVIEW_BENCH(BM_PreviewBgr24);
-#define STAGE_BENCH(fn) BENCHMARK(fn)->Arg(16384)->Unit(benchmark::kMillisecond)->MinTime(0.3)
+#define STAGE_BENCH(fn) BENCHMARK(fn)->Arg(4096)->Arg(16384)->Unit(benchmark::kMillisecond)->MinTime(0.3)
 STAGE_BENCH(BM_StageCorrectMono8);
 STAGE_BENCH(BM_StagePixmapMono8);
 STAGE_BENCH(BM_StageCorrectMono16);
@@ -145,6 +146,11 @@ int main(int argc, char** argv)
     // The pixmap needs a GUI application; no display is needed.
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
     QGuiApplication app(argc, argv);
+    // LSX_PREVIEW_ISA=0, 1 or 2 measures the SSE2, AVX2 or AVX-512 kernels (capped at what the
+    // processor has); by default the best it has.
+    if (qEnvironmentVariableIsSet("LSX_PREVIEW_ISA"))
+        setPreviewIsa(static_cast<PreviewIsa>(qEnvironmentVariableIntValue("LSX_PREVIEW_ISA")));
+    std::fprintf(stderr, "preview kernels: %s\n", previewIsaName(previewIsa()));
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();

@@ -3,11 +3,13 @@
 
 
 #include "calibration/klevels.h"
+#include "camera/preview_wide.h"
 #include "lsx.h"
 
 #include <emmintrin.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <limits>
 
@@ -109,13 +111,50 @@ struct Chain {
 // K of the FPN of one element: either from a plain row `k`, or, with level bands, from `bands`
 // ([element][band], `count` bands) at the band of the element's own value (its high byte for
 // 16-bit data).
+// The wide kernels take the bands the other way round: `byBand` ([band][element], `stride`
+// elements a band) with the sample value where each band starts.
 struct KSource {
     const float* k = nullptr;
     const float* bands = nullptr;
     const uint8_t* bandOf = nullptr;
     int count = 0;
+    const float* byBand = nullptr;
+    size_t stride = 0;
+    const int32_t* start = nullptr;
     bool on() const { return k || bands; }
 };
+
+// The processor's widest registers, looked up once; a test may ask for narrower ones.
+int bestIsa()
+{
+    __builtin_cpu_init();
+    if (__builtin_cpu_supports("avx512f")) return static_cast<int>(PreviewIsa::Avx512);
+    if (__builtin_cpu_supports("avx2")) return static_cast<int>(PreviewIsa::Avx2);
+    return static_cast<int>(PreviewIsa::Sse2);
+}
+std::atomic<int> g_isa{bestIsa()};
+
+// The first elements of a row through the wide kernel of the registers in use; returns how
+// many it did.
+template <typename T>
+int wideChain(T* p, int n, const float* b, const KSource& ks, const float* f, const double* l, float* acc)
+{
+    const int isa = g_isa.load(std::memory_order_relaxed);
+    if (isa == static_cast<int>(PreviewIsa::Sse2)) return 0;
+    WideRow r;
+    if (ks.on()) {
+        r.b = b;
+        r.k = ks.k;
+        r.bands = ks.byBand;
+        r.bandStride = ks.stride;
+        r.bandStart = ks.start;
+        r.bandCount = ks.count;
+    }
+    r.f = f;
+    r.l = l;
+    r.acc = acc;
+    return isa == static_cast<int>(PreviewIsa::Avx512) ? chainRowAvx512(p, n, r) : chainRowAvx2(p, n, r);
+}
 
 template <typename T>
 inline float kOf(const KSource& s, const T* p, int i)
@@ -127,7 +166,7 @@ inline float kOf(const KSource& s, const T* p, int i)
 template <typename T>
 void chainRow(T* p, int n, const float* b, const KSource& ks, const float* f, const double* l, float* acc)
 {
-    int i = 0;
+    int i = wideChain(p, n, b, ks, f, l, acc);
     for (; i + 8 <= n; i += 8) {
         __m128i lo, hi;
         load8(p + i, lo, hi);
@@ -188,6 +227,9 @@ void correctRow(T* p, int y, int i0, int i1, int n, const Chain& c, float* acc)
         ks.bands = t.kByElement.data() + static_cast<size_t>(i0) * t.bandCount;
         ks.bandOf = t.bandOf.data();
         ks.count = t.bandCount;
+        ks.byBand = t.kByBand.data() + i0;
+        ks.stride = static_cast<size_t>(t.rows) * t.columns;
+        ks.start = (sizeof(T) == 2 ? t.bandStartWide : t.bandStart).data();
     } else if (c.lineFpn) {
         const LineFpnTable& t = *c.lineFpn;
         const size_t line = static_cast<size_t>(y % t.lines) * t.columns;
@@ -364,6 +406,19 @@ FpnLevelTable buildFpnLevelTable(const std::vector<uint16_t>& levels, const QLis
             for (int x = 0; x < columns; ++x)
                 t.kByElement[(static_cast<size_t>(x) * rows + r) * t.bandCount + band] =
                     t.k[(static_cast<size_t>(r) * t.bandCount + band) * columns + x];
+    // The wide kernels read K band by band, the elements of a band in the frame's order.
+    t.kByBand.resize(t.k.size());
+    for (int r = 0; r < rows; ++r)
+        for (int band = 0; band < t.bandCount; ++band)
+            for (int x = 0; x < columns; ++x)
+                t.kByBand[static_cast<size_t>(band) * rows * columns + static_cast<size_t>(x) * rows + r] =
+                    t.k[(static_cast<size_t>(r) * t.bandCount + band) * columns + x];
+    t.bandStart.assign(static_cast<size_t>(t.bandCount), 0);
+    t.bandStartWide.assign(static_cast<size_t>(t.bandCount), 0);
+    for (int level = 255; level >= 0; --level) {
+        t.bandStart[t.bandOf[level]] = level;
+        t.bandStartWide[t.bandOf[level]] = level << 8;  // 16-bit data: the band of the high byte
+    }
     t.bInterleaved.resize(t.b.size());
     for (int r = 0; r < rows; ++r)
         for (int x = 0; x < columns; ++x)
@@ -666,4 +721,24 @@ cv::Mat columnMeans(const cv::Mat& img, int format, int bits)
     }
     finishMeans(mean, img.rows, format, bits);
     return mean;
+}
+
+PreviewIsa previewIsa()
+{
+    return static_cast<PreviewIsa>(g_isa.load());
+}
+
+PreviewIsa setPreviewIsa(PreviewIsa wanted)
+{
+    g_isa.store(std::min(static_cast<int>(wanted), bestIsa()));
+    return previewIsa();
+}
+
+const char* previewIsaName(PreviewIsa isa)
+{
+    switch (isa) {
+    case PreviewIsa::Avx512: return "AVX-512";
+    case PreviewIsa::Avx2: return "AVX2";
+    default: return "SSE2";
+    }
 }

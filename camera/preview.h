@@ -40,6 +40,9 @@ struct FpnLevelTable {
     std::vector<float> bInterleaved;        // [column][row], as the channels lie in a frame
     std::array<uint8_t, 256> bandOf{};      // per 8-bit level: its band
     std::vector<float> kByElement;          // [column][row][band]: the K of one element together
+    std::vector<float> kByBand;             // [band][column][row]: a band's K in the frame's order
+    std::vector<int32_t> bandStart;         // per band: its first 8-bit level
+    std::vector<int32_t> bandStartWide;     // per band: its first 16-bit value (level x 256)
 
     bool valid() const { return rows > 0 && columns > 0 && bandCount > 0; }
     // K of one row and column at one 8-bit level, as the pixel correction uses it.
@@ -140,3 +143,12 @@ cv::Mat sumBlocks(const cv::Mat& img, int s);
 // count, always B, G, R (RGB formats are swapped). 16-bit data (bits 2) is divided by 256.
 // Empty for an empty frame.
 cv::Mat columnMeans(const cv::Mat& img, int format, int bits);
+
+// The widest registers the preview's arithmetic runs on: the best the processor has (SSE2 is
+// part of every x86-64), unless a test asked for narrower ones to compare them. All give the
+// same results bit for bit.
+enum class PreviewIsa { Sse2 = 0, Avx2 = 1, Avx512 = 2 };
+PreviewIsa previewIsa();
+// Asks for `wanted`, capped at what the processor has; returns what is then in use.
+PreviewIsa setPreviewIsa(PreviewIsa wanted);
+const char* previewIsaName(PreviewIsa isa);

@@ -182,7 +182,30 @@ bool sameMat(const cv::Mat& a, const cv::Mat& b)
 class TestPreviewKernels : public QObject {
     Q_OBJECT
 
+    // The kernels of every register width the processor has give the literal result.
     void compareWithLiteral(int format, int bits, int lineCount, int fpnSel, int width = 97, int height = 24)
+    {
+        for (PreviewIsa isa : availableIsas()) {
+            setPreviewIsa(isa);
+            compareWithLiteralOn(format, bits, lineCount, fpnSel, width, height);
+            if (QTest::currentTestFailed()) {
+                qWarning("with the %s kernels", previewIsaName(isa));
+                break;
+            }
+        }
+        setPreviewIsa(PreviewIsa::Avx512);
+    }
+
+    static std::vector<PreviewIsa> availableIsas()
+    {
+        std::vector<PreviewIsa> out;
+        for (PreviewIsa isa : {PreviewIsa::Sse2, PreviewIsa::Avx2, PreviewIsa::Avx512})
+            if (setPreviewIsa(isa) == isa) out.push_back(isa);
+        setPreviewIsa(PreviewIsa::Avx512);
+        return out;
+    }
+
+    void compareWithLiteralOn(int format, int bits, int lineCount, int fpnSel, int width, int height)
     {
         std::mt19937 rng(format * 100 + bits * 10 + lineCount + fpnSel + width);
         const int ch = format == FORMAT_MONO ? 1 : (format == FORMAT_BGR24 || format == FORMAT_RGB24 ? 3 : 4);
@@ -301,6 +324,32 @@ private slots:
     // previewFrame gives what applyPreview, sumBlocks and columnMeans give one after the other.
     void previewFrameEqualsTheStepsOneByOne()
     {
+        for (PreviewIsa isa : availableIsas()) {
+            setPreviewIsa(isa);
+            previewFrameEqualsTheStepsOn();
+            if (QTest::currentTestFailed()) {
+                qWarning("with the %s kernels", previewIsaName(isa));
+                break;
+            }
+        }
+        setPreviewIsa(PreviewIsa::Avx512);
+    }
+
+    // The widest kernels are the default, and a request is capped at what the processor has.
+    void registerWidthFollowsTheProcessor()
+    {
+        const PreviewIsa best = __builtin_cpu_supports("avx512f") ? PreviewIsa::Avx512
+                                : __builtin_cpu_supports("avx2")  ? PreviewIsa::Avx2
+                                                                  : PreviewIsa::Sse2;
+        QCOMPARE(previewIsa(), best);
+        QCOMPARE(setPreviewIsa(PreviewIsa::Sse2), PreviewIsa::Sse2);
+        QCOMPARE(setPreviewIsa(PreviewIsa::Avx512), best);
+        qInfo("kernels compared here: %d widths, the widest %s", int(availableIsas().size()), previewIsaName(best));
+    }
+
+private:
+    void previewFrameEqualsTheStepsOn()
+    {
         std::mt19937 rng(5);
         struct Case {
             int format, bits, lines, sum, width, height;
@@ -339,6 +388,7 @@ private slots:
         QVERIFY(!previewFrame(img, 7, 0, PreviewCorrections{}, PreviewSwitches{}, {}, 1, staticMat));
     }
 
+private slots:
     void fpnOfTwoHundredWithBTenAndKOneAndAHalfSaturates()
     {
         const QList<QList<KPoint>> pts{QList<KPoint>(4, KPoint{100, 1.5})};

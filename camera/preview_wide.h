@@ -1,0 +1,82 @@
+#pragma once
+// The preview's chain of one row (FPN, FFC, LSC, column sums) on wide registers: AVX2 (eight
+// elements at a time) and AVX-512 (sixteen). Each is compiled in a file of its own with its
+// instruction set switched on and is called only where the processor has it; the rest of the
+// program stays plain x86-64.
+//
+// The arithmetic is the one of the narrow kernels in preview.cpp, operation for operation: the
+// same single- and double-precision products, the clamp to the depth's range before rounding to
+// nearest (ties to even), the float column sums in the order of the rows. No fused multiply-add.
+//
+// This header is included by those files only with the intrinsics headers and <cstddef>/
+// <cstdint>: code of the standard library instantiated there could be emitted with the wide
+// instruction set and then be picked by the linker for the whole program.
+
+#include <cstddef>
+#include <cstdint>
+
+// The coefficients of the elements of one row segment, each pointer at the segment's first
+// element; a null pointer skips its step.
+struct WideRow {
+    const float* b = nullptr;  // FPN offset B (null: no FPN)
+    const float* k = nullptr;  // FPN gain K of each element, when it does not depend on the value
+    // FPN gain K by level band: band j of the element at i is bands[j * bandStride + i]; band j
+    // starts at the sample value bandStart[j] (ascending, bandStart[0] is 0).
+    const float* bands = nullptr;
+    size_t bandStride = 0;
+    const int32_t* bandStart = nullptr;
+    int bandCount = 0;
+    const float* f = nullptr;   // FFC gain
+    const double* l = nullptr;  // LSC gain
+    float* acc = nullptr;       // column sums, the corrected value added as float
+};
+
+// The chain over the first elements of the segment, a whole number of registers' worth; returns
+// how many it did (the caller does the rest). Call only where the processor has the set.
+int chainRowAvx2(uint8_t* p, int n, const WideRow& r);
+int chainRowAvx2(uint16_t* p, int n, const WideRow& r);
+int chainRowAvx512(uint8_t* p, int n, const WideRow& r);
+int chainRowAvx512(uint16_t* p, int n, const WideRow& r);
+
+// ---- The kernel, written once for both sets ----
+// V supplies the registers and their operations: N lanes, vi (32-bit integers), vf (floats).
+
+template <class V, typename T>
+inline int chainRowWide(T* __restrict p, int n, const WideRow& row)
+{
+    constexpr float top = sizeof(T) == 1 ? 255.0f : 65535.0f;
+    constexpr int N = V::N;
+    // The coefficients in locals: stores to the row must not make them be read again.
+    const float* __restrict b = row.b;
+    const float* __restrict kPlain = row.k;
+    const float* __restrict bands = row.bands;
+    const size_t stride = row.bandStride;
+    const int32_t* __restrict start = row.bandStart;
+    const int count = row.bandCount;
+    const float* __restrict f = row.f;
+    const double* __restrict l = row.l;
+    float* __restrict acc = row.acc;
+    int i = 0;
+    for (; i + N <= n; i += N) {
+        typename V::vi v = V::load(p + i);
+        if (b) {
+            typename V::vf k;
+            if (kPlain) {
+                k = V::loadf(kPlain + i);
+            } else {
+                // K of the element's band: the first band's, replaced band by band where the
+                // value reaches the next band's start (bands ascend). No early way out: on a
+                // noisy frame whether any lane reaches the next band is a coin toss, and a
+                // mispredicted branch costs more than the remaining blends.
+                k = V::loadf(bands + i);
+                for (int j = 1; j < count; ++j) k = V::selectFrom(k, v, start[j], bands + j * stride + i);
+            }
+            v = V::roundClamp(V::mul(V::sub(V::cvt(v), V::loadf(b + i)), k), top);
+        }
+        if (f) v = V::roundClamp(V::mul(V::cvt(v), V::loadf(f + i)), top);
+        if (l) v = V::scaleDouble(v, l + i, top);
+        if (acc) V::storef(acc + i, V::add(V::loadf(acc + i), V::cvt(v)));
+        V::store(p + i, v);
+    }
+    return i;
+}
