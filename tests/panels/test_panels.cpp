@@ -1,6 +1,7 @@
 // The camera list and the feature panels on the simulated camera: connecting and selecting,
 // what the panels read from the camera and from FPN.ini, that filling them writes nothing back,
 // the setters, the ROI, the start button and the picture on show with its read-outs.
+#include "camera/framegrab.h"
 #include "common/threadspy.h"
 #include "panels/windowharness.h"
 #include "ui_mainwindow.h"
@@ -777,6 +778,25 @@ private slots:
         QImage saved(dir.filePath(added));
         QCOMPARE(saved.size(), QSize(32, 16));
         QCOMPARE(QColor(saved.pixel(5, 5)), QColor(90, 90, 90));
+
+        // A mono frame's picture is a grey pixmap as the worker makes it; the file holds the
+        // same grey values.
+        cv::Mat mono(16, 40, CV_8UC1);
+        for (int y = 0; y < mono.rows; ++y)
+            for (int x = 0; x < mono.cols; ++x) mono.at<uint8_t>(y, x) = static_cast<uint8_t>(6 * x + y);
+        w->showPicture(matToPixmap(mono, FORMAT_MONO, LSX_BITS_8), cv::Mat(1, 40, CV_32FC1, cv::Scalar(1.0f)));
+        QTest::qWait(2);  // the file name has the milliseconds
+        const QStringList before2 = dir.entryList({QStringLiteral("*.bmp")}, QDir::Files);
+        w->ui->picSaveBut->click();
+        QString grey;
+        for (const QString& f : dir.entryList({QStringLiteral("*.bmp")}, QDir::Files))
+            if (!before2.contains(f)) grey = f;
+        QVERIFY(!grey.isEmpty());
+        const QImage greySaved(dir.filePath(grey));
+        QCOMPARE(greySaved.size(), QSize(40, 16));
+        QCOMPARE(QColor(greySaved.pixel(0, 0)), QColor(0, 0, 0));
+        QCOMPARE(QColor(greySaved.pixel(39, 15)), QColor(249, 249, 249));
+        QCOMPARE(QColor(greySaved.pixel(10, 3)), QColor(63, 63, 63));
     }
 };
 
