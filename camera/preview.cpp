@@ -577,16 +577,29 @@ void byteStrip(uint8_t* p, size_t step, int rows, const uint8_t* __restrict t, u
             s16[j] = z;
         }
     };
-    for (int y = 0; y < rows; ++y, p += step) {
-        if (y + 8 < rows) _mm_prefetch(reinterpret_cast<const char*>(p + 8 * step), _MM_HINT_T0);
-        uint8_t* __restrict q = p;
-#pragma GCC unroll 64
-        for (int i = 0; i < 64; ++i) q[i] = t[i * 256 + q[i]];
+    auto add = [&](const uint8_t* q) {
         for (int j = 0; j < 4; ++j) {
             const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(q + 16 * j));
             s16[2 * j] = _mm_add_epi16(s16[2 * j], _mm_unpacklo_epi8(v, z));
             s16[2 * j + 1] = _mm_add_epi16(s16[2 * j + 1], _mm_unpackhi_epi8(v, z));
         }
+    };
+    // A row's sums are taken a few rows later: reading sixteen bytes just written one by one
+    // cannot be forwarded from the store buffer and waits for the stores to land.
+    constexpr int lag = 4;
+    uint8_t* const first = p;
+    for (int y = 0; y < rows; ++y, p += step) {
+        if (y + 8 < rows) _mm_prefetch(reinterpret_cast<const char*>(p + 8 * step), _MM_HINT_T0);
+        uint8_t* __restrict q = p;
+#pragma GCC unroll 64
+        for (int i = 0; i < 64; ++i) q[i] = t[i * 256 + q[i]];
+        if (y >= lag) {
+            add(p - lag * step);
+            if (((y - lag) & 255) == 255) carry();
+        }
+    }
+    for (int y = std::max(0, rows - lag); y < rows; ++y) {
+        add(first + static_cast<size_t>(y) * step);
         if ((y & 255) == 255) carry();
     }
     carry();
