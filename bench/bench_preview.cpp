@@ -63,11 +63,36 @@ Setup makeSetup(int format, int bits, int columns)
     return s;
 }
 
-void pipeline(benchmark::State& state, int format, int bits)
+// The frames a run takes, one after the other. Alone: the one frame, again and again, so that
+// it stays in the cache. From a ring: as from a camera, the next of frames three times the size
+// of the last-level cache (32 MB here), so that the copy reads the frame from memory.
+std::vector<cv::Mat> framesOf(const cv::Mat& frame, bool fromRing)
+{
+    if (!fromRing) return {frame};
+    constexpr size_t kRingBytes = size_t(96) << 20;
+    const size_t bytes = frame.total() * frame.elemSize();
+    std::vector<cv::Mat> out;
+    for (size_t total = 0; total < kRingBytes || out.size() < 2; total += bytes) {
+        cv::Mat f = frame.clone();
+        f.row(static_cast<int>(out.size() % f.rows)).setTo(cv::Scalar::all(static_cast<double>(out.size())));
+        out.push_back(f);
+    }
+    return out;
+}
+
+// The deep copy of the library's buffer and, unless `copyOnly`, the whole preview of it.
+void pipeline(benchmark::State& state, int format, int bits, bool fromRing, bool copyOnly)
 {
     const Setup s = makeSetup(format, bits, static_cast<int>(state.range(0)));
+    const std::vector<cv::Mat> frames = framesOf(s.frame, fromRing);
+    size_t next = 0;
     for (auto _ : state) {
-        cv::Mat img = s.frame.clone();  // the deep copy of the library's buffer
+        cv::Mat img = frames[next++ % frames.size()].clone();
+        if (copyOnly) {
+            benchmark::DoNotOptimize(img.data);
+            benchmark::ClobberMemory();
+            continue;
+        }
         cv::Mat means;
         previewFrame(img, format, bits, s.corrections, s.switches, s.ffc, 1, means);
         const QPixmap pixmap = matToPixmap(img, format, bits);
@@ -99,66 +124,12 @@ void pixmapOnly(benchmark::State& state, int format, int bits)
     }
 }
 
-void plainCopy(benchmark::State& state, int format, int bits)
-{
-    const Setup s = makeSetup(format, bits, static_cast<int>(state.range(0)));
-    for (auto _ : state) {
-        cv::Mat img = s.frame.clone();
-        benchmark::DoNotOptimize(img.data);
-        benchmark::ClobberMemory();
-    }
-    state.SetBytesProcessed(state.iterations() * static_cast<int64_t>(s.frame.total() * s.frame.elemSize()));
-}
-
-// The same two, with the frame arriving as from a camera: each run takes the next of a ring of
-// frames three times the size of the last-level cache (32 MB here), so that the copy reads the
-// frame from memory, not from a cache that the previous run left it in.
-std::vector<cv::Mat> ring(const cv::Mat& frame)
-{
-    constexpr size_t kRingBytes = size_t(96) << 20;
-    const size_t bytes = frame.total() * frame.elemSize();
-    std::vector<cv::Mat> out;
-    for (size_t total = 0; total < kRingBytes || out.size() < 2; total += bytes) {
-        cv::Mat f = frame.clone();
-        f.row(static_cast<int>(out.size() % f.rows)).setTo(cv::Scalar::all(static_cast<double>(out.size())));
-        out.push_back(f);
-    }
-    return out;
-}
-
-void pipelineFromRing(benchmark::State& state, int format, int bits)
-{
-    const Setup s = makeSetup(format, bits, static_cast<int>(state.range(0)));
-    const std::vector<cv::Mat> frames = ring(s.frame);
-    size_t next = 0;
-    for (auto _ : state) {
-        cv::Mat img = frames[next++ % frames.size()].clone();
-        cv::Mat means;
-        previewFrame(img, format, bits, s.corrections, s.switches, s.ffc, 1, means);
-        const QPixmap pixmap = matToPixmap(img, format, bits);
-        benchmark::DoNotOptimize(means.data);
-        benchmark::DoNotOptimize(pixmap.cacheKey());
-    }
-}
-
-void copyFromRing(benchmark::State& state, int format, int bits)
-{
-    const Setup s = makeSetup(format, bits, static_cast<int>(state.range(0)));
-    const std::vector<cv::Mat> frames = ring(s.frame);
-    size_t next = 0;
-    for (auto _ : state) {
-        cv::Mat img = frames[next++ % frames.size()].clone();
-        benchmark::DoNotOptimize(img.data);
-        benchmark::ClobberMemory();
-    }
-}
-
-void BM_PreviewMono8(benchmark::State& st) { pipeline(st, FORMAT_MONO, LSX_BITS_8); }
-void BM_CopyMono8(benchmark::State& st) { plainCopy(st, FORMAT_MONO, LSX_BITS_8); }
-void BM_PreviewMono16(benchmark::State& st) { pipeline(st, FORMAT_MONO, LSX_BITS_16); }
-void BM_CopyMono16(benchmark::State& st) { plainCopy(st, FORMAT_MONO, LSX_BITS_16); }
-void BM_PreviewBgr24(benchmark::State& st) { pipeline(st, FORMAT_BGR24, LSX_BITS_8); }
-void BM_CopyBgr24(benchmark::State& st) { plainCopy(st, FORMAT_BGR24, LSX_BITS_8); }
+void BM_PreviewMono8(benchmark::State& st) { pipeline(st, FORMAT_MONO, LSX_BITS_8, false, false); }
+void BM_CopyMono8(benchmark::State& st) { pipeline(st, FORMAT_MONO, LSX_BITS_8, false, true); }
+void BM_PreviewMono16(benchmark::State& st) { pipeline(st, FORMAT_MONO, LSX_BITS_16, false, false); }
+void BM_CopyMono16(benchmark::State& st) { pipeline(st, FORMAT_MONO, LSX_BITS_16, false, true); }
+void BM_PreviewBgr24(benchmark::State& st) { pipeline(st, FORMAT_BGR24, LSX_BITS_8, false, false); }
+void BM_CopyBgr24(benchmark::State& st) { pipeline(st, FORMAT_BGR24, LSX_BITS_8, false, true); }
 
 void BM_StageCorrectMono8(benchmark::State& st) { correctionsOnly(st, FORMAT_MONO, LSX_BITS_8); }
 void BM_StagePixmapMono8(benchmark::State& st) { pixmapOnly(st, FORMAT_MONO, LSX_BITS_8); }
@@ -167,12 +138,12 @@ void BM_StagePixmapMono16(benchmark::State& st) { pixmapOnly(st, FORMAT_MONO, LS
 void BM_StageCorrectBgr24(benchmark::State& st) { correctionsOnly(st, FORMAT_BGR24, LSX_BITS_8); }
 void BM_StagePixmapBgr24(benchmark::State& st) { pixmapOnly(st, FORMAT_BGR24, LSX_BITS_8); }
 
-void BM_RingCopyMono8(benchmark::State& st) { copyFromRing(st, FORMAT_MONO, LSX_BITS_8); }
-void BM_RingPreviewMono8(benchmark::State& st) { pipelineFromRing(st, FORMAT_MONO, LSX_BITS_8); }
-void BM_RingCopyMono16(benchmark::State& st) { copyFromRing(st, FORMAT_MONO, LSX_BITS_16); }
-void BM_RingPreviewMono16(benchmark::State& st) { pipelineFromRing(st, FORMAT_MONO, LSX_BITS_16); }
-void BM_RingCopyBgr24(benchmark::State& st) { copyFromRing(st, FORMAT_BGR24, LSX_BITS_8); }
-void BM_RingPreviewBgr24(benchmark::State& st) { pipelineFromRing(st, FORMAT_BGR24, LSX_BITS_8); }
+void BM_RingCopyMono8(benchmark::State& st) { pipeline(st, FORMAT_MONO, LSX_BITS_8, true, true); }
+void BM_RingPreviewMono8(benchmark::State& st) { pipeline(st, FORMAT_MONO, LSX_BITS_8, true, false); }
+void BM_RingCopyMono16(benchmark::State& st) { pipeline(st, FORMAT_MONO, LSX_BITS_16, true, true); }
+void BM_RingPreviewMono16(benchmark::State& st) { pipeline(st, FORMAT_MONO, LSX_BITS_16, true, false); }
+void BM_RingCopyBgr24(benchmark::State& st) { pipeline(st, FORMAT_BGR24, LSX_BITS_8, true, true); }
+void BM_RingPreviewBgr24(benchmark::State& st) { pipeline(st, FORMAT_BGR24, LSX_BITS_8, true, false); }
 
 }  // namespace
 
