@@ -112,7 +112,7 @@ struct Chain {
 // ([element][band], `count` bands) at the band of the element's own value (its high byte for
 // 16-bit data).
 // The wide kernels take the bands the other way round: `byBand` ([band][element], `stride`
-// elements a band) with the sample value where each band starts.
+// elements a band) with the level where each band starts.
 struct KSource {
     const float* k = nullptr;
     const float* bands = nullptr;
@@ -148,6 +148,7 @@ int wideChain(T* p, int n, const float* b, const KSource& ks, const float* f, co
         r.bands = ks.byBand;
         r.bandStride = ks.stride;
         r.bandStart = ks.start;
+        r.bandShift = sizeof(T) == 2 ? 8 : 0;  // 16-bit data: the band of the high byte
         r.bandCount = ks.count;
     }
     r.f = f;
@@ -229,7 +230,7 @@ void correctRow(T* p, int y, int i0, int i1, int n, const Chain& c, float* acc)
         ks.count = t.bandCount;
         ks.byBand = t.kByBand.data() + i0;
         ks.stride = static_cast<size_t>(t.rows) * t.columns;
-        ks.start = (sizeof(T) == 2 ? t.bandStartWide : t.bandStart).data();
+        ks.start = t.bandStart.data();
     } else if (c.lineFpn) {
         const LineFpnTable& t = *c.lineFpn;
         const size_t line = static_cast<size_t>(y % t.lines) * t.columns;
@@ -400,25 +401,18 @@ FpnLevelTable buildFpnLevelTable(const std::vector<uint16_t>& levels, const QLis
         for (int x = 0; x < columns && x < bList[r].size(); ++x)
             t.b[static_cast<size_t>(r) * columns + x] = static_cast<float>(bList[r][x]);
     // The sweep reads the K of an element by its position in the frame's row and its band.
-    t.kByElement.resize(t.k.size());
-    for (int r = 0; r < rows; ++r)
-        for (int band = 0; band < t.bandCount; ++band)
-            for (int x = 0; x < columns; ++x)
-                t.kByElement[(static_cast<size_t>(x) * rows + r) * t.bandCount + band] =
-                    t.k[(static_cast<size_t>(r) * t.bandCount + band) * columns + x];
     // The wide kernels read K band by band, the elements of a band in the frame's order.
+    t.kByElement.resize(t.k.size());
     t.kByBand.resize(t.k.size());
     for (int r = 0; r < rows; ++r)
         for (int band = 0; band < t.bandCount; ++band)
-            for (int x = 0; x < columns; ++x)
-                t.kByBand[static_cast<size_t>(band) * rows * columns + static_cast<size_t>(x) * rows + r] =
-                    t.k[(static_cast<size_t>(r) * t.bandCount + band) * columns + x];
+            for (int x = 0; x < columns; ++x) {
+                const float k = t.k[(static_cast<size_t>(r) * t.bandCount + band) * columns + x];
+                t.kByElement[(static_cast<size_t>(x) * rows + r) * t.bandCount + band] = k;
+                t.kByBand[static_cast<size_t>(band) * rows * columns + static_cast<size_t>(x) * rows + r] = k;
+            }
     t.bandStart.assign(static_cast<size_t>(t.bandCount), 0);
-    t.bandStartWide.assign(static_cast<size_t>(t.bandCount), 0);
-    for (int level = 255; level >= 0; --level) {
-        t.bandStart[t.bandOf[level]] = level;
-        t.bandStartWide[t.bandOf[level]] = level << 8;  // 16-bit data: the band of the high byte
-    }
+    for (int level = 255; level >= 0; --level) t.bandStart[t.bandOf[level]] = level;
     t.bInterleaved.resize(t.b.size());
     for (int r = 0; r < rows; ++r)
         for (int x = 0; x < columns; ++x)

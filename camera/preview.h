@@ -42,7 +42,6 @@ struct FpnLevelTable {
     std::vector<float> kByElement;          // [column][row][band]: the K of one element together
     std::vector<float> kByBand;             // [band][column][row]: a band's K in the frame's order
     std::vector<int32_t> bandStart;         // per band: its first 8-bit level
-    std::vector<int32_t> bandStartWide;     // per band: its first 16-bit value (level x 256)
 
     bool valid() const { return rows > 0 && columns > 0 && bandCount > 0; }
     // K of one row and column at one 8-bit level, as the pixel correction uses it.

@@ -21,11 +21,13 @@ struct WideRow {
     const float* b = nullptr;  // FPN offset B (null: no FPN)
     const float* k = nullptr;  // FPN gain K of each element, when it does not depend on the value
     // FPN gain K by level band: band j of the element at i is bands[j * bandStride + i]; band j
-    // starts at the sample value bandStart[j] (ascending, bandStart[0] is 0).
+    // starts at the level bandStart[j] (ascending, bandStart[0] is 0), the level being the
+    // sample shifted right by bandShift.
     const float* bands = nullptr;
     size_t bandStride = 0;
     const int32_t* bandStart = nullptr;
     int bandCount = 0;
+    int bandShift = 0;
     const float* f = nullptr;   // FFC gain
     const double* l = nullptr;  // LSC gain
     float* acc = nullptr;       // column sums, the corrected value added as float
@@ -53,6 +55,7 @@ inline int chainRowWide(T* __restrict p, int n, const WideRow& row)
     const size_t stride = row.bandStride;
     const int32_t* __restrict start = row.bandStart;
     const int count = row.bandCount;
+    const int shift = row.bandShift;
     const float* __restrict f = row.f;
     const double* __restrict l = row.l;
     float* __restrict acc = row.acc;
@@ -69,7 +72,7 @@ inline int chainRowWide(T* __restrict p, int n, const WideRow& row)
                 // noisy frame whether any lane reaches the next band is a coin toss, and a
                 // mispredicted branch costs more than the remaining blends.
                 k = V::loadf(bands + i);
-                for (int j = 1; j < count; ++j) k = V::selectFrom(k, v, start[j], bands + j * stride + i);
+                for (int j = 1; j < count; ++j) k = V::selectFrom(k, v, start[j] << shift, bands + j * stride + i);
             }
             v = V::roundClamp(V::mul(V::sub(V::cvt(v), V::loadf(b + i)), k), top);
         }
