@@ -1,8 +1,6 @@
 // K level interpolation and the level tables.
 #include "calibration/klevels.h"
 
-#include "camera/cameraserver.h"
-
 #include <cmath>
 
 const std::vector<uint16_t> fpnLevels3{16, 64, 255};
@@ -66,9 +64,4 @@ void kAtLevel(const QList<QList<KPoint>>& kPoints, uint8_t maxK, uint8_t level, 
             out.append(k);
         }
     }
-}
-
-void CameraServer::kAtLevel(uint8_t level, QList<double>& out, int rows) const
-{
-    ::kAtLevel(m_kPoints, m_maxK, level, out, rows);
 }

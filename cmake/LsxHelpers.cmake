@@ -1,16 +1,24 @@
-# lsx_module(NAME [SOURCES...]) - a static library of one folder. Sources are the folder's
+# lsx_module(NAME [SERVER files...]) - a static library of one folder. Sources are the folder's
 # *.cpp, *.h and *.ui files (globbed, CONFIGURE_DEPENDS, so new files need no CMake edit).
+# The files named after SERVER are the CameraServer slots of the folder's procedures: they are
+# compiled into the server's own target (camera), not into the folder's kernel library, so that
+# the kernels never depend on the server and links run one way.
 function(lsx_module name)
+  cmake_parse_arguments(M "" "" "SERVER" ${ARGN})
   file(GLOB _src CONFIGURE_DEPENDS
        ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp ${CMAKE_CURRENT_SOURCE_DIR}/*.h
        ${CMAKE_CURRENT_SOURCE_DIR}/*.ui ${CMAKE_CURRENT_SOURCE_DIR}/*.qrc)
   list(FILTER _src EXCLUDE REGEX "/main\\.cpp$")
+  foreach(_s IN LISTS M_SERVER)
+    list(REMOVE_ITEM _src ${CMAKE_CURRENT_SOURCE_DIR}/${_s})
+    target_sources(camera PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/${_s})
+  endforeach()
   if(NOT _src)
     # A folder whose code is still to come: keep the target so that others can link it.
     set(_src ${CMAKE_BINARY_DIR}/empty_${name}.cpp)
     file(WRITE ${_src} "// ${name}: no sources yet\n")
   endif()
-  add_library(${name} STATIC ${_src} ${ARGN})
+  add_library(${name} STATIC ${_src} ${M_UNPARSED_ARGUMENTS})
   target_include_directories(${name} PUBLIC ${CMAKE_CURRENT_SOURCE_DIR} ${PROJECT_SOURCE_DIR})
 endfunction()
 
