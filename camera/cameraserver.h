@@ -25,6 +25,8 @@
 #include <QStringList>
 #include <QVector>
 
+#include <vector>
+
 #include <opencv2/core.hpp>
 
 class QSettings;
@@ -155,9 +157,38 @@ private:
     // The factory record (key 136): m_maxK, m_maxB and m_supportMLK, a zero falling back alone.
     void readFactoryRecord();
 
+    // ---- Procedure helpers of the calibration folder, on the worker unless said otherwise ----
+    // The answer of an operation as the operator reads it: the text's "%1-%2" filled with the
+    // status in decimal and its text.
+    static QString withStatus(const QString& text, lsxStatus status);
+    // The cancel flag, read under the read lock.
+    bool cancelRequested() const { return locked(m_cancel); }
+    // Whether the DOffset operations leave this camera alone: not a line-scan camera, or a model
+    // that takes no DOffset.
+    bool doffsetSkipped() const;
+    // Writes a DOffset value by the camera's path: its register, or the two sensor registers
+    // (magnitude, then sign; a failure of the first skips the second).
+    lsxStatus writeDoffset(int value);
+    // The dark-field procedure of the TVK317 family.
+    void dsnuTvk317();
+    // The preparation of a normal dark-field run; false after a failure it has reported.
+    bool dsnuPrepare();
+    // One gain of a normal dark-field run; false when the run must end with a failure.
+    bool dsnuGain(float gain, bool autoDoffset);
+
 public:
     // Procedure helpers shared by several slots; defined in the folders of those procedures.
+    // Preparation of a calibration (calibration/preparation.cpp).
+    lsxStatus enableSoftTrigger();
+    bool fpnRoiCheck(int height);
+    // The planes of a delivered frame (deep copies), by m_lineCount; false for a format the
+    // calibrations don't take.
+    bool splitFramePlanes(const lsxFrame& frameInfo, const void* buffer, bool deinterleave,
+                          std::vector<cv::Mat>& planes) const;
+    // DOffset (calibration/doffset.cpp). fpnReadDoffset also runs on the GUI thread at open.
     lsxStatus fpnReadDoffset();
+    bool fpnSetDoffset();
+    bool fpnDetectDoffset();
     // K of every row and column at one pixel level, from m_kPoints and m_maxK (see klevels.h).
     void kAtLevel(uint8_t level, QList<double>& out, int rows) const;
 };

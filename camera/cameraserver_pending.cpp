@@ -2,8 +2,6 @@
 // each one does nothing.
 #include "cameraserver.h"
 
-void CameraServer::disableSoftIsp() {}
-void CameraServer::dsnuStart(bool) {}
 void CameraServer::fpnStart() {}
 void CameraServer::fpnWriteDown(int) {}
 void CameraServer::expTest(int) {}
@@ -14,4 +12,3 @@ void CameraServer::lscWriteDown(int, QString) {}
 QList<QList<double>> CameraServer::readFfcParam(int) { return {}; }
 bool CameraServer::saveFpnFile(const QString&) { return false; }
 bool CameraServer::loadFpnFile(const QString&) { return false; }
-lsxStatus CameraServer::fpnReadDoffset() { return LSX_OK; }

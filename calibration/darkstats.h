@@ -1,0 +1,91 @@
+#pragma once
+// The numbers of the dark-field measurement: a frame dealt into its planes, the column means
+// and their range per plane, the judging step of the DOffset walk, and the B row with its lift.
+//
+// Units: "raw" is the sample as the frame holds it (0..255 for 8-bit frames, 0..65472 for
+// 16-bit frames, the 10-bit data in the high bits). Brightness limits are judged on a scale the
+// caller gives: 1 for 8-bit frames, 1/256 (the 8-bit scale) for the dark-field limit and 1/64
+// (10-bit units) for the DOffset walk on 16-bit frames.
+
+#include <QList>
+
+#include <opencv2/core.hpp>
+
+#include <cstdint>
+#include <vector>
+
+// The image planes of one frame held as a matrix of its own (a deep copy of the library's buffer,
+// `frame` rows x columns). Mono frames give one plane; with `deinterleave` and lineCount above 1
+// that plane is dealt into lineCount planes, plane i made of rows i, i + lineCount, i + 2 *
+// lineCount and so on (so 4002 rows give 1001, 1001, 1000, 1000). Three- and four-channel colour
+// frames give their channels in memory order. A mono frame the program could not take (an empty
+// matrix) stays one empty plane, or lineCount empty planes. Returns false, with no planes, for a
+// format other than mono, BGR24, RGB24, BGR32 and RGB32, or a matrix whose channel count does not
+// fit the format.
+bool splitFramePlanes(const cv::Mat& frame, int format, int lineCount, bool deinterleave, std::vector<cv::Mat>& planes);
+
+// Column means of one plane of 8- or 16-bit samples, as the brightness checks take them: each
+// sample times `sampleScale` in single precision, each column summed over all rows in single
+// precision, then times 1/rows. A 1 x columns CV_32F row; empty for a plane without rows or of
+// another element type.
+cv::Mat columnMeansF(const cv::Mat& plane, float sampleScale = 1.0f);
+
+// The darkest and the brightest of a row of column means, times `scale` (single precision).
+// Both 0 for an empty row.
+struct MeanRange {
+    float min = 0.0f;
+    float max = 0.0f;
+};
+MeanRange meanRange(const cv::Mat& means, float scale = 1.0f);
+// The same of a plane's column means (columnMeansF).
+MeanRange columnMeanRange(const cv::Mat& plane, float scale);
+// The range over several planes: the smallest minimum and the largest maximum.
+MeanRange columnMeanRange(const std::vector<cv::Mat>& planes, float scale);
+
+// The samples' scale for a brightness judged on the 8-bit scale, by the frame's bits (0 is
+// 8-bit): 1 or 1/256.
+float eightBitScale(uint32_t bits);
+// The samples' scale of the DOffset walk: 1 for 8-bit frames, 1/64 (10-bit units) otherwise.
+float doffsetScale(uint32_t bits);
+
+// One row of B, from a dark plane, in double precision: per column the sum over all rows and the
+// column's maximum (from 0); mean = sum / rows. 8-bit planes keep the mean with its fraction,
+// 16-bit planes keep it truncated toward zero, in raw 16-bit units. `lift` is the average over
+// the columns of (maximum - mean), in raw units, from the means before truncation. Another
+// element type, or a plane without rows or columns, gives an empty row and a lift of 0.
+struct DarkRow {
+    QList<double> b;
+    double lift = 0.0;
+};
+DarkRow darkRow(const cv::Mat& plane);
+
+// ---- DOffset ----
+
+// The signed black level as the camera reports it: a value above 128 wraps to value - 256, so
+// 200 is -56 and 128 stays 128.
+int32_t wrapDoffset(int32_t value);
+
+// The walk's bound: values beyond +-min(maxB, 127) are not tried.
+int doffsetLimit(int maxB);
+
+// The state of the DOffset walk: the value on trial, the value of the trial before, and how the
+// frame of that trial was judged. A new walk starts at 1 with both judgements false.
+struct DoffsetWalk {
+    int d = 1;
+    int last = 1;
+    bool prevBelow = false;
+    bool prevAbove = false;
+    bool done = false;  // d is the result
+};
+
+// Judges the frame taken at w.d, with the darkest and the brightest column mean of all its planes
+// on the walk's scale (doffsetScale), and moves the walk on:
+//  - below: maxB is strictly above the brightest mean; above: the darkest mean is strictly
+//    above 1.0;
+//  - a frame no longer below after one that was, or no longer above after one that was, ends the
+//    walk on the value before (d = last);
+//  - too bright (neither this frame nor the last below): d falls by 1, and may land on 0;
+//  - otherwise d falls by 1 when above and rises by 1 when not, jumping over 0 either way.
+// The value found is the lowest on the walk whose darkest column stays above 1.0 while the
+// brightest stays under maxB.
+void judgeDoffsetFrame(DoffsetWalk& w, float minMean, float maxMean, int maxB);

@@ -1,0 +1,150 @@
+// CameraServer: the camera's black level DOffset.
+//
+//  - fpnReadDoffset (at open, on the GUI thread, and before a save or a flat-field run): the
+//    camera's value, by its register or by the two sensor registers, into Params/DOffset.
+//  - fpnSetDoffset: the stored value into the camera.
+//  - fpnDetectDoffset, with the stream running on soft trigger:
+//     1. the image height of a measurement;
+//     2. walk: write the value on trial, take one dark frame, judge its darkest and brightest
+//        column (judgeDoffsetFrame) and step, until the walk ends, leaves its bounds (failure,
+//        with the value two steps back stored) or the operator cancels;
+//     3. store and apply the value found.
+// Cameras that are not line-scan cameras, and the models that take no DOffset, are left alone.
+#include "camera/cameraserver.h"
+
+#include "calibration/darkstats.h"
+#include "camera/tables.h"
+#include "statustext.h"
+
+#include <QDebug>
+#include <QSettings>
+
+namespace {
+
+constexpr uint32_t kDoffsetFrameTimeoutMs = 3000;
+// DOffset sign register value for a negative level.
+constexpr uint32_t kNegativeSign = 8;
+
+const QString kSetFailed = QStringLiteral("DOffset设置出错，错误原因：%1-%2.");
+
+}  // namespace
+
+bool CameraServer::doffsetSkipped() const
+{
+    if (!m_isLinescan) return true;
+    const lsxCameraInfo info = cameraInfo(m_cameraName);
+    const QString model = cameraInfoText(info.model, sizeof info.model);
+    for (const QString& row : supportedModels)
+        if (model.contains(row, Qt::CaseSensitive)) return true;
+    return false;
+}
+
+lsxStatus CameraServer::writeDoffset(int value)
+{
+    if (m_hasBlackLevelReg) return lsxWriteGenICamReg(m_handle, GVR_SEN_BLACK_LEVEL, static_cast<uint32_t>(value));
+    lsxRegPair magnitude{LSX_SENSOR_REG_DOFFSET_MAG, static_cast<uint32_t>(value < 0 ? -value : value)};
+    const lsxStatus status = lsxSet(m_handle, LSX_KEY_SENSOR_REG, &magnitude, nullptr);
+    if (status != LSX_OK) return status;
+    lsxRegPair sign{LSX_SENSOR_REG_DOFFSET_SIGN, value < 0 ? kNegativeSign : 0u};
+    return lsxSet(m_handle, LSX_KEY_SENSOR_REG, &sign, nullptr);
+}
+
+lsxStatus CameraServer::fpnReadDoffset()
+{
+    if (doffsetSkipped()) return LSX_OK;
+    // A failed read counts as a camera without the register.
+    uint32_t word = LSX_REG_UNSUPPORTED;
+    const lsxStatus status = lsxReadGenICamReg(m_handle, GVR_SEN_BLACK_LEVEL, &word);
+    qDebug() << "read GVR_SEN_BLACK_LEVEL : " << word;
+    m_hasBlackLevelReg = word != LSX_REG_UNSUPPORTED;
+    int32_t value = static_cast<int32_t>(word);
+    if (!m_hasBlackLevelReg) {
+        lsxRegPair magnitude{LSX_SENSOR_REG_DOFFSET_MAG, 0};
+        lsxStatus read = lsxGet(m_handle, LSX_KEY_SENSOR_REG, &magnitude, nullptr);
+        lsxRegPair sign{LSX_SENSOR_REG_DOFFSET_SIGN, 0};
+        if (read == LSX_OK) read = lsxGet(m_handle, LSX_KEY_SENSOR_REG, &sign, nullptr);
+        if (read != LSX_OK) {
+            qDebug() << "set doffset failed : " << statusText(read);
+            return read;
+        }
+        value = static_cast<int32_t>(magnitude.value);
+        if (sign.value == kNegativeSign) value = -value;
+    }
+    value = wrapDoffset(value);
+    emit OS_FpnInfo(10, QStringLiteral("当前DOffset为：%1.").arg(value));
+    m_settings->setValue(FpnIni::DOffset, value);
+    m_settings->sync();
+    qDebug() << "get doffset : " << value;
+    return status;
+}
+
+bool CameraServer::fpnSetDoffset()
+{
+    if (doffsetSkipped()) return true;
+    m_settings->sync();
+    if (!m_settings->allKeys().contains(FpnIni::DOffset)) {
+        m_settings->setValue(FpnIni::DOffset, FpnIni::DOffsetDefault);
+        m_settings->sync();
+    }
+    const int value = m_settings->value(FpnIni::DOffset, FpnIni::DOffsetDefault).toInt();
+    const lsxStatus status = writeDoffset(value);
+    if (status != LSX_OK) {
+        qDebug() << "set doffset failed.";
+        emit OS_FpnInfo(101, withStatus(kSetFailed, status));
+        lsxStop(m_handle);
+        return false;
+    }
+    emit OS_FpnInfo(10, QStringLiteral("DOffset设置为：%1.").arg(value));
+    return true;
+}
+
+bool CameraServer::fpnDetectDoffset()
+{
+    if (doffsetSkipped()) return true;
+    if (!fpnRoiCheck(m_roiHeight)) return false;
+
+    // The walk fails when it leaves its bounds or a write fails. Otherwise it ends on the value it
+    // stands on, which is stored and applied: found, cancelled, or taken when no usable frame came
+    // (the caller's own cancel test or grab then ends the run).
+    auto failAt = [this](const QString& why, int stored) {
+        emit OS_FpnInfo(101, why);
+        lsxStop(m_handle);
+        m_settings->setValue(FpnIni::DOffset, stored);
+        m_settings->sync();
+        return false;
+    };
+
+    const int limit = doffsetLimit(m_maxB);
+    DoffsetWalk walk;
+    while (!walk.done && !cancelRequested()) {
+        if (walk.d < -limit)
+            return failAt(QStringLiteral("检测DOffset出错，环境亮度太高，请在暗场下执行暗场校正。"), walk.d + 2);
+        if (walk.d > limit)
+            return failAt(QStringLiteral("检测DOffset出错，使用最大DOffset也无法满足条件，请手动输入数值重试。"),
+                          walk.d - 2);
+        const lsxStatus written = writeDoffset(walk.d);
+        if (written != LSX_OK) {
+            qDebug() << "set doffset failed.";
+            emit OS_FpnInfo(101, withStatus(kSetFailed, written));
+            lsxStop(m_handle);
+            return false;
+        }
+
+        lsxFrame frame;
+        void* buffer = nullptr;
+        if (lsxTriggerFire(m_handle) != LSX_OK) break;
+        if (lsxGetFrame(m_handle, &frame, &buffer, kDoffsetFrameTimeoutMs) != LSX_OK) break;
+        std::vector<cv::Mat> planes;
+        if (!splitFramePlanes(frame, buffer, true, planes)) {
+            emit OS_FpnInfo(90, QStringLiteral("不支持的图像格式，仅支持 FORMAT_MONO & FORMAT_BGR24 & FORMAT_RGB24."));
+            break;
+        }
+        const MeanRange range = columnMeanRange(planes, doffsetScale(frame.bits));
+        judgeDoffsetFrame(walk, range.min, range.max, m_maxB);
+    }
+
+    qDebug() << "final doffset : " << walk.d;
+    m_settings->setValue(FpnIni::DOffset, walk.d);
+    m_settings->sync();
+    return fpnSetDoffset();
+}

@@ -1,0 +1,120 @@
+// CameraServer: bringing the camera to raw data on demand before a calibration measures.
+//
+// Shared by the dark field, the bright field and the exposure test; the flat-field and
+// lens-shading computations use the soft trigger and the switch-off of the image processing too.
+//  - disableSoftIsp: colour, gamma, contrast, black level, noise reduction, sharpness, flips,
+//    mono, inverse, the SCS shift and the colour matrix all off, the user colour solution chosen
+//    and an identity matrix written. Nothing is remembered: the window re-reads the camera's
+//    features when the operator closes the procedure's panel.
+//  - enableSoftTrigger: trigger source software, trigger mode on.
+//  - fpnRoiCheck: the image height a measurement needs.
+//  - splitFramePlanes: a delivered frame as planes of its own (the library reuses its buffer).
+#include "camera/cameraserver.h"
+
+#include "calibration/darkstats.h"
+#include "calibration/klevels.h"
+#include "camera/framegrab.h"
+#include "camera/tables.h"
+#include "statustext.h"
+
+#include <QDebug>
+
+#include <algorithm>
+#include <cstring>
+
+QString CameraServer::withStatus(const QString& text, lsxStatus status)
+{
+    return text.arg(status).arg(statusText(status));
+}
+
+void CameraServer::disableSoftIsp()
+{
+    if (!m_isLinescan) return;
+    emit OS_FpnInfo(10, QStringLiteral("正在关闭色彩、翻转等相关设置...\n可在操作结束后恢复。"));
+    // No answer is checked: a camera without one of these features keeps the others.
+    lsxSetSaturationState(m_handle, false);
+    lsxSetColorTemperatureState(m_handle, false);
+    lsxSetBayerDecodeSel(m_handle, 0);
+    lsxSetGammaState(m_handle, false);
+    lsxSetContrastState(m_handle, false);
+    lsxSetBlackLevelState(m_handle, false);
+    lsxSetNoiseReduct2dState(m_handle, false);
+    lsxSetNoiseReduct3dState(m_handle, false);
+    lsxSetSharpnessState(m_handle, false);
+    lsxSetFlipHorizontalState(m_handle, false);
+    lsxSetMonoState(m_handle, false);
+    lsxSetInverseState(m_handle, false);
+    lsxSetConfigString(m_handle, "ReverseX", "false");
+    lsxSetConfigString(m_handle, "SCS.LineShift", "0");
+    lsxSetBoolValue(m_handle, "CCMEnable", false);
+
+    // The colour solution whose name says "user", in any case; with none the selection stays.
+    for (int32_t index = 0;; ++index) {
+        lsxSelectionDetail detail;
+        std::memset(&detail, 0, sizeof detail);
+        if (lsxGetColorSolutionSelDetail(m_handle, index, &detail) != LSX_OK) break;
+        const QString text = cameraInfoText(detail.text, sizeof detail.text);
+        if (text.contains(QLatin1String("user"), Qt::CaseInsensitive)) {
+            lsxSetColorSolutionSel(m_handle, index);
+            break;
+        }
+    }
+
+    lsxColorMatrix identity;
+    std::memset(&identity, 0, sizeof identity);
+    identity.m[0][0] = identity.m[1][1] = identity.m[2][2] = 1.0f;
+    lsxSetUserColorMatrix(m_handle, &identity);
+}
+
+lsxStatus CameraServer::enableSoftTrigger()
+{
+    int32_t source = 0;
+    lsxStatus status = lsxGetTriggerSource(m_handle, &source);
+    if (status != LSX_OK) return status;
+    if (source != 0) {
+        status = lsxSetTriggerSource(m_handle, 0);
+        if (status != LSX_OK) return status;
+    }
+    bool on = false;
+    status = lsxGetTriggerState(m_handle, &on);
+    if (status != LSX_OK) return status;
+    if (!on) return lsxSetTriggerState(m_handle, true);
+    return LSX_OK;
+}
+
+bool CameraServer::fpnRoiCheck(int height)
+{
+    bool roiOn = false;
+    if (lsxGetRoiState(m_handle, &roiOn) != LSX_OK) return false;
+    // With ROI off the camera need not fill the record; it is read all the same, over zeros, so
+    // that the comparison and the write below start from what the camera has.
+    lsxRegion region;
+    std::memset(&region, 0, sizeof region);
+    const lsxStatus read = lsxGetRoi(m_handle, &region);
+    if (roiOn && read != LSX_OK) return false;
+
+    int wanted = height;
+    if (!m_isLinescan) {
+        lsxSensorInfo sensor;
+        std::memset(&sensor, 0, sizeof sensor);
+        if (lsxGetSensorInfo(m_handle, &sensor) != LSX_OK) return false;
+        if (region.H == height) return true;
+        wanted = std::min(wanted, sensor.maxHeight);
+    } else if (region.H == height) {
+        return true;
+    }
+    region.H = wanted;
+    return lsxSetRoi(m_handle, &region) == LSX_OK;
+}
+
+bool CameraServer::splitFramePlanes(const lsxFrame& frameInfo, const void* buffer, bool deinterleave,
+                                    std::vector<cv::Mat>& planes) const
+{
+    return ::splitFramePlanes(frameToMat(frameInfo, buffer), static_cast<int>(frameInfo.format), m_lineCount,
+                              deinterleave, planes);
+}
+
+void CameraServer::kAtLevel(uint8_t level, QList<double>& out, int rows) const
+{
+    ::kAtLevel(m_kPoints, m_maxK, level, out, rows);
+}

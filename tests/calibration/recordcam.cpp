@@ -1,0 +1,322 @@
+// The recording camera library of recordcam.h.
+#include "recordcam.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+
+namespace {
+RecordCam* g = nullptr;
+}  // namespace
+
+lsxStatus recordCall(const char* name, const std::string& args)
+{
+    if (!g) recordcamReset();
+    g->calls.push_back(std::string(name) + "(" + args + ")");
+    auto it = g->faults.find(name);
+    if (it == g->faults.end()) return 0;
+    RecordCam::Fault& f = it->second;
+    if (f.after > 0) {
+        --f.after;
+        return 0;
+    }
+    const lsxStatus status = f.status;
+    if (f.times > 0 && --f.times == 0) g->faults.erase(it);
+    return status;
+}
+
+#define RECORD(name, ...)                                           \
+    if (lsxStatus fault_ = recordCall(#name, recordArgs(__VA_ARGS__))) \
+    return fault_
+
+namespace {
+
+lsxStatus defaultFrame(RecordCam& c, lsxFrame& frame, std::vector<uint8_t>& buffer)
+{
+    const int w = std::max(1, c.roi.W), h = std::max(1, c.roi.H);
+    buffer.assign(size_t(w) * h * 2, 0);
+    auto* p = reinterpret_cast<uint16_t*>(buffer.data());
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) {
+            const double v = std::nearbyint(c.darkLevel(x, c.doffset()) * 64.0);
+            p[size_t(y) * w + x] = uint16_t(std::clamp(v, 0.0, 65472.0));
+        }
+    frame.format = FORMAT_MONO;
+    frame.bits = LSX_BITS_16;
+    frame.channels = 1;
+    frame.width = w;
+    frame.height = h;
+    frame.size = uint32_t(buffer.size());
+    return LSX_OK;
+}
+
+void copyText(char* to, size_t size, const char* from) { std::snprintf(to, size, "%s", from); }
+
+}  // namespace
+
+extern "C" {
+
+RecordCam* recordcam()
+{
+    if (!g) recordcamReset();
+    return g;
+}
+
+void recordcamReset()
+{
+    delete g;
+    g = new RecordCam;
+    copyText(g->info.friendlyName, sizeof g->info.friendlyName, "REC-1");
+    copyText(g->info.model, sizeof g->info.model, "LSREC");
+    copyText(g->info.cameraType, sizeof g->info.cameraType, "LineScan");
+    g->factory.maxK = 2;
+    g->factory.maxB = 64;
+    g->roi.W = 8;
+    g->roi.H = 8;
+    g->correction.enable = 1;
+    g->colorSolutions = {"Default", "Vivid", "User"};
+    g->frame = defaultFrame;
+    g->darkLevel = [](int, int d) { return 4.0 + d; };
+}
+
+lsxStatus lsxRefresh(int32_t* count)
+{
+    RECORD(lsxRefresh);
+    *count = 1;
+    return LSX_OK;
+}
+
+lsxStatus lsxEnum(int32_t index, lsxCameraInfo* info)
+{
+    RECORD(lsxEnum, index);
+    if (index != 0) return LSX_ERR_OUT_OF_RANGE;
+    *info = g->info;
+    return LSX_OK;
+}
+
+lsxStatus lsxOpenByName(const char* name, int32_t mode, lsxHandle* handle)
+{
+    RECORD(lsxOpenByName, name, mode);
+    *handle = 1;
+    return LSX_OK;
+}
+
+lsxStatus lsxGetCameraInfo(lsxHandle, lsxCameraInfo* info)
+{
+    RECORD(lsxGetCameraInfo);
+    *info = g->info;
+    return LSX_OK;
+}
+
+lsxStatus lsxGetSensorInfo(lsxHandle, lsxSensorInfo* info)
+{
+    RECORD(lsxGetSensorInfo);
+    std::memset(info, 0, sizeof *info);
+    info->maxHeight = g->sensorMaxHeight;
+    return LSX_OK;
+}
+
+lsxStatus lsxReadGenICamReg(lsxHandle, uint32_t reg, uint32_t* value)
+{
+    RECORD(lsxReadGenICamReg, reg);
+    if (reg == GVR_SEN_BLACK_LEVEL) *value = g->blackLevelReg;
+    else if (reg == GVR_MULTI_FPN_SELECT) *value = g->lineReg;
+    else return LSX_ERR_ADDRESS;
+    return LSX_OK;
+}
+
+lsxStatus lsxWriteGenICamReg(lsxHandle, uint32_t reg, uint32_t value)
+{
+    RECORD(lsxWriteGenICamReg, reg, int32_t(value));
+    if (reg != GVR_SEN_BLACK_LEVEL) return LSX_ERR_ADDRESS;
+    g->blackLevelReg = value & 0xFF;
+    g->doffsetWrites.push_back(int32_t(value));
+    return LSX_OK;
+}
+
+lsxStatus lsxGet(lsxHandle, uint32_t key, void* payload, uint32_t* size)
+{
+    if (key == LSX_KEY_SENSOR_REG) {
+        auto* pair = static_cast<lsxRegPair*>(payload);
+        RECORD(lsxGet, key, pair->reg);
+        pair->value = pair->reg == LSX_SENSOR_REG_DOFFSET_MAG ? g->reg83 : g->reg84;
+        return LSX_OK;
+    }
+    RECORD(lsxGet, key);
+    if (key == LSX_KEY_FACTORY) {
+        std::memcpy(payload, &g->factory, sizeof g->factory);
+        return LSX_OK;
+    }
+    if (key == LSX_KEY_CORRECTION_SWITCH) {
+        if (!size || *size < sizeof g->correction) return LSX_ERR_BLOCK_SIZE;
+        std::memcpy(payload, &g->correction, sizeof g->correction);
+        return LSX_OK;
+    }
+    return LSX_ERR_NOT_SUPPORTED;
+}
+
+lsxStatus lsxSet(lsxHandle, uint32_t key, void* payload, uint32_t* size)
+{
+    if (key == LSX_KEY_SENSOR_REG) {
+        const auto* pair = static_cast<const lsxRegPair*>(payload);
+        RECORD(lsxSet, key, pair->reg, pair->value);
+        if (pair->reg == LSX_SENSOR_REG_DOFFSET_MAG) {
+            g->reg83 = pair->value;
+        } else {
+            g->reg84 = pair->value;
+            g->doffsetWrites.push_back(g->doffset());
+        }
+        return LSX_OK;
+    }
+    if (key == LSX_KEY_FPN_ENABLE) {
+        RECORD(lsxSet, key, bool(*static_cast<const uint8_t*>(payload)));
+        g->fpnEnable = *static_cast<const uint8_t*>(payload) != 0;
+        return LSX_OK;
+    }
+    if (key == LSX_KEY_CORRECTION_SWITCH) {
+        const auto* block = static_cast<const lsxCorrectionSwitch*>(payload);
+        RECORD(lsxSet, key, uint32_t(block->enable));
+        if (!size || *size < sizeof g->correction) return LSX_ERR_BLOCK_SIZE;
+        g->correction = *block;
+        return LSX_OK;
+    }
+    RECORD(lsxSet, key);
+    return LSX_ERR_NOT_SUPPORTED;
+}
+
+lsxStatus lsxGetRoiState(lsxHandle, bool* on)
+{
+    RECORD(lsxGetRoiState);
+    *on = g->roiOn;
+    return LSX_OK;
+}
+
+lsxStatus lsxGetRoi(lsxHandle, lsxRegion* region)
+{
+    RECORD(lsxGetRoi);
+    // With ROI off a camera need not fill the record: this one leaves it as it is.
+    if (g->roiOn) *region = g->roi;
+    return LSX_OK;
+}
+
+lsxStatus lsxSetRoi(lsxHandle, const lsxRegion* region)
+{
+    RECORD(lsxSetRoi, region->X, region->Y, region->W, region->H);
+    g->roi = *region;
+    return LSX_OK;
+}
+
+lsxStatus lsxGetSourceFormat(lsxHandle, int32_t* f)
+{
+    RECORD(lsxGetSourceFormat);
+    *f = g->source;
+    return LSX_OK;
+}
+
+lsxStatus lsxSetSourceFormat(lsxHandle, int32_t f)
+{
+    RECORD(lsxSetSourceFormat, f);
+    g->source = f;
+    return LSX_OK;
+}
+
+lsxStatus lsxGetTargetFormat(lsxHandle, int32_t* f)
+{
+    RECORD(lsxGetTargetFormat);
+    *f = g->target;
+    return LSX_OK;
+}
+
+lsxStatus lsxSetTargetFormat(lsxHandle, int32_t f)
+{
+    RECORD(lsxSetTargetFormat, f);
+    g->target = f;
+    return LSX_OK;
+}
+
+lsxStatus lsxGetTriggerSource(lsxHandle, int32_t* s)
+{
+    RECORD(lsxGetTriggerSource);
+    *s = g->triggerSource;
+    return LSX_OK;
+}
+
+lsxStatus lsxSetTriggerSource(lsxHandle, int32_t s)
+{
+    RECORD(lsxSetTriggerSource, s);
+    g->triggerSource = s;
+    return LSX_OK;
+}
+
+lsxStatus lsxGetTriggerState(lsxHandle, bool* on)
+{
+    RECORD(lsxGetTriggerState);
+    *on = g->trigger;
+    return LSX_OK;
+}
+
+lsxStatus lsxSetTriggerState(lsxHandle, bool on)
+{
+    RECORD(lsxSetTriggerState, on);
+    g->trigger = on;
+    return LSX_OK;
+}
+
+lsxStatus lsxGetColorSolutionSelDetail(lsxHandle, int32_t index, lsxSelectionDetail* detail)
+{
+    RECORD(lsxGetColorSolutionSelDetail, index);
+    if (index < 0 || size_t(index) >= g->colorSolutions.size()) return LSX_ERR_OUT_OF_RANGE;
+    std::memset(detail, 0, sizeof *detail);
+    copyText(detail->text, sizeof detail->text, g->colorSolutions[size_t(index)].c_str());
+    detail->index = index;
+    return LSX_OK;
+}
+
+lsxStatus lsxSetUserColorMatrix(lsxHandle, const lsxColorMatrix* matrix)
+{
+    RECORD(lsxSetUserColorMatrix);
+    g->lastMatrix = *matrix;
+    return LSX_OK;
+}
+
+lsxStatus lsxSetAnalogGain(lsxHandle, float gain)
+{
+    RECORD(lsxSetAnalogGain, gain);
+    g->gain = gain;
+    return LSX_OK;
+}
+
+lsxStatus lsxStart(lsxHandle)
+{
+    // An answer above 1 (already running) starts the stream all the same.
+    const lsxStatus fault = recordCall("lsxStart", "");
+    g->started = fault == 0 || fault > LSX_OK;
+    return fault ? fault : LSX_OK;
+}
+
+lsxStatus lsxStop(lsxHandle)
+{
+    RECORD(lsxStop);
+    g->started = false;
+    return LSX_OK;
+}
+
+lsxStatus lsxTriggerFire(lsxHandle)
+{
+    RECORD(lsxTriggerFire);
+    return g->started ? LSX_OK : LSX_ERR_NOT_STARTED;
+}
+
+lsxStatus lsxGetFrame(lsxHandle, lsxFrame* frame, void** buffer, uint32_t timeoutMs)
+{
+    RECORD(lsxGetFrame, timeoutMs);
+    std::memset(frame, 0, sizeof *frame);
+    const lsxStatus status = g->frame(*g, *frame, g->buffer);
+    *buffer = g->buffer.data();
+    return status;
+}
+
+lsxStatus lsxDebugFormat(lsxHandle, int32_t, const char*, const char*, ...) { return LSX_OK; }
+
+}  // extern "C"
