@@ -4,6 +4,7 @@
 #include "ui_mainwindow.h"
 
 #include "app/progressinfowidget.h"
+#include "app/scenecontrol.h"
 #include "app/style.h"
 #include "camera/cameraserver.h"
 #include "camera/metatypes.h"
@@ -11,8 +12,10 @@
 #include "views/profilewidget.h"
 #include "views/scenemodel.h"
 #include "views/statisticswidget.h"
+#include "loader.h"
 
 #include <QAbstractItemView>
+#include <QBoxLayout>
 #include <QCloseEvent>
 #include <QDebug>
 #include <QGraphicsView>
@@ -20,6 +23,20 @@
 #include <QScrollBar>
 #include <QTimer>
 #include <QTreeWidget>
+
+namespace {
+
+// The box layout, at any depth below `layout`, that holds `widget` itself.
+QBoxLayout* boxHolding(QLayout* layout, QWidget* widget)
+{
+    if (!layout) return nullptr;
+    if (layout->indexOf(widget) >= 0) return qobject_cast<QBoxLayout*>(layout);
+    for (int i = 0; i < layout->count(); ++i)
+        if (QBoxLayout* found = boxHolding(layout->itemAt(i)->layout(), widget)) return found;
+    return nullptr;
+}
+
+}  // namespace
 
 MainWindow::MainWindow(const QString& deviceName, int tabIndex, QWidget* parent)
     : QMainWindow(parent),
@@ -120,6 +137,15 @@ void MainWindow::connectForm()
     connect(ui->connectBut, &QPushButton::clicked, this, &MainWindow::connectDevice);
     connect(ui->helpBut, &QPushButton::clicked, this, &MainWindow::showHelpDialog);
     connect(ui->propertyDialogBut, &QPushButton::clicked, this, &MainWindow::showPropertyDialog);
+    if (lsx::hasSceneControl()) {
+        // A simulated camera: the operator can cover its lens and change its light.
+        m_sceneBut = new QPushButton(QStringLiteral("模拟场景"), ui->propertyDialogBut->parentWidget());
+        m_sceneBut->setObjectName(QStringLiteral("sceneControlBut"));
+        if (QBoxLayout* row = boxHolding(ui->propertyDialogBut->parentWidget()->layout(), ui->propertyDialogBut))
+            row->insertWidget(row->indexOf(ui->propertyDialogBut) + 1, m_sceneBut);
+        m_sceneBut->setEnabled(false);
+        connect(m_sceneBut, &QPushButton::clicked, this, &MainWindow::showSceneControl);
+    }
     connect(ui->linescanRatio, &QRadioButton::clicked, this, &MainWindow::changeCameraType);
     connect(ui->matrixRatio, &QRadioButton::clicked, this, &MainWindow::changeCameraType);
     connect(m_cameraServer, &CameraServer::OS_IsLinescan, this, &MainWindow::cameraTypeChanged);

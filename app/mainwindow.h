@@ -36,6 +36,8 @@ class SceneModel;
 class ImageItem;
 class ProfileWidget;
 class StatisticsWidget;
+class SceneControl;
+class QPushButton;
 class QCloseEvent;
 class QComboBox;
 class QResizeEvent;
@@ -73,6 +75,8 @@ public slots:
     void isTVK317(bool isTvk317);
     void showHelpDialog();
     void showPropertyDialog();
+    // The simulated camera's scene (lens cap, light); offered only when the library has one.
+    void showSceneControl();
 
     // ---- Feature panels: settings and camera properties ----
     void paramApply();
@@ -189,4 +193,7 @@ public:
     bool m_hideFunction = true;
     QString m_deviceName;
     StatisticsWidget* m_statisticsWidget = nullptr;
+    // Beside "更多调节" when the camera library is the simulated camera's.
+    QPushButton* m_sceneBut = nullptr;
+    SceneControl* m_sceneControl = nullptr;
 };

@@ -4,6 +4,8 @@
 #include "mainwindow.h"
 #include "ui_mainwindow.h"
 
+#include "app/scenecontrol.h"
+
 #include "camera/cameraserver.h"
 #include "camera/tables.h"
 #include "statustext.h"
@@ -138,9 +140,12 @@ void MainWindow::switchSelectCamera()
         // The open camera stays open; its panels come back when it is selected again.
         ui->featureWidget->hide();
         ui->propertyDialogBut->setEnabled(false);
+        if (m_sceneBut) m_sceneBut->setEnabled(false);
     } else {
         ui->featureWidget->show();
         ui->propertyDialogBut->setEnabled(true);
+        if (m_sceneBut) m_sceneBut->setEnabled(true);
+        if (m_sceneControl) m_sceneControl->setCamera(m_cameraServer->cameraName());
         ui->lumRangeWidget->setVisible(m_cameraServer->m_supportMLK == 0);
         ui->filterEnableWidget->hide();
         loadFeatures();
@@ -214,6 +219,15 @@ void MainWindow::showHelpDialog()
 {
     m_helpDialog.show();
     m_helpDialog.activateWindow();
+}
+
+void MainWindow::showSceneControl()
+{
+    if (!m_cameraServer->m_opened) return;
+    if (!m_sceneControl) m_sceneControl = new SceneControl(this);
+    m_sceneControl->setCamera(m_cameraServer->cameraName());
+    m_sceneControl->show();
+    m_sceneControl->raise();
 }
 
 void MainWindow::showPropertyDialog()

@@ -18,7 +18,16 @@ struct Table {
     lsxStatus(*lsxDebugFormat) LSX_DEBUG_FORMAT_PARAMS = nullptr;
 };
 
+// The simulated camera's scene functions, bound when present.
+using GetSceneFn = lsxStatus (*)(const char*, int32_t*, double*, double*, double*);
+using SetSceneFn = lsxStatus (*)(const char*, int32_t, double, double, double);
+struct SceneTable {
+    GetSceneFn get = nullptr;
+    SetSceneFn set = nullptr;
+};
+
 Table g_table;
+SceneTable g_scene;
 void* g_library = nullptr;
 std::string g_path;
 
@@ -73,6 +82,9 @@ BindResult bindLibrary(const std::string& path)
     }
 
     g_table = table;
+    SceneTable scene{reinterpret_cast<GetSceneFn>(dlsym(lib, "lsxSimGetScene")),
+                     reinterpret_cast<SetSceneFn>(dlsym(lib, "lsxSimSetScene"))};
+    if (scene.get && scene.set) g_scene = scene;
     g_library = lib;
     g_path = path;
     result.ok = true;
@@ -82,6 +94,7 @@ BindResult bindLibrary(const std::string& path)
 void unbindLibrary()
 {
     g_table = Table{};
+    g_scene = SceneTable{};
     if (g_library) dlclose(g_library);
     g_library = nullptr;
     g_path.clear();
@@ -90,6 +103,20 @@ void unbindLibrary()
 bool isBound() { return g_library != nullptr; }
 
 std::string boundLibraryPath() { return g_path; }
+
+bool hasSceneControl() { return g_scene.get != nullptr; }
+
+int32_t getScene(const std::string& camera, Scene& scene)
+{
+    if (!g_scene.get) return LSX_ERR_NOT_SUPPORTED;
+    return g_scene.get(camera.c_str(), &scene.kind, &scene.level, &scene.slope, &scene.falloff);
+}
+
+int32_t setScene(const std::string& camera, const Scene& scene)
+{
+    if (!g_scene.set) return LSX_ERR_NOT_SUPPORTED;
+    return g_scene.set(camera.c_str(), scene.kind, scene.level, scene.slope, scene.falloff);
+}
 
 std::string simulatorFileName() { return "liblsxsim.so"; }
 

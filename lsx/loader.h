@@ -6,6 +6,7 @@
 // library failed to bind, every operation answers LSX_ERR_NOT_CONNECTED (-7) and lsxRefresh
 // counts no camera, so the program starts and shows an empty camera list.
 
+#include <cstdint>
 #include <string>
 
 namespace lsx {
@@ -26,6 +27,25 @@ void unbindLibrary();
 
 bool isBound();
 std::string boundLibraryPath();
+
+// The scene of a simulated camera, in the terms of its library's lsxSimSetScene: kind 0 dark
+// (the lens cap on), 1 a flat target, 2 a test pattern; the light at the line's centre in 10-bit
+// units per microsecond at gain 1; the light's slope from edge to edge and the lens fall-off at
+// the ends, as fractions.
+struct Scene {
+    int32_t kind = 1;
+    double level = 0.0;
+    double slope = 0.0;
+    double falloff = 0.0;
+};
+
+// Whether the bound library lets the program set its scene: our simulated camera does, a real
+// camera library does not. Bound beside the operations when the library exports lsxSimGetScene
+// and lsxSimSetScene; their absence is no failure.
+bool hasSceneControl();
+// The scene of a camera by friendly name; -2 (not supported) without scene control.
+int32_t getScene(const std::string& camera, Scene& scene);
+int32_t setScene(const std::string& camera, const Scene& scene);
 
 // The simulated camera's file name, as installed beside the executable.
 std::string simulatorFileName();

@@ -82,6 +82,9 @@ enum {
  * fall-off at the line's ends (0.25 = ends at 75 %). Negative slope/falloff keep theirs. */
 LSX_API lsxStatus lsxSimSetScene(const char* camera, int32_t kind, double level, double slope, double falloff);
 
+/* The scene as it stands, in the terms of lsxSimSetScene, of one camera. */
+LSX_API lsxStatus lsxSimGetScene(const char* camera, int32_t* kind, double* level, double* slope, double* falloff);
+
 /* Temporal noise (read and shot noise) on or off; off gives exact, repeatable frames. */
 LSX_API lsxStatus lsxSimSetNoise(const char* camera, bool on);
 
@@ -141,6 +144,7 @@ namespace sim {
 // by lsx/loader is the one controlled. Members stay null when no simulator is there.
 struct Api {
     decltype(&::lsxSimSetScene) setScene = nullptr;
+    decltype(&::lsxSimGetScene) getScene = nullptr;
     decltype(&::lsxSimSetNoise) setNoise = nullptr;
     decltype(&::lsxSimSetTimeScale) setTimeScale = nullptr;
     decltype(&::lsxSimInjectFault) injectFault = nullptr;
@@ -170,6 +174,7 @@ inline Api loadApi(const char* path = nullptr)
     api.library = lib;
 #define LSX_SIM_RESOLVE(member, symbol) api.member = reinterpret_cast<decltype(api.member)>(dlsym(lib, #symbol));
     LSX_SIM_RESOLVE(setScene, lsxSimSetScene)
+    LSX_SIM_RESOLVE(getScene, lsxSimGetScene)
     LSX_SIM_RESOLVE(setNoise, lsxSimSetNoise)
     LSX_SIM_RESOLVE(setTimeScale, lsxSimSetTimeScale)
     LSX_SIM_RESOLVE(injectFault, lsxSimInjectFault)

@@ -422,6 +422,15 @@ void Camera::setScene(int kind, double level, double slope, double falloff)
     invalidateLocked();
 }
 
+void Camera::scene(int32_t* kind, double* level, double* slope, double* falloff) const
+{
+    Lock lock(m_mutex);
+    *kind = m_s->scene;
+    *level = m_s->light;
+    *slope = m_s->slope;
+    *falloff = m_s->falloff;
+}
+
 void Camera::setNoise(bool on)
 {
     Lock lock(m_mutex);

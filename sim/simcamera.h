@@ -178,6 +178,7 @@ public:
 
     // test extensions
     void setScene(int kind, double level, double slope, double falloff);
+    void scene(int32_t* kind, double* level, double* slope, double* falloff) const;
     void setNoise(bool on);
     void setTimeScale(double s);
     void frameTimeouts(int n);

@@ -381,6 +381,15 @@ lsxStatus lsxSimSetScene(const char* camera, int32_t kind, double level, double 
     LSX_SIM_EACH(camera, cam->setScene(kind, level, slope, falloff))
 }
 
+lsxStatus lsxSimGetScene(const char* camera, int32_t* kind, double* level, double* slope, double* falloff)
+{
+    if (!kind || !level || !slope || !falloff) return LSX_ERR_INVALID_ARG;
+    auto list = named(camera);
+    if (list.size() != 1) return list.empty() ? LSX_ERR_LOGICAL_DEVICE : LSX_ERR_INVALID_ARG;
+    list[0]->scene(kind, level, slope, falloff);
+    return LSX_OK;
+}
+
 lsxStatus lsxSimSetNoise(const char* camera, bool on) { LSX_SIM_EACH(camera, cam->setNoise(on)) }
 
 lsxStatus lsxSimSetTimeScale(const char* camera, double scale)

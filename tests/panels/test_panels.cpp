@@ -7,12 +7,17 @@
 #include "ui_mainwindow.h"
 
 #include "statustext.h"
+#include "app/progressinfowidget.h"
+#include "app/scenecontrol.h"
 
 #include "views/imageitem.h"
 #include "views/profilewidget.h"
 #include "views/scenemodel.h"
 
+#include <QCheckBox>
 #include <QDir>
+#include <QDoubleSpinBox>
+#include <QTextEdit>
 #include <QElapsedTimer>
 #include <QRegularExpression>
 #include <QSettings>
@@ -350,7 +355,7 @@ private slots:
         QCOMPARE(ini.value(FpnIni::GainMin).toDouble(), 2.5);
         QCOMPARE(ini.value(FpnIni::GainMax).toDouble(), 2.5);
         QCOMPARE(ini.value(FpnIni::PixelMax).toInt(), 150);
-        QCOMPARE(ini.value(FpnIni::DOffset).toInt(), -5);
+        QCOMPARE(ini.value(FpnIni::DOffset).toInt(), 0);
         QCOMPARE(ini.value(FpnIni::FlatEnable).toBool(), true);
     }
 
@@ -798,6 +803,116 @@ private slots:
         QCOMPARE(QColor(greySaved.pixel(0, 0)), QColor(0, 0, 0));
         QCOMPARE(QColor(greySaved.pixel(39, 15)), QColor(249, 249, 249));
         QCOMPARE(QColor(greySaved.pixel(10, 3)), QColor(63, 63, 63));
+    }
+
+    // ---- The simulated camera's scene ----
+
+    // The scene of the open camera, as the simulated camera holds it.
+    int32_t sceneKind(double* level = nullptr)
+    {
+        int32_t kind = -1;
+        double l = 0, slope = 0, falloff = 0;
+        const QByteArray name = w->m_cameraServer->cameraName().toLatin1();
+        if (lsx::sim::api().getScene(name.constData(), &kind, &l, &slope, &falloff) != LSX_OK) return -1;
+        if (level) *level = l;
+        return kind;
+    }
+
+    // The mean of the last mono frame's column means, on the 8-bit scale.
+    double lastFrameMean() const { return w->m_staticMat.empty() ? -1.0 : cv::mean(w->m_staticMat)[0]; }
+
+    SceneControl* openSceneControl()
+    {
+        auto* but = w->findChild<QPushButton*>(QStringLiteral("sceneControlBut"));
+        if (!but || !but->isEnabled()) return nullptr;
+        but->click();
+        auto* control = w->findChild<SceneControl*>(QStringLiteral("sceneControl"));
+        return control && control->isVisible() ? control : nullptr;
+    }
+
+    void sceneControlCoversTheLens()
+    {
+        auto* but = w->findChild<QPushButton*>(QStringLiteral("sceneControlBut"));
+        QVERIFY(but);
+        QCOMPARE(but->text(), QStringLiteral("模拟场景"));
+        QVERIFY(!but->isEnabled());
+        QVERIFY(connectCamera(kMono));
+        QVERIFY(but->isEnabled());
+        SceneControl* control = openSceneControl();
+        QVERIFY(control);
+        QCOMPARE(control->windowTitle(), QStringLiteral("模拟场景"));
+        auto* cap = control->findChild<QCheckBox*>(QStringLiteral("lensCapCheck"));
+        auto* pattern = control->findChild<QCheckBox*>(QStringLiteral("patternCheck"));
+        auto* level = control->findChild<QDoubleSpinBox*>(QStringLiteral("lightLevelSBox"));
+        QVERIFY(cap && pattern && level);
+        QVERIFY(!cap->isChecked());
+        QCOMPARE(sceneKind(), int(LSX_SIM_SCENE_FLAT));
+        QTRY_VERIFY_WITH_TIMEOUT(lastFrameMean() > 60.0, 5000);
+
+        // Covered: the live image goes dark.
+        cap->click();
+        QCOMPARE(sceneKind(), int(LSX_SIM_SCENE_DARK));
+        QVERIFY(!pattern->isEnabled());
+        QTRY_VERIFY_WITH_TIMEOUT(lastFrameMean() >= 0.0 && lastFrameMean() < 5.0, 5000);
+
+        // Uncovered with half the light, then the test pattern.
+        level->setValue(level->value() / 2);
+        cap->click();
+        double light = 0;
+        QCOMPARE(sceneKind(&light), int(LSX_SIM_SCENE_FLAT));
+        QCOMPARE(light, level->value());
+        pattern->click();
+        QCOMPARE(sceneKind(), int(LSX_SIM_SCENE_PATTERN));
+
+        // Another camera selected: the control goes off with the panels.
+        QVERIFY(harness::selectCamera(*w, kMultiLine));
+        QVERIFY(!but->isEnabled());
+        QVERIFY(harness::selectCamera(*w, kMono));
+        stopAutoCapture();
+    }
+
+    void darkFieldEndToEndUnderTheLensCap()
+    {
+        {
+            QSettings ini(fpnIniPath(), QSettings::IniFormat);
+            ini.setValue(FpnIni::GainMin, 1.0);
+            ini.setValue(FpnIni::GainMax, 1.0);
+        }
+        QVERIFY(lsx::sim::api().setTimeScale(nullptr, 0.05) == LSX_OK);
+        QVERIFY(connectCamera(kMono));
+        QTRY_VERIFY_WITH_TIMEOUT(w->ui->startBut->isChecked(), 3000);
+        SceneControl* control = openSceneControl();
+        QVERIFY(control);
+        control->findChild<QCheckBox*>(QStringLiteral("lensCapCheck"))->click();
+        control->hide();
+        w->ui->autoDoffsetCheck->setChecked(true);
+
+        // The operator's click, with the live image running.
+        QTest::mouseClick(w->ui->dsnuProcessBut, Qt::LeftButton);
+        ProgressInfoWidget* panel = w->m_progressInfo;
+        auto* content = panel->findChild<QTextEdit*>(QStringLiteral("contentEdit"));
+        auto* define = panel->findChild<QPushButton*>(QStringLiteral("defineBut"));
+        QVERIFY(panel->isVisible());
+        QCOMPARE(w->ui->startBut->text(), QStringLiteral("采图"));
+        QTRY_VERIFY_WITH_TIMEOUT(content->toPlainText().contains(QStringLiteral("暗场校正-暗场校正执行完成。")), 30000);
+        QVERIFY(content->toPlainText().contains(QStringLiteral("暗场校正-增益为 1 暗场校正完成.")));
+        QVERIFY(!content->toPlainText().contains(QStringLiteral("错误")));
+        QTRY_VERIFY_WITH_TIMEOUT(define->isVisible(), 5000);
+        QCOMPARE(w->m_cameraServer->m_bList.size(), 1);
+        QCOMPARE(w->m_cameraServer->m_bList[0].size(), 4096);
+
+        // "确定": the panel goes, the panels show the DOffset found, capture stays off.
+        QTest::mouseClick(define, Qt::LeftButton);
+        QVERIFY(!panel->isVisible());
+        QCOMPARE(w->ui->startBut->text(), QStringLiteral("采图"));
+        QSettings ini(fpnIniPath(), QSettings::IniFormat);
+        QCOMPARE(w->ui->doffsetSBox->value(), ini.value(FpnIni::DOffset).toInt());
+        // The operator's "采图" brings the live image back: dark, as the lens is still covered.
+        w->m_staticMat.release();
+        w->ui->startBut->click();
+        QTRY_VERIFY_WITH_TIMEOUT(lastFrameMean() >= 0.0, 5000);
+        QVERIFY(lastFrameMean() < 5.0);
+        stopAutoCapture();
     }
 };
 

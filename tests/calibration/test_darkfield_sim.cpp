@@ -1,0 +1,274 @@
+// The dark field on the simulated camera: the B rows measured in darkness against the camera's
+// truth for the mono, four-line and colour cameras over gains 1 to 3, the DOffset the search
+// leaves, the lit scene refused, and the run under the camera's faults.
+#include "camera/cameraserver.h"
+#include "camera/tables.h"
+#include "loader.h"
+#include "sim/lsxsim.h"
+#include "statustext.h"
+
+#include <QFile>
+#include <QSettings>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <cmath>
+#include <memory>
+
+namespace {
+
+using Report = QPair<int, QString>;
+
+QList<Report> reportsOf(const QSignalSpy& spy)
+{
+    QList<Report> out;
+    for (const QList<QVariant>& args : spy) out.append({args.at(0).toInt(), args.at(1).toString()});
+    return out;
+}
+
+// Read noise of the test cameras, 10-bit units at gain 1.
+constexpr double kReadNoise = 0.7;
+constexpr int kWidth = 256;
+
+double normalCdf(double z) { return 0.5 * std::erfc(-z / std::sqrt(2.0)); }
+
+// Mean and standard deviation of a sample as the camera delivers it: the 10-bit value t plus
+// Gaussian noise sigma, rounded to a whole number, clipped to 0..1023, then put on the frame's
+// scale (x 64 for 16-bit frames, the top 8 bits for 8-bit frames).
+struct Moments {
+    double mean = 0.0;
+    double sd = 0.0;
+};
+Moments delivered(double t, double sigma, bool eightBit)
+{
+    double m1 = 0.0, m2 = 0.0;
+    const int lo = std::max(0, int(std::floor(t - 10 * sigma)) - 1);
+    const int hi = std::min(1023, int(std::ceil(t + 10 * sigma)) + 1);
+    for (int r = lo; r <= hi; ++r) {
+        const double below = r == 0 ? 0.0 : normalCdf((r - 0.5 - t) / sigma);
+        const double upTo = r == 1023 ? 1.0 : normalCdf((r + 0.5 - t) / sigma);
+        const double p = upTo - below;
+        const double q = eightBit ? double(r >> 2) : double(r) * 64.0;
+        m1 += p * q;
+        m2 += p * q * q;
+    }
+    return {m1, std::sqrt(std::max(0.0, m2 - m1 * m1))};
+}
+
+}  // namespace
+
+class TestDarkFieldSim : public QObject {
+    Q_OBJECT
+
+    QTemporaryDir m_root;
+    std::unique_ptr<QTemporaryDir> m_doc;
+    const lsx::sim::Api* m_api = nullptr;
+
+    std::unique_ptr<CameraServer> openServer(const QString& name)
+    {
+        auto s = std::make_unique<CameraServer>();
+        s->enumerate();
+        s->open(name);
+        return s;
+    }
+
+    void store(const QString& key, const QVariant& value)
+    {
+        QSettings ini(fpnIniPath(), QSettings::IniFormat);
+        ini.setValue(key, value);
+    }
+
+    void coverLens(const QString& name, bool covered)
+    {
+        QCOMPARE(m_api->setScene(name.toLatin1().constData(), covered ? LSX_SIM_SCENE_DARK : LSX_SIM_SCENE_FLAT, -1,
+                                 -1, -1),
+                 LSX_OK);
+    }
+
+    // The camera's stream is stopped: a frame asked for answers "not started" at once.
+    static bool streamStopped(lsxHandle h)
+    {
+        lsxFrame frame;
+        void* buffer = nullptr;
+        return lsxGetFrame(h, &frame, &buffer, 0) == LSX_ERR_NOT_STARTED;
+    }
+
+private slots:
+    void initTestCase()
+    {
+        QVERIFY(m_root.isValid());
+        // Small sensors; hot columns weak enough that at gain 3 one DOffset lifts the darkest
+        // column clear of zero while the brightest stays under the B limit on the walk's scale.
+        const QString config = m_root.path() + QStringLiteral("/sim.json");
+        QFile f(config);
+        QVERIFY(f.open(QIODevice::WriteOnly));
+        f.write(QStringLiteral(R"({"timeScale": 0, "readNoise": %1, "hotAmp": 5, "scene": "dark", "cameras": [
+            {"friendlyName": "SIM-LS4096-M", "width": %2},
+            {"friendlyName": "SIM-LS2048-ML4", "width": %2},
+            {"friendlyName": "SIM-LS2048-C", "width": %2}
+        ]})")
+                    .arg(kReadNoise)
+                    .arg(kWidth)
+                    .toLatin1());
+        f.close();
+        qputenv("LSX_SIM_CONFIG", config.toLocal8Bit());
+        const lsx::BindResult bound = lsx::bindLibrary(lsx::chooseLibrary("", ""));
+        QVERIFY2(bound.ok, bound.message.c_str());
+        m_api = &lsx::sim::api();
+        QVERIFY(m_api->ok());
+        QVERIFY(lsx::hasSceneControl());
+    }
+
+    void init()
+    {
+        QCOMPARE(m_api->reset(), LSX_OK);
+        m_doc = std::make_unique<QTemporaryDir>();
+        qputenv("TELORINE_DOCUMENT_PATH", m_doc->path().toLocal8Bit());
+    }
+
+    void cleanupTestCase() { lsx::unbindLibrary(); }
+
+    void darkRowsMatchTheTruth_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<int>("planes");
+        QTest::addColumn<bool>("eightBit");
+        QTest::newRow("mono") << "SIM-LS4096-M" << 1 << false;
+        QTest::newRow("four lines") << "SIM-LS2048-ML4" << 4 << false;
+        QTest::newRow("colour") << "SIM-LS2048-C" << 3 << true;
+    }
+
+    void darkRowsMatchTheTruth()
+    {
+        QFETCH(QString, name);
+        QFETCH(int, planes);
+        QFETCH(bool, eightBit);
+        auto s = openServer(name);
+        QVERIFY(s->m_opened);
+        store(FpnIni::GainMin, 1.0);
+        store(FpnIni::GainMax, 3.0);
+        QSignalSpy info(s.get(), &CameraServer::OS_FpnInfo);
+        s->dsnuStart(true);
+        const QList<Report> reports = reportsOf(info);
+        QCOMPARE(reports.last(), Report(100, QStringLiteral("暗场校正-暗场校正执行完成。")));
+        QCOMPARE(s->m_bList.size(), 3 * planes);
+        QCOMPARE(s->m_incBList.size(), 3 * planes);
+        QVERIFY(!s->m_darkFromCamera);
+        QVERIFY(streamStopped(s->m_handle));
+
+        // The DOffset found at each gain, as the search applied it.
+        QList<int> found;
+        for (const Report& r : reports)
+            if (r.second.startsWith(QStringLiteral("DOffset设置为："))) found.append(r.second.mid(11).chopped(1).toInt());
+        QCOMPARE(found.size(), 3);
+
+        const int rows = 1000;  // per plane: one sensor line in every fourth row of 4000 on four lines
+        const double walkScale = eightBit ? 1.0 : 1.0 / 64.0;
+        const QByteArray cam = name.toLatin1();
+        for (int g = 0; g < 3; ++g) {
+            const float gain = 1.0f + g;
+            QCOMPARE(lsxSetAnalogGain(s->m_handle, gain), LSX_OK);
+            QCOMPARE(lsxWriteGenICamReg(s->m_handle, GVR_SEN_BLACK_LEVEL, uint32_t(found[g])), LSX_OK);
+            const double sigma = kReadNoise * gain;
+            double darkest = 1e9, brightest = 0;
+            for (int p = 0; p < planes; ++p) {
+                const QList<double>& row = s->m_bList[g * planes + p];
+                QCOMPARE(row.size(), kWidth);
+                std::vector<float> truth(kWidth);
+                int32_t count = kWidth;
+                const int plane = planes == 3 ? p : 0, line = planes == 4 ? p : 0;
+                QCOMPARE(m_api->getTrueDark(cam.constData(), plane, line, truth.data(), &count), LSX_OK);
+                QCOMPARE(count, kWidth);
+                for (int x = 0; x < kWidth; ++x) {
+                    const Moments m = delivered(truth[size_t(x)], sigma, eightBit);
+                    // 16-bit rows are truncated to whole raw units.
+                    const double tolerance = 4.0 * m.sd / std::sqrt(double(rows)) + (eightBit ? 1e-9 : 1.0);
+                    if (std::abs(row[x] - m.mean) > tolerance)
+                        QFAIL(qPrintable(QStringLiteral("gain %1 plane %2 column %3: B %4, truth %5 (tolerance %6)")
+                                             .arg(gain).arg(p).arg(x).arg(row[x]).arg(m.mean).arg(tolerance)));
+                    darkest = std::min(darkest, row[x] * walkScale);
+                    brightest = std::max(brightest, row[x] * walkScale);
+                }
+            }
+            // The DOffset found lifts the darkest column clear of zero and keeps the brightest
+            // under the limit, within what one frame's noise moves a column mean.
+            const double slack = 4.0 * sigma / std::sqrt(double(rows)) * (eightBit ? 0.25 : 1.0);
+            QVERIFY2(darkest > 1.0 - slack, qPrintable(QString::number(darkest)));
+            QVERIFY2(brightest < s->m_maxB + slack, qPrintable(QString::number(brightest)));
+        }
+    }
+
+    void litSceneIsRefused()
+    {
+        auto s = openServer(QStringLiteral("SIM-LS4096-M"));
+        coverLens(QStringLiteral("SIM-LS4096-M"), false);
+        store(FpnIni::GainMax, 2.0);
+        QSignalSpy info(s.get(), &CameraServer::OS_FpnInfo);
+        s->dsnuStart(false);
+        const QList<Report> reports = reportsOf(info);
+        QCOMPARE(reports[reports.size() - 2],
+                 Report(101, QStringLiteral("暗场校正-暗场亮度过高，超过限制值64，无法继续执行暗场校正。")));
+        QCOMPARE(reports.last(), Report(101, QStringLiteral("暗场校正-暗场校正执行失败，请重试。")));
+        QVERIFY(s->m_bList.isEmpty());
+        QVERIFY(s->m_incBList.isEmpty());
+        QVERIFY(streamStopped(s->m_handle));
+    }
+
+    void faultsEndTheRunAndAFreshRunSucceeds_data()
+    {
+        QTest::addColumn<QString>("fault");
+        QTest::addColumn<int>("rowsKept");
+        QTest::addColumn<QString>("words");
+        QTest::newRow("trigger") << "trigger" << 1 << QString();
+        QTest::newRow("frame") << "frame" << 1 << QString();
+        QTest::newRow("gain setter") << "gain" << 1 << QStringLiteral("暗场校正-设置增益出错，错误原因：-5-%1.").arg(statusText(-5));
+        QTest::newRow("disconnect") << "disconnect" << 1
+                                    << QStringLiteral("DOffset设置出错，错误原因：-1104-%1.").arg(statusText(-1104));
+    }
+
+    void faultsEndTheRunAndAFreshRunSucceeds()
+    {
+        QFETCH(QString, fault);
+        QFETCH(int, rowsKept);
+        QFETCH(QString, words);
+        const QString name = QStringLiteral("SIM-LS4096-M");
+        const QByteArray cam = name.toLatin1();
+        auto s = openServer(name);
+        store(FpnIni::GainMax, 3.0);
+        // The first gain takes its frames (the search's and the measurement's), then the fault.
+        QSignalSpy first(s.get(), &CameraServer::OS_FpnInfo);
+        s->dsnuStart(true);
+        QCOMPARE(reportsOf(first).last().first, 100);
+        uint64_t framesPerRun = 0, fires = 0;
+        QCOMPARE(m_api->getCounters(cam.constData(), &framesPerRun, &fires), LSX_OK);
+        const int perGain = int(framesPerRun / 3);
+
+        // With the stored DOffset a gain takes one frame; the disconnect comes in the middle of
+        // the second gain's DOffset search.
+        if (fault == "trigger") m_api->injectFault("lsxTriggerFire", 1, -53, 1);
+        if (fault == "frame") m_api->injectFault("lsxGetFrame", 1, -1001, 1);
+        if (fault == "gain") m_api->injectFault("lsxSetAnalogGain", 1, -5, 1);
+        if (fault == "disconnect") m_api->disconnectAfterFrames(cam.constData(), perGain + 2);
+        QSignalSpy info(s.get(), &CameraServer::OS_FpnInfo);
+        s->dsnuStart(fault == "disconnect");
+        const QList<Report> reports = reportsOf(info);
+        QCOMPARE(reports.last(), Report(101, QStringLiteral("暗场校正-暗场校正执行失败，请重试。")));
+        if (!words.isEmpty()) QVERIFY2(reports.contains(Report(101, words)), qPrintable(reports.last().second));
+        QCOMPARE(s->m_bList.size(), rowsKept);
+        QCOMPARE(s->m_incBList.size(), rowsKept);
+        if (fault == "disconnect") {
+            QCOMPARE(m_api->reconnect(cam.constData()), LSX_OK);
+        }
+        QVERIFY(streamStopped(s->m_handle));
+
+        m_api->clearFaults();
+        QSignalSpy again(s.get(), &CameraServer::OS_FpnInfo);
+        s->dsnuStart(true);
+        QCOMPARE(reportsOf(again).last(), Report(100, QStringLiteral("暗场校正-暗场校正执行完成。")));
+        QCOMPARE(s->m_bList.size(), 3);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestDarkFieldSim)
+#include "test_darkfield_sim.moc"
