@@ -898,6 +898,14 @@ private slots:
         QVERIFY(content->toPlainText().contains(QStringLiteral("暗场校正-增益为 1 暗场校正完成.")));
         QVERIFY(!content->toPlainText().contains(QStringLiteral("错误")));
         QTRY_VERIFY_WITH_TIMEOUT(define->isVisible(), 5000);
+        // For a person to look at: LSX_SHOT_DIR=folder keeps pictures of the panel and the control.
+        if (const QByteArray dir = qgetenv("LSX_SHOT_DIR"); !dir.isEmpty()) {
+            panel->grab().save(QString::fromLocal8Bit(dir) + QStringLiteral("/darkfield_panel.png"));
+            control->show();
+            control->grab().save(QString::fromLocal8Bit(dir) + QStringLiteral("/scene_control.png"));
+            control->hide();
+            w->grab().save(QString::fromLocal8Bit(dir) + QStringLiteral("/darkfield_window.png"));
+        }
         QCOMPARE(w->m_cameraServer->m_bList.size(), 1);
         QCOMPARE(w->m_cameraServer->m_bList[0].size(), 4096);
 
