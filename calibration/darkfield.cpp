@@ -45,19 +45,19 @@ QString meanRangeText(const MeanRange& r)
     return kMeanRange.arg(r.min, 0, 'f', 2).arg(r.max, 0, 'f', 2);
 }
 
-// A gain setting read as a float; a missing key gets its default written first.
-float gainSetting(QSettings& settings, const QStringList& keys, const QString& key, float fallback)
-{
-    if (!keys.contains(key)) {
-        settings.setValue(key, fallback);
-        settings.sync();
-    }
-    return settings.value(key, fallback).toFloat();
-}
 
 }  // namespace
 
 void CameraServer::dsnuStart(bool autoDoffset)
+{
+    guarded("dsnuStart", [&] { dsnuRun(autoDoffset); },
+            [this] {
+                lsxStop(m_handle);
+                emit OS_FpnInfo(101, kFailedRun);
+            });
+}
+
+void CameraServer::dsnuRun(bool autoDoffset)
 {
     {
         QWriteLocker lock(&m_lock);
@@ -71,10 +71,17 @@ void CameraServer::dsnuStart(bool autoDoffset)
     }
 
     if (!dsnuPrepare()) return;
-    const QStringList keys = m_settings->allKeys();
-    const float gainMin = gainSetting(*m_settings, keys, FpnIni::GainMin, FpnIni::GainMinDefault);
-    const float gainMax =
-        gainSetting(*m_settings, keys, FpnIni::GainMax, FpnIni::gainMaxCalibrationDefault(m_isLinescan));
+    // A gain setting read as a float; a missing key gets its default written first.
+    const QStringList keys = settings().allKeys();
+    auto gainSetting = [&](const QString& key, float fallback) {
+        if (!keys.contains(key)) {
+            settings().setValue(key, fallback);
+            syncSettings();
+        }
+        return settings().value(key, fallback).toFloat();
+    };
+    const float gainMin = gainSetting(FpnIni::GainMin, FpnIni::GainMinDefault);
+    const float gainMax = gainSetting(FpnIni::GainMax, FpnIni::gainMaxCalibrationDefault(m_isLinescan));
     emit OS_FpnInfo(1, QStringLiteral("暗场校正-增益范围 : [%1, %2]").arg(gainMin).arg(gainMax));
 
     // Gains in single precision, 1.0 apart: the top of the range is reached only when a step

@@ -72,8 +72,8 @@ lsxStatus CameraServer::fpnReadDoffset()
     }
     value = wrapDoffset(value);
     emit OS_FpnInfo(10, QStringLiteral("当前DOffset为：%1.").arg(value));
-    m_settings->setValue(FpnIni::DOffset, value);
-    m_settings->sync();
+    settings().setValue(FpnIni::DOffset, value);
+    syncSettings();
     qDebug() << "get doffset : " << value;
     return status;
 }
@@ -81,12 +81,12 @@ lsxStatus CameraServer::fpnReadDoffset()
 bool CameraServer::fpnSetDoffset()
 {
     if (doffsetSkipped()) return true;
-    m_settings->sync();
-    if (!m_settings->allKeys().contains(FpnIni::DOffset)) {
-        m_settings->setValue(FpnIni::DOffset, FpnIni::DOffsetDefault);
-        m_settings->sync();
+    syncSettings();
+    if (!settings().allKeys().contains(FpnIni::DOffset)) {
+        settings().setValue(FpnIni::DOffset, FpnIni::DOffsetDefault);
+        syncSettings();
     }
-    const int value = m_settings->value(FpnIni::DOffset, FpnIni::DOffsetDefault).toInt();
+    const int value = settings().value(FpnIni::DOffset, FpnIni::DOffsetDefault).toInt();
     const lsxStatus status = writeDoffset(value);
     if (status != LSX_OK) {
         qDebug() << "set doffset failed.";
@@ -109,8 +109,8 @@ bool CameraServer::fpnDetectDoffset()
     auto failAt = [this](const QString& why, int stored) {
         emit OS_FpnInfo(101, why);
         lsxStop(m_handle);
-        m_settings->setValue(FpnIni::DOffset, stored);
-        m_settings->sync();
+        settings().setValue(FpnIni::DOffset, stored);
+        syncSettings();
         return false;
     };
 
@@ -144,7 +144,7 @@ bool CameraServer::fpnDetectDoffset()
     }
 
     qDebug() << "final doffset : " << walk.d;
-    m_settings->setValue(FpnIni::DOffset, walk.d);
-    m_settings->sync();
+    settings().setValue(FpnIni::DOffset, walk.d);
+    syncSettings();
     return fpnSetDoffset();
 }

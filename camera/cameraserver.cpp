@@ -6,12 +6,15 @@
 #include "statustext.h"
 
 #include <QApplication>
+#include <QDeadlineTimer>
 #include <QDebug>
 #include <QDir>
 #include <QSettings>
 #include <QThread>
 #include <QWidget>
 
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 #include <pthread.h>
@@ -27,8 +30,18 @@ constexpr unsigned long kTerminateSettleMs = 3000;
 // How long an idle worker gets to leave its event loop after quit.
 constexpr unsigned long kIdleQuitGraceMs = 100;
 
+// After the camera is closed, how long the close waits for the worker to leave its slot before
+// it gives up handing over (the worker's waits end when the library answers for the closed handle).
+constexpr int kCloseWorkerGraceMs = 1000;
+
 constexpr uint8_t kDefaultMaxK = 2;
 constexpr uint8_t kDefaultMaxB = 64;
+// The most sensor lines with their own FPN data that the program takes from the camera: the
+// image of a measurement is 1000 rows per line.
+constexpr uint32_t kMaxSensorLines = 16;
+
+// The status the process ends with when the worker is stuck at teardown; -1: kill the worker.
+std::atomic<int> g_exitWhenStuck{-1};
 
 bool textContains(const char* field, std::size_t capacity, const char* what)
 {
@@ -46,8 +59,10 @@ CameraServer::CameraServer() : QObject(nullptr), m_thread(new QThread(this))
             Qt::DirectConnection);
     m_thread->start(QThread::InheritPriority);
 
-    // Made after the move: the settings object stays on the GUI thread and both threads use it.
+    // Made after the move: the settings object stays on the GUI thread; the worker makes its own.
     m_settings = new QSettings(documentDir() + QStringLiteral("/FPN.ini"), QSettings::IniFormat);
+    if (!m_settings->isWritable())
+        m_warned.append(QStringLiteral("参数文件 %1 无法写入，本次修改的设置将不会被保存。").arg(m_settings->fileName()));
 
     // The receiver lives on the worker now, so the automatic type queues every call there.
     connect(this, qOverload<bool>(&CameraServer::IS_Capture), this, &CameraServer::capture);
@@ -67,9 +82,17 @@ CameraServer::~CameraServer()
 {
     close();
     m_thread->quit();
-    // An idle worker leaves its event loop at once. One still inside a procedure is killed, not
-    // awaited: the grace below is only long enough for an idle loop to notice the quit.
+    // An idle worker leaves its event loop at once. One still inside a procedure, whose library
+    // did not let go when the camera closed, is not awaited: the grace below is only long
+    // enough for an idle loop to notice the quit.
     if (!m_thread->wait(kIdleQuitGraceMs)) {
+        const int status = g_exitWhenStuck.load();
+        if (status >= 0) {
+            qDebug() << "worker busy, process ends";
+            m_settings->sync();
+            std::fflush(nullptr);
+            std::_Exit(status);
+        }
         qDebug() << "worker busy, terminate";
         m_thread->terminate();
     }
@@ -86,6 +109,43 @@ CameraServer::~CameraServer()
     m_settings->sync();
     delete m_settings;
     m_settings = nullptr;
+    delete m_workerSettings;
+    m_workerSettings = nullptr;
+}
+
+void CameraServer::exitWhenWorkerStuck(int status) { g_exitWhenStuck = status; }
+
+QSettings& CameraServer::settings()
+{
+    if (QThread::currentThread() != m_thread || !m_thread) return *m_settings;
+    if (!m_workerSettings) m_workerSettings = new QSettings(m_settings->fileName(), QSettings::IniFormat);
+    return *m_workerSettings;
+}
+
+void CameraServer::syncSettings()
+{
+    QSettings& s = settings();
+    s.sync();
+    if (s.status() == QSettings::AccessError)
+        warnOnce(QStringLiteral("参数文件 %1 无法写入，本次修改的设置将不会被保存。").arg(s.fileName()));
+}
+
+void CameraServer::warnOnce(const QString& text)
+{
+    qDebug() << text;
+    if (m_warned.contains(text)) return;
+    m_warned.append(text);
+    emit OS_CameraWarning(text);
+}
+
+bool CameraServer::waitWorkerIdle(int ms) const
+{
+    QDeadlineTimer deadline(ms);
+    while (workerBusy() && QThread::currentThread() != m_thread) {
+        if (deadline.hasExpired()) return false;
+        QThread::msleep(5);
+    }
+    return true;
 }
 
 QString CameraServer::backupPath(const QString& name) const
@@ -132,10 +192,15 @@ void CameraServer::open(const QString& name)
         return;
     }
     m_opened = true;
+    m_closing = false;
     m_cameraName = name;
 
     // The camera's state as found, put back at close.
-    lsxSaveConfig(m_handle, backupPath(name).toLocal8Bit().constData());
+    const lsxStatus saved = lsxSaveConfig(m_handle, backupPath(name).toLocal8Bit().constData());
+    if (saved != LSX_OK)
+        warnOnce(QStringLiteral("无法备份相机当前状态（%1-%2），断开连接时将无法恢复相机原有设置。")
+                     .arg(saved)
+                     .arg(statusText(saved)));
 
     lsxCameraInfo info;
     std::memset(&info, 0, sizeof info);
@@ -176,7 +241,7 @@ void CameraServer::open(const QString& name)
 
     m_settings->setValue(FpnIni::MaxK, m_maxK);
     m_settings->setValue(FpnIni::MaxB, m_maxB);
-    m_settings->sync();
+    syncSettings();
 
     const QString config = m_settings->value(FpnIni::CameraConfig, FpnIni::CameraConfigDefault).toString();
     if (!config.isEmpty()) {
@@ -213,6 +278,12 @@ void CameraServer::readLineCount()
     uint32_t value = 0;
     if (lsxReadGenICamReg(m_handle, GVR_MULTI_FPN_SELECT, &value) != LSX_OK) return;
     qDebug() << "read GVR_MULTI_FPN_SELECT : " << value;
+    if (value != 0 && value != LSX_REG_UNSUPPORTED && value > kMaxSensorLines) {
+        warnOnce(QStringLiteral("相机报告的传感器行数 %1 不合理（应为 1 到 %2），按单行传感器处理。")
+                     .arg(value)
+                     .arg(kMaxSensorLines));
+        return;
+    }
     if (value != 0 && value != LSX_REG_UNSUPPORTED) {
         m_lineCount = static_cast<int32_t>(value);
         m_roiHeight = static_cast<int32_t>(value) * 1000;
@@ -222,6 +293,7 @@ void CameraServer::readLineCount()
 void CameraServer::close()
 {
     if (m_opened) {
+        m_closing = true;
         {
             QWriteLocker lock(&m_lock);
             m_stopCapture = true;
@@ -231,12 +303,22 @@ void CameraServer::close()
         lsxLoadConfig(m_handle, backupPath(m_cameraName).toLocal8Bit().constData());
         const lsxStatus status = lsxClose(m_handle);
         if (status != LSX_OK) {
+            // The camera stays open with everything kept: the next open of the same name reuses
+            // the handle.
             qDebug() << "close camera failed with : " << status;
+            m_closing = false;
             return;
         }
         m_opened = false;
         qDebug() << "lsxClose";
     }
+    // The worker's waits end once the library answers for the closed handle; what it reads is
+    // not rewritten under it.
+    if (!waitWorkerIdle(kCloseWorkerGraceMs)) {
+        qDebug() << "worker still busy after close: coefficients kept until it ends";
+        return;
+    }
+    m_closing = false;
     clearCoefficients();
 }
 
@@ -265,8 +347,8 @@ void CameraServer::showPropertyDialog()
 bool CameraServer::factoryMode()
 {
     // Synced first, so that an outside edit of the file counts at once.
-    m_settings->sync();
-    return m_settings->value(FpnIni::Factory, FpnIni::FactoryDefault).toBool();
+    settings().sync();
+    return settings().value(FpnIni::Factory, FpnIni::FactoryDefault).toBool();
 }
 
 void CameraServer::stopCapture()

@@ -19,12 +19,15 @@
 #include <QMap>
 #include <QMetaType>
 #include <QObject>
+#include <QtGlobal>
 #include <QPixmap>
 #include <QReadWriteLock>
 #include <QString>
 #include <QStringList>
 #include <QVector>
 
+#include <atomic>
+#include <exception>
 #include <vector>
 
 #include <opencv2/core.hpp>
@@ -66,6 +69,23 @@ public:
     bool loadFpnFile(const QString& path);
     // Drops every coefficient list and the simulation flags, as at close.
     void clearCoefficients();
+    // The settings object of the calling thread, on FPN.ini: m_settings on the GUI thread, one of
+    // the worker's own on the worker (a QSettings object must not be used by two threads at once).
+    QSettings& settings();
+    // Writes the settings out; a file that cannot be written is told to the operator once.
+    void syncSettings();
+    // Set from the start of a close until the next open: the worker's waits end at the next
+    // chance, and procedures take it as a cancel.
+    bool closing() const { return m_closing.load(); }
+    // Whether a slot runs on the worker now.
+    bool workerBusy() const { return m_busy.load() > 0; }
+    // At teardown a worker that does not leave its slot in time is killed. The program's own
+    // end asks instead for the process to end at once with this status, settings written: a
+    // killed thread can abort the process.
+    static void exitWhenWorkerStuck(int status);
+    // What the operator must hear as the program starts (a settings file that cannot be
+    // written); empty when all is well.
+    QString startWarning() const { return m_warned.isEmpty() ? QString() : m_warned.first(); }
     // The backup of the camera's state taken at open: document directory + "/<name>.ini".
     QString backupPath(const QString& name) const;
 
@@ -92,6 +112,9 @@ signals:
     void IS_ApplyLSC(float goalRate);
     void IS_SavaLSC();
     void IS_LSCWriteDown(int lscSel, QString lscStr);
+    // Something the operator must hear about once, outside any procedure: a value of the camera
+    // refused, a settings file that cannot be written, a camera state that could not be backed up.
+    void OS_CameraWarning(QString text);
 
 public slots:
     void capture(bool continuous = true);
@@ -146,6 +169,39 @@ public:
     int32_t m_roiHeight = 4000;
 
 private:
+    // Marks the worker busy while one of its slots runs.
+    struct BusyGuard {
+        explicit BusyGuard(std::atomic<int>& count) : m_count(count) { ++m_count; }
+        ~BusyGuard() { --m_count; }
+        std::atomic<int>& m_count;
+    };
+    // Runs a worker slot's body; an exception is logged and answered by `failed`, so that none
+    // leaves the slot.
+    template <typename Body, typename Failed>
+    void guarded(const char* slot, Body&& body, Failed&& failed)
+    {
+        const BusyGuard busy(m_busy);
+        try {
+            body();
+        } catch (const std::exception& e) {
+            qWarning("%s: exception: %s", slot, e.what());
+            failed();
+        } catch (...) {
+            qWarning("%s: unknown exception", slot);
+            failed();
+        }
+    }
+    // Waits up to `ms` for the worker to leave its slot; true when it is idle.
+    bool waitWorkerIdle(int ms) const;
+    void warnOnce(const QString& text);
+    void dsnuRun(bool autoDoffset);
+    void captureRun(bool continuous);
+
+    QSettings* m_workerSettings = nullptr;
+    std::atomic<bool> m_closing{false};
+    std::atomic<int> m_busy{0};
+    QStringList m_warned;
+
     // Reads a flag under the read lock (the capture loop and the procedures poll this way).
     template <typename T>
     T locked(const T& member) const
@@ -161,8 +217,8 @@ private:
     // The answer of an operation as the operator reads it: the text's "%1-%2" filled with the
     // status in decimal and its text.
     static QString withStatus(const QString& text, lsxStatus status);
-    // The cancel flag, read under the read lock.
-    bool cancelRequested() const { return locked(m_cancel); }
+    // The cancel flag, read under the read lock; a camera being closed counts as a cancel.
+    bool cancelRequested() const { return locked(m_cancel) || closing(); }
     // Whether the DOffset operations leave this camera alone: not a line-scan camera, or a model
     // that takes no DOffset.
     bool doffsetSkipped() const;

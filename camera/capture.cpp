@@ -9,6 +9,7 @@
 // The TVK317 family has its own loop: 512 single readouts stacked into one image, FPN without
 // level bands, and Sum as a gain.
 #include "camera/cameraserver.h"
+#include "camera/foldedlog.h"
 #include "camera/framegrab.h"
 #include "camera/preview.h"
 #include "camera/tables.h"
@@ -45,6 +46,15 @@ void tvkFpn(cv::Mat& img, const QList<double>& b, const QList<double>& k)
 }  // namespace
 
 void CameraServer::capture(bool continuous)
+{
+    guarded("capture", [&] { captureRun(continuous); },
+            [this] {
+                lsxStop(m_handle);
+                emit OS_CaptureFailed(LSX_ERR_UNKNOWN);
+            });
+}
+
+void CameraServer::captureRun(bool continuous)
 {
     {
         QWriteLocker lock(&m_lock);
@@ -103,8 +113,7 @@ void CameraServer::capture(bool continuous)
 
     // The run's corrections: K per level band is built here once, so that a new calibration
     // shows from the next start of capture.
-    const int fpnSel = m_settings ? m_settings->value(FpnIni::FpnSel, FpnIni::FpnSelDefault).toInt()
-                                  : FpnIni::FpnSelDefault;
+    const int fpnSel = settings().value(FpnIni::FpnSel, FpnIni::FpnSelDefault).toInt();
     const PreviewCorrections corrections = buildPreviewCorrections(
         fpnLevelsFor(fpnSel), m_bList, m_kList, m_kScaleList,
         [this](uint8_t level, QList<double>& out, int rows) { kAtLevel(level, out, rows); }, m_lineCount,
@@ -112,6 +121,7 @@ void CameraServer::capture(bool continuous)
     qDebug() << "channels : " << (corrections.fpn.valid() ? corrections.fpn.rows : 1);
 
     qint64 last = 0;
+    FoldedLog log;
     for (;;) {
         lsxRegion region{};
         lsxGetRoi(m_handle, &region);
@@ -119,14 +129,22 @@ void CameraServer::capture(bool continuous)
         void* buffer = nullptr;
         status = lsxGetFrame(m_handle, &frame, &buffer, kLineScanTimeoutMs);
         if (status == LSX_ERR_TIMEOUT) {
-            // No frame: the stop flag is only looked at after a frame was shown.
-            qDebug() << "get frame failed with : " << status;
-            if (!continuous) break;
+            // No frame: the stop flag is only looked at after a frame was shown. A camera being
+            // closed ends the loop all the same, in case its library keeps answering time-outs.
+            log.line(QStringLiteral("get frame failed with : %1").arg(status));
+            if (!continuous || closing()) break;
             continue;
         }
         if (status != LSX_OK) {
             emit OS_CaptureFailed(status);
-            qDebug() << "get frame failed with : " << status;
+            log.line(QStringLiteral("get frame failed with : %1").arg(status));
+            break;
+        }
+        // A descriptor that does not hold together ends capture before its buffer is read.
+        const FrameCheck check = checkFrame(frame, buffer);
+        if (!check.ok()) {
+            log.line(QStringLiteral("Capture failed with : %1 (%2)").arg(check.status).arg(check.why));
+            emit OS_CaptureFailed(check.status);
             break;
         }
         const qint64 now = QDateTime::currentMSecsSinceEpoch();

@@ -1,6 +1,8 @@
 // Frame grabbing and the display conversion.
 #include "camera/framegrab.h"
 
+#include "camera/cameraserver.h"
+
 #include <QDebug>
 
 #include <opencv2/imgproc.hpp>
@@ -11,6 +13,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <limits>
 
 #include <vector>
 
@@ -32,31 +35,46 @@ int frameMatType(const lsxFrame& frame)
     }
 }
 
-namespace {
-// A library that reports its buffer's size is held to it: a descriptor promising more pixels
-// than were delivered would make the copy read past the buffer. A size of 0 is not reported.
-bool bufferHolds(const lsxFrame& frame, size_t bytes)
+FrameCheck checkFrame(const lsxFrame& frame, const void* buffer)
 {
-    return frame.size == 0 || frame.size >= bytes;
+    const int type = frameMatType(frame);
+    if (type < 0)
+        return {LSX_ERR_NOT_SUPPORTED,
+                QStringLiteral("frame format %1 with bits %2 is not taken").arg(frame.format).arg(frame.bits)};
+    if (frame.width <= 0 || frame.height <= 0)
+        return {LSX_ERR_INVALID_ARG, QStringLiteral("frame of %1 x %2 pixels").arg(frame.width).arg(frame.height)};
+    if (buffer == nullptr) return {LSX_ERR_INVALID_ARG, QStringLiteral("frame without a buffer")};
+    // A library is held to the size it reports: a descriptor promising more pixels than were
+    // delivered would make the copy read past the buffer.
+    const uint64_t bytes = uint64_t(frame.width) * uint64_t(frame.height) * uint64_t(CV_ELEM_SIZE(type));
+    if (uint64_t(frame.size) < bytes)
+        return {LSX_ERR_BLOCK_SIZE, QStringLiteral("frame of %1 x %2 pixels needs %3 bytes, the buffer holds %4")
+                                        .arg(frame.width)
+                                        .arg(frame.height)
+                                        .arg(bytes)
+                                        .arg(frame.size)};
+    return {};
 }
-}  // namespace
 
 cv::Mat frameToMat(const lsxFrame& frame, const void* buffer)
 {
-    const int type = frameMatType(frame);
-    if (type < 0 || buffer == nullptr || frame.width <= 0 || frame.height <= 0) return cv::Mat();
-    const cv::Mat view(frame.height, frame.width, type, const_cast<void*>(buffer));
-    if (!bufferHolds(frame, view.total() * view.elemSize())) return cv::Mat();
+    if (!checkFrame(frame, buffer).ok()) return cv::Mat();
+    const cv::Mat view(frame.height, frame.width, frameMatType(frame), const_cast<void*>(buffer));
     return view.clone();
 }
 
-lsxStatus grabLines(CameraServer* /*server*/, lsxHandle handle, lsxFrame* frame, cv::Mat& out)
+lsxStatus grabLines(CameraServer* server, lsxHandle handle, lsxFrame* frame, cv::Mat& out)
 {
     out.release();
     std::vector<cv::Mat> rows;
     lsxStatus status = LSX_OK;
     int count = 0;
     while (count < kTvk317Lines) {
+        // A camera being closed ends the grab between two readouts.
+        if (server && server->closing()) {
+            status = LSX_ERR_NOT_OPEN;
+            break;
+        }
         void* buffer = nullptr;
         status = lsxGetFrame(handle, frame, &buffer, kTvk317TimeoutMs);
         if (status != LSX_OK) {
@@ -67,17 +85,25 @@ lsxStatus grabLines(CameraServer* /*server*/, lsxHandle handle, lsxFrame* frame,
             ++count;  // a readout the program cannot use still takes its place in the image
             continue;
         }
-        const int type = frame->bits != 0 ? CV_16UC1 : CV_8UC1;
-        const int samples = frame->height * frame->width;
+        const FrameCheck check = checkFrame(*frame, buffer);
+        if (!check.ok()) {
+            qDebug() << "get frame failed with : " << check.status << check.why;
+            status = check.status;
+            break;
+        }
+        const int64_t samples = int64_t(frame->height) * frame->width;
+        if (samples > std::numeric_limits<int>::max()) {
+            qDebug() << "get frame failed with : " << LSX_ERR_BLOCK_SIZE << "readout of" << samples << "samples";
+            status = LSX_ERR_BLOCK_SIZE;
+            break;
+        }
+        const int type = frameMatType(*frame);
         if (count > 0 && !rows.empty() && rows.back().type() != type) {
             // The camera switched its sample width: what was gathered no longer fits.
             rows.clear();
             count = 0;
         }
-        const size_t bytes = size_t(samples > 0 ? samples : 0) * (type == CV_16UC1 ? 2 : 1);
-        if (buffer != nullptr && samples > 0 && bufferHolds(*frame, bytes)) {
-            rows.push_back(cv::Mat(1, samples, type, buffer).clone());
-        }
+        rows.push_back(cv::Mat(1, int(samples), type, buffer).clone());
         ++count;
     }
     if (!rows.empty()) {

@@ -9,6 +9,7 @@
 #include "lsx.h"
 
 #include <QImage>
+#include <QString>
 #include <QPixmap>
 
 #include <opencv2/core.hpp>
@@ -19,15 +20,28 @@ class CameraServer;
 // take it (an unknown format, or a mono frame whose bits are neither 8- nor 16-bit).
 int frameMatType(const lsxFrame& frame);
 
+// Why a delivered frame cannot be read, as a status and a text for the log; status 1 and an
+// empty text when it can. The descriptor is checked before any byte of the buffer is touched, in
+// 64-bit arithmetic: a format and sample width the program takes, a positive width and height,
+// a buffer, and a size that holds width x height samples.
+struct FrameCheck {
+    lsxStatus status = LSX_OK;
+    QString why;
+    bool ok() const { return status == LSX_OK; }
+};
+FrameCheck checkFrame(const lsxFrame& frame, const void* buffer);
+
 // Deep copy of the frame's buffer (rows `height`, columns `width`, automatic row step). Empty
-// when frameMatType refuses the frame or the buffer is missing.
+// when checkFrame refuses the frame.
 cv::Mat frameToMat(const lsxFrame& frame, const void* buffer);
 
 // One TVK317 image: 512 readouts of the sensor, each laid out as one row (height x width
-// samples, 16-bit when bits is not 0). Non-mono readouts count without adding a row; a change
-// of sample type throws away the rows so far and restarts the count. Returns the status of the
-// last lsxGetFrame (1 on full success) and leaves the rows gathered so far in `out`, so a grab
-// failing half-way still yields a partial image. `frame` receives the last descriptor.
+// samples, 16-bit when bits is 2, 8-bit when 0). Non-mono readouts count without adding a row; a
+// change of sample type throws away the rows so far and restarts the count. Returns the status of
+// the last lsxGetFrame (1 on full success) and leaves the rows gathered so far in `out`, so a grab
+// failing half-way still yields a partial image. A mono readout that checkFrame refuses ends the
+// grab with its status, and so does the server closing the camera meanwhile. `frame` receives the
+// last descriptor.
 lsxStatus grabLines(CameraServer* server, lsxHandle handle, lsxFrame* frame, cv::Mat& out);
 
 // The number of readouts stacked into one TVK317 image, and the wait for each of them

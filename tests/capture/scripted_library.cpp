@@ -23,6 +23,8 @@ std::deque<Entry> script;
 std::vector<uint8_t> current;  // valid until the next lsxGetFrame, like the maker's buffer
 std::atomic<int> getFrames{0}, starts{0}, stops{0};
 std::atomic<int> regionX{0};
+std::atomic<bool> timeoutsAtOnce{false};
+std::atomic<int> closes{0};
 
 template <typename... A>
 lsxStatus answer(A...)
@@ -36,8 +38,9 @@ LSX_API void scriptReset()
 {
     std::lock_guard<std::mutex> lock(mutex);
     script.clear();
-    getFrames = starts = stops = 0;
+    getFrames = starts = stops = closes = 0;
     regionX = 0;
+    timeoutsAtOnce = false;
 }
 LSX_API void scriptPush(lsxStatus status, uint32_t format, uint32_t bits, int32_t width, int32_t height,
                         const void* data, uint32_t size, int32_t delayMs)
@@ -54,10 +57,24 @@ LSX_API void scriptPush(lsxStatus status, uint32_t format, uint32_t bits, int32_
     std::lock_guard<std::mutex> lock(mutex);
     script.push_back(std::move(e));
 }
+// A frame whose descriptor says what the test wants, over `size` bytes of data (or a null
+// buffer with success): for descriptors that do not hold together.
+LSX_API void scriptPushDescriptor(const lsxFrame* descriptor, const void* data, uint32_t size, int32_t nullBuffer)
+{
+    Entry e;
+    e.frame = *descriptor;
+    if (!nullBuffer) e.data.assign(static_cast<const uint8_t*>(data), static_cast<const uint8_t*>(data) + size);
+    e.delayMs = nullBuffer ? -1 : 0;
+    std::lock_guard<std::mutex> lock(mutex);
+    script.push_back(std::move(e));
+}
+// With nothing queued, time out at once instead of after a short wait: a library that answers
+// -1000 as fast as it is asked, for ever, whatever happens to the handle.
+LSX_API void scriptTimeoutsAtOnce(int32_t on) { timeoutsAtOnce = on != 0; }
 LSX_API void scriptSetRegionX(int32_t x) { regionX = x; }
 LSX_API int32_t scriptCount(int32_t what)
 {
-    return what == 0 ? getFrames.load() : what == 1 ? starts.load() : stops.load();
+    return what == 0 ? getFrames.load() : what == 1 ? starts.load() : what == 2 ? stops.load() : closes.load();
 }
 
 lsxStatus lsxGetFrame(lsxHandle, lsxFrame* frame, void** buffer, uint32_t)
@@ -68,7 +85,7 @@ lsxStatus lsxGetFrame(lsxHandle, lsxFrame* frame, void** buffer, uint32_t)
         std::lock_guard<std::mutex> lock(mutex);
         if (script.empty()) {
             e.status = LSX_ERR_TIMEOUT;
-            e.delayMs = 5;
+            e.delayMs = timeoutsAtOnce ? 0 : 5;
         } else {
             e = std::move(script.front());
             script.pop_front();
@@ -78,7 +95,12 @@ lsxStatus lsxGetFrame(lsxHandle, lsxFrame* frame, void** buffer, uint32_t)
     if (e.status != LSX_OK) return e.status;
     *frame = e.frame;
     current = std::move(e.data);
-    *buffer = current.data();
+    *buffer = e.delayMs < 0 ? nullptr : current.data();
+    return LSX_OK;
+}
+lsxStatus lsxClose(lsxHandle)
+{
+    ++closes;
     return LSX_OK;
 }
 lsxStatus lsxStart(lsxHandle)
@@ -98,12 +120,13 @@ lsxStatus lsxGetRoi(lsxHandle, lsxRegion* region)
     return LSX_OK;
 }
 
-// Every other operation answers success. The four scripted ones get their answering twins
+// Every other operation answers success. The five scripted ones get their answering twins
 // under other names here, so that the list can be expanded whole.
 #define lsxGetFrame scriptedUnusedGetFrame
 #define lsxStart scriptedUnusedStart
 #define lsxStop scriptedUnusedStop
 #define lsxGetRoi scriptedUnusedGetRoi
+#define lsxClose scriptedUnusedClose
 #define LSX_ANSWER(name, params, args) \
     lsxStatus name params { return answer args; }
 LSX_OPERATIONS(LSX_ANSWER)
@@ -112,5 +135,6 @@ LSX_OPERATIONS(LSX_ANSWER)
 #undef lsxStart
 #undef lsxStop
 #undef lsxGetRoi
+#undef lsxClose
 lsxStatus lsxDebugFormat(lsxHandle, int32_t, const char*, const char*, ...) { return LSX_OK; }
 }

@@ -5,7 +5,10 @@
 #include "common/threadspy.h"
 #include "loader.h"
 
+#include <QElapsedTimer>
 #include <QtTest>
+
+#include <atomic>
 
 #include <dlfcn.h>
 
@@ -13,11 +16,27 @@ namespace {
 using PushFn = void (*)(lsxStatus, uint32_t, uint32_t, int32_t, int32_t, const void*, uint32_t, int32_t);
 using ResetFn = void (*)();
 using CountFn = int32_t (*)(int32_t);
+using PushDescriptorFn = void (*)(const lsxFrame*, const void*, uint32_t, int32_t);
+using SwitchFn = void (*)(int32_t);
+
+// Lines of the log that tell a failed grab, counted from every thread.
+std::atomic<int> g_grabFailureLines{0};
+QtMessageHandler g_previousHandler = nullptr;
+void countGrabFailures(QtMsgType type, const QMessageLogContext& context, const QString& text)
+{
+    if (text.contains(QLatin1String("get frame failed with"))) {
+        ++g_grabFailureLines;
+        return;
+    }
+    if (g_previousHandler) g_previousHandler(type, context, text);
+}
 
 struct Script {
     PushFn push = nullptr;
     ResetFn reset = nullptr;
     CountFn count = nullptr;
+    PushDescriptorFn pushDescriptor = nullptr;
+    SwitchFn timeoutsAtOnce = nullptr;
 
     void frame(uint32_t format, uint32_t bits, int w, int h, int value, int delayMs = 0)
     {
@@ -35,6 +54,7 @@ struct Script {
     void failure(lsxStatus s) { push(s, 0, 0, 0, 0, nullptr, 0, 0); }
     int getFrames() const { return count(0); }
     int stops() const { return count(2); }
+    int closes() const { return count(3); }
 };
 }  // namespace
 
@@ -62,7 +82,9 @@ private slots:
         script.push = reinterpret_cast<PushFn>(dlsym(lib, "scriptPush"));
         script.reset = reinterpret_cast<ResetFn>(dlsym(lib, "scriptReset"));
         script.count = reinterpret_cast<CountFn>(dlsym(lib, "scriptCount"));
-        QVERIFY(script.push && script.reset && script.count);
+        script.pushDescriptor = reinterpret_cast<PushDescriptorFn>(dlsym(lib, "scriptPushDescriptor"));
+        script.timeoutsAtOnce = reinterpret_cast<SwitchFn>(dlsym(lib, "scriptTimeoutsAtOnce"));
+        QVERIFY(script.push && script.reset && script.count && script.pushDescriptor && script.timeoutsAtOnce);
         server = new CameraServer;
     }
     void cleanupTestCase()
@@ -252,6 +274,81 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(failed.count() >= 1, 5000);  // emitted on the worker, maybe before we look
         QCOMPARE(failed.at(0).at(0).value<lsxStatus>(), LSX_ERR_DISCONNECTED);
         QTRY_COMPARE(script.stops(), 1);
+    }
+
+    // A descriptor that does not hold together ends capture with its reason before any byte of
+    // its buffer is read, and never becomes a picture.
+    void badDescriptorsEndCapture_data()
+    {
+        QTest::addColumn<uint32_t>("format");
+        QTest::addColumn<uint32_t>("bits");
+        QTest::addColumn<int>("width");
+        QTest::addColumn<int>("height");
+        QTest::addColumn<uint32_t>("size");
+        QTest::addColumn<bool>("nullBuffer");
+        QTest::addColumn<int>("status");
+        QTest::newRow("size 0, large frame") << 0u << 0u << 100000 << 100000 << 0u << false << int(LSX_ERR_BLOCK_SIZE);
+        QTest::newRow("negative size") << 0u << 0u << -4096 << -1000 << 64u << false << int(LSX_ERR_INVALID_ARG);
+        QTest::newRow("null buffer") << 0u << 0u << 4 << 2 << 8u << true << int(LSX_ERR_INVALID_ARG);
+        QTest::newRow("size halved") << 0u << 2u << 4 << 2 << 8u << false << int(LSX_ERR_BLOCK_SIZE);
+        QTest::newRow("bits 1") << 0u << 1u << 4 << 2 << 8u << false << int(LSX_ERR_NOT_SUPPORTED);
+        QTest::newRow("format 99") << 99u << 0u << 4 << 2 << 8u << false << int(LSX_ERR_NOT_SUPPORTED);
+    }
+
+    void badDescriptorsEndCapture()
+    {
+        QFETCH(uint32_t, format);
+        QFETCH(uint32_t, bits);
+        QFETCH(int, width);
+        QFETCH(int, height);
+        QFETCH(uint32_t, size);
+        QFETCH(bool, nullBuffer);
+        QFETCH(int, status);
+        ThreadSpy failed(server, &CameraServer::OS_CaptureFailed);
+        ThreadSpy frames(server, &CameraServer::OS_NewFrame);
+        lsxFrame f{};
+        f.format = format;
+        f.bits = bits;
+        f.width = width;
+        f.height = height;
+        f.size = size;
+        const std::vector<uint8_t> data(64, 5);
+        script.pushDescriptor(&f, data.data(), uint32_t(data.size()), nullBuffer);
+        emit server->IS_Capture(true);
+        QTRY_VERIFY_WITH_TIMEOUT(failed.count() >= 1, 5000);
+        QCOMPARE(failed.at(0).at(0).value<lsxStatus>(), status);
+        QTRY_COMPARE(script.stops(), 1);
+        QCoreApplication::processEvents();
+        QCOMPARE(frames.count(), 0);
+        QCOMPARE(failed.count(), 1);
+    }
+
+    // A library that answers time-outs as fast as it is asked, for ever and even for a closed
+    // handle: the log folds the repeats, and closing the camera ends the loop at once.
+    void endlessTimeOutsFoldedAndEndedByTheClose()
+    {
+        g_grabFailureLines = 0;
+        g_previousHandler = qInstallMessageHandler(countGrabFailures);
+        script.timeoutsAtOnce(1);
+        emit server->IS_Capture(true);
+        QTRY_VERIFY(script.getFrames() > 20000);
+        // The stop request waits for a frame that never comes, as it should.
+        server->stopCapture();
+        QTest::qWait(50);
+        QVERIFY(server->workerBusy());
+        QElapsedTimer timer;
+        timer.start();
+        server->m_opened = true;
+        server->close();
+        QVERIFY2(timer.elapsed() < 2000, qPrintable(QString::number(timer.elapsed())));
+        QVERIFY(!server->workerBusy());
+        QVERIFY(!server->closing());
+        qInstallMessageHandler(g_previousHandler);
+        QCOMPARE(script.closes(), 1);
+        QCOMPARE(script.stops(), 1);
+        // Tens of thousands of time-outs, a handful of lines: the first and the tenfold counts.
+        QVERIFY2(g_grabFailureLines <= 12, qPrintable(QString::number(g_grabFailureLines.load())));
+        QVERIFY(g_grabFailureLines >= 2);
     }
 
     // ---- The TVK317 path ----

@@ -570,6 +570,7 @@ private slots:
         // Room for the largest frame asked for below: 3 x 2 pixels of three bytes.
         std::vector<uint16_t> buffer(9, 1234);
         lsxFrame f = monoFrame(3, 2, LSX_BITS_16);
+        f.size = uint32_t(buffer.size() * sizeof(uint16_t));
         cv::Mat m = frameToMat(f, buffer.data());
         QCOMPARE(m.type(), CV_16UC1);
         QCOMPARE(m.size(), cv::Size(3, 2));
@@ -590,20 +591,68 @@ private slots:
     }
 
     // A descriptor that promises more pixels than the library says its buffer holds is not
-    // copied; a size of 0 (not reported) is trusted.
+    // copied, and a size of 0 says the buffer holds nothing.
     void bufferSmallerThanTheFrameIsRefused()
     {
         std::vector<uint8_t> buffer(6, 7);
         lsxFrame f = monoFrame(3, 2, LSX_BITS_8);
         f.size = 6;
         QCOMPARE(frameToMat(f, buffer.data()).total(), size_t(6));
+        QVERIFY(checkFrame(f, buffer.data()).ok());
         f.size = 0;
-        QCOMPARE(frameToMat(f, buffer.data()).total(), size_t(6));
+        QVERIFY(frameToMat(f, buffer.data()).empty());
+        QCOMPARE(checkFrame(f, buffer.data()).status, LSX_ERR_BLOCK_SIZE);
         f.size = 5;
         QVERIFY(frameToMat(f, buffer.data()).empty());
         f.bits = LSX_BITS_16;
         f.size = 6;
         QVERIFY(frameToMat(f, buffer.data()).empty());
+    }
+
+    // Every field of the descriptor is checked before the buffer is read, in 64-bit arithmetic.
+    void descriptorsThatDoNotHoldTogether_data()
+    {
+        QTest::addColumn<uint32_t>("format");
+        QTest::addColumn<uint32_t>("bits");
+        QTest::addColumn<int>("width");
+        QTest::addColumn<int>("height");
+        QTest::addColumn<uint32_t>("size");
+        QTest::addColumn<bool>("buffer");
+        QTest::addColumn<int>("status");
+        QTest::newRow("fits") << 0u << 0u << 3 << 2 << 6u << true << int(LSX_OK);
+        QTest::newRow("size 0, huge frame") << 0u << 0u << 100000 << 100000 << 0u << true << int(LSX_ERR_BLOCK_SIZE);
+        QTest::newRow("wraps in 32 bits") << 0u << 2u << 65536 << 32768 << 0u << true << int(LSX_ERR_BLOCK_SIZE);
+        QTest::newRow("negative width") << 0u << 0u << -3 << 2 << 6u << true << int(LSX_ERR_INVALID_ARG);
+        QTest::newRow("negative height") << 0u << 0u << 3 << -2 << 6u << true << int(LSX_ERR_INVALID_ARG);
+        QTest::newRow("zero height") << 0u << 0u << 3 << 0 << 6u << true << int(LSX_ERR_INVALID_ARG);
+        QTest::newRow("no buffer") << 0u << 0u << 3 << 2 << 6u << false << int(LSX_ERR_INVALID_ARG);
+        QTest::newRow("bits 1") << 0u << 1u << 3 << 2 << 6u << true << int(LSX_ERR_NOT_SUPPORTED);
+        QTest::newRow("format 99") << 99u << 0u << 3 << 2 << 6u << true << int(LSX_ERR_NOT_SUPPORTED);
+        QTest::newRow("half the size") << 0u << 2u << 3 << 2 << 6u << true << int(LSX_ERR_BLOCK_SIZE);
+        QTest::newRow("colour short") << 10u << 0u << 3 << 2 << 17u << true << int(LSX_ERR_BLOCK_SIZE);
+        QTest::newRow("colour") << 11u << 0u << 3 << 2 << 24u << true << int(LSX_OK);
+    }
+
+    void descriptorsThatDoNotHoldTogether()
+    {
+        QFETCH(uint32_t, format);
+        QFETCH(uint32_t, bits);
+        QFETCH(int, width);
+        QFETCH(int, height);
+        QFETCH(uint32_t, size);
+        QFETCH(bool, buffer);
+        QFETCH(int, status);
+        std::vector<uint8_t> data(24, 9);
+        lsxFrame f{};
+        f.format = format;
+        f.bits = bits;
+        f.width = width;
+        f.height = height;
+        f.size = size;
+        const FrameCheck check = checkFrame(f, buffer ? data.data() : nullptr);
+        QCOMPARE(check.status, status);
+        QCOMPARE(check.why.isEmpty(), status == LSX_OK);
+        QCOMPARE(frameToMat(f, buffer ? data.data() : nullptr).empty(), status != LSX_OK);
     }
 
     void sixteenBitFullScaleShowsWhite()
