@@ -2,6 +2,7 @@
 #include "loader.h"
 #include "mainwindow.h"
 #include "settings.h"
+#include "camera/cameraserver.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -38,9 +39,17 @@ int main(int argc, char* argv[])
     if (!bound.ok) qWarning() << "camera library not bound:" << QString::fromStdString(bound.message);
 
     const int tabIndex = tabIndexForTool(parser.value(tool));
+    if (parser.isSet(tool) && !isKnownTool(parser.value(tool)))
+        qWarning().noquote() << QStringLiteral("未知的工具 \"%1\"（可选 FPN、FFC、LSC、SCS），显示第一个工具。")
+                                    .arg(parser.value(tool));
+    if (!parser.positionalArguments().isEmpty())
+        qWarning().noquote() << QStringLiteral("忽略多余的参数：%1").arg(parser.positionalArguments().join(' '));
 
     MainWindow window(parser.value(device), tabIndex, nullptr);
     window.show();
     if (!bound.ok) QMessageBox::critical(&window, QStringLiteral("错误"), QString::fromStdString(bound.message));
-    return app.exec();
+    const int status = app.exec();
+    // A worker that a misbehaving camera library holds must not keep the process, nor abort it.
+    CameraServer::exitWhenWorkerStuck(status);
+    return status;
 }

@@ -19,6 +19,7 @@
 #include <QCloseEvent>
 #include <QDebug>
 #include <QGraphicsView>
+#include <QIcon>
 #include <QResizeEvent>
 #include <QScrollBar>
 #include <QTimer>
@@ -61,6 +62,11 @@ MainWindow::MainWindow(const QString& deviceName, int tabIndex, QWidget* parent)
     if (!m_deviceName.isEmpty()) QTimer::singleShot(1000, this, &MainWindow::connectDeviceWithName);
 
     ui->featureTabWidget->setCurrentIndex(tabIndex);
+    setWindowIcon(QIcon(QStringLiteral(":/base/icon.ico")));
+
+    // Told once the window is up: a settings file that cannot be written.
+    const QString warning = m_cameraServer->startWarning();
+    if (!warning.isEmpty()) QTimer::singleShot(0, this, [this, warning] { showCameraWarning(warning); });
 }
 
 MainWindow::~MainWindow()
@@ -209,6 +215,8 @@ void MainWindow::connectForm()
     connect(ui->startBut, &QPushButton::clicked, this, &MainWindow::startCapture);
     connect(m_cameraServer, &CameraServer::OS_OpenCameraFailed, this, &MainWindow::cameraOpenFailed);
     connect(m_cameraServer, &CameraServer::OS_CaptureFailed, this, &MainWindow::startCaptureFailed);
+    connect(m_cameraServer, &CameraServer::OS_CaptureFailed, this, &MainWindow::showCaptureError);
+    connect(m_cameraServer, &CameraServer::OS_CameraWarning, this, &MainWindow::showCameraWarning);
     connect(m_cameraServer, &CameraServer::OS_NewFrame, this, &MainWindow::showPicture);
     connect(m_cameraServer, &CameraServer::OS_CameraLostConnection, this, &MainWindow::cameraLostConnection);
     connect(ui->picSaveBut, &QPushButton::clicked, this, &MainWindow::savePicture);

@@ -107,6 +107,10 @@ public slots:
     // ---- Capture, picture and read-outs ----
     void startCapture();
     void startCaptureFailed();
+    // The reason capture ended on, in the status row until the next start.
+    void showCaptureError(lsxStatus status);
+    // A warning of the camera server, in a box.
+    void showCameraWarning(QString text);
     void showPicture(QPixmap pixmap, cv::Mat staticMat);
     void mouseMoved(QPointF mousePos, QRgb rgb, bool hasRGB);
     void hoverRow(int row, int col, QRgb minRgb, QRgb maxRgb);
@@ -195,5 +199,7 @@ public:
     StatisticsWidget* m_statisticsWidget = nullptr;
     // Beside "更多调节" when the camera library is the simulated camera's.
     QPushButton* m_sceneBut = nullptr;
+    // Why capture ended, shown in the rate label of the status row until the next start.
+    bool m_captureErrorShown = false;
     SceneControl* m_sceneControl = nullptr;
 };

@@ -613,6 +613,11 @@ void MainWindow::startCapture()
     m_frameCount = 0;
     m_frameTimer = QDateTime::currentMSecsSinceEpoch();
     if (ui->startBut->isChecked()) {
+        if (m_captureErrorShown) {
+            ui->captureRateLabel->setText(QStringLiteral("采集帧率"));
+            ui->captureRateLabel->setToolTip(QString());
+            m_captureErrorShown = false;
+        }
         emit m_cameraServer->IS_Capture(true);
         ui->startBut->setText(QStringLiteral("暂停"));
         // Live frames from now on: a loaded source picture is no longer on show.
@@ -621,6 +626,19 @@ void MainWindow::startCapture()
         m_cameraServer->stopCapture();
         ui->startBut->setText(QStringLiteral("采图"));
     }
+}
+
+void MainWindow::showCaptureError(lsxStatus status)
+{
+    const QString text = QStringLiteral("采集停止：%1-%2").arg(status).arg(statusText(status));
+    ui->captureRateLabel->setText(text);
+    ui->captureRateLabel->setToolTip(text);
+    m_captureErrorShown = true;
+}
+
+void MainWindow::showCameraWarning(QString text)
+{
+    QMessageBox::warning(this, QStringLiteral("警告"), text);
 }
 
 void MainWindow::startCaptureFailed()
@@ -643,6 +661,7 @@ void MainWindow::showPicture(QPixmap pixmap, cv::Mat staticMat)
 
     if (pixmap.isNull()) {
         m_pixmap = QPixmap();
+        ui->imageSizeLabel->setText(QStringLiteral("宽高:[0,0]"));
     } else {
         m_pixmap = pixmap;
         m_staticMat = staticMat;

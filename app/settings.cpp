@@ -11,6 +11,8 @@ int tabIndexForTool(const QString& tool)
     return index > 3 ? 3 : index;
 }
 
+bool isKnownTool(const QString& tool) { return toolList.contains(tool.toUpper()); }
+
 bool hideFunctionSetting()
 {
     QSettings settings(fpnIniPath(), QSettings::IniFormat);

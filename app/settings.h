@@ -13,6 +13,8 @@ extern const QStringList toolList;
 // The tab to show for the value of -t: its upper-case form looked up in toolList; not found
 // (or no option) gives 0, anything past the last tab the last tab.
 int tabIndexForTool(const QString& tool);
+// Whether -t names one of the tools (any case).
+bool isKnownTool(const QString& tool);
 
 // Params/HideFunction of FPN.ini as the window reads it at a panel load: true unless the file
 // says otherwise.

@@ -6,6 +6,7 @@
 #include "loader.h"
 #include "sim/lsxsim.h"
 
+#include <QDir>
 #include <QFile>
 #include <QSignalSpy>
 #include <QTemporaryDir>
@@ -30,7 +31,10 @@ private slots:
             {"friendlyName": "EDGE-K0", "base": "SIM-LS4096-M", "factory": {"maxK": 0, "maxB": 32}},
             {"friendlyName": "EDGE-B0", "base": "SIM-LS4096-M", "factory": {"maxK": 3, "maxB": 0}},
             {"friendlyName": "EDGE-LC0", "base": "SIM-LS4096-M", "registers": {"0x1001620": 0}},
-            {"friendlyName": "EDGE-LCFF", "base": "SIM-LS4096-M", "registers": {"0x1001620": "0xFFFFFFFF"}}
+            {"friendlyName": "EDGE-LCFF", "base": "SIM-LS4096-M", "registers": {"0x1001620": "0xFFFFFFFF"}},
+            {"friendlyName": "EDGE-LCF0", "base": "SIM-LS4096-M", "registers": {"0x1001620": "0xFFFFFFF0"}},
+            {"friendlyName": "EDGE-LC5M", "base": "SIM-LS4096-M", "registers": {"0x1001620": 5000000}},
+            {"friendlyName": "EDGE-LC16", "base": "SIM-LS4096-M", "registers": {"0x1001620": 16}}
         ]})");
         f.close();
         qputenv("LSX_SIM_CONFIG", config.toLocal8Bit());
@@ -71,6 +75,10 @@ private slots:
         QTest::newRow("byte 41 zero") << "EDGE-B0" << true << false << 3 << 64 << 0 << 1 << 1000;
         QTest::newRow("line count 0") << "EDGE-LC0" << true << false << 2 << 64 << 0 << 1 << 1000;
         QTest::newRow("line count 0xFFFFFFFF") << "EDGE-LCFF" << true << false << 2 << 64 << 0 << 1 << 1000;
+        // Impossible line counts are refused (with a word to the operator, below), never wrapped.
+        QTest::newRow("line count 0xFFFFFFF0") << "EDGE-LCF0" << true << false << 2 << 64 << 0 << 1 << 1000;
+        QTest::newRow("line count 5000000") << "EDGE-LC5M" << true << false << 2 << 64 << 0 << 1 << 1000;
+        QTest::newRow("line count 16") << "EDGE-LC16" << true << false << 2 << 64 << 0 << 16 << 16000;
     }
 
     void families()
@@ -91,6 +99,54 @@ private slots:
         QTEST(s.m_supportMLK, "mlk");
         QTEST(s.m_lineCount, "lineCount");
         QTEST(s.m_roiHeight, "roiHeight");
+    }
+
+    void impossibleLineCountIsToldOnce()
+    {
+        CameraServer s;
+        s.enumerate();
+        QSignalSpy warning(&s, &CameraServer::OS_CameraWarning);
+        s.open(QStringLiteral("EDGE-LC5M"));
+        QCOMPARE(warning.size(), 1);
+        QVERIFY(warning.at(0).at(0).toString().contains(QStringLiteral("5000000")));
+        s.readLineCount();
+        QCOMPARE(warning.size(), 1);
+        QCOMPARE(s.m_lineCount, 1);
+        QCOMPARE(s.m_roiHeight, 1000);
+    }
+
+    void stateThatCannotBeBackedUpIsTold()
+    {
+        CameraServer s;
+        s.enumerate();
+        QSignalSpy warning(&s, &CameraServer::OS_CameraWarning);
+        QVERIFY(lsx::sim::api().injectFault("lsxSaveConfig", 0, LSX_ERR_FILE_OPEN, 1) == LSX_OK);
+        s.open(QStringLiteral("SIM-LS4096-M"));
+        QVERIFY(s.m_opened);
+        QCOMPARE(warning.size(), 1);
+        QVERIFY(warning.at(0).at(0).toString().contains(QStringLiteral("无法备份相机当前状态")));
+        QVERIFY(warning.at(0).at(0).toString().contains(QString::number(LSX_ERR_FILE_OPEN)));
+    }
+
+    void settingsThatCannotBeWrittenAreTold()
+    {
+        // FPN.ini stands where a folder of that name is: nothing can be written to it.
+        QTemporaryDir doc;
+        QVERIFY(QDir(doc.path()).mkpath(QStringLiteral("FPN/FPN.ini")));
+        qputenv("TELORINE_DOCUMENT_PATH", doc.path().toLocal8Bit());
+        {
+            CameraServer s;
+            QVERIFY(s.startWarning().contains(QStringLiteral("无法写入")));
+            QSignalSpy warning(&s, &CameraServer::OS_CameraWarning);
+            s.m_settings->setValue(FpnIni::DOffset, 3);
+            s.syncSettings();
+            s.syncSettings();
+            // Told at the start already: not again.
+            QCOMPARE(warning.size(), 0);
+        }
+        qputenv("TELORINE_DOCUMENT_PATH", m_root.path().toLocal8Bit());
+        CameraServer fine;
+        QVERIFY(fine.startWarning().isEmpty());
     }
 
     void tvk317Family()

@@ -63,6 +63,13 @@ private slots:
         QTEST(tabIndexForTool(toolOption(arguments)), "tab");
     }
 
+    // An unknown tool is warned about at start; the known ones in any case are not.
+    void knownTools()
+    {
+        for (const char* t : {"FPN", "ffc", "Lsc", "scs"}) QVERIFY2(isKnownTool(QLatin1String(t)), t);
+        for (const char* t : {"nonsense", "", "FP", "FPNX"}) QVERIFY2(!isKnownTool(QLatin1String(t)), t);
+    }
+
     void documentDirCreatesFpnFolder()
     {
         QTemporaryDir root;

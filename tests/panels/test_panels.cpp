@@ -922,6 +922,76 @@ private slots:
         QVERIFY(lastFrameMean() < 5.0);
         stopAutoCapture();
     }
+
+    // ---- What the operator is told ----
+
+    void captureErrorShownUntilTheNextStart()
+    {
+        QVERIFY(connectCamera(kMono));
+        QTRY_VERIFY_WITH_TIMEOUT(w->ui->startBut->isChecked(), 3000);
+        QVERIFY(lsx::sim::api().injectFault("lsxGetFrame", 0, LSX_ERR_DISCONNECTED, 1) == LSX_OK);
+        const QString reason = QStringLiteral("采集停止：%1-%2").arg(LSX_ERR_DISCONNECTED).arg(statusText(LSX_ERR_DISCONNECTED));
+        QTRY_COMPARE_WITH_TIMEOUT(w->ui->captureRateLabel->text(), reason, 5000);
+        QVERIFY(!w->ui->startBut->isChecked());
+        QCOMPARE(w->ui->captureRateLabel->toolTip(), reason);
+        // Still there a while later; gone with the next start.
+        QTest::qWait(100);
+        QCOMPARE(w->ui->captureRateLabel->text(), reason);
+        w->ui->startBut->click();
+        QVERIFY(w->ui->captureRateLabel->text() != reason);
+        QTRY_VERIFY_WITH_TIMEOUT(w->ui->captureRateLabel->text().startsWith(QStringLiteral("帧率:")), 5000);
+        stopAutoCapture();
+    }
+
+    void nullPictureShowsNoSize()
+    {
+        w->showPicture(filledPixmap(40, 20, Qt::gray), cv::Mat(1, 40, CV_32FC1, cv::Scalar(128)));
+        QCOMPARE(w->ui->imageSizeLabel->text(), QStringLiteral("宽高:[40,20]"));
+        w->showPicture(QPixmap(), cv::Mat());
+        QCOMPARE(w->ui->imageSizeLabel->text(), QStringLiteral("宽高:[0,0]"));
+    }
+
+    void windowHasItsIcon() { QVERIFY(!w->windowIcon().isNull()); }
+
+    // Whatever the camera library does, closing the window lets go within two seconds.
+    void windowClosesUnderEveryFault_data()
+    {
+        QTest::addColumn<QString>("op");
+        QTest::addColumn<int>("status");
+        QTest::newRow("time-outs for ever") << "lsxGetFrame" << int(LSX_ERR_TIMEOUT);
+        QTest::newRow("frames fail") << "lsxGetFrame" << int(LSX_ERR_DISCONNECTED);
+        QTest::newRow("close fails") << "lsxClose" << int(LSX_ERR_UNKNOWN);
+        QTest::newRow("restore fails") << "lsxLoadConfig" << int(LSX_ERR_FILE_FORMAT);
+        QTest::newRow("stop fails") << "lsxStop" << int(LSX_ERR_UNKNOWN);
+        QTest::newRow("everything fails") << "*" << int(LSX_ERR_UNKNOWN);
+        QTest::newRow("disconnect") << "disconnect" << 0;
+        QTest::newRow("slow time-outs") << "timeouts" << 0;
+    }
+
+    void windowClosesUnderEveryFault()
+    {
+        QFETCH(QString, op);
+        QFETCH(int, status);
+        QVERIFY(connectCamera(kMono));
+        QTRY_VERIFY_WITH_TIMEOUT(w->ui->startBut->isChecked(), 3000);
+        ThreadSpy frames(w->m_cameraServer, &CameraServer::OS_NewFrame);
+        QVERIFY(frames.wait(5000));
+        const QByteArray camera = kMono.toLatin1();
+        if (op == "disconnect")
+            lsx::sim::api().disconnectAfterFrames(camera.constData(), 0);
+        else if (op == "timeouts")
+            lsx::sim::api().frameTimeouts(camera.constData(), 1000000);
+        else
+            QCOMPARE(lsx::sim::api().injectFault(op.toLatin1().constData(), 0, status, 0), LSX_OK);
+        QTest::qWait(100);
+        QElapsedTimer timer;
+        timer.start();
+        w->close();
+        w.reset();
+        QVERIFY2(timer.elapsed() < 2000, qPrintable(QString::number(timer.elapsed())));
+        lsx::sim::api().clearFaults();
+        w = harness::makeWindow();
+    }
 };
 
 QTEST_MAIN(TestPanels)
