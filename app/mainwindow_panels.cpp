@@ -7,6 +7,7 @@
 #include "app/scenecontrol.h"
 
 #include "camera/cameraserver.h"
+#include "camera/properties.h"
 #include "camera/tables.h"
 #include "statustext.h"
 #include "views/imageitem.h"
@@ -61,16 +62,19 @@ Detached<Sender, Signal, Slot> detach(Sender* sender, Signal signal, MainWindow*
     return Detached<Sender, Signal, Slot>(sender, signal, window, slot);
 }
 
-// A text field filled by the camera library, read no further than its capacity.
-QString fieldText(const char* text, std::size_t capacity)
-{
-    return QString::fromLocal8Bit(text, int(qstrnlen(text, uint(capacity))));
-}
+using properties::fieldText;
+using properties::kFfcSelKey;
+using properties::kFpnSelKey;
+using properties::kLscSelKey;
 
-// The selection keys behind the three "存储" combo boxes.
-constexpr char kFpnSelKey[] = "FPNC.Selector";
-constexpr char kFfcSelKey[] = "PRNUC";
-constexpr char kLscSelKey[] = "LSC";
+// A range read from the camera into a spin box; a refused read leaves the box as it is.
+void setRange(QDoubleSpinBox* box, const properties::Range& range)
+{
+    if (!range.ok) return;
+    box->setMinimum(range.min);
+    box->setMaximum(range.max);
+    box->setSingleStep(range.step);
+}
 
 // A server with an open camera: what the property setters need before they touch it.
 bool cameraOpen(const CameraServer* server)
@@ -249,32 +253,18 @@ void MainWindow::loadFeatures()
     // Gain.
     {
         auto cut = detach(ui->gainSelSBox, &QDoubleSpinBox::valueChanged, this, &MainWindow::setGain);
-        lsxFloatDescr descr{};
-        if (lsxGetAnalogGainDescr(h, &descr) == LSX_OK) {
-            ui->gainSelSBox->setMinimum(descr.min);
-            ui->gainSelSBox->setMaximum(descr.max);
-            ui->gainSelSBox->setSingleStep(descr.step);
-        }
-        float gain = 0.0f;
-        if (lsxGetAnalogGain(h, &gain) == LSX_OK) ui->gainSelSBox->setValue(gain);
+        setRange(ui->gainSelSBox, properties::gainRange(h));
+        const properties::Value gain = properties::gain(h);
+        if (gain.ok) ui->gainSelSBox->setValue(gain.value);
     }
 
     // Resolution mode.
     {
         auto cut = detach(ui->resModeCBox, &QComboBox::currentIndexChanged, this, &MainWindow::setResMode);
         ui->resModeCBox->clear();
-        int32_t current = -1;
-        lsxGetResolutionModeSel(h, &current);
-        lsxSelectionDescr descr{};
-        if (lsxGetResolutionModeSelDescr(h, &descr) == LSX_OK) {
-            for (int32_t i = 0; i < descr.count; ++i) {
-                lsxSelectionDetail detail;
-                std::memset(&detail, 0, sizeof detail);
-                if (lsxGetResolutionModeSelDetail(h, i, &detail) != LSX_OK) continue;
-                ui->resModeCBox->addItem(fieldText(detail.text, sizeof detail.text), i);
-            }
-        }
-        const int row = ui->resModeCBox->findData(current);
+        const properties::Selection modes = properties::resolutionModes(h);
+        for (int i = 0; i < modes.texts.size(); ++i) ui->resModeCBox->addItem(modes.texts[i], modes.indices[i]);
+        const int row = ui->resModeCBox->findData(modes.currentIndex);
         if (row >= 0) ui->resModeCBox->setCurrentIndex(row);
     }
 
@@ -282,42 +272,23 @@ void MainWindow::loadFeatures()
     const bool user = ui->resModeCBox->currentText() == QLatin1String("USER");
     ui->binningModeWidget->setVisible(user);
     if (user) {
-        const struct {
-            const char* name;
-            QComboBox* box;
-        } enums[] = {{"BinningMode", ui->binningModeCBox},
-                     {"BinningHorizontal", ui->hBinningModeCBox},
-                     {"BinningVertical", ui->vBinningModeCBox}};
-        for (const auto& e : enums) {
-            auto cut = detach(e.box, &QComboBox::currentIndexChanged, this, &MainWindow::setBinningMode);
-            e.box->clear();
-            int64_t current = -1;
-            int64_t values[64] = {};
-            int32_t count = 64;
-            if (lsxGetEnumValue(h, e.name, &current, values, &count) != LSX_OK) continue;
-            count = qBound(0, count, 64);
-            int selected = -1;
-            for (int32_t i = 0; i < count; ++i) {
-                char text[LSX_NAME_SIZE] = {};
-                if (lsxGetEnumNameValue(h, e.name, i, text, sizeof text) != LSX_OK) continue;
-                e.box->addItem(fieldText(text, sizeof text));
-                if (values[i] == current) selected = e.box->count() - 1;
-            }
-            if (selected >= 0) e.box->setCurrentIndex(selected);
+        QComboBox* const boxes[] = {ui->binningModeCBox, ui->hBinningModeCBox, ui->vBinningModeCBox};
+        for (int i = 0; i < 3; ++i) {
+            QComboBox* box = boxes[i];
+            auto cut = detach(box, &QComboBox::currentIndexChanged, this, &MainWindow::setBinningMode);
+            box->clear();
+            const properties::Enumeration e = properties::enumeration(h, properties::kBinningEnums[i]);
+            box->addItems(e.names);
+            if (e.selected >= 0) box->setCurrentIndex(e.selected);
         }
     }
 
     // Exposure.
     {
         auto cut = detach(ui->exposureSBox, &QDoubleSpinBox::valueChanged, this, &MainWindow::setExposure);
-        lsxDoubleDescr descr{};
-        if (lsxGetExposureDescr(h, &descr) == LSX_OK) {
-            ui->exposureSBox->setMinimum(descr.min);
-            ui->exposureSBox->setMaximum(descr.max);
-            ui->exposureSBox->setSingleStep(descr.step);
-        }
-        double us = 0.0;
-        if (lsxGetExposure(h, &us) == LSX_OK) ui->exposureSBox->setValue(us);
+        setRange(ui->exposureSBox, properties::exposureRange(h));
+        const properties::Value us = properties::exposure(h);
+        if (us.ok) ui->exposureSBox->setValue(us.value);
     }
 
     // ROI limits; the values come from roiCancel.
@@ -325,27 +296,21 @@ void MainWindow::loadFeatures()
         auto cutX = detach(ui->roixSBox, &QSpinBox::valueChanged, this, &MainWindow::roiChanged);
         auto cutW = detach(ui->roiWSBox, &QSpinBox::valueChanged, this, &MainWindow::roiChanged);
         auto cutH = detach(ui->roiHSBox, &QSpinBox::valueChanged, this, &MainWindow::roiChanged);
-        lsxRegionDescr descr;
-        std::memset(&descr, 0, sizeof descr);
-        if (lsxGetRoiDescr(h, &descr) == LSX_OK) {
-            ui->roixSBox->setRange(0, descr.maxWidth);
+        const properties::RoiLimits limits = properties::roiLimits(h);
+        if (limits.ok) {
+            ui->roixSBox->setRange(0, limits.maxWidth);
             ui->roixSBox->setSingleStep(2);
-            ui->roiWSBox->setRange(descr.minWidth, descr.maxWidth);
-            ui->roiWSBox->setSingleStep(descr.widthStep);
-            ui->roiHSBox->setRange(descr.minHeight, descr.maxHeight);
-            ui->roiHSBox->setSingleStep(descr.heightStep);
+            ui->roiWSBox->setRange(limits.minWidth, limits.maxWidth);
+            ui->roiWSBox->setSingleStep(limits.widthStep);
+            ui->roiHSBox->setRange(limits.minHeight, limits.maxHeight);
+            ui->roiHSBox->setSingleStep(limits.heightStep);
         }
     }
     roiCancel();
 
     // The camera's own FPN correction.
-    {
-        uint8_t payload[48] = {};
-        uint32_t size = 48;
-        const lsxStatus status = lsxGet(h, LSX_KEY_FPN_ENABLE, payload, &size);
-        qDebug() << status << " - " << statusText(status) << " -- " << size << " - " << payload[0];
-        if (status == LSX_OK) ui->fpnEnableCheck->setChecked(payload[0] != 0);
-    }
+    const properties::Value fpnOn = properties::cameraFpnEnabled(h);
+    if (fpnOn.ok) ui->fpnEnableCheck->setChecked(fpnOn.value != 0.0);
 
     // The three "存储" selections: FPN set, flat-field set, lens-shading set.
     fillSelection(ui->fpnSelCBox, kFpnSelKey, &MainWindow::setFpnSel);
@@ -354,8 +319,7 @@ void MainWindow::loadFeatures()
 
     // Colour alignment only for three-byte colour output.
     ui->featureTabWidget->setTabEnabled(3, false);
-    int32_t format = -1;
-    lsxGetTargetFormat(h, &format);
+    const int format = int(properties::targetFormat(h).value);
     if (format == FORMAT_BGR24 || format == FORMAT_RGB24) {
         ui->featureTabWidget->setTabEnabled(3, true);
         scsCancel();
@@ -364,21 +328,11 @@ void MainWindow::loadFeatures()
 
 void MainWindow::fillSelection(QComboBox* box, const char* key, void (MainWindow::*setter)())
 {
-    const lsxHandle h = m_cameraServer->m_handle;
     auto cut = detach(box, &QComboBox::currentIndexChanged, this, setter);
     box->clear();
-    lsxSelectionDescr descr{};
-    if (lsxGetSelectionDescr(h, key, &descr) == LSX_OK && descr.count > 0) {
-        for (int32_t i = 0; i < descr.count; ++i) {
-            lsxSelectionDetail detail;
-            std::memset(&detail, 0, sizeof detail);
-            if (lsxGetSelectionDetail(h, key, i, &detail) == LSX_OK)
-                box->addItem(fieldText(detail.text, sizeof detail.text), i);
-        }
-    }
-    char value[LSX_TEXT_SIZE] = {};
-    if (lsxGetConfigString(h, key, value, sizeof value) == LSX_OK)
-        box->setCurrentText(fieldText(value, sizeof value));
+    const properties::Selection sel = properties::selection(m_cameraServer->m_handle, key);
+    for (int i = 0; i < sel.texts.size(); ++i) box->addItem(sel.texts[i], sel.indices[i]);
+    if (sel.hasCurrentText) box->setCurrentText(sel.currentText);
 }
 
 void MainWindow::loadParams()
@@ -430,14 +384,13 @@ void MainWindow::paramApply()
 void MainWindow::setGain()
 {
     if (!cameraOpen(m_cameraServer)) return;
-    const lsxStatus status = lsxSetAnalogGain(m_cameraServer->m_handle, float(ui->gainSelSBox->value()));
-    if (status != LSX_OK) qDebug() << "set gain failed with : " << status;
+    properties::setGain(m_cameraServer->m_handle, ui->gainSelSBox->value());
 }
 
 void MainWindow::setExposure()
 {
     if (!cameraOpen(m_cameraServer)) return;
-    lsxSetExposure(m_cameraServer->m_handle, ui->exposureSBox->value());
+    properties::setExposure(m_cameraServer->m_handle, ui->exposureSBox->value());
 }
 
 void MainWindow::setResMode()
@@ -445,7 +398,8 @@ void MainWindow::setResMode()
     if (!cameraOpen(m_cameraServer)) return;
     const int32_t index = ui->resModeCBox->currentData().toInt();
     // Every coefficient was measured at the old resolution: none of them fits any more.
-    if (lsxSetResolutionModeSel(m_cameraServer->m_handle, index) == LSX_OK) m_cameraServer->clearCoefficients();
+    if (properties::setResolutionMode(m_cameraServer->m_handle, index) == LSX_OK)
+        m_cameraServer->clearCoefficients();
     ui->applyFpnCheck->setChecked(false);
     loadFeatures();
 }
@@ -455,22 +409,21 @@ void MainWindow::setBinningMode()
     if (!m_cameraServer) return;
     auto* box = qobject_cast<QComboBox*>(sender());
     if (!box) return;
-    const char* name = box == ui->binningModeCBox    ? "BinningMode"
-                       : box == ui->hBinningModeCBox ? "BinningHorizontal"
-                       : box == ui->vBinningModeCBox ? "BinningVertical"
+    const char* name = box == ui->binningModeCBox    ? properties::kBinningEnums[0]
+                       : box == ui->hBinningModeCBox ? properties::kBinningEnums[1]
+                       : box == ui->vBinningModeCBox ? properties::kBinningEnums[2]
                                                      : nullptr;
     if (!name) return;
-    const QByteArray value = box->currentText().toLocal8Bit();
-    lsxSetEnumValueByString(m_cameraServer->m_handle, name, value.constData());
+    properties::setEnumeration(m_cameraServer->m_handle, name, box->currentText());
     loadFeatures();
 }
 
 void MainWindow::setFpnSel()
 {
     if (!cameraOpen(m_cameraServer)) return;
-    const QByteArray text = ui->fpnSelCBox->currentText().toLocal8Bit();
     // A refused set: the panels show the camera's own choice again.
-    if (lsxSetConfigString(m_cameraServer->m_handle, kFpnSelKey, text.constData()) != LSX_OK) loadFeatures();
+    if (properties::setSelection(m_cameraServer->m_handle, kFpnSelKey, ui->fpnSelCBox->currentText()) != LSX_OK)
+        loadFeatures();
 }
 
 void MainWindow::setFfcSel()
@@ -479,8 +432,8 @@ void MainWindow::setFfcSel()
     // The simulated flat field belongs to the set it was computed for.
     ui->ffcCheck->setChecked(false);
     if (!m_cameraServer->setFfcEnabled(ui->ffcCheck->isChecked())) ui->ffcCheck->setChecked(false);
-    const QByteArray text = ui->ffcSelCBox->currentText().toLocal8Bit();
-    if (lsxSetConfigString(m_cameraServer->m_handle, kFfcSelKey, text.constData()) != LSX_OK) loadFeatures();
+    if (properties::setSelection(m_cameraServer->m_handle, kFfcSelKey, ui->ffcSelCBox->currentText()) != LSX_OK)
+        loadFeatures();
 }
 
 void MainWindow::setLscSel()
@@ -488,16 +441,15 @@ void MainWindow::setLscSel()
     if (!cameraOpen(m_cameraServer)) return;
     ui->lscCheck->setChecked(false);
     if (!m_cameraServer->setLscEnabled(ui->lscCheck->isChecked())) ui->lscCheck->setChecked(false);
-    const QByteArray text = ui->lscSelCBox->currentText().toLocal8Bit();
-    if (lsxSetConfigString(m_cameraServer->m_handle, kLscSelKey, text.constData()) != LSX_OK) loadFeatures();
+    if (properties::setSelection(m_cameraServer->m_handle, kLscSelKey, ui->lscSelCBox->currentText()) != LSX_OK)
+        loadFeatures();
 }
 
 void MainWindow::enableCameraFpn()
 {
     if (!cameraOpen(m_cameraServer)) return;
-    uint8_t on = ui->fpnEnableCheck->isChecked() ? 1 : 0;
-    uint32_t size = 0;
-    if (lsxSet(m_cameraServer->m_handle, LSX_KEY_FPN_ENABLE, &on, &size) != LSX_OK) loadFeatures();
+    if (properties::setCameraFpnEnabled(m_cameraServer->m_handle, ui->fpnEnableCheck->isChecked()) != LSX_OK)
+        loadFeatures();
 }
 
 void MainWindow::enableDoffsetAuto()
@@ -574,15 +526,9 @@ void MainWindow::roiChanged()
 
 void MainWindow::roiApply()
 {
-    if (cameraOpen(m_cameraServer)) {
-        lsxRegion region;
-        std::memset(&region, 0, sizeof region);
-        region.X = ui->roixSBox->value();
-        region.Y = 0;
-        region.W = ui->roiWSBox->value();
-        region.H = ui->roiHSBox->value();
-        lsxSetRoi(m_cameraServer->m_handle, &region);
-    }
+    if (cameraOpen(m_cameraServer))
+        properties::setRoi(m_cameraServer->m_handle, ui->roixSBox->value(), ui->roiWSBox->value(),
+                           ui->roiHSBox->value());
     // Whatever the camera took, the boxes show it.
     roiCancel();
 }
@@ -590,16 +536,15 @@ void MainWindow::roiApply()
 void MainWindow::roiCancel()
 {
     if (cameraOpen(m_cameraServer)) {
-        lsxRegion region;
-        std::memset(&region, 0, sizeof region);
-        if (lsxGetRoi(m_cameraServer->m_handle, &region) == LSX_OK) {
-            ui->roiWSBox->setMaximum(ui->roixSBox->maximum() - region.X);
+        const properties::Roi region = properties::roi(m_cameraServer->m_handle);
+        if (region.ok) {
+            ui->roiWSBox->setMaximum(ui->roixSBox->maximum() - region.x);
             auto cutX = detach(ui->roixSBox, &QSpinBox::valueChanged, this, &MainWindow::roiChanged);
             auto cutW = detach(ui->roiWSBox, &QSpinBox::valueChanged, this, &MainWindow::roiChanged);
             auto cutH = detach(ui->roiHSBox, &QSpinBox::valueChanged, this, &MainWindow::roiChanged);
-            ui->roixSBox->setValue(region.X);
-            ui->roiWSBox->setValue(region.W);
-            ui->roiHSBox->setValue(region.H);
+            ui->roixSBox->setValue(region.x);
+            ui->roiWSBox->setValue(region.width);
+            ui->roiHSBox->setValue(region.height);
         }
     }
     ui->roiApplyBut->setEnabled(false);
