@@ -236,6 +236,8 @@ private slots:
         ThreadSpy frames(server(), &CameraServer::OS_NewFrame);
         startFrames(frames);
         QSignalSpy started(server(), &CameraServer::IS_DSNUStart);
+        // The stored DOffset: the dark field then takes one frame (and fails, the lens being open).
+        ui()->autoDoffsetCheck->setChecked(false);
 
         m_window->dsnuProcess();
         // Before any frame loop could have noticed: the stop flag is up and the panel shows.
