@@ -316,7 +316,7 @@ std::vector<double> lscGains(const LscTable& lsc, int format, int width, int reg
 {
     const std::vector<int> lists = channelLists(format);
     const int channels = static_cast<int>(lists.size());
-    if (lsc.lists < 1 || regionX < 0 || lsc.size < width + regionX) return {};
+    if (lsc.lists < 1 || regionX < 0 || int64_t(lsc.size) < int64_t(width) + regionX) return {};
     for (int l : lists)
         if (l >= lsc.lists) return {};
     std::vector<double> g(static_cast<size_t>(channels) * width);

@@ -22,11 +22,11 @@ function(lsx_module name)
   target_include_directories(${name} PUBLIC ${CMAKE_CURRENT_SOURCE_DIR} ${PROJECT_SOURCE_DIR})
 endfunction()
 
-# lsx_test(NAME SOURCES a.cpp b.cpp LIBS x y LABELS unit gui [TIMEOUT s] [ENV K=V ...] [ARGS ...])
+# lsx_test(NAME SOURCES a.cpp b.cpp LIBS x y LABELS unit gui [TIMEOUT s] [ENV K=V ...])
 # One test program, registered with ctest. Every test runs on the offscreen platform with its
 # own HOME and document folders under the build tree, so nothing touches the user's files.
 function(lsx_test name)
-  cmake_parse_arguments(T "" "TIMEOUT" "SOURCES;LIBS;LABELS;ENV;ARGS" ${ARGN})
+  cmake_parse_arguments(T "" "TIMEOUT" "SOURCES;LIBS;LABELS;ENV" ${ARGN})
   add_executable(${name} ${T_SOURCES})
   target_link_libraries(${name} PRIVATE ${T_LIBS})
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/tests)
@@ -35,7 +35,7 @@ function(lsx_test name)
   endif()
   set(_home ${CMAKE_BINARY_DIR}/testhome/${name})
   file(MAKE_DIRECTORY ${_home})
-  add_test(NAME ${name} COMMAND ${name} ${T_ARGS} WORKING_DIRECTORY ${_home})
+  add_test(NAME ${name} COMMAND ${name} WORKING_DIRECTORY ${_home})
   set_tests_properties(${name} PROPERTIES
     LABELS "${T_LABELS}"
     TIMEOUT ${T_TIMEOUT}
