@@ -3,6 +3,7 @@
 // with its words, and the B rows a run leaves. The procedures are called directly on the test's
 // thread (the worker is idle), so their reports arrive in order on a plain QSignalSpy.
 #include "calibration/recordcam.h"
+#include "calibration/reports.h"
 
 #include "camera/cameraserver.h"
 #include "camera/tables.h"
@@ -19,28 +20,6 @@
 #include <memory>
 
 namespace {
-
-using Report = QPair<int, QString>;
-
-QList<Report> reportsOf(const QSignalSpy& spy)
-{
-    QList<Report> out;
-    for (const QList<QVariant>& args : spy) out.append({args.at(0).toInt(), args.at(1).toString()});
-    return out;
-}
-
-// How many failure reports (101) a run gave.
-int failures(const QList<Report>& reports)
-{
-    return int(std::count_if(reports.begin(), reports.end(), [](const Report& r) { return r.first == 101; }));
-}
-
-QStringList textsOf(const QList<Report>& reports)
-{
-    QStringList out;
-    for (const Report& r : reports) out.append(r.second);
-    return out;
-}
 
 QStringList toList(const std::vector<std::string>& calls)
 {

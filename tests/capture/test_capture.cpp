@@ -2,6 +2,7 @@
 // restarts and partial images, and the capture slot's corrections, sum, statistics and stop rule.
 #include "camera/cameraserver.h"
 #include "camera/framegrab.h"
+#include "common/badframes.h"
 #include "common/threadspy.h"
 #include "loader.h"
 
@@ -278,45 +279,20 @@ private slots:
 
     // A descriptor that does not hold together ends capture with its reason before any byte of
     // its buffer is read, and never becomes a picture.
-    void badDescriptorsEndCapture_data()
-    {
-        QTest::addColumn<uint32_t>("format");
-        QTest::addColumn<uint32_t>("bits");
-        QTest::addColumn<int>("width");
-        QTest::addColumn<int>("height");
-        QTest::addColumn<uint32_t>("size");
-        QTest::addColumn<bool>("nullBuffer");
-        QTest::addColumn<int>("status");
-        QTest::newRow("size 0, large frame") << 0u << 0u << 100000 << 100000 << 0u << false << int(LSX_ERR_BLOCK_SIZE);
-        QTest::newRow("negative size") << 0u << 0u << -4096 << -1000 << 64u << false << int(LSX_ERR_INVALID_ARG);
-        QTest::newRow("null buffer") << 0u << 0u << 4 << 2 << 8u << true << int(LSX_ERR_INVALID_ARG);
-        QTest::newRow("size halved") << 0u << 2u << 4 << 2 << 8u << false << int(LSX_ERR_BLOCK_SIZE);
-        QTest::newRow("bits 1") << 0u << 1u << 4 << 2 << 8u << false << int(LSX_ERR_NOT_SUPPORTED);
-        QTest::newRow("format 99") << 99u << 0u << 4 << 2 << 8u << false << int(LSX_ERR_NOT_SUPPORTED);
-    }
+    void badDescriptorsEndCapture_data() { addBadFrameRows(); }
 
     void badDescriptorsEndCapture()
     {
-        QFETCH(uint32_t, format);
-        QFETCH(uint32_t, bits);
-        QFETCH(int, width);
-        QFETCH(int, height);
-        QFETCH(uint32_t, size);
-        QFETCH(bool, nullBuffer);
-        QFETCH(int, status);
+        QFETCH(int, frame);
+        const BadFrame& bad = kBadFrames[frame];
         ThreadSpy failed(server, &CameraServer::OS_CaptureFailed);
         ThreadSpy frames(server, &CameraServer::OS_NewFrame);
-        lsxFrame f{};
-        f.format = format;
-        f.bits = bits;
-        f.width = width;
-        f.height = height;
-        f.size = size;
+        const lsxFrame f = descriptorOf(bad);
         const std::vector<uint8_t> data(64, 5);
-        script.pushDescriptor(&f, data.data(), uint32_t(data.size()), nullBuffer);
+        script.pushDescriptor(&f, data.data(), uint32_t(data.size()), bad.nullBuffer);
         emit server->IS_Capture(true);
         QTRY_VERIFY_WITH_TIMEOUT(failed.count() >= 1, 5000);
-        QCOMPARE(failed.at(0).at(0).value<lsxStatus>(), status);
+        QCOMPARE(failed.at(0).at(0).value<lsxStatus>(), bad.status);
         QTRY_COMPARE(script.stops(), 1);
         QCoreApplication::processEvents();
         QCOMPARE(frames.count(), 0);
