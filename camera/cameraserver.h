@@ -34,6 +34,7 @@
 
 class QSettings;
 class QThread;
+struct ExposureSearch;
 
 // The cameras of the last enumeration, by friendly name; refreshed at open.
 extern QMap<QString, lsxCameraInfo> cameraInfoMap;
@@ -227,6 +228,19 @@ private:
     lsxStatus writeDoffset(int value);
     // The dark-field procedure of the TVK317 family.
     void dsnuTvk317();
+    // ---- Bright field (calibration/exposure.cpp, calibration/brightfield.cpp) ----
+    // How one exposure search ended: in its window (or cancelled), at the sensor's minimum
+    // exposure, or on a camera call that failed.
+    enum class SearchEnd { Found, AtMinimum, Failed };
+    // One exposure search: frames taken on soft trigger and judged until the search ends.
+    SearchEnd runExposureSearch(ExposureSearch& search);
+    void fpnRun();
+    // The bright field of the TVK317 family: one stacked image, no gains, no final step.
+    void fpnTvk317();
+    // The camera's own dark rows into m_bList; false after a failure it has reported.
+    bool fpnReadDark();
+    // K scale and the lift of B once every gain is done.
+    void fpnFinish();
     // The preparation of a normal dark-field run; false after a failure it has reported.
     bool dsnuPrepare();
     // One gain of a normal dark-field run; false when the run must end with a failure.
@@ -247,6 +261,16 @@ public:
     bool fpnDetectDoffset();
     // K of every row and column at one pixel level, from m_kPoints and m_maxK (see klevels.h).
     void kAtLevel(uint8_t level, QList<double>& out, int rows) const;
+    // Exposure range detection (calibration/exposure.cpp). The bright field's form: one exposure
+    // per target found, or the spaced series of a four-level calibration; empty when nothing
+    // could be measured.
+    QVector<double> fpnExposureCheck(std::vector<double> targets);
+    // The exposure test's form: the shortest and longest usable exposure.
+    bool fpnExposureCheck(double& lower, double& upper, int lowTarget, int highTarget);
+    // One full frame per exposure, shown as it comes; false only when the series could not begin.
+    bool fpnCapture(const QVector<double>& exposures, QList<cv::Mat>& images);
+    // The column gains of a list of images into m_kList and m_kPoints (calibration/brightfield.cpp).
+    bool fpnCorrect(const QList<cv::Mat>& images);
 };
 
 Q_DECLARE_METATYPE(cv::Mat)

@@ -2,7 +2,6 @@
 // each one does nothing.
 #include "cameraserver.h"
 
-void CameraServer::fpnStart() {}
 void CameraServer::fpnWriteDown(int) {}
 void CameraServer::expTest(int) {}
 void CameraServer::applyFFC(cv::Mat, cv::Mat, float) {}

@@ -143,6 +143,24 @@ lsxStatus lsxGet(lsxHandle, uint32_t key, void* payload, uint32_t* size)
         pair->value = pair->reg == LSX_SENSOR_REG_DOFFSET_MAG ? g->reg83 : g->reg84;
         return LSX_OK;
     }
+    if (key == LSX_KEY_FPN) {
+        RECORD(lsxGet, key, size ? *size : 0u);
+        if (!size || *size < sizeof(lsxFpnHeader)) return LSX_ERR_BLOCK_SIZE;
+        auto* head = static_cast<lsxFpnHeader*>(payload);
+        const uint32_t n = head->columns;
+        if (*size < sizeof(lsxFpnHeader) + size_t(n) * 8) return LSX_ERR_BLOCK_SIZE;
+        const int planes = (g->source == 10 || g->source == 14) ? 3 : (g->source == 11 || g->source == 15) ? 4 : 1;
+        auto* pairs = reinterpret_cast<float*>(static_cast<uint8_t*>(payload) + sizeof(lsxFpnHeader));
+        for (uint32_t i = 0; i < n; ++i) {
+            const int column = int(i) / planes, plane = int(i) % planes;
+            const std::pair<float, float> kb =
+                g->fpnPair ? g->fpnPair(column, plane, g->gain) : std::pair<float, float>(1.0f, 0.0f);
+            pairs[2 * i] = kb.first;
+            pairs[2 * i + 1] = kb.second;
+        }
+        head->doffset = g->fpnDoffset;
+        return LSX_OK;
+    }
     RECORD(lsxGet, key);
     if (key == LSX_KEY_FACTORY) {
         std::memcpy(payload, &g->factory, sizeof g->factory);
@@ -284,6 +302,28 @@ lsxStatus lsxSetAnalogGain(lsxHandle, float gain)
 {
     RECORD(lsxSetAnalogGain, gain);
     g->gain = gain;
+    return LSX_OK;
+}
+
+lsxStatus lsxGetExposureDescr(lsxHandle, lsxDoubleDescr* descr)
+{
+    RECORD(lsxGetExposureDescr);
+    *descr = g->exposureDescr;
+    return LSX_OK;
+}
+
+lsxStatus lsxSetExposure(lsxHandle, double us)
+{
+    RECORD(lsxSetExposure, us);
+    if (us > g->exposureMax) return LSX_ERR_OUT_OF_RANGE;
+    g->exposure = us;
+    return LSX_OK;
+}
+
+lsxStatus lsxGetRoiDescr(lsxHandle, lsxRegionDescr* descr)
+{
+    RECORD(lsxGetRoiDescr);
+    *descr = g->roiDescr;
     return LSX_OK;
 }
 

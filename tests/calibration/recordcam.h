@@ -9,6 +9,7 @@
 #include <functional>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 struct RecordCam {
@@ -40,6 +41,14 @@ struct RecordCam {
     std::vector<std::string> colorSolutions;
     lsxColorMatrix lastMatrix{};
     float gain = 0.0f;
+    double exposure = 100.0;
+    lsxDoubleDescr exposureDescr{0.1, 2.0, 20000.0};
+    double exposureMax = 20000.0;  // lsxSetExposure answers -5 above it
+    lsxRegionDescr roiDescr{1, 1, 8, 8, 1, 1, 1, {}};
+    // Key 45 read: the pair (K, B) the camera holds for a column and plane at the current gain, and
+    // the DOffset it answers at byte 9.
+    std::function<std::pair<float, float>(int column, int plane, float gain)> fpnPair;
+    uint8_t fpnDoffset = 0;
 
     // One frame per lsxGetFrame: fills the descriptor and the buffer and answers a status. The
     // default gives a 16-bit mono frame of the ROI's size at the level of darkLevel.

@@ -1,0 +1,284 @@
+// CameraServer: the bright-field correction (PRNU): one gain K per column and row, and the final B.
+//
+// The operator's story of a normal run, under an even light:
+//  1. prepare: line count; the gain and grey-level settings shown;
+//  2. without dark rows of a dark-field run (or with dark rows that came from the camera), the
+//     camera's stored dark rows and DOffset are read back, gain by gain;
+//  3. the camera's FPN and flat field off, soft trigger on, K cleared, RGB gains 1, image
+//     processing off;
+//  4. for each gain from Params/GainMin in steps of 1.0 up to Params/GainMax:
+//     a. set the gain and the line rate;
+//     b. measure: the exposures that reach the grey levels (Params/PixelMax, or 16, 64, 160 and
+//        240 for a multi-level calibration in factory mode), then one frame at each;
+//     c. compute: K per column of every frame (fpnCorrect), against the dark rows;
+//     d. a cancel ends the run here, quietly;
+//  5. store: K scaled so that full scale still reaches full scale, B lifted by the dark run's
+//     lift; the multi-level camera evaluates K band by band first;
+//  6. report.
+// Nothing of the camera is restored; a failure leaves K as far as it came and B untouched.
+//
+// The TVK317 family has no gains, exposure search or final step: one stacked image gives K.
+#include "camera/cameraserver.h"
+
+#include "calibration/brightstats.h"
+#include "calibration/klevels.h"
+#include "camera/framegrab.h"
+#include "camera/tables.h"
+#include "statustext.h"
+
+#include <QDebug>
+#include <QSettings>
+
+#include <cmath>
+#include <cstring>
+#include <vector>
+
+namespace {
+
+// The grey levels of a multi-level calibration; the top level 240 is added by the run.
+const std::vector<double> fpnTargets{16.0, 64.0, 160.0};
+
+const QString kFailedRun = QStringLiteral("明场校正-明场校正执行失败");
+const QString kDoneRun = QStringLiteral("明场校正-明场校正执行完成");
+const QString kNoDark = QStringLiteral("明场校正-无法读取暗场参数，请先执行暗场校正。");
+
+}  // namespace
+
+void CameraServer::fpnStart()
+{
+    guarded("fpnStart", [&] { fpnRun(); },
+            [this] {
+                lsxStop(m_handle);
+                emit OS_FpnInfo(101, kFailedRun);
+            });
+}
+
+void CameraServer::fpnRun()
+{
+    if (m_isTvk317) {
+        fpnTvk317();
+        return;
+    }
+
+    // 1. Line count and settings.
+    readLineCount();
+    const QStringList keys = settings().allKeys();
+    auto withDefault = [&](const QString& key, const QVariant& fallback) {
+        if (!keys.contains(key)) {
+            settings().setValue(key, fallback);
+            syncSettings();
+        }
+        return settings().value(key, fallback);
+    };
+    const float gainMin = withDefault(FpnIni::GainMin, FpnIni::GainMinDefault).toFloat();
+    const float gainMax = withDefault(FpnIni::GainMax, FpnIni::gainMaxCalibrationDefault(m_isLinescan)).toFloat();
+    const int pixelMax = withDefault(FpnIni::PixelMax, FpnIni::PixelMaxDefault).toInt();
+    const int pixelMin = settings().value(FpnIni::PixelMin, FpnIni::PixelMinDefault).toInt();
+    const bool factory = settings().value(FpnIni::Factory, FpnIni::FactoryDefault).toBool();
+    qDebug() << "fpnStart : " << gainMin << gainMax << pixelMin << pixelMax;
+    emit OS_FpnInfo(10, QStringLiteral("明场校正-增益范围 : [%1, %2]").arg(gainMin).arg(gainMax));
+    emit OS_FpnInfo(10, QStringLiteral("明场校正-像素范围 : [%1, %2]").arg(pixelMin).arg(pixelMax));
+
+    // 2. Dark rows from the camera where no dark-field run gave them.
+    if ((m_bList.isEmpty() || m_darkFromCamera) && m_lineCount == 1) {
+        emit OS_FpnInfo(5, QStringLiteral("明场校正-未进行暗场校正，尝试读取相机内部暗场参数..."));
+        if (!fpnReadDark()) return;
+    }
+
+    // 3. Prepare.
+    {
+        QWriteLocker lock(&m_lock);
+        m_cancel = false;
+    }
+    uint8_t off = 0;
+    uint32_t size = sizeof off;
+    lsxStatus status = lsxSet(m_handle, LSX_KEY_FPN_ENABLE, &off, &size);
+    if (status != LSX_OK) {
+        emit OS_FpnInfo(101, withStatus(QStringLiteral("明场校正-关闭FPN功能出错，错误原因：%1-%2."), status));
+        return;
+    }
+    lsxCorrectionSwitch block;
+    std::memset(&block, 0, sizeof block);
+    size = sizeof block;
+    status = lsxGet(m_handle, LSX_KEY_CORRECTION_SWITCH, &block, &size);
+    if (status != LSX_OK) {
+        emit OS_FpnInfo(101, withStatus(QStringLiteral("明场校正-获取平场使能参数出错，错误原因：%1-%2."), status));
+        return;
+    }
+    if (block.enable != 0) {
+        block.enable = 0;
+        size = sizeof block;
+        status = lsxSet(m_handle, LSX_KEY_CORRECTION_SWITCH, &block, &size);
+        if (status != LSX_OK) {
+            emit OS_FpnInfo(101, withStatus(QStringLiteral("明场校正-关闭平场使能出错，错误原因：%1-%2."), status));
+            return;
+        }
+    }
+    status = enableSoftTrigger();
+    if (status != LSX_OK) {
+        emit OS_FpnInfo(101, withStatus(QStringLiteral("明场校正-使能软触发出错，错误原因：%1-%2."), status));
+        return;
+    }
+    m_kList.clear();
+    m_kPoints.clear();
+    lsxSetRgbGain(m_handle, 1.0f, 1.0f, 1.0f);
+    disableSoftIsp();
+
+    // 4. Gains in single precision, 1.0 apart: the top of the range is reached only when a step
+    // lands on it. A setting that is not a number runs no pass.
+    bool failed = false;
+    if (std::isfinite(gainMin) && std::isfinite(gainMax)) {
+        for (float gain = gainMin; !(gain > gainMax); gain += 1.0f) {
+            emit OS_FpnInfo(20, QStringLiteral("\n明场校正-增益设为 %1").arg(gain));
+            if (lsxSetAnalogGain(m_handle, gain) != LSX_OK) {
+                failed = true;
+                break;
+            }
+            lsxSetConfigString(m_handle, "LineRate", "10000");
+            emit OS_FpnInfo(20, QStringLiteral("明场校正-曝光范围自动检测中"));
+
+            std::vector<double> targets{static_cast<double>(pixelMax)};
+            if (m_supportMLK != 0 && factory) {
+                targets = fpnTargets;
+                targets.push_back(240.0);
+            }
+            const QVector<double> exposures = fpnExposureCheck(targets);
+            if (exposures.isEmpty()) {
+                emit OS_FpnInfo(101, QStringLiteral("明场校正-曝光范围检测失败"));
+                return;
+            }
+
+            emit OS_FpnInfo(50, QStringLiteral("明场校正-曝光范围检测完成。"));
+            emit OS_FpnInfo(50, QStringLiteral("明场校正-开始采图..."));
+            qDebug() << "fpnCapture -------------";
+            QList<cv::Mat> images;
+            if (!fpnCapture(exposures, images)) {
+                emit OS_FpnInfo(101, QStringLiteral("明场校正-明场校正图像采集失败"));
+                return;
+            }
+
+            emit OS_FpnInfo(80, QStringLiteral("明场校正-明场校正图像采集完成"));
+            emit OS_FpnInfo(80, QStringLiteral("明场校正-开始执行明场校正..."));
+            qDebug() << "fpnCorrect -------------";
+            if (!fpnCorrect(images)) {
+                emit OS_FpnInfo(101, kFailedRun);
+                return;
+            }
+            emit OS_FpnInfo(99, QStringLiteral("明场校正-增益为 %1 时明场校正执行完成").arg(gain));
+            if (cancelRequested()) return;
+        }
+    }
+
+    // 5. Final step.
+    qDebug() << "calc -------------";
+    if (failed) {
+        emit OS_FpnInfo(101, kFailedRun);
+        return;
+    }
+    fpnFinish();
+    // 6.
+    emit OS_FpnInfo(100, kDoneRun);
+}
+
+bool CameraServer::fpnReadDark()
+{
+    m_bList.clear();
+    lsxRegionDescr region{};
+    int32_t source = -1;
+    if (lsxGetRoiDescr(m_handle, &region) != LSX_OK || lsxGetSourceFormat(m_handle, &source) != LSX_OK) {
+        emit OS_FpnInfo(101, kNoDark);
+        return false;
+    }
+    // The record covers the whole sensor, not the ROI.
+    const int width = region.maxWidth;
+    const int planes = readBackPlanes(source);
+    if (planes == 0) {
+        emit OS_FpnInfo(101, QStringLiteral("明场校正-不支持的目标图像格式，无法继续。"));
+        return false;
+    }
+    const float gainMin = settings().value(FpnIni::GainMin, FpnIni::GainMinDefault).toFloat();
+    const float gainMax =
+        settings().value(FpnIni::GainMax, FpnIni::gainMaxCalibrationDefault(m_isLinescan)).toFloat();
+    if (!std::isfinite(gainMin) || !std::isfinite(gainMax) || width < 1) return true;
+
+    for (float gain = gainMin; !(gain > gainMax); gain += 1.0f) {
+        if (lsxSetAnalogGain(m_handle, gain) != LSX_OK) {
+            emit OS_FpnInfo(101, kNoDark);
+            return false;
+        }
+        // The record is this reader's: allocated for this read, freed when its values are copied.
+        const uint32_t pairs = static_cast<uint32_t>(planes) * static_cast<uint32_t>(width);
+        std::vector<uint8_t> record(size_t(pairs) * 8 + sizeof(lsxFpnHeader), 0);
+        auto* head = reinterpret_cast<lsxFpnHeader*>(record.data());
+        head->columns = pairs;
+        head->lines = 1;
+        head->type = 0;
+        head->dataSize = pairs * 8;
+        head->data = record.data() + sizeof(lsxFpnHeader);
+        uint32_t size = static_cast<uint32_t>(record.size());
+        const lsxStatus status = lsxGet(m_handle, LSX_KEY_FPN, record.data(), &size);
+        qDebug() << status << " : " << statusText(status);
+        if (status != LSX_OK) {
+            emit OS_FpnInfo(90, withStatus(QStringLiteral("明场校正-读取暗场参数出错，错误原因：%1-%2."), status));
+            emit OS_FpnInfo(101, kNoDark);
+            return false;
+        }
+        // The pairs follow the head in the same block.
+        appendReadBackRows(m_bList, reinterpret_cast<const float*>(record.data() + sizeof(lsxFpnHeader)), width,
+                           planes);
+        const int doffset = record[offsetof(lsxFpnHeader, doffset)];
+        settings().setValue(FpnIni::DOffset, doffset);
+        syncSettings();
+        emit OS_FpnInfo(10, QStringLiteral("明场校正-相机内部暗场DOffset = %1").arg(doffset));
+        emit OS_FpnInfo(10, QStringLiteral("明场校正-读取暗场参数完成，将使用相机内部暗场参数进行FPN校正。"));
+        m_darkFromCamera = true;
+    }
+    return true;
+}
+
+bool CameraServer::fpnCorrect(const QList<cv::Mat>& images)
+{
+    const int colCount = settings().value(FpnIni::ColCount, FpnIni::ColCountDefault).toInt();
+    return fitColumnGains(images, m_bList, m_lineCount, m_flatEnable, colCount, m_kList, m_kPoints);
+}
+
+void CameraServer::fpnFinish()
+{
+    const double maxv = m_frameBits != 0 ? double(LSX_FULL_SCALE_16) : double(LSX_FULL_SCALE_8);
+    if (m_supportMLK == 0) {
+        finishSingleLevel(m_bList, m_kList, m_incBList, maxv, m_kScaleList);
+        return;
+    }
+    const int fpnSel = settings().value(FpnIni::FpnSel, FpnIni::FpnSelDefault).toInt();
+    finishMultiLevel(m_bList, m_kPoints, m_maxK, fpnLevelsFor(fpnSel), m_incBList, maxv, m_kScaleList);
+}
+
+void CameraServer::fpnTvk317()
+{
+    m_kList.clear();
+    m_kPoints.clear();
+    emit OS_FpnInfo(0, QStringLiteral("明场校正开始"));
+    lsxStatus status = lsxStart(m_handle);
+    if (status < LSX_OK) {
+        emit OS_FpnInfo(101, withStatus(QStringLiteral("明场校正-启动视频流出错，错误原因：%1-%2."), status));
+        return;
+    }
+    emit OS_FpnInfo(20, QStringLiteral("明场校正-开始采图..."));
+    lsxFrame frame;
+    std::memset(&frame, 0, sizeof frame);
+    cv::Mat image;
+    status = grabLines(this, m_handle, &frame, image);
+    if (status != LSX_OK) {
+        emit OS_FpnInfo(101, withStatus(QStringLiteral("明场校正-明场校正图像采集失败，错误原因：%1-%2."), status));
+        return;
+    }
+    m_frameBits = static_cast<int32_t>(frame.bits);
+    emit OS_FpnInfo(60, QStringLiteral("明场校正-明场校正图像采集完成"));
+    emit OS_FpnInfo(60, QStringLiteral("明场校正-开始执行明场校正..."));
+    if (!fpnCorrect(QList<cv::Mat>{image})) {
+        emit OS_FpnInfo(101, kFailedRun);
+        return;
+    }
+    lsxStop(m_handle);
+    emit OS_FpnInfo(100, kDoneRun);
+}
