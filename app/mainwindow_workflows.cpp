@@ -20,6 +20,7 @@
 #include "camera/cameraserver.h"
 #include "views/statisticswidget.h"
 
+#include <QFileDialog>
 #include <QMessageBox>
 
 namespace {
@@ -261,11 +262,45 @@ void MainWindow::expTestCancel()
 
 // ---- FPN parameter files ----
 
-void MainWindow::loadFpnParams() {}
+namespace {
 
-void MainWindow::saveFpnParams() {}
+const QString kFpnFilter = QStringLiteral("*.FAC.FPN");
 
-void MainWindow::exportFpnParams() {}
+void fpnFileError(QWidget* parent, const QString& text)
+{
+    QMessageBox::critical(parent, QStringLiteral("错误"), text);
+}
+
+}  // namespace
+
+void MainWindow::loadFpnParams()
+{
+    if (!m_cameraServer) return;
+    const QString path = QFileDialog::getOpenFileName(this, QStringLiteral("加载FPN参数"), QString(), kFpnFilter);
+    if (path.isEmpty()) return;
+    if (!m_cameraServer->loadFpnFile(path)) {
+        fpnFileError(this, QStringLiteral("加载FPN参数出错，请重试。"));
+        return;
+    }
+    // The file has put the camera into its formats and region: the panels show them.
+    loadFeatures();
+}
+
+void MainWindow::saveFpnParams()
+{
+    if (!m_cameraServer) return;
+    const QString path = QFileDialog::getSaveFileName(this, QStringLiteral("保存FPN参数"), QString(), kFpnFilter);
+    if (path.isEmpty()) return;
+    if (!m_cameraServer->saveFpnFile(path)) fpnFileError(this, QStringLiteral("保存FPN参数出错，请重试。"));
+}
+
+void MainWindow::exportFpnParams()
+{
+    if (!m_cameraServer) return;
+    const QString path = QFileDialog::getSaveFileName(this, QStringLiteral("导出FPN参数"), QString(), kFpnFilter);
+    if (path.isEmpty()) return;
+    if (!m_cameraServer->exportFpnFile(path)) fpnFileError(this, QStringLiteral("导出FPN参数出错，请重试。"));
+}
 
 // ---- FFC: source picture, run and write-down ----
 

@@ -90,31 +90,8 @@ void CameraServer::fpnRun()
         QWriteLocker lock(&m_lock);
         m_cancel = false;
     }
-    uint8_t off = 0;
-    uint32_t size = sizeof off;
-    lsxStatus status = lsxSet(m_handle, LSX_KEY_FPN_ENABLE, &off, &size);
-    if (status != LSX_OK) {
-        emit OS_FpnInfo(101, withStatus(QStringLiteral("明场校正-关闭FPN功能出错，错误原因：%1-%2."), status));
-        return;
-    }
-    lsxCorrectionSwitch block;
-    std::memset(&block, 0, sizeof block);
-    size = sizeof block;
-    status = lsxGet(m_handle, LSX_KEY_CORRECTION_SWITCH, &block, &size);
-    if (status != LSX_OK) {
-        emit OS_FpnInfo(101, withStatus(QStringLiteral("明场校正-获取平场使能参数出错，错误原因：%1-%2."), status));
-        return;
-    }
-    if (block.enable != 0) {
-        block.enable = 0;
-        size = sizeof block;
-        status = lsxSet(m_handle, LSX_KEY_CORRECTION_SWITCH, &block, &size);
-        if (status != LSX_OK) {
-            emit OS_FpnInfo(101, withStatus(QStringLiteral("明场校正-关闭平场使能出错，错误原因：%1-%2."), status));
-            return;
-        }
-    }
-    status = enableSoftTrigger();
+    if (!cameraCorrectionsOff(QStringLiteral("明场校正-"))) return;
+    lsxStatus status = enableSoftTrigger();
     if (status != LSX_OK) {
         emit OS_FpnInfo(101, withStatus(QStringLiteral("明场校正-使能软触发出错，错误原因：%1-%2."), status));
         return;

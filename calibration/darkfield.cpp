@@ -109,31 +109,7 @@ bool CameraServer::dsnuPrepare()
 {
     readLineCount();
 
-    uint8_t off = 0;
-    uint32_t size = sizeof off;
-    lsxStatus status = lsxSet(m_handle, LSX_KEY_FPN_ENABLE, &off, &size);
-    if (status != LSX_OK) {
-        emit OS_FpnInfo(101, withStatus(QStringLiteral("暗场校正-关闭FPN功能出错，错误原因：%1-%2."), status));
-        return false;
-    }
-
-    lsxCorrectionSwitch block;
-    std::memset(&block, 0, sizeof block);
-    size = sizeof block;
-    status = lsxGet(m_handle, LSX_KEY_CORRECTION_SWITCH, &block, &size);
-    if (status != LSX_OK) {
-        emit OS_FpnInfo(101, withStatus(QStringLiteral("暗场校正-获取平场使能参数出错，错误原因：%1-%2."), status));
-        return false;
-    }
-    if (block.enable != 0) {
-        block.enable = 0;
-        size = sizeof block;
-        status = lsxSet(m_handle, LSX_KEY_CORRECTION_SWITCH, &block, &size);
-        if (status != LSX_OK) {
-            emit OS_FpnInfo(101, withStatus(QStringLiteral("暗场校正-关闭平场使能出错，错误原因：%1-%2."), status));
-            return false;
-        }
-    }
+    if (!cameraCorrectionsOff(QStringLiteral("暗场校正-"))) return false;
 
     // Raw 16-bit mono from an 8-bit or unset target; a colour camera keeps its channel order
     // consistent between source and target. All four tests use the values as read.
@@ -147,7 +123,7 @@ bool CameraServer::dsnuPrepare()
 
     if (m_supportMLK != 0) lsxSetResolutionModeSel(m_handle, 0);
 
-    status = enableSoftTrigger();
+    lsxStatus status = enableSoftTrigger();
     if (status != LSX_OK) {
         emit OS_FpnInfo(101, withStatus(QStringLiteral("暗场校正-使能软触发出错，错误原因：%1-%2."), status));
         return false;
@@ -237,9 +213,7 @@ void CameraServer::dsnuTvk317()
     if (source == FORMAT_MONO) lsxSetSourceFormat(m_handle, FORMAT_MONO16_SOURCE);
     if (target == 30 || target == FORMAT_MONO) lsxSetTargetFormat(m_handle, FORMAT_MONO16);
 
-    uint8_t off = 0;
-    uint32_t size = sizeof off;
-    lsxStatus status = lsxSet(m_handle, LSX_KEY_FPN_ENABLE, &off, &size);
+    lsxStatus status = setCameraFpn(false);
     if (status != LSX_OK) {
         emit OS_FpnInfo(101, withStatus(QStringLiteral("\n关闭相机内部FPN失败，失败原因：%1-%2.请手动关闭相机内部FPN使能。"),
                                         status));

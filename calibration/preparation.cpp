@@ -82,6 +82,41 @@ lsxStatus CameraServer::enableSoftTrigger()
     return LSX_OK;
 }
 
+lsxStatus CameraServer::setCameraFpn(bool on)
+{
+    // The size argument points at 0 on a write of this key.
+    uint8_t value = on ? 1 : 0;
+    uint32_t size = 0;
+    return lsxSet(m_handle, LSX_KEY_FPN_ENABLE, &value, &size);
+}
+
+bool CameraServer::cameraCorrectionsOff(const QString& prefix)
+{
+    lsxStatus status = setCameraFpn(false);
+    if (status != LSX_OK) {
+        emit OS_FpnInfo(101, withStatus(prefix + QStringLiteral("关闭FPN功能出错，错误原因：%1-%2."), status));
+        return false;
+    }
+    // The flat field's master enable is byte 1 of the switch block; the rest goes back as read.
+    lsxCorrectionSwitch block;
+    std::memset(&block, 0, sizeof block);
+    uint32_t size = sizeof block;
+    status = lsxGet(m_handle, LSX_KEY_CORRECTION_SWITCH, &block, &size);
+    if (status != LSX_OK) {
+        emit OS_FpnInfo(101, withStatus(prefix + QStringLiteral("获取平场使能参数出错，错误原因：%1-%2."), status));
+        return false;
+    }
+    if (block.enable == 0) return true;
+    block.enable = 0;
+    size = sizeof block;
+    status = lsxSet(m_handle, LSX_KEY_CORRECTION_SWITCH, &block, &size);
+    if (status != LSX_OK) {
+        emit OS_FpnInfo(101, withStatus(prefix + QStringLiteral("关闭平场使能出错，错误原因：%1-%2."), status));
+        return false;
+    }
+    return true;
+}
+
 bool CameraServer::fpnRoiCheck(int height)
 {
     bool roiOn = false;

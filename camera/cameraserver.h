@@ -32,6 +32,7 @@
 
 #include <opencv2/core.hpp>
 
+class FpnRecord;
 class QSettings;
 class QThread;
 struct ExposureSearch;
@@ -66,8 +67,12 @@ public:
     void readLineCount();
     bool factoryMode();
     QList<QList<double>> readFfcParam(int index);
+    // FPN parameter files (fpnparams/fpnfileio.cpp): false for nothing to save, a file that cannot
+    // be written, or a file that does not fit the open camera.
     bool saveFpnFile(const QString& path);
     bool loadFpnFile(const QString& path);
+    // The export offered beside saving writes nothing; it answers true.
+    bool exportFpnFile(const QString&) const { return true; }
     // Drops every coefficient list and the simulation flags, as at close.
     void clearCoefficients();
     // The settings object of the calling thread, on FPN.ini: m_settings on the GUI thread, one of
@@ -241,6 +246,14 @@ private:
     bool fpnReadDark();
     // K scale and the lift of B once every gain is done.
     void fpnFinish();
+    // ---- Writing FPN (fpnparams/fpnwrite.cpp) ----
+    void fpnWriteRun(int sel);
+    void fpnWriteTvk317();
+    // The factory set of a multi-level camera: its dark half, then one K band per level of the
+    // table; false after a failure it has reported.
+    bool fpnWriteFactoryLevels(FpnRecord& record, const std::vector<uint16_t>& levels, int rows, int columns);
+    // Key 47, for a camera of several gains without line-scan data.
+    void fpnWriteGainTable(const QList<QList<double>>& k, const QList<QList<double>>& b, int gains, float gainMin);
     // The preparation of a normal dark-field run; false after a failure it has reported.
     bool dsnuPrepare();
     // One gain of a normal dark-field run; false when the run must end with a failure.
@@ -250,6 +263,11 @@ public:
     // Procedure helpers shared by several slots; defined in the folders of those procedures.
     // Preparation of a calibration (calibration/preparation.cpp).
     lsxStatus enableSoftTrigger();
+    // The camera's own FPN correction on or off (key 46).
+    lsxStatus setCameraFpn(bool on);
+    // The camera's FPN and flat field off before a measurement, a failure told with the
+    // procedure's prefix ("暗场校正-"); false after a failure it has reported.
+    bool cameraCorrectionsOff(const QString& prefix);
     bool fpnRoiCheck(int height);
     // The planes of a delivered frame (deep copies), by m_lineCount; false for a format the
     // calibrations don't take.

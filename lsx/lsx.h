@@ -211,6 +211,25 @@ typedef struct lsxFpnHeader {
     void* data;              /* 32: address of the data, byte 40 of the same block */
 } lsxFpnHeader;
 
+/* Key 47: the gain table, one entry per analog gain; the data follow at byte 544 (dataOffset),
+ * 3 bytes per column and gain: the low 24 bits, low byte first, of (K x 2048) << 12 | (B & 0xFFF).
+ * Room for 32 entries. */
+typedef struct lsxGainTableEntry {
+    float gain;              /* 0 */
+    uint32_t offset;         /* 4: of the entry's data, from the start of the data */
+    uint32_t size;           /* 8: bytes of the entry's data */
+    uint8_t reserved[4];     /* 12 */
+} lsxGainTableEntry;
+typedef struct lsxGainTableHeader {
+    uint16_t zero;           /* 0 */
+    uint16_t dataOffset;     /* 2: 544 */
+    uint8_t reserved4[20];   /* 4 */
+    uint32_t gains;          /* 24 */
+    uint32_t dataSize;       /* 28 */
+    lsxGainTableEntry entries[32]; /* 32 */
+} lsxGainTableHeader;
+#define LSX_GAIN_TABLE_DATA 544
+
 /* Key 129: a sensor register and its value. */
 typedef struct lsxRegPair {
     uint32_t reg;
@@ -368,6 +387,11 @@ static_assert(offsetof(lsxFpnHeader, lines) == 4 && offsetof(lsxFpnHeader, bits)
                   offsetof(lsxFpnHeader, type) == 20 && offsetof(lsxFpnHeader, moreFollows) == 24 &&
                   offsetof(lsxFpnHeader, dataSize) == 28 && offsetof(lsxFpnHeader, data) == 32,
               "lsxFpnHeader fields");
+static_assert(sizeof(lsxGainTableEntry) == 16 && offsetof(lsxGainTableEntry, offset) == 4 &&
+                  offsetof(lsxGainTableEntry, size) == 8, "lsxGainTableEntry");
+static_assert(sizeof(lsxGainTableHeader) == LSX_GAIN_TABLE_DATA && offsetof(lsxGainTableHeader, dataOffset) == 2 &&
+                  offsetof(lsxGainTableHeader, gains) == 24 && offsetof(lsxGainTableHeader, dataSize) == 28 &&
+                  offsetof(lsxGainTableHeader, entries) == 32, "lsxGainTableHeader");
 static_assert(sizeof(lsxRegPair) == 8, "lsxRegPair");
 static_assert(offsetof(lsxFactoryRecord, flags) == 4 && offsetof(lsxFactoryRecord, maxK) == 40 &&
                   offsetof(lsxFactoryRecord, maxB) == 41 && sizeof(lsxFactoryRecord) == 128, "lsxFactoryRecord");

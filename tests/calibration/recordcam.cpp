@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdarg>
 #include <cstdio>
 #include <cstring>
 
@@ -188,7 +189,7 @@ lsxStatus lsxSet(lsxHandle, uint32_t key, void* payload, uint32_t* size)
         return LSX_OK;
     }
     if (key == LSX_KEY_FPN_ENABLE) {
-        RECORD(lsxSet, key, bool(*static_cast<const uint8_t*>(payload)));
+        RECORD(lsxSet, key, bool(*static_cast<const uint8_t*>(payload)), size ? *size : 99u);
         g->fpnEnable = *static_cast<const uint8_t*>(payload) != 0;
         return LSX_OK;
     }
@@ -197,6 +198,23 @@ lsxStatus lsxSet(lsxHandle, uint32_t key, void* payload, uint32_t* size)
         RECORD(lsxSet, key, uint32_t(block->enable));
         if (!size || *size < sizeof g->correction) return LSX_ERR_BLOCK_SIZE;
         g->correction = *block;
+        return LSX_OK;
+    }
+    if (key == LSX_KEY_FPN) {
+        RECORD(lsxSet, key, size ? *size : 0u);
+        // The record as the camera takes it: the head, and the data at the address it holds.
+        const auto* head = static_cast<const lsxFpnHeader*>(payload);
+        std::vector<uint8_t> copy(static_cast<const uint8_t*>(payload),
+                                  static_cast<const uint8_t*>(payload) + sizeof(lsxFpnHeader));
+        const auto* data = static_cast<const uint8_t*>(head->data);
+        copy.insert(copy.end(), data, data + head->dataSize);
+        g->fpnRecords.push_back(std::move(copy));
+        return LSX_OK;
+    }
+    if (key == LSX_KEY_GAIN_TABLE) {
+        RECORD(lsxSet, key, size ? *size : 0u);
+        const auto* p = static_cast<const uint8_t*>(payload);
+        g->gainTable.assign(p, p + (size ? *size : 0u));
         return LSX_OK;
     }
     RECORD(lsxSet, key);
@@ -357,6 +375,16 @@ lsxStatus lsxGetFrame(lsxHandle, lsxFrame* frame, void** buffer, uint32_t timeou
     return status;
 }
 
-lsxStatus lsxDebugFormat(lsxHandle, int32_t, const char*, const char*, ...) { return LSX_OK; }
+lsxStatus lsxDebugFormat(lsxHandle, int32_t level, const char* tag, const char* format, ...)
+{
+    char text[512];
+    va_list args;
+    va_start(args, format);
+    std::vsnprintf(text, sizeof text, format, args);
+    va_end(args);
+    if (!g) recordcamReset();
+    g->log.push_back(std::to_string(level) + " " + (tag ? tag : "") + " " + text);
+    return LSX_OK;
+}
 
 }  // extern "C"

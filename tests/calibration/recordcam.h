@@ -49,6 +49,12 @@ struct RecordCam {
     // the DOffset it answers at byte 9.
     std::function<std::pair<float, float>(int column, int plane, float gain)> fpnPair;
     uint8_t fpnDoffset = 0;
+    // Key 45 writes, each as the camera takes it: the 40-byte head, then the data it points at.
+    std::vector<std::vector<uint8_t>> fpnRecords;
+    // The last key 47 write, as many bytes as its size argument says.
+    std::vector<uint8_t> gainTable;
+    // The library's own log (lsxDebugFormat): "level tag text".
+    std::vector<std::string> log;
 
     // One frame per lsxGetFrame: fills the descriptor and the buffer and answers a status. The
     // default gives a 16-bit mono frame of the ROI's size at the level of darkLevel.

@@ -492,7 +492,7 @@ private slots:
         QSignalSpy info(s.get(), &CameraServer::OS_FpnInfo);
         s->dsnuStart(false);
         const QStringList calls = toList(cam().calls);
-        QStringList expected{"lsxReadGenICamReg(16782880)", "lsxSet(46,false)", "lsxGet(40)", "lsxSet(40,0)",
+        QStringList expected{"lsxReadGenICamReg(16782880)", "lsxSet(46,false,0)", "lsxGet(40)", "lsxSet(40,0)",
                              "lsxGetSourceFormat()",        "lsxGetTargetFormat()", "lsxSetSourceFormat(2)",
                              "lsxSetTargetFormat(34)",      "lsxGetTriggerSource()", "lsxSetTriggerSource(0)",
                              "lsxGetTriggerState()",        "lsxSetTriggerState(true)",
@@ -902,7 +902,7 @@ private slots:
         QSignalSpy info(s.get(), &CameraServer::OS_FpnInfo);
         s->dsnuStart(true);
         QStringList expected{"lsxGetSourceFormat()", "lsxGetTargetFormat()", "lsxSetSourceFormat(2)",
-                             "lsxSetTargetFormat(34)", "lsxSet(46,false)", "lsxStart()"};
+                             "lsxSetTargetFormat(34)", "lsxSet(46,false,0)", "lsxStart()"};
         for (int i = 0; i < 512; ++i) expected << "lsxGetFrame(1000000)";
         expected << "lsxStop()";
         QCOMPARE(toList(cam().calls), expected);

@@ -1,0 +1,291 @@
+// CameraServer: B and K into the camera's FPN set (key 45), and the camera's own FPN on.
+//
+// The operator's story of a line-scan write:
+//  1. K at the level the operator works at (Params/PixelMax), from the bright field's samples;
+//  2. B and K widened to the whole sensor, the region's outside at K 1.0 and the row's mean B;
+//  3. the gain range and the level table checked;
+//  4. one record built with the head the camera needs (lines, depth, DOffset, level, K range);
+//  5. sent as the set the operator chose: a selectable set as its dark half (unless the dark data
+//     came from the camera itself) and its bright half; the factory set whole, or on a
+//     multi-level camera as its dark half and one K band per level of the table;
+//  6. the camera's FPN switched on.
+// The TVK317 family takes one whole record per pixel and is switched on by key 46. A camera of
+// several gains without line-scan data would take the gain table of key 47.
+// A failure stops the write; what was sent stays in the camera.
+#include "camera/cameraserver.h"
+
+#include "calibration/klevels.h"
+#include "camera/tables.h"
+#include "fpnparams/fpnrecord.h"
+#include "statustext.h"
+
+#include <QDebug>
+#include <QSettings>
+
+#include <cmath>
+
+namespace {
+
+const QString kWriteFailed = QStringLiteral("FPN参数写入失败，失败原因：%1-%2.");
+const QString kWritten = QStringLiteral("FPN参数成功写入");
+const QString kEmpty = QStringLiteral("参数为空，写入失败");
+const QString kRangeFailed = QStringLiteral("获取FPN校正范围出错，错误原因：%1-%2");
+const QString kMismatch = QStringLiteral("明暗场参数不匹配，写入参数失败.");
+const QString kEnableFailed = QStringLiteral("\n使能相机内部FPN失败，失败原因：%1-%2.请手动打开相机内部FPN使能。");
+const QString kEnabled = QStringLiteral("\n已使能相机内部FPN，点击确定查看效果。");
+
+// The camera library's own log.
+constexpr int32_t kLogLevel = 16;
+constexpr const char* kLogTag = "Vesmira";
+
+// The level of the first grey target of a multi-level calibration.
+constexpr uint16_t kFactoryDarkLevel = 16;
+// The factory band write scales rows by a table of five.
+constexpr int kFactoryMaxRows = 5;
+
+}  // namespace
+
+void CameraServer::fpnWriteDown(int sel)
+{
+    guarded("fpnWriteDown", [&] { fpnWriteRun(sel); },
+            [this] { emit OS_FpnInfo(101, withStatus(kWriteFailed, LSX_ERR_UNKNOWN)); });
+}
+
+void CameraServer::fpnWriteRun(int sel)
+{
+    if (m_bList.isEmpty()) {
+        emit OS_FpnInfo(101, QStringLiteral("未执行校正过程"));
+        return;
+    }
+    if (m_isTvk317) {
+        fpnWriteTvk317();
+        return;
+    }
+
+    // 1. K at the working level, limited and unscaled, from the samples.
+    const int pixelMax = settings().value(FpnIni::PixelMax, FpnIni::PixelMaxDefault).toInt();
+    const int rows = int(m_bList.size());
+    const int columns = int(m_bList.first().size());
+    if (!m_kPoints.isEmpty()) {
+        QList<double> all;
+        kAtLevel(static_cast<uint8_t>(pixelMax & 0xFF), all, rows);
+        m_kList.clear();
+        for (int r = 0; r < rows; ++r) m_kList.append(all.mid(qsizetype(r) * columns, columns));
+    }
+
+    // 2. The whole sensor.
+    QList<QList<double>> k = m_kList;
+    QList<QList<double>> b = m_bList;
+    lsxRegion roi{};
+    lsxStatus status = lsxGetRoi(m_handle, &roi);
+    lsxRegionDescr descr{};
+    if (status == LSX_OK) status = lsxGetRoiDescr(m_handle, &descr);
+    if (status != LSX_OK) {
+        emit OS_FpnInfo(101, withStatus(kRangeFailed, status));
+        return;
+    }
+    padToSensor(k, b, roi.X, roi.W, descr.maxWidth);
+
+    // 3. Gains and levels.
+    const float gainMin = settings().value(FpnIni::GainMin, FpnIni::GainMinDefault).toFloat();
+    const float gainMax =
+        settings().value(FpnIni::GainMax, FpnIni::gainMaxCalibrationDefault(m_isLinescan)).toFloat();
+    const int gains = static_cast<int>(std::floor(gainMax - gainMin) + 1.0f);
+    const int doffset = settings().value(FpnIni::DOffset, FpnIni::DOffsetDefault).toInt();
+    const std::vector<uint16_t>& levels =
+        fpnLevelsFor(settings().value(FpnIni::FpnSel, FpnIni::FpnSelDefault).toInt());
+    if (gains == 0) {
+        emit OS_FpnInfo(101, QStringLiteral("错误的增益范围-[%1, %2]").arg(gainMin).arg(gainMax));
+        return;
+    }
+    if (k.isEmpty() && b.isEmpty()) {
+        emit OS_FpnInfo(101, kEmpty);
+        return;
+    }
+    if (!m_isLinescan) {
+        fpnWriteGainTable(k, b, gains, gainMin);
+        return;
+    }
+    const bool multiLevel = sel == 1 && m_supportMLK != 0;
+    if ((sel == 0 || sel == 1) && (k.size() != b.size() || k.isEmpty())) {
+        emit OS_FpnInfo(101, kMismatch);
+        return;
+    }
+    // The factory bands scale at most five rows, and come from samples a multi-line sensor has not.
+    if (multiLevel && (rows > kFactoryMaxRows || m_lineCount > 1 || m_kPoints.isEmpty())) {
+        emit OS_FpnInfo(101, kMismatch);
+        return;
+    }
+
+    // 4. The record; its type is set per record below.
+    const auto [minK, maxK] = kRange(k, rows);
+    const int lineCount = std::max(1, m_lineCount);
+    FpnRecord record(uint32_t(columns) * uint32_t(rows));
+    lsxFpnHeader& head = record.head();
+    head.columns = uint32_t(columns * rows / lineCount);
+    head.lines = uint32_t(lineCount);
+    head.bits = static_cast<uint8_t>(m_frameBits & 0xFF);
+    head.doffset = static_cast<uint8_t>(doffset & 0xFF);
+    head.level = static_cast<uint16_t>(pixelMax);
+    head.minK = minK;
+    head.maxK = maxK;
+    record.setType(uint32_t(sel + 1), false);
+    fillFpnPairs(record, k, b, rows, columns, fpnDataOrder(rows, m_lineCount));
+
+    // 5. The set the operator chose.
+    auto send = [&](const char* what, uint32_t type, bool more) {
+        record.setType(type, more);
+        uint32_t size = sizeof(lsxFpnHeader);
+        const lsxStatus st = lsxSet(m_handle, LSX_KEY_FPN, record.block(), &size);
+        qDebug() << "lsxset : " << what << sizeof(lsxFpnHeader) + record.head().dataSize << " -- " << size << " -- "
+                 << st;
+        return st;
+    };
+    if (sel == 1 && !multiLevel) {
+        status = send("factory", LSX_FPN_WHOLE, false);
+        if (status != LSX_OK) {
+            emit OS_FpnInfo(101, withStatus(kWriteFailed, status));
+            return;
+        }
+    } else if (multiLevel) {
+        if (!fpnWriteFactoryLevels(record, levels, rows, columns)) return;
+    } else if (sel == 0) {
+        // Dark data read from the camera is already there: only the bright half goes.
+        if (!m_darkFromCamera) {
+            status = send("DSNU", LSX_FPN_DARK, true);
+            if (status != LSX_OK) {
+                emit OS_FpnInfo(101, withStatus(kWriteFailed, status));
+                return;
+            }
+        }
+        status = send("PRNU", LSX_FPN_BRIGHT, false);
+        if (status != LSX_OK) {
+            emit OS_FpnInfo(101, withStatus(kWriteFailed, status));
+            return;
+        }
+    }
+    emit OS_FpnInfo(100, kWritten);
+
+    // 6. The camera corrects by itself from now on.
+    status = lsxSetConfigString(m_handle, "FPNC.Enable", "true");
+    if (status != LSX_OK)
+        emit OS_FpnInfo(101, withStatus(kEnableFailed, status));
+    else
+        emit OS_FpnInfo(100, kEnabled);
+}
+
+bool CameraServer::fpnWriteFactoryLevels(FpnRecord& record, const std::vector<uint16_t>& levels, int rows,
+                                         int columns)
+{
+    // The dark half, at the level of the first grey target.
+    lsxFpnHeader& head = record.head();
+    const uint32_t total = uint32_t(sizeof(lsxFpnHeader) + head.dataSize);
+    head.level = kFactoryDarkLevel;
+    record.setType(LSX_FPN_FACTORY_DARK, true);
+    uint32_t size = sizeof(lsxFpnHeader);
+    lsxStatus status = lsxSet(m_handle, LSX_KEY_FPN, record.block(), &size);
+    qDebug() << "lsxset : factory " << total << " -- " << size << " -- " << status;
+    lsxDebugFormat(m_handle, kLogLevel, kLogTag, "lsxset dsnu : totalsize - %d", int(total));
+    if (status != LSX_OK) {
+        emit OS_FpnInfo(101, withStatus(QStringLiteral("FPN暗场参数写入失败，失败原因：%1-%2."), status));
+        return false;
+    }
+    lsxDebugFormat(m_handle, kLogLevel, kLogTag, "lsxset dsnu : succeed");
+
+    // Each row scaled so that a full-scale pixel still reaches full scale at the top level.
+    const double maxv = m_frameBits != 0 ? double(LSX_FULL_SCALE_16) : double(LSX_FULL_SCALE_8);
+    const double top = std::nearbyint(double(levels.back()) * 3.0 * 0.25);
+    QList<double> all;
+    kAtLevel(static_cast<uint8_t>(std::clamp(top, 0.0, 255.0)), all, rows);
+    const std::vector<double> rowGain = factoryRowGains(all, m_bList, rows, columns, maxv);
+    lsxDebugFormat(m_handle, kLogLevel, kLogTag, "lsxset calc kgain - channels : %d.", rows);
+
+    // One K band per level of the table; B stays as the dark half put it.
+    for (int n = 0; n < int(levels.size()); ++n) {
+        QList<double> band;
+        kAtLevel(levelStepK(levels, n), band, rows);
+        band = factoryBandK(band, rowGain, rows, m_maxK);
+        head.level = levels[size_t(n)];
+        record.setType(LSX_FPN_FACTORY_KBAND, n + 1 < int(levels.size()));
+        setBandK(record, band, rows, columns);
+        lsxDebugFormat(m_handle, kLogLevel, kLogTag, "lsxset set %d's k val.", n);
+        size = sizeof(lsxFpnHeader);
+        status = lsxSet(m_handle, LSX_KEY_FPN, record.block(), &size);
+        lsxDebugFormat(m_handle, kLogLevel, kLogTag, "lsxset set %d's k val succeed.", n);
+        if (status != LSX_OK) {
+            emit OS_FpnInfo(101, withStatus(QStringLiteral("FPN明场参数写入失败，失败原因：%1-%2."), status));
+            return false;
+        }
+    }
+    lsxDebugFormat(m_handle, kLogLevel, kLogTag, "lsxset succeed.");
+    return true;
+}
+
+void CameraServer::fpnWriteGainTable(const QList<QList<double>>& k, const QList<QList<double>>& b, int gains,
+                                     float gainMin)
+{
+    if (k.size() != gains || b.size() != gains) {
+        emit OS_FpnInfo(101, QStringLiteral("FPN参数不匹配"));
+        return;
+    }
+    for (int r = 0; r < gains; ++r)
+        if (k[r].size() != b[r].size()) {
+            // Told as a finished run: the window closes as on success.
+            emit OS_FpnInfo(100, QStringLiteral("FPN参数不匹配"));
+            return;
+        }
+    std::vector<uint8_t> block = packGainTable(k, b, gainMin);
+    const uint32_t computed = uint32_t(block.size());
+    uint32_t size = computed;
+    const lsxStatus status = lsxSet(m_handle, LSX_KEY_GAIN_TABLE, block.data(), &size);
+    qDebug() << "lsxset : " << computed << " -- " << size << " -- " << status;
+    if (status != LSX_OK) {
+        emit OS_FpnInfo(101, withStatus(kWriteFailed, status));
+        return;
+    }
+    emit OS_FpnInfo(100, kWritten);
+}
+
+void CameraServer::fpnWriteTvk317()
+{
+    // A dark field without a bright field has no K to send.
+    if (m_kList.isEmpty() || m_bList.isEmpty()) {
+        emit OS_FpnInfo(101, kEmpty);
+        return;
+    }
+    lsxRegion roi{};
+    lsxStatus status = lsxGetRoi(m_handle, &roi);
+    if (status != LSX_OK) {
+        emit OS_FpnInfo(101, withStatus(kRangeFailed, status));
+        return;
+    }
+    // This family keeps data for every pixel of a readout.
+    const qsizetype n = m_bList.first().size();
+    if (roi.W <= 0 || roi.H <= 0 || n != qsizetype(roi.W) * roi.H || m_kList.first().size() != n) {
+        emit OS_FpnInfo(101, QStringLiteral("分辨率模式不匹配"));
+        return;
+    }
+    FpnRecord record{static_cast<uint32_t>(n)};
+    lsxFpnHeader& head = record.head();
+    head.columns = uint32_t(roi.W);
+    head.lines = uint32_t(roi.H);
+    head.bits = static_cast<uint8_t>(m_frameBits & 0xFF);
+    head.doffset = 0;
+    head.level = 10;
+    head.minK = 1.0f;
+    head.maxK = 4.0f;
+    record.setType(LSX_FPN_WHOLE, false);
+    fillFpnPairs(record, {m_kList.first()}, {m_bList.first()}, 1, int(n), FpnOrder::Interleaved);
+    uint32_t size = sizeof(lsxFpnHeader);
+    status = lsxSet(m_handle, LSX_KEY_FPN, record.block(), &size);
+    if (status != LSX_OK) {
+        emit OS_FpnInfo(101, withStatus(kWriteFailed, status));
+        return;
+    }
+    emit OS_FpnInfo(99, kWritten);
+    status = setCameraFpn(true);
+    if (status != LSX_OK)
+        emit OS_FpnInfo(101, withStatus(kEnableFailed, status));
+    else
+        emit OS_FpnInfo(100, kEnabled);
+}
