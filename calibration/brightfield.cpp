@@ -21,6 +21,7 @@
 #include "camera/cameraserver.h"
 
 #include "calibration/brightstats.h"
+#include "calibration/darkstats.h"
 #include "calibration/klevels.h"
 #include "camera/framegrab.h"
 #include "camera/tables.h"
@@ -203,7 +204,9 @@ bool CameraServer::fpnReadDark()
         // The pairs follow the head in the same block.
         appendReadBackRows(m_bList, reinterpret_cast<const float*>(record.data() + sizeof(lsxFpnHeader)), width,
                            planes);
-        const int doffset = record[offsetof(lsxFpnHeader, doffset)];
+        // The byte the write put there, the low byte of a signed value: read back as the camera's
+        // registers are, so that -2 comes back as -2, not 254.
+        const int doffset = wrapDoffset(record[offsetof(lsxFpnHeader, doffset)]);
         settings().setValue(FpnIni::DOffset, doffset);
         syncSettings();
         emit OS_FpnInfo(10, QStringLiteral("明场校正-相机内部暗场DOffset = %1").arg(doffset));

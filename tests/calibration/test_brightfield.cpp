@@ -576,6 +576,19 @@ private slots:
         for (int x = 0; x < 8; ++x) QCOMPARE(s->m_bList[0][x], 100.0 + x);
     }
 
+    void readBackDoffsetIsSigned()
+    {
+        // The write puts the low byte of a negative DOffset there; it comes back negative, as the
+        // camera's registers give it (a byte above 128 wraps).
+        auto s = server();
+        cam().fpnDoffset = 0xFE;
+        cam().faults["lsxSetAnalogGain"] = {1, -5, 1};
+        QSignalSpy info(s.get(), &CameraServer::OS_FpnInfo);
+        s->fpnStart();
+        QVERIFY(reportsOf(info).contains(Report(10, QStringLiteral("明场校正-相机内部暗场DOffset = -2"))));
+        QCOMPARE(setting(FpnIni::DOffset).toInt(), -2);
+    }
+
     void readBackOfTwoGainsGrowsTheFirstRow()
     {
         auto s = server();

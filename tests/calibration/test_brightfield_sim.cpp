@@ -3,187 +3,32 @@
 // preview's kernels) makes the camera's flat frame flat, on the mono, four-line and colour
 // cameras; without the flat-field option the light's slow profile stays and only the
 // pixel-to-pixel spread goes. Then the run under the camera's faults.
-#include "camera/cameraserver.h"
-#include "camera/preview.h"
-#include "camera/tables.h"
-#include "calibration/klevels.h"
-#include "calibration/reports.h"
-#include "loader.h"
-#include "sim/lsxsim.h"
-
-#include <QFile>
-#include <QSettings>
-#include <QSignalSpy>
-#include <QTemporaryDir>
-#include <QtTest>
-
-#include <cmath>
-#include <memory>
+#include "calibration/simharness.h"
 
 namespace {
 
 constexpr int kWidth = 256;
 
-// Column means of one block of rows of one channel of a frame, in raw sample units.
-std::vector<double> columnMeansOf(const cv::Mat& img, int channel, int firstRow, int rows)
-{
-    std::vector<double> m(size_t(img.cols), 0.0);
-    for (int y = firstRow; y < firstRow + rows; ++y)
-        for (int x = 0; x < img.cols; ++x) {
-            const int c = img.channels();
-            m[size_t(x)] += img.depth() == CV_16U ? img.ptr<uint16_t>(y)[x * c + channel]
-                                                  : img.ptr<uint8_t>(y)[x * c + channel];
-        }
-    for (double& v : m) v /= rows;
-    return m;
-}
-
-double meanOf(const std::vector<double>& v)
-{
-    double s = 0.0;
-    for (double x : v) s += x;
-    return s / double(v.size());
-}
-
-// Residual column non-uniformity: standard deviation of the column means over their mean.
-double nonUniformity(const std::vector<double>& m)
-{
-    const double mu = meanOf(m);
-    double s2 = 0.0;
-    for (double x : m) s2 += (x - mu) * (x - mu);
-    return std::sqrt(s2 / double(m.size())) / mu;
-}
-
-// The mean of m over [max(0, i - w), min(i + w, n)) for each i: the local reference of the fit.
-std::vector<double> localMeans(const std::vector<double>& m, int w)
-{
-    const int n = int(m.size());
-    std::vector<double> out(m.size());
-    for (int i = 0; i < n; ++i) {
-        double s = 0.0;
-        const int a = std::max(0, i - w), b = std::min(i + w, n);
-        for (int j = a; j < b; ++j) s += m[size_t(j)];
-        out[size_t(i)] = s / (b - a);
-    }
-    return out;
-}
-
 }  // namespace
 
-class TestBrightFieldSim : public QObject {
+class TestBrightFieldSim : public QObject, SimHarness {
     Q_OBJECT
-
-    QTemporaryDir m_root;
-    std::unique_ptr<QTemporaryDir> m_doc;
-    const lsx::sim::Api* m_api = nullptr;
-
-    std::unique_ptr<CameraServer> openServer(const QString& name)
-    {
-        auto s = std::make_unique<CameraServer>();
-        s->enumerate();
-        s->open(name);
-        return s;
-    }
-
-    void setScene(const QString& name, int kind)
-    {
-        QCOMPARE(m_api->setScene(name.toLatin1().constData(), kind, -1, -1, -1), LSX_OK);
-    }
-
-    // A run of one procedure on the test's thread, its reports in order.
-    template <typename Run>
-    QList<Report> reportsOfRun(CameraServer* s, Run run)
-    {
-        QSignalSpy info(s, &CameraServer::OS_FpnInfo);
-        run();
-        return reportsOf(info);
-    }
-
-    // One frame of the camera as the procedures left it (soft trigger), at the exposure that
-    // reaches `level` on the 8-bit scale.
-    cv::Mat frameAtLevel(CameraServer* s, double level)
-    {
-        const QVector<double> e = s->fpnExposureCheck({level});
-        if (e.size() != 1) return cv::Mat();
-        s->fpnRoiCheck(s->m_roiHeight);
-        lsxSetExposure(s->m_handle, e.first());
-        lsxStart(s->m_handle);
-        lsxFrame frame{};
-        void* buffer = nullptr;
-        cv::Mat out;
-        // The first frame after an exposure change is not trusted.
-        for (int shot = 0; shot < 2; ++shot) {
-            lsxTriggerFire(s->m_handle);
-            if (lsxGetFrame(s->m_handle, &frame, &buffer, 3000) != LSX_OK) return cv::Mat();
-        }
-        const int type = frame.format == FORMAT_MONO ? (frame.bits == LSX_BITS_16 ? CV_16UC1 : CV_8UC1) : CV_8UC3;
-        out = cv::Mat(int(frame.height), int(frame.width), type, buffer).clone();
-        lsxStop(s->m_handle);
-        m_format = int(frame.format);
-        m_bits = int(frame.bits);
-        return out;
-    }
-    int m_format = 0;
-    int m_bits = 0;
-
-    // The software FPN of the live preview on a copy of `raw`.
-    cv::Mat corrected(CameraServer* s, const cv::Mat& raw)
-    {
-        const int fpnSel = QSettings(fpnIniPath(), QSettings::IniFormat).value(FpnIni::FpnSel, 9).toInt();
-        const PreviewCorrections c = buildPreviewCorrections(
-            fpnLevelsFor(fpnSel), s->m_bList, s->m_kList, s->m_kScaleList,
-            [s](uint8_t level, QList<double>& out, int rows) { s->kAtLevel(level, out, rows); }, s->m_lineCount,
-            {});
-        PreviewSwitches on;
-        on.fpn = true;
-        on.lineCount = s->m_lineCount;
-        cv::Mat img = raw.clone();
-        if (!applyPreview(img, m_format, c, on, {})) return cv::Mat();
-        return img;
-    }
-
-    // Dark run under the lens cap, then bright run under the flat light; both must succeed.
-    void calibrate(CameraServer* s, const QString& name)
-    {
-        setScene(name, LSX_SIM_SCENE_DARK);
-        QList<Report> r = reportsOfRun(s, [s] { s->dsnuStart(true); });
-        QCOMPARE(r.last(), Report(100, QStringLiteral("暗场校正-暗场校正执行完成。")));
-        setScene(name, LSX_SIM_SCENE_FLAT);
-        r = reportsOfRun(s, [s] { s->fpnStart(); });
-        QCOMPARE(r.last(), Report(100, QStringLiteral("明场校正-明场校正执行完成")));
-    }
 
 private slots:
     void initTestCase()
     {
-        QVERIFY(m_root.isValid());
         // Small sensors, frames at once, the flat scene with its slope and lens fall-off; hot
         // columns weak enough for the B limit.
-        const QString config = m_root.path() + QStringLiteral("/sim.json");
-        QFile f(config);
-        QVERIFY(f.open(QIODevice::WriteOnly));
-        f.write(QStringLiteral(R"({"timeScale": 0, "hotAmp": 5, "cameras": [
+        bindSim(QStringLiteral(R"({"timeScale": 0, "hotAmp": 5, "cameras": [
             {"friendlyName": "SIM-LS4096-M", "width": %1},
             {"friendlyName": "SIM-LS2048-ML4", "width": %1},
             {"friendlyName": "SIM-LS2048-C", "width": %1},
             {"friendlyName": "SIM-TQW4A2N60", "width": 2048}
         ]})")
-                    .arg(kWidth)
-                    .toLatin1());
-        f.close();
-        qputenv("LSX_SIM_CONFIG", config.toLocal8Bit());
-        const lsx::BindResult bound = lsx::bindLibrary(lsx::chooseLibrary("", ""));
-        QVERIFY2(bound.ok, bound.message.c_str());
-        m_api = &lsx::sim::api();
-        QVERIFY(m_api->ok());
+                    .arg(kWidth));
     }
 
-    void init()
-    {
-        QCOMPARE(m_api->reset(), LSX_OK);
-        m_doc = std::make_unique<QTemporaryDir>();
-        qputenv("TELORINE_DOCUMENT_PATH", m_doc->path().toLocal8Bit());
-    }
+    void init() { freshSim(); }
 
     void cleanupTestCase() { lsx::unbindLibrary(); }
 
