@@ -1,31 +1,11 @@
 // The dark field on the simulated camera: the B rows measured in darkness against the camera's
 // truth for the mono, four-line and colour cameras over gains 1 to 3, the DOffset the search
 // leaves, the lit scene refused, and the run under the camera's faults.
-#include "camera/cameraserver.h"
-#include "camera/tables.h"
-#include "loader.h"
-#include "sim/lsxsim.h"
+#include "calibration/simharness.h"
+
 #include "statustext.h"
 
-#include <QFile>
-#include <QSettings>
-#include <QSignalSpy>
-#include <QTemporaryDir>
-#include <QtTest>
-
-#include <cmath>
-#include <memory>
-
 namespace {
-
-using Report = QPair<int, QString>;
-
-QList<Report> reportsOf(const QSignalSpy& spy)
-{
-    QList<Report> out;
-    for (const QList<QVariant>& args : spy) out.append({args.at(0).toInt(), args.at(1).toString()});
-    return out;
-}
 
 // Read noise of the test cameras, 10-bit units at gain 1.
 constexpr double kReadNoise = 0.7;
@@ -58,32 +38,12 @@ Moments delivered(double t, double sigma, bool eightBit)
 
 }  // namespace
 
-class TestDarkFieldSim : public QObject {
+class TestDarkFieldSim : public QObject, SimHarness {
     Q_OBJECT
-
-    QTemporaryDir m_root;
-    std::unique_ptr<QTemporaryDir> m_doc;
-    const lsx::sim::Api* m_api = nullptr;
-
-    std::unique_ptr<CameraServer> openServer(const QString& name)
-    {
-        auto s = std::make_unique<CameraServer>();
-        s->enumerate();
-        s->open(name);
-        return s;
-    }
-
-    void store(const QString& key, const QVariant& value)
-    {
-        QSettings ini(fpnIniPath(), QSettings::IniFormat);
-        ini.setValue(key, value);
-    }
 
     void coverLens(const QString& name, bool covered)
     {
-        QCOMPARE(m_api->setScene(name.toLatin1().constData(), covered ? LSX_SIM_SCENE_DARK : LSX_SIM_SCENE_FLAT, -1,
-                                 -1, -1),
-                 LSX_OK);
+        setScene(name, covered ? LSX_SIM_SCENE_DARK : LSX_SIM_SCENE_FLAT);
     }
 
     // The camera's stream is stopped: a frame asked for answers "not started" at once.
@@ -97,35 +57,19 @@ class TestDarkFieldSim : public QObject {
 private slots:
     void initTestCase()
     {
-        QVERIFY(m_root.isValid());
         // Small sensors; hot columns weak enough that at gain 3 one DOffset lifts the darkest
         // column clear of zero while the brightest stays under the B limit on the walk's scale.
-        const QString config = m_root.path() + QStringLiteral("/sim.json");
-        QFile f(config);
-        QVERIFY(f.open(QIODevice::WriteOnly));
-        f.write(QStringLiteral(R"({"timeScale": 0, "readNoise": %1, "hotAmp": 5, "scene": "dark", "cameras": [
+        bindSim(QStringLiteral(R"({"timeScale": 0, "readNoise": %1, "hotAmp": 5, "scene": "dark", "cameras": [
             {"friendlyName": "SIM-LS4096-M", "width": %2},
             {"friendlyName": "SIM-LS2048-ML4", "width": %2},
             {"friendlyName": "SIM-LS2048-C", "width": %2}
         ]})")
                     .arg(kReadNoise)
-                    .arg(kWidth)
-                    .toLatin1());
-        f.close();
-        qputenv("LSX_SIM_CONFIG", config.toLocal8Bit());
-        const lsx::BindResult bound = lsx::bindLibrary(lsx::chooseLibrary("", ""));
-        QVERIFY2(bound.ok, bound.message.c_str());
-        m_api = &lsx::sim::api();
-        QVERIFY(m_api->ok());
+                    .arg(kWidth));
         QVERIFY(lsx::hasSceneControl());
     }
 
-    void init()
-    {
-        QCOMPARE(m_api->reset(), LSX_OK);
-        m_doc = std::make_unique<QTemporaryDir>();
-        qputenv("TELORINE_DOCUMENT_PATH", m_doc->path().toLocal8Bit());
-    }
+    void init() { freshSim(); }
 
     void cleanupTestCase() { lsx::unbindLibrary(); }
 
