@@ -35,6 +35,31 @@ inline std::vector<double> columnMeansOf(const cv::Mat& img, int channel, int fi
     return m;
 }
 
+// Column means of one sensor line of a frame whose lines are interleaved row by row (rows l,
+// l + lines, ...), in raw sample units.
+inline std::vector<double> lineMeansOf(const cv::Mat& img, int channel, int line, int lines)
+{
+    std::vector<double> m(size_t(img.cols), 0.0);
+    int rows = 0;
+    for (int y = line; y < img.rows; y += lines, ++rows) {
+        const std::vector<double> one = columnMeansOf(img, channel, y, 1);
+        for (size_t x = 0; x < m.size(); ++x) m[x] += one[x];
+    }
+    for (double& v : m) v /= std::max(1, rows);
+    return m;
+}
+
+// Four-line sensors and colour cameras as data rows of a test: camera, planes, sensor lines.
+inline void sensorKinds()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<int>("planes");
+    QTest::addColumn<int>("lines");
+    QTest::newRow("mono") << "SIM-LS4096-M" << 1 << 1;
+    QTest::newRow("four lines") << "SIM-LS2048-ML4" << 1 << 4;
+    QTest::newRow("colour") << "SIM-LS2048-C" << 3 << 1;
+}
+
 inline double meanOf(const std::vector<double>& v)
 {
     double s = 0.0;
