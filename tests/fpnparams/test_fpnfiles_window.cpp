@@ -3,6 +3,7 @@
 // file written or read, and the error boxes of a refused save or load; a cancelled dialog does
 // nothing.
 #include "app/mainwindow.h"
+#include "app/progressinfowidget.h"
 #include "camera/cameraserver.h"
 #include "camera/metatypes.h"
 #include "camera/tables.h"
@@ -14,6 +15,8 @@
 #include <QFileDialog>
 #include <QLineEdit>
 #include <QMessageBox>
+#include <QPushButton>
+#include <QTextEdit>
 #include <QTemporaryDir>
 #include <QTimer>
 #include <QtTest>
@@ -176,6 +179,33 @@ private slots:
         QCOMPARE(a.fileCaption, QStringLiteral("导出FPN参数"));
         QCOMPARE(a.boxes, 0);
         QVERIFY(!QFile::exists(file));
+    }
+
+    void writeDownThroughThePanel()
+    {
+        // B and K for the 4096 columns, the camera's FPN off as a calibration leaves it.
+        server()->m_bList = {QList<double>(4096, 1000.0)};
+        server()->m_kList = {QList<double>(4096, 1.25)};
+        server()->m_frameBits = LSX_BITS_16;
+        QCOMPARE(lsxSetConfigString(server()->m_handle, "FPNC.Enable", "false"), LSX_OK);
+        m_window->loadFeatures();
+        QVERIFY(!m_window->ui->fpnEnableCheck->isChecked());
+        const QString set = m_window->ui->fpnSelCBox->currentText();
+        QVERIFY(set.startsWith(QStringLiteral("UserSet")));
+
+        m_window->fpnWriteDown();
+        auto* panel = m_window->m_progressInfo;
+        auto* ok = panel->findChild<QPushButton*>(QStringLiteral("defineBut"));
+        QVERIFY(ok);
+        QTRY_VERIFY_WITH_TIMEOUT(ok->isVisible(), 10000);
+        auto* content = panel->findChild<QTextEdit*>(QStringLiteral("contentEdit"));
+        QVERIFY(content->toPlainText().contains(QStringLiteral("已使能相机内部FPN，点击确定查看效果。")));
+        QTest::mouseClick(ok, Qt::LeftButton);
+        // The panels follow the camera: its FPN on, the set as it was chosen; the live image back.
+        QVERIFY(m_window->ui->fpnEnableCheck->isChecked());
+        QCOMPARE(m_window->ui->fpnSelCBox->currentText(), set);
+        QVERIFY(m_window->ui->startBut->isChecked());
+        QVERIFY(!m_window->ui->applyFpnCheck->isChecked());
     }
 
     void cancelledDialogDoesNothing()
