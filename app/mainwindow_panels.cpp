@@ -14,6 +14,7 @@
 #include "views/profilewidget.h"
 #include "views/scenemodel.h"
 
+#include <QApplication>
 #include <QComboBox>
 #include <QCursor>
 #include <QDateTime>
@@ -237,7 +238,8 @@ void MainWindow::showSceneControl()
 void MainWindow::showPropertyDialog()
 {
     if (!m_cameraServer || !m_cameraServer->m_opened) return;
-    m_cameraServer->showPropertyDialog();
+    QWidget* active = QApplication::activeWindow();
+    m_cameraServer->showPropertyDialog(active ? static_cast<uintptr_t>(active->winId()) : 0);
     loadFeatures();
     // The FFC box follows the lens-shading setter here, as it always has.
     if (ui->ffcCheck->isChecked()) ui->ffcCheck->setChecked(m_cameraServer->setLscEnabled(true));

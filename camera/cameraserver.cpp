@@ -5,13 +5,11 @@
 #include "tables.h"
 #include "statustext.h"
 
-#include <QApplication>
 #include <QDeadlineTimer>
 #include <QDebug>
 #include <QDir>
 #include <QSettings>
 #include <QThread>
-#include <QWidget>
 
 #include <cstdio>
 #include <cstdlib>
@@ -335,11 +333,9 @@ void CameraServer::clearCoefficients()
     m_lscEnabled = false;
 }
 
-void CameraServer::showPropertyDialog()
+void CameraServer::showPropertyDialog(uintptr_t parent)
 {
     if (!m_opened) return;
-    QWidget* window = QApplication::activeWindow();
-    const uintptr_t parent = window ? static_cast<uintptr_t>(window->winId()) : 0;
     const lsxStatus status = lsxShowPropertyModalDialog(m_handle, parent);
     if (status != LSX_OK) qDebug() << "show property dialog failed with : " << status;
 }

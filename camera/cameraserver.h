@@ -54,7 +54,9 @@ public:
     QStringList enumerate();
     QString cameraName() const { return m_cameraName; }
     lsxCameraInfo cameraInfo(const QString& name) const;
-    void showPropertyDialog();
+    // The library's own property dialog, modal over the window `parent` (its native id; 0 for
+    // none). The engine knows no widgets: the window passes its active window's id.
+    void showPropertyDialog(uintptr_t parent);
     void stopCapture();
     void cancel();
     void setFpnEnabled(bool on);

@@ -660,12 +660,12 @@ private slots:
     void propertyDialogOnlyWhenOpen()
     {
         CameraServer s;
-        s.showPropertyDialog();
+        s.showPropertyDialog(0);
         QCOMPARE(m_fake->dialogCalls, 0);
         s.enumerate();
         s.open(QStringLiteral("FAKE-A"));
         m_fake->dialogStatus = LSX_ERR_NOT_SUPPORTED;
-        s.showPropertyDialog();
+        s.showPropertyDialog(0);
         QCOMPARE(m_fake->dialogCalls, 1);
     }
 
