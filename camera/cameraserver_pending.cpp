@@ -3,7 +3,6 @@
 #include "cameraserver.h"
 
 void CameraServer::fpnWriteDown(int) {}
-void CameraServer::expTest(int) {}
 void CameraServer::applyFFC(cv::Mat, cv::Mat, float) {}
 void CameraServer::ffcWriteDown(int, QString) {}
 void CameraServer::applyLSC(float) {}
