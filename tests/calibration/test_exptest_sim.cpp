@@ -304,7 +304,8 @@ private slots:
 
         const Result r = run(s.get(), 40);
         QCOMPARE(r.reports.last(), Report(100, kDone));
-        QVERIFY(r.exposures.size() >= 38);
+        // About the 40 asked for: the interval is rounded up to a whole exposure step.
+        QVERIFY(r.exposures.size() >= 30 && r.exposures.size() <= 42);
         QCOMPARE(r.rows.size(), r.exposures.size());
         QCOMPARE(r.rows.first().type(), CV_32FC1);
         QCOMPARE(r.rows.first().cols, kWidth);
