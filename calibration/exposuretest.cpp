@@ -3,7 +3,7 @@
 // processing stay as they are, and nothing is stored in the server.
 //
 // The operator's story:
-//  1. the cancel flag cleared; the camera's exposure step;
+//  1. the cancel flag cleared; the camera's exposure step (no camera open: nothing to do);
 //  2. soft trigger on;
 //  3. the range: from the shortest exposure to the one at which the brightest column just
 //     reaches full scale;
@@ -49,6 +49,9 @@ void CameraServer::expTestRun(int expCount)
         QWriteLocker lock(&m_lock);
         m_cancel = false;
     }
+    // Without an open camera there is nothing to measure, and no handle to ask; the window starts
+    // no test then, so this is a signal that reached the server on its own.
+    if (!m_opened) return;
     lsxDoubleDescr descr{};
     if (lsxGetExposureDescr(m_handle, &descr) != LSX_OK) return;
     const double step = descr.step;

@@ -88,7 +88,11 @@ class TestExpTest : public QObject, RecordCamHarness {
             r.expVec = e;
             r.rows = rows;
         });
+        // Open for the run only: the harness's servers are not opened, so that no test pays for
+        // the close's hand-over pause.
+        s->m_opened = true;
         s->expTest(expCount);
+        s->m_opened = false;
         return r;
     }
 
@@ -278,6 +282,16 @@ private slots:
     }
 
     // ---- Ends before the series ----
+
+    void noCameraOpenDoesNothing()
+    {
+        auto s = testServer();
+        s->cancel();
+        s->expTest(10);
+        QVERIFY(cam().calls.empty());
+        // The cancel flag is cleared all the same, as at the start of every run.
+        QVERIFY(!s->m_cancel);
+    }
 
     void noExposureDescriptionSaysNothing()
     {
