@@ -260,6 +260,8 @@ private:
     bool dsnuPrepare();
     // One gain of a normal dark-field run; false when the run must end with a failure.
     bool dsnuGain(float gain, bool autoDoffset);
+    // ---- Exposure test (calibration/exposuretest.cpp) ----
+    void expTestRun(int expCount);
 
 public:
     // Procedure helpers shared by several slots; defined in the folders of those procedures.

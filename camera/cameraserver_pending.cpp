@@ -2,7 +2,6 @@
 // each one does nothing.
 #include "cameraserver.h"
 
-void CameraServer::expTest(int) {}
 void CameraServer::applyFFC(cv::Mat, cv::Mat, float) {}
 void CameraServer::ffcWriteDown(int, QString) {}
 void CameraServer::applyLSC(float) {}

@@ -1,5 +1,6 @@
 #include "statisticswidget.h"
 
+#include "linefit.h"
 #include "profilewidget.h"
 
 #include <QCheckBox>
@@ -20,8 +21,6 @@
 #include <QtCharts/QScatterSeries>
 #include <QtCharts/QSplineSeries>
 #include <QtCharts/QValueAxis>
-
-#include <opencv2/imgproc.hpp>
 
 #include <algorithm>
 #include <utility>
@@ -230,15 +229,6 @@ QColor StatisticsWidget::channelColor(int channels, int k)
     return colors[std::clamp(k, 0, 3)];
 }
 
-float StatisticsWidget::fitLineAt(const cv::Vec4f& line, double x)
-{
-    const float vx = line[0], vy = line[1], x0 = line[2], y0 = line[3];
-    // A vertical fit (all exposures equal) has an infinite slope: the line's points are not
-    // finite then, and the chart draws no line.
-    const float slope = vy / vx;
-    return static_cast<float>((x - x0) * slope + y0);
-}
-
 void StatisticsWidget::connectSeries(QXYSeries* series)
 {
     connect(series, &QXYSeries::hovered, this, &StatisticsWidget::showData);
@@ -282,6 +272,8 @@ void StatisticsWidget::updateSingleCol()
     if (m_dataMatList.isEmpty() || m_expVec.isEmpty()) return;
     const int channels = m_dataMatList.first().channels();
     const int col = m_colSelSBox->value();
+    // The exposures and the rows are paired by index, up to the shorter list.
+    const int steps = static_cast<int>(std::min(m_expVec.size(), m_dataMatList.size()));
 
     m_chart->removeAllSeries();
     m_chart->resetScale();
@@ -298,8 +290,8 @@ void StatisticsWidget::updateSingleCol()
         scatter->setColor(color);
 
         std::vector<cv::Point2f> points;
-        points.reserve(m_dataMatList.size());
-        for (int i = 0; i < m_dataMatList.size(); ++i) {
+        points.reserve(size_t(steps));
+        for (int i = 0; i < steps; ++i) {
             const float x = static_cast<float>(m_expVec[i]);
             const float y = valueAt(m_dataMatList[i], col, k);
             spline->append(x, y);
@@ -310,8 +302,8 @@ void StatisticsWidget::updateSingleCol()
         m_chart->addSeries(scatter);
 
         if (m_showFitlineCheck->isChecked()) {
-            cv::Vec4f fit;
-            cv::fitLine(points, fit, cv::DIST_L12, 0, 0.01, 0.01);
+            // A vertical fit (all exposures equal) has non-finite points: the chart draws no line.
+            const cv::Vec4f fit = fitResponseLine(points);
             auto* fitLine = new QLineSeries;
             for (const double x : {m_expVec.first(), m_expVec.last()}) fitLine->append(x, fitLineAt(fit, x));
             fitLine->setPen(QPen(QBrush(color), fitLine->pen().widthF(), Qt::DashLine, Qt::SquareCap, Qt::BevelJoin));
@@ -321,7 +313,7 @@ void StatisticsWidget::updateSingleCol()
 
         if (m_showAllColsCheck->isChecked()) {
             auto* means = new QSplineSeries;
-            for (int i = 0; i < m_dataMatList.size(); ++i) means->append(m_expVec[i], m_meanVec[i][k]);
+            for (int i = 0; i < steps; ++i) means->append(m_expVec[i], m_meanVec[i][k]);
             means->setPen(QPen(QBrush(color), means->pen().widthF(), Qt::DotLine, Qt::SquareCap, Qt::BevelJoin));
             connectSeries(means);
             m_chart->addSeries(means);

@@ -78,9 +78,6 @@ public:
     // The channel colours of the chart: white for one channel, else blue, green, red and, for
     // a fourth (alpha or padding) channel, gray.
     static QColor channelColor(int channels, int k);
-    // The fitted line (vx, vy, x0, y0) of cv::fitLine at x: the slope in single precision, the
-    // rest in double, the result as float. A vertical line (vx of 0) gives a non-finite value.
-    static float fitLineAt(const cv::Vec4f& line, double x);
 
 public slots:
     // Takes a finished test: one exposure per step, ascending, and one row of column means per

@@ -1,6 +1,7 @@
 // The exposure statistics window: what it keeps of a test, the chart of one column with its
 // fitted line and the mean curve, the profile of one exposure, the tooltip, and the chart's
 // wheel zoom and drag panning.
+#include "views/linefit.h"
 #include "views/profilewidget.h"
 #include "views/statisticswidget.h"
 
@@ -161,11 +162,19 @@ private slots:
     void verticalFitGivesNonFinitePoints()
     {
         // vx of 0: the quotient is infinite; at x0 the product is 0 * inf, elsewhere +-inf.
-        QVERIFY(std::isnan(StatisticsWidget::fitLineAt(cv::Vec4f(0.0f, 1.0f, 5.0f, 20.0f), 5.0)));
-        QVERIFY(std::isinf(StatisticsWidget::fitLineAt(cv::Vec4f(0.0f, 1.0f, 5.0f, 20.0f), 6.0)));
-        QVERIFY(std::isinf(StatisticsWidget::fitLineAt(cv::Vec4f(0.0f, -1.0f, 5.0f, 20.0f), 4.0)));
+        QVERIFY(std::isnan(fitLineAt(cv::Vec4f(0.0f, 1.0f, 5.0f, 20.0f), 5.0)));
+        QVERIFY(std::isinf(fitLineAt(cv::Vec4f(0.0f, 1.0f, 5.0f, 20.0f), 6.0)));
+        QVERIFY(std::isinf(fitLineAt(cv::Vec4f(0.0f, -1.0f, 5.0f, 20.0f), 4.0)));
         // An ordinary line: y = (x - 2) * 0.5 + 3.
-        QCOMPARE(StatisticsWidget::fitLineAt(cv::Vec4f(0.8f, 0.4f, 2.0f, 3.0f), 10.0), 7.0f);
+        QCOMPARE(fitLineAt(cv::Vec4f(0.8f, 0.4f, 2.0f, 3.0f), 10.0), 7.0f);
+
+        // Through the points of a column: y = 0.25 x + 3 at 2, 10 and 30 us.
+        const cv::Vec4f line = fitResponseLine({{2.0f, 3.5f}, {10.0f, 5.5f}, {30.0f, 10.5f}});
+        QVERIFY(std::abs(fitLineAt(line, 0.0) - 3.0f) < 1e-4f);
+        QVERIFY(std::abs(fitLineAt(line, 100.0) - 28.0f) < 1e-3f);
+        // One point or none makes no line.
+        for (int i = 0; i < 4; ++i) QVERIFY(std::isnan(fitResponseLine({{2.0f, 3.5f}})[i]));
+        QVERIFY(std::isnan(fitLineAt(fitResponseLine({}), 1.0)));
 
         // One exposure repeated: the fit is vertical (the fitter may return a vx just off 0),
         // and the chart is drawn all the same, with its line of two points.
