@@ -1,0 +1,258 @@
+// What the command-line runner is asked to do (cliplan.h).
+#include "cli/cliplan.h"
+
+#include <QFile>
+#include <QTextStream>
+
+namespace {
+
+// A step: its name, how many positional arguments it takes, and its options (those that take a
+// value end with '=').
+struct StepKind {
+    const char* name;
+    int arguments;
+    QStringList options;
+    const char* help;
+};
+
+const std::vector<StepKind>& stepKinds()
+{
+    static const std::vector<StepKind> kinds{
+        {"list", 0, {}, "列出找到的相机"},
+        {"info", 0, {}, "显示相机的型号、传感器、分辨率、增益与曝光范围"},
+        {"dark", 0, {"auto-doffset"}, "暗场校正（盖上镜头）；--auto-doffset 每个增益自动检测DOffset"},
+        {"bright", 0, {}, "明场校正（均匀光照的白色目标）"},
+        {"write-fpn", 1, {}, "将FPN参数写入相机的参数组 SET（如 UserSet0 或 factory）"},
+        {"save-fpn", 1, {}, "将FPN参数保存到文件 FILE（*.FAC.FPN）"},
+        {"load-fpn", 1, {}, "从文件 FILE 加载FPN参数"},
+        {"ffc", 0, {"goal=", "write=", "save="},
+         "平场校正；--goal mean|rate:R|level:L 目标亮度，--write SET 写入相机，--save NAME 保存文件"},
+        {"lsc", 0, {"goal=", "write=", "save="},
+         "镜头校正；--goal mean|rate:R|level:L 目标亮度，--write SET 写入相机，--save FILE 保存文件"},
+        {"verify", 0, {"report="}, "校正验证（先暗场后明场）；--report FILE.pdf 保存报告"},
+        {"run", 1, {}, "按配方文件 RECIPE.ini 执行其中的步骤"},
+    };
+    return kinds;
+}
+
+const StepKind* kindOf(const QString& name)
+{
+    for (const StepKind& k : stepKinds())
+        if (name == QLatin1String(k.name)) return &k;
+    return nullptr;
+}
+
+bool sceneKnown(const QString& s)
+{
+    return s == QLatin1String("dark") || s == QLatin1String("flat") || s == QLatin1String("pattern");
+}
+
+// Reads the words of steps (and the global options among them) into plan; false with plan.error.
+bool readWords(const QStringList& words, CliPlan& plan, bool globalsAllowed)
+{
+    QString scene;
+    for (int i = 0; i < words.size(); ++i) {
+        const QString w = words[i];
+        auto value = [&](QString& out) {
+            if (i + 1 >= words.size()) {
+                plan.error = QStringLiteral("选项 %1 缺少参数。").arg(w);
+                return false;
+            }
+            out = words[++i];
+            return true;
+        };
+        if (globalsAllowed && (w == QLatin1String("-d") || w == QLatin1String("--camera"))) {
+            if (!value(plan.camera)) return false;
+        } else if (globalsAllowed && w == QLatin1String("--sdk")) {
+            if (!value(plan.sdk)) return false;
+        } else if (globalsAllowed && w == QLatin1String("--json")) {
+            if (!value(plan.json)) return false;
+        } else if (globalsAllowed && (w == QLatin1String("--yes") || w == QLatin1String("-y"))) {
+            plan.yes = true;
+        } else if (globalsAllowed && (w == QLatin1String("--verbose") || w == QLatin1String("-v"))) {
+            plan.verbose = true;
+        } else if (globalsAllowed && (w == QLatin1String("--help") || w == QLatin1String("-h"))) {
+            plan.help = true;
+        } else if (w == QLatin1String("--sim-scene")) {
+            if (!value(scene)) return false;
+            if (!sceneKnown(scene)) {
+                plan.error = QStringLiteral("未知的模拟场景 \"%1\"（可选 dark、flat、pattern）。").arg(scene);
+                return false;
+            }
+        } else if (const StepKind* kind = kindOf(w)) {
+            CliStep step;
+            step.name = w;
+            step.scene = scene;
+            scene.clear();
+            // The step's own options and arguments follow it, up to the next step or global option.
+            while (i + 1 < words.size() && !kindOf(words[i + 1]) && words[i + 1] != QLatin1String("--sim-scene")) {
+                const QString next = words[i + 1];
+                if (next.startsWith(QLatin1String("--"))) {
+                    const QString name = next.mid(2);
+                    if (kind->options.contains(name)) {
+                        step.options.insert(name, QString());
+                        ++i;
+                        continue;
+                    }
+                    if (kind->options.contains(name + QLatin1Char('='))) {
+                        ++i;
+                        if (i + 1 >= words.size()) {
+                            plan.error = QStringLiteral("步骤 %1 的选项 %2 缺少参数。").arg(w, next);
+                            return false;
+                        }
+                        step.options.insert(name, words[++i]);
+                        continue;
+                    }
+                    break;  // a global option, or an unknown one (reported below)
+                }
+                if (next.startsWith(QLatin1Char('-'))) break;
+                if (step.args.size() >= kind->arguments) break;
+                step.args.append(next);
+                ++i;
+            }
+            if (step.args.size() != kind->arguments) {
+                plan.error = QStringLiteral("步骤 %1 需要 %2 个参数。").arg(w).arg(kind->arguments);
+                return false;
+            }
+            plan.steps.push_back(step);
+        } else {
+            plan.error = w.startsWith(QLatin1Char('-')) ? QStringLiteral("未知的选项 \"%1\"。").arg(w)
+                                                        : QStringLiteral("未知的步骤 \"%1\"。").arg(w);
+            return false;
+        }
+    }
+    if (!scene.isEmpty()) {
+        plan.error = QStringLiteral("--sim-scene 之后缺少步骤。");
+        return false;
+    }
+    return true;
+}
+
+}  // namespace
+
+QString cliUsage()
+{
+    QString text = QStringLiteral(
+        "线扫相机校正工具（命令行）\n"
+        "用法: lsxcalib-cli [-d CAMERA] [--sdk PATH] [--json FILE] [--yes] STEP...\n\n"
+        "选项:\n"
+        "  -d CAMERA          要连接的相机（友好名称）；缺省为找到的第一台相机\n"
+        "  --sdk PATH         相机库（也可用环境变量 LSX_LIBRARY）；缺省为模拟相机\n"
+        "  --json FILE        把每一步的结果、信息、数值和写出的文件写入 JSON 文件\n"
+        "  --yes              不询问操作员（不等待回车）\n"
+        "  --verbose          同时在标准错误输出程序的调试日志\n"
+        "  --sim-scene S      在下一步之前设置模拟相机的场景：dark、flat 或 pattern（仅模拟相机）\n"
+        "  --help             显示本帮助\n\n"
+        "步骤（按给出的顺序执行，共享内存中的校正数据）:\n");
+    for (const StepKind& k : stepKinds()) {
+        QString head = QString::fromLatin1(k.name);
+        if (k.arguments == 1) {
+            const QString n = QString::fromLatin1(k.name);
+            head += n == QLatin1String("write-fpn") ? QStringLiteral(" SET")
+                    : n == QLatin1String("run")     ? QStringLiteral(" RECIPE.ini")
+                                                    : QStringLiteral(" FILE");
+        }
+        for (const QString& o : k.options)
+            head += o.endsWith(QLatin1Char('=')) ? QStringLiteral(" [--%1 V]").arg(o.chopped(1))
+                                                 : QStringLiteral(" [--%1]").arg(o);
+        text += QStringLiteral("  %1\n      %2\n").arg(head, QString::fromUtf8(k.help));
+    }
+    text += QStringLiteral(
+        "\n退出码: 0 全部成功；1 某一步失败；2 用法错误、未知相机或相机库无法加载；"
+        "3 校正验证未达到限值；130 被 Ctrl-C 取消。\n");
+    return text;
+}
+
+CliPlan parseCommandLine(const QStringList& arguments)
+{
+    CliPlan plan;
+    readWords(arguments, plan, true);
+    if (plan.error.isEmpty() && plan.steps.empty() && !plan.help) plan.error = QStringLiteral("没有给出任何步骤。");
+    return plan;
+}
+
+QStringList splitWords(const QString& text)
+{
+    QStringList words;
+    QString word;
+    bool quoted = false, any = false;
+    for (QChar c : text) {
+        if (c == QLatin1Char('"')) {
+            quoted = !quoted;
+            any = true;
+        } else if (c.isSpace() && !quoted) {
+            if (any) words.append(word);
+            word.clear();
+            any = false;
+        } else {
+            word += c;
+            any = true;
+        }
+    }
+    if (any) words.append(word);
+    return words;
+}
+
+bool readRecipe(const QString& path, CliPlan& plan)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly | QIODevice::Text)) {
+        plan.error = QStringLiteral("无法读取配方文件 \"%1\"。").arg(path);
+        return false;
+    }
+    QTextStream in(&file);
+    QString section;
+    int lineNo = 0;
+    while (!in.atEnd()) {
+        QString line = in.readLine();
+        ++lineNo;
+        // A comment runs from ';' or '#' to the end of the line, outside quotes.
+        bool quoted = false;
+        for (int i = 0; i < line.size(); ++i) {
+            if (line[i] == QLatin1Char('"')) quoted = !quoted;
+            if (!quoted && (line[i] == QLatin1Char(';') || line[i] == QLatin1Char('#'))) {
+                line.truncate(i);
+                break;
+            }
+        }
+        line = line.trimmed();
+        if (line.isEmpty()) continue;
+        auto bad = [&](const QString& why) {
+            plan.error = QStringLiteral("配方文件 \"%1\" 第 %2 行：%3").arg(path).arg(lineNo).arg(why);
+            return false;
+        };
+        if (line.startsWith(QLatin1Char('['))) {
+            if (!line.endsWith(QLatin1Char(']'))) return bad(QStringLiteral("节名缺少 \"]\"。"));
+            section = line.mid(1, line.size() - 2).trimmed().toLower();
+            if (section != QLatin1String("camera") && section != QLatin1String("params") &&
+                section != QLatin1String("verify") && section != QLatin1String("steps"))
+                return bad(QStringLiteral("未知的节 [%1]。").arg(section));
+            continue;
+        }
+        const int eq = line.indexOf(QLatin1Char('='));
+        if (eq <= 0) return bad(QStringLiteral("应为 \"键 = 值\"。"));
+        const QString key = line.left(eq).trimmed();
+        const QString value = line.mid(eq + 1).trimmed();
+        if (section == QLatin1String("camera")) {
+            if (key.compare(QLatin1String("name"), Qt::CaseInsensitive) != 0)
+                return bad(QStringLiteral("[camera] 只认 name。"));
+            if (plan.camera.isEmpty()) plan.camera = value;
+        } else if (section == QLatin1String("params")) {
+            plan.settings.insert(QStringLiteral("Params/") + key, value);
+        } else if (section == QLatin1String("verify")) {
+            plan.settings.insert(QStringLiteral("Verify/") + key, value);
+        } else if (section == QLatin1String("steps")) {
+            if (key.compare(QLatin1String("step"), Qt::CaseInsensitive) != 0)
+                return bad(QStringLiteral("[steps] 只认 step。"));
+            CliPlan steps;
+            if (!readWords(splitWords(value), steps, false)) return bad(steps.error);
+            for (const CliStep& s : steps.steps) {
+                if (s.name == QLatin1String("run")) return bad(QStringLiteral("配方里不能再用 run。"));
+                plan.steps.push_back(s);
+            }
+        } else {
+            return bad(QStringLiteral("键 \"%1\" 不在任何节中。").arg(key));
+        }
+    }
+    return true;
+}

@@ -1,0 +1,320 @@
+// The command-line runner: its command lines and recipes read into plans, and the executable run
+// as a station runs it, on the simulated camera with no display: exit codes, the JSON result,
+// the operator's messages, the files it writes (loaded back by the window's own code), Ctrl-C,
+// and no Qt Widgets among its libraries.
+#include "cli/cliplan.h"
+
+#include "camera/cameraserver.h"
+#include "camera/metatypes.h"
+#include "loader.h"
+
+#include <QDir>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <csignal>
+
+namespace {
+
+struct Run {
+    int exit = -1;
+    QString err;
+    QString out;
+};
+
+}  // namespace
+
+class TestCli : public QObject {
+    Q_OBJECT
+
+    QTemporaryDir m_dir;
+    QString m_exe;
+
+    QString path(const QString& name) const { return m_dir.path() + QLatin1Char('/') + name; }
+
+    // The runner's environment: the simulated camera on small sensors, this test's documents, and
+    // no display at all.
+    QProcessEnvironment environment(double timeScale = 0.0) const
+    {
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.remove(QStringLiteral("DISPLAY"));
+        env.remove(QStringLiteral("WAYLAND_DISPLAY"));
+        env.remove(QStringLiteral("QT_QPA_PLATFORM"));
+        env.remove(QStringLiteral("LSX_LIBRARY"));
+        env.insert(QStringLiteral("TELORINE_DOCUMENT_PATH"), m_dir.path());
+        const QString config = path(QStringLiteral("sim-%1.json").arg(timeScale));
+        QFile f(config);
+        if (!f.exists() && f.open(QIODevice::WriteOnly))
+            f.write(QStringLiteral(R"({"timeScale": %1, "hotAmp": 5, "cameras": [
+                {"friendlyName": "SIM-LS4096-M", "width": 256}]})")
+                        .arg(timeScale)
+                        .toLatin1());
+        env.insert(QStringLiteral("LSX_SIM_CONFIG"), config);
+        return env;
+    }
+
+    Run run(const QStringList& args, double timeScale = 0.0)
+    {
+        QProcess p;
+        p.setProcessEnvironment(environment(timeScale));
+        p.setWorkingDirectory(m_dir.path());
+        p.start(m_exe, args);
+        p.closeWriteChannel();
+        Run r;
+        if (!p.waitForFinished(120000)) {
+            p.kill();
+            return r;
+        }
+        r.exit = p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -2;
+        r.err = QString::fromLocal8Bit(p.readAllStandardError());
+        r.out = QString::fromLocal8Bit(p.readAllStandardOutput());
+        return r;
+    }
+
+    QJsonObject json(const QString& file)
+    {
+        QFile f(file);
+        if (!f.open(QIODevice::ReadOnly)) return {};
+        return QJsonDocument::fromJson(f.readAll()).object();
+    }
+
+private slots:
+    void initTestCase()
+    {
+        QVERIFY(m_dir.isValid());
+        m_exe = QCoreApplication::applicationDirPath() + QStringLiteral("/lsxcalib-cli");
+        QVERIFY(QFile::exists(m_exe));
+    }
+
+    // ---- Plans ----
+
+    void commandLine()
+    {
+        const CliPlan p = parseCommandLine({"-d", "CAM", "--yes", "--sim-scene", "dark", "dark", "--auto-doffset",
+                                            "--sim-scene", "flat", "bright", "write-fpn", "UserSet0", "--json",
+                                            "r.json", "save-fpn", "x.FAC.FPN", "ffc", "--goal", "rate:0.5", "--write",
+                                            "UserSet1", "verify", "--report", "a.pdf"});
+        QVERIFY2(p.error.isEmpty(), qPrintable(p.error));
+        QCOMPARE(p.camera, QStringLiteral("CAM"));
+        QVERIFY(p.yes);
+        QCOMPARE(p.json, QStringLiteral("r.json"));
+        QCOMPARE(int(p.steps.size()), 6);
+        QCOMPARE(p.steps[0].name, QStringLiteral("dark"));
+        QCOMPARE(p.steps[0].scene, QStringLiteral("dark"));
+        QVERIFY(p.steps[0].options.contains(QStringLiteral("auto-doffset")));
+        QCOMPARE(p.steps[1].scene, QStringLiteral("flat"));
+        QCOMPARE(p.steps[2].args, QStringList{"UserSet0"});
+        QCOMPARE(p.steps[3].args, QStringList{"x.FAC.FPN"});
+        QCOMPARE(p.steps[4].options.value(QStringLiteral("goal")), QStringLiteral("rate:0.5"));
+        QCOMPARE(p.steps[4].options.value(QStringLiteral("write")), QStringLiteral("UserSet1"));
+        QCOMPARE(p.steps[5].options.value(QStringLiteral("report")), QStringLiteral("a.pdf"));
+    }
+
+    void usageErrors_data()
+    {
+        QTest::addColumn<QStringList>("args");
+        QTest::addColumn<QString>("words");
+        QTest::newRow("nothing") << QStringList{} << "没有给出任何步骤。";
+        QTest::newRow("unknown step") << QStringList{"fly"} << "未知的步骤 \"fly\"。";
+        QTest::newRow("unknown option") << QStringList{"dark", "--fast"} << "未知的选项 \"--fast\"。";
+        QTest::newRow("missing set") << QStringList{"write-fpn"} << "步骤 write-fpn 需要 1 个参数。";
+        QTest::newRow("scene") << QStringList{"--sim-scene", "sunny", "dark"} << "未知的模拟场景 \"sunny\"（可选 dark、flat、pattern）。";
+        QTest::newRow("scene at the end") << QStringList{"dark", "--sim-scene", "flat"} << "--sim-scene 之后缺少步骤。";
+        QTest::newRow("-d alone") << QStringList{"dark", "-d"} << "选项 -d 缺少参数。";
+    }
+
+    void usageErrors()
+    {
+        QFETCH(QStringList, args);
+        QFETCH(QString, words);
+        QCOMPARE(parseCommandLine(args).error, words);
+    }
+
+    void recipe()
+    {
+        const QString file = path("station.ini");
+        QFile f(file);
+        QVERIFY(f.open(QIODevice::WriteOnly));
+        f.write("; a station's calibration\n[camera]\nname = SIM-LS4096-M\n[params]\nGainMin = 1\nGainMax = 2 # two gains\n"
+                "[verify]\nMaxPRNU = 0.5\n[steps]\nstep = --sim-scene dark dark --auto-doffset\nstep = bright\n"
+                "step = save-fpn \"a b.FAC.FPN\"\n");
+        f.close();
+        CliPlan p;
+        QVERIFY2(readRecipe(file, p), qPrintable(p.error));
+        QCOMPARE(p.camera, QStringLiteral("SIM-LS4096-M"));
+        QCOMPARE(p.settings.value(QStringLiteral("Params/GainMax")), QStringLiteral("2"));
+        QCOMPARE(p.settings.value(QStringLiteral("Verify/MaxPRNU")), QStringLiteral("0.5"));
+        QCOMPARE(int(p.steps.size()), 3);
+        QCOMPARE(p.steps[0].scene, QStringLiteral("dark"));
+        QCOMPARE(p.steps[2].args, QStringList{"a b.FAC.FPN"});
+        // -d wins over the recipe's camera.
+        CliPlan q;
+        q.camera = QStringLiteral("OTHER");
+        QVERIFY(readRecipe(file, q));
+        QCOMPARE(q.camera, QStringLiteral("OTHER"));
+    }
+
+    void badRecipes_data()
+    {
+        QTest::addColumn<QByteArray>("text");
+        QTest::addColumn<QString>("words");
+        QTest::newRow("section") << QByteArray("[stuff]\n") << "第 1 行：未知的节 [stuff]。";
+        QTest::newRow("no section") << QByteArray("a = 1\n") << "第 1 行：键 \"a\" 不在任何节中。";
+        QTest::newRow("step") << QByteArray("[steps]\nstep = fly\n") << "第 2 行：未知的步骤 \"fly\"。";
+        QTest::newRow("nested run") << QByteArray("[steps]\nstep = run x.ini\n") << "第 2 行：配方里不能再用 run。";
+        QTest::newRow("no equals") << QByteArray("[params]\nGainMin\n") << "第 2 行：应为 \"键 = 值\"。";
+    }
+
+    void badRecipes()
+    {
+        QFETCH(QByteArray, text);
+        QFETCH(QString, words);
+        const QString file = path(QStringLiteral("bad-%1.ini").arg(QTest::currentDataTag()).replace(' ', '_'));
+        QFile f(file);
+        QVERIFY(f.open(QIODevice::WriteOnly));
+        f.write(text);
+        f.close();
+        CliPlan p;
+        QVERIFY(!readRecipe(file, p));
+        QVERIFY2(p.error.endsWith(words), qPrintable(p.error));
+    }
+
+    // ---- The executable ----
+
+    void helpListsEveryStep()
+    {
+        const Run r = run({"--help"});
+        QCOMPARE(r.exit, 0);
+        for (const char* step : {"list", "info", "dark", "bright", "write-fpn SET", "save-fpn FILE", "load-fpn FILE", "ffc",
+                                 "lsc", "verify", "run RECIPE.ini", "--sim-scene", "--json", "--yes"})
+            QVERIFY2(r.out.contains(QLatin1String(step)), step);
+    }
+
+    void stationCalibration()
+    {
+        const QString result = path("r.json"), file = path("x.FAC.FPN");
+        const Run r = run({"-d", "SIM-LS4096-M", "--yes", "--sim-scene", "dark", "dark", "--sim-scene", "flat", "bright",
+                           "write-fpn", "UserSet0", "save-fpn", "x.FAC.FPN", "--json", "r.json"});
+        QVERIFY2(r.exit == 0, qPrintable(r.err));
+        QVERIFY(r.err.contains(QStringLiteral("暗场校正-暗场校正执行完成。")));
+        QVERIFY(r.err.contains(QStringLiteral("明场校正-明场校正执行完成")));
+        QVERIFY(r.err.contains(QStringLiteral("已使能相机内部FPN")));
+        // The program's own debug log stays out of the operator's messages.
+        QVERIFY(!r.err.contains(QStringLiteral("fpnCapture -------------")));
+        const QJsonObject j = json(result);
+        QCOMPARE(j.value(QStringLiteral("exitCode")).toInt(), 0);
+        QCOMPARE(j.value(QStringLiteral("camera")).toObject().value(QStringLiteral("model")).toString(),
+                 QStringLiteral("LSM4096A"));
+        const QJsonArray steps = j.value(QStringLiteral("steps")).toArray();
+        QCOMPARE(steps.size(), 4);
+        for (const QJsonValue& s : steps) QCOMPARE(s.toObject().value(QStringLiteral("outcome")).toString(), QStringLiteral("ok"));
+        QCOMPARE(steps[0].toObject().value(QStringLiteral("figures")).toObject().value(QStringLiteral("bRows")).toArray(),
+                 (QJsonArray{256}));
+        QCOMPARE(steps[3].toObject().value(QStringLiteral("files")).toArray().first().toString(),
+                 QFileInfo(file).absoluteFilePath());
+
+        // The file loads back in the window's own code (once its kind of K is written as a number).
+        QFile f(file);
+        QVERIFY(f.open(QIODevice::ReadOnly));
+        QByteArray text = f.readAll();
+        f.close();
+        QVERIFY(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
+        f.write(text.replace("SupportMLK=false", "SupportMLK=0"));
+        f.close();
+        qputenv("LSX_SIM_CONFIG", environment().value(QStringLiteral("LSX_SIM_CONFIG")).toLocal8Bit());
+        qputenv("TELORINE_DOCUMENT_PATH", m_dir.path().toLocal8Bit());
+        QVERIFY(lsx::bindLibrary(lsx::chooseLibrary("", QCoreApplication::applicationDirPath().toStdString())).ok);
+        {
+            CameraServer s;
+            s.enumerate();
+            s.open(QStringLiteral("SIM-LS4096-M"));
+            QVERIFY(s.loadFpnFile(file));
+            QCOMPARE(s.m_bList.size(), 1);
+            QCOMPARE(s.m_bList[0].size(), 256);
+        }
+        lsx::unbindLibrary();
+    }
+
+    void darkStepWithTheLensOpenFails()
+    {
+        const Run r = run({"-d", "SIM-LS4096-M", "--yes", "--sim-scene", "flat", "dark", "--json", "lit.json"});
+        QCOMPARE(r.exit, 1);
+        QVERIFY(r.err.contains(QStringLiteral("暗场校正-暗场亮度过高，超过限制值64，无法继续执行暗场校正。")));
+        const QJsonArray steps = json(path("lit.json")).value(QStringLiteral("steps")).toArray();
+        QCOMPARE(steps.first().toObject().value(QStringLiteral("outcome")).toString(), QStringLiteral("failed"));
+    }
+
+    void unknownCameraAndUsage()
+    {
+        Run r = run({"-d", "NO-SUCH-CAMERA", "info"});
+        QCOMPARE(r.exit, 2);
+        QVERIFY(r.err.contains(QStringLiteral("未找到相机 \"NO-SUCH-CAMERA\"")));
+        r = run({"fly"});
+        QCOMPARE(r.exit, 2);
+        r = run({"--sdk", "/no/such/library.so", "info"});
+        QCOMPARE(r.exit, 2);
+    }
+
+    void sceneOnlyOnTheSimulatedCamera()
+    {
+        // Without the scene functions (the recording library of the procedure tests has none).
+        const QString rec = QString::fromLocal8Bit(qgetenv("LSX_RECORDCAM"));
+        QVERIFY(!rec.isEmpty());
+        const Run r = run({"--sdk", rec, "--yes", "--sim-scene", "dark", "dark"});
+        QCOMPARE(r.exit, 2);
+        QVERIFY(r.err.contains(QStringLiteral("--sim-scene 只用于模拟相机")));
+    }
+
+    void noOperatorWithoutYes()
+    {
+        // Standard input closed and no --yes: nobody can confirm the lens cap.
+        const Run r = run({"-d", "SIM-LS4096-M", "dark"});
+        QCOMPARE(r.exit, 2);
+        QVERIFY(r.err.contains(QStringLiteral("暗场校正：请盖上镜头盖")));
+    }
+
+    void interruptDuringBright()
+    {
+        // Frames at the camera's own pace, so that the bright run lasts long enough to be stopped.
+        QProcess p;
+        p.setProcessEnvironment(environment(1.0));
+        p.setWorkingDirectory(m_dir.path());
+        p.start(m_exe, {"-d", "SIM-LS4096-M", "--yes", "--sim-scene", "flat", "bright", "--json", "int.json"});
+        QVERIFY(p.waitForStarted());
+        QString err;
+        QElapsedTimer t;
+        t.start();
+        while (!err.contains(QStringLiteral("曝光范围自动检测中")) && t.elapsed() < 30000) {
+            p.waitForReadyRead(200);
+            err += QString::fromLocal8Bit(p.readAllStandardError());
+        }
+        QVERIFY(err.contains(QStringLiteral("曝光范围自动检测中")));
+        ::kill(pid_t(p.processId()), SIGINT);
+        QVERIFY(p.waitForFinished(30000));
+        QCOMPARE(p.exitCode(), 130);
+        const QJsonArray steps = json(path("int.json")).value(QStringLiteral("steps")).toArray();
+        QCOMPARE(steps.first().toObject().value(QStringLiteral("outcome")).toString(), QStringLiteral("cancelled"));
+        // The next run goes through.
+        const Run r = run({"-d", "SIM-LS4096-M", "--yes", "--sim-scene", "dark", "dark"});
+        QCOMPARE(r.exit, 0);
+    }
+
+    void noWidgetsAmongItsLibraries()
+    {
+        QProcess readelf;
+        readelf.start(QStringLiteral("readelf"), {"-d", m_exe});
+        QVERIFY(readelf.waitForFinished(30000));
+        const QString deps = QString::fromLocal8Bit(readelf.readAllStandardOutput());
+        QVERIFY(deps.contains(QStringLiteral("libQt6Core")));
+        QVERIFY(!deps.contains(QStringLiteral("Widgets")));
+        QVERIFY(!deps.contains(QStringLiteral("Charts")));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestCli)
+#include "test_cli.moc"
