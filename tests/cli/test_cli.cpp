@@ -14,6 +14,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
+#include <QSettings>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -302,6 +303,18 @@ private slots:
         // The next run goes through.
         const Run r = run({"-d", "SIM-LS4096-M", "--yes", "--sim-scene", "dark", "dark"});
         QCOMPARE(r.exit, 0);
+    }
+
+    void shippedRecipe()
+    {
+        const QString recipe = QStringLiteral(LSX_SOURCE_DIR "/cli/example-recipe.ini");
+        const Run r = run({"--yes", "--json", "recipe.json", "run", recipe});
+        QVERIFY2(r.exit == 0, qPrintable(r.err));
+        QVERIFY(QFile::exists(path("station.FAC.FPN")));
+        const QJsonArray steps = json(path("recipe.json")).value(QStringLiteral("steps")).toArray();
+        QCOMPARE(steps.size(), 4);
+        QSettings ini(m_dir.path() + QStringLiteral("/FPN/FPN.ini"), QSettings::IniFormat);
+        QCOMPARE(ini.value(QStringLiteral("Params/PixelMax")).toInt(), 180);
     }
 
     void noWidgetsAmongItsLibraries()
