@@ -267,9 +267,7 @@ void MainWindow::saveFpnParams() {}
 
 void MainWindow::exportFpnParams() {}
 
-// ---- FFC: source picture, run and write-down ----
-
-void MainWindow::loadFFCImage() {}
+// ---- FFC: run and write-down (the source picture, files and gains: mainwindow_ffc.cpp) ----
 
 void MainWindow::applyFFC()
 {
@@ -336,22 +334,6 @@ void MainWindow::ffcFinished() {}
 
 // Kept for the form; the FFC region follows the camera's ROI.
 void MainWindow::setFFCRoi() {}
-
-// ---- FFC parameter files ----
-
-void MainWindow::loadFFCParam() {}
-
-void MainWindow::saveFFC() {}
-
-void MainWindow::exportFFC() {}
-
-// ---- FFC coefficients: the profile in gain mode and the adjustment boxes ----
-
-void MainWindow::ffcKSelCheck() {}
-
-void MainWindow::ffcAdjust() {}
-
-void MainWindow::updateFfcParam(cv::Mat /*staticMat*/) {}
 
 // ---- LSC ----
 

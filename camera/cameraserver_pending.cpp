@@ -5,10 +5,7 @@
 void CameraServer::fpnStart() {}
 void CameraServer::fpnWriteDown(int) {}
 void CameraServer::expTest(int) {}
-void CameraServer::applyFFC(cv::Mat, cv::Mat, float) {}
-void CameraServer::ffcWriteDown(int, QString) {}
 void CameraServer::applyLSC(float) {}
 void CameraServer::lscWriteDown(int, QString) {}
-QList<QList<double>> CameraServer::readFfcParam(int) { return {}; }
 bool CameraServer::saveFpnFile(const QString&) { return false; }
 bool CameraServer::loadFpnFile(const QString&) { return false; }
