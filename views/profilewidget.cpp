@@ -126,15 +126,9 @@ void ProfileWidget::adjustData() {
     bool changed = false;
     const cv::Mat copy =
         ffcFlattenStretch(m_data, m_selStart, m_selEnd, sx, m_left, action->data().toInt(), &changed);
-    // Data of another channel count, or an action it has no channel for: nothing is sent. A
-    // stretch inside one column is sent unchanged.
-    if (!changed && (m_data.channels() == 1 || m_data.channels() == 3)) {
-        const int n = action->data().toInt();
-        const bool served = m_data.channels() == 1 ? n == 0 : (n >= 0 && n <= 3);
-        if (!served) return;
-    } else if (!changed) {
-        return;
-    }
+    // Nothing is sent for data of another channel count, an action it has no channel for, or a
+    // stretch inside one column, whose column keeps its value.
+    if (!changed) return;
     emit dataAdjusted(copy);
 }
 
