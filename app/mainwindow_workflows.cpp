@@ -381,13 +381,3 @@ void MainWindow::lscWriteDownCancel()
     m_progressInfo->setCancelEnabled(true);
     unbindPanel(*this, &MainWindow::lscWriteDownOk, &MainWindow::lscWriteDownCancel);
 }
-
-void MainWindow::saveLSC() {}
-
-// ---- SCS alignment ----
-
-void MainWindow::scsApply() {}
-
-void MainWindow::scsWriteDown() {}
-
-void MainWindow::scsCancel() {}

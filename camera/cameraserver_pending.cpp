@@ -5,7 +5,5 @@
 void CameraServer::fpnStart() {}
 void CameraServer::fpnWriteDown(int) {}
 void CameraServer::expTest(int) {}
-void CameraServer::applyLSC(float) {}
-void CameraServer::lscWriteDown(int, QString) {}
 bool CameraServer::saveFpnFile(const QString&) { return false; }
 bool CameraServer::loadFpnFile(const QString&) { return false; }
