@@ -284,6 +284,29 @@ private slots:
         QCOMPARE(back[0][8191], 1.0);
     }
 
+    // Without multi-level K the table goes as it is, one gain per ROI column.
+    void oneLevelCameraGetsTheRoiOnly()
+    {
+        auto s = openServer("SIM-LS4096-M");
+        QCOMPARE(s->m_supportMLK, 0);
+        lsxRegion roi;
+        std::memset(&roi, 0, sizeof roi);
+        QCOMPARE(lsxGetRoi(s->m_handle, &roi), LSX_OK);
+        roi.X = 128;
+        roi.W = 512;
+        QCOMPARE(lsxSetRoi(s->m_handle, &roi), LSX_OK);
+        QList<double> gains;
+        for (int x = 0; x < 512; ++x) gains.append(0.75 + x / 1000.0);
+        s->m_ffcKList = {gains};
+        QSignalSpy info(s.get(), &CameraServer::OS_FpnInfo);
+        s->ffcWriteDown(2, QStringLiteral("UserSet2"));
+        QCOMPARE(reportsOf(info).last(), Report(100, QStringLiteral("\nFFC使能成功。")));
+        const GainList back = s->readFfcParam(3);
+        QCOMPARE(back.size(), 1);
+        QCOMPARE(back[0].size(), 512);
+        for (int x = 0; x < 512; x += 7) QVERIFY(std::abs(back[0][x] - gains[x]) <= 0.5 / 16384.0);
+    }
+
     void writeDownRefusals()
     {
         auto s = openServer("SIM-LS4096-M");

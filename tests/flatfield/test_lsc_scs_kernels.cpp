@@ -107,6 +107,18 @@ private slots:
         for (int s = 0; s < 400; ++s) QCOMPARE(gains[s], s >= 100 && s < 150 ? 2.0 : 1.0);
     }
 
+    void zeroOfThePolynomialGivesInfiniteGain()
+    {
+        // p(x) = x - 2 over a ROI of 4 columns at X 1: the column at x = 2 gets target / 0.
+        const QList<double> poly{0, 0, 0, 0, 0, 1.0, -2.0, 100.0};
+        const QList<double> gains = lscSensorGains(poly, 1, 4, 6);
+        QCOMPARE(gains[0], 1.0);
+        QCOMPARE(gains[1], -50.0);
+        QVERIFY(std::isinf(gains[3]));
+        QCOMPARE(gains[4], 100.0);
+        QCOMPARE(gains[5], 1.0);
+    }
+
     void unusableFits()
     {
         // A row narrower than the ROI can't be fitted; a dark row fits to all zeros.

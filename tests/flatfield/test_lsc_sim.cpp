@@ -117,7 +117,9 @@ private slots:
         // about 1 % peak-to-peak over the line.
         f.write(QStringLiteral(R"({"timeScale": 0, "cameras": [
             {"friendlyName": "SIM-LS4096-M", "width": %1, "roiHeight": %2, "prnu": 0, "weakColumns": 0},
-            {"friendlyName": "SIM-LS2048-C", "width": %1, "roiHeight": %2, "prnu": 0, "weakColumns": 0}
+            {"friendlyName": "SIM-LS2048-C", "width": %1, "roiHeight": %2, "prnu": 0, "weakColumns": 0},
+            {"friendlyName": "SIM-TQW4A2N60", "width": %1, "roiHeight": %2, "darkMean": 0, "dsnu": 0,
+             "hotColumns": 0, "noise": false, "scene": "dark"}
         ]})")
                     .arg(kWidth)
                     .arg(kRows)
@@ -264,6 +266,19 @@ private slots:
                  Report(101, QStringLiteral("\n设为选中的LSC参数组失败，失败原因：-5-%1.请手动选择写入的参数组-NoSuchSet")
                                  .arg(statusText(-5))));
         QCOMPARE(reports.last(), Report(100, QStringLiteral("\nLSC使能成功。")));
+    }
+
+    // A camera in darkness with no dark level: every column mean is 0 and the normal equations
+    // answer all zeros. The run ends with its message and leaves no result.
+    void darkRowCannotBeFitted()
+    {
+        auto s = openServer("SIM-TQW4A2N60");
+        QSignalSpy info(s.get(), &CameraServer::OS_FpnInfo);
+        s->applyLSC(-1.0f);
+        QCOMPARE(reportsOf(info).last(),
+                 Report(101, QStringLiteral("LSC拟合失败：第1通道的多项式无法求解，请检查图像亮度或缩小ROI后重试。")));
+        QVERIFY(s->m_lscPolyList.isEmpty());
+        QVERIFY(s->m_lscKList.isEmpty());
     }
 
     void runFailuresLeaveNoResult()

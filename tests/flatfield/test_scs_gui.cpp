@@ -259,6 +259,9 @@ private slots:
         char text[LSX_TEXT_SIZE] = {};
         QCOMPARE(lsxGetConfigString(h, "SCS.PixelShift", text, sizeof text), LSX_OK);
         QCOMPARE(QString::fromLatin1(text), QStringLiteral("1.5"));
+        // The capture the write started must be running before it is stopped: a stop that
+        // reaches the worker before the capture slot does is overridden by its start.
+        QTRY_VERIFY(server()->workerBusy());
         ui()->startBut->click();
         QTRY_VERIFY(!server()->workerBusy());
         const Misregistration written = misregistration(grabPlanes(h));
@@ -277,7 +280,16 @@ private slots:
         ui()->scsVSBox->setValue(camera + 0.4);
         QVERIFY(ui()->scsCancelBut->isEnabled());
         const QPixmap shifted = w->m_pixmap;
+        // Back to the camera's value: nothing moves, the stored planes show, but the buttons
+        // stay as they are.
+        ui()->scsVSBox->setValue(camera);
+        const QPixmap unshifted = w->m_pixmap;
+        QVERIFY(unshifted.toImage() != shifted.toImage());
+        QVERIFY(ui()->scsCancelBut->isEnabled());
+        QVERIFY(ui()->scsWriteBut->isEnabled());
+        ui()->scsVSBox->setValue(camera + 0.4);
         ui()->scsCancelBut->click();
+        QCOMPARE(w->m_pixmap.toImage(), unshifted.toImage());
         QCOMPARE(ui()->scsVSBox->value(), camera);
         QVERIFY(!ui()->scsCancelBut->isEnabled());
         QVERIFY(w->m_pixmap.toImage() != shifted.toImage());
