@@ -249,6 +249,13 @@ private slots:
         QCOMPARE(server()->m_ffcKList, run);
     }
 
+    void radiusReachesTheServerWithoutACamera()
+    {
+        QVERIFY(!server()->m_opened);
+        ui()->ffcRadiusSBox->setValue(140);
+        QCOMPARE(server()->m_ffcRadius, 140);
+    }
+
     void gainModeNeedsFittingGains()
     {
         QVERIFY(connectCamera(kMono));
