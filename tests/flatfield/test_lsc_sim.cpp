@@ -281,6 +281,24 @@ private slots:
         QVERIFY(s->m_lscKList.isEmpty());
     }
 
+    // The switch to "Disable" failing is told, and the run still selects the set and switches.
+    void disableFailureGoesOn()
+    {
+        auto s = openServer("SIM-LS4096-M");
+        s->m_lscPolyList = {{0, 0, 0, 0, 0, 0, 100.0, 120.0}};
+        m_api->injectFault("lsxSetConfigString", 0, LSX_ERR_TIMEOUT, 1);
+        QSignalSpy info(s.get(), &CameraServer::OS_FpnInfo);
+        s->lscWriteDown(1, QStringLiteral("UserSet1"));
+        const QList<Report> reports = reportsOf(info);
+        QVERIFY(reports.contains(
+            Report(101, QStringLiteral("\n切换Disable失败，失败原因：-1000-%1.请手动切换。").arg(statusText(-1000)))));
+        QVERIFY(reports.contains(Report(99, QStringLiteral("\nLSC参数组设为UserSet1."))));
+        QCOMPARE(reports.last(), Report(100, QStringLiteral("\nLSC使能成功。")));
+        char text[LSX_TEXT_SIZE] = {};
+        QCOMPARE(lsxGetConfigString(s->m_handle, "LSC", text, sizeof text), LSX_OK);
+        QCOMPARE(QString::fromLatin1(text), QStringLiteral("UserSet1"));
+    }
+
     void runFailuresLeaveNoResult()
     {
         auto s = openServer("SIM-LS4096-M");
