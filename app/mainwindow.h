@@ -8,7 +8,9 @@
 // The class is split over three files by concern:
 //   mainwindow.cpp            construction, the connect step, destruction, window events, refresh
 //   mainwindow_panels.cpp     the camera list, the feature panels, capture and the image read-outs
-//   mainwindow_workflows.cpp  the calibration workflows and the FPN/FFC/LSC/SCS files and tools
+//   mainwindow_workflows.cpp  the calibration workflows and the FPN files
+//   mainwindow_ffc.cpp        the FFC source picture, parameter files and gain adjustment
+//   mainwindow_scs.cpp        the colour-line alignment and the LSC file
 
 #include "lsx.h"
 #include "app/helpdialog.h"

@@ -492,7 +492,8 @@ void MainWindow::flatEnable()
 
 void MainWindow::setFFCRadius()
 {
-    if (!cameraOpen(m_cameraServer)) return;
+    // The radius belongs to the server, camera or not: the next run uses the box's value.
+    if (!m_cameraServer) return;
     m_cameraServer->m_ffcRadius = ui->ffcRadiusSBox->value();
 }
 

@@ -302,9 +302,7 @@ void MainWindow::exportFpnParams()
     if (!m_cameraServer->exportFpnFile(path)) fpnFileError(this, QStringLiteral("导出FPN参数出错，请重试。"));
 }
 
-// ---- FFC: source picture, run and write-down ----
-
-void MainWindow::loadFFCImage() {}
+// ---- FFC: run and write-down (the source picture, files and gains: mainwindow_ffc.cpp) ----
 
 void MainWindow::applyFFC()
 {
@@ -372,22 +370,6 @@ void MainWindow::ffcFinished() {}
 // Kept for the form; the FFC region follows the camera's ROI.
 void MainWindow::setFFCRoi() {}
 
-// ---- FFC parameter files ----
-
-void MainWindow::loadFFCParam() {}
-
-void MainWindow::saveFFC() {}
-
-void MainWindow::exportFFC() {}
-
-// ---- FFC coefficients: the profile in gain mode and the adjustment boxes ----
-
-void MainWindow::ffcKSelCheck() {}
-
-void MainWindow::ffcAdjust() {}
-
-void MainWindow::updateFfcParam(cv::Mat /*staticMat*/) {}
-
 // ---- LSC ----
 
 void MainWindow::applyLSC()
@@ -434,13 +416,3 @@ void MainWindow::lscWriteDownCancel()
     m_progressInfo->setCancelEnabled(true);
     unbindPanel(*this, &MainWindow::lscWriteDownOk, &MainWindow::lscWriteDownCancel);
 }
-
-void MainWindow::saveLSC() {}
-
-// ---- SCS alignment ----
-
-void MainWindow::scsApply() {}
-
-void MainWindow::scsWriteDown() {}
-
-void MainWindow::scsCancel() {}

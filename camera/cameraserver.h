@@ -293,6 +293,33 @@ public:
     bool fpnCapture(const QVector<double>& exposures, QList<cv::Mat>& images);
     // The column gains of a list of images into m_kList and m_kPoints (calibration/brightfield.cpp).
     bool fpnCorrect(const QList<cv::Mat>& images);
+
+    // ---- Flat field, lens shading and colour alignment (flatfield/) ----
+    // The settling pauses of the flat-field and lens-shading procedures are multiplied by this;
+    // the camera needs them, tests on the simulated camera set 0.
+    double m_pauseScale = 1.0;
+    // The camera's flat-field set of the combo entry `index` (0 = "Disable": none), read from
+    // its memory window; empty when nothing can be read.
+    // Reads the switch record of key 40, sets its master switch (byte 1) and mode (byte 6) by
+    // whether the other correction's set (key `otherKey`) is "Disable", and writes it back.
+    lsxStatus setCorrectionSwitch(const char* otherKey, uint8_t enableIfOtherOff, uint8_t modeIfOtherOff,
+                                  uint8_t enableOtherwise, uint8_t modeOtherwise);
+    // The current set name of a selection key ("PRNUC", "LSC"); empty when it can't be read.
+    QString currentSelection(const char* key) const;
+
+private:
+    // A procedure's pause of `ms` times m_pauseScale; it ends early when the camera is closing.
+    void settle(int ms) const;
+    void ffcRun(cv::Mat srcImg, cv::Mat statisticMat, float goalRate);
+    // The picture path: checks the loaded picture against the camera and crops the statistic to
+    // the ROI; false after a failure it has reported.
+    bool ffcFromPicture(const cv::Mat& srcImg, cv::Mat& statisticMat);
+    // The camera path: one soft-triggered frame with the camera's flat field off; false after a
+    // failure or the unsupported-format end, both reported.
+    bool ffcFromCamera(cv::Mat& srcImg, cv::Mat& statisticMat);
+    void ffcWriteRun(const QString& setName);
+    void lscRun(float goalRate);
+    void lscWriteRun(int setIndex, const QString& setName);
 };
 
 Q_DECLARE_METATYPE(cv::Mat)

@@ -230,6 +230,37 @@ typedef struct lsxGainTableHeader {
 } lsxGainTableHeader;
 #define LSX_GAIN_TABLE_DATA 544
 
+/* Key 45, record type 4 (flat field): one entry of the data after the lsxFpnHeader. The head's
+ * columns field holds the entries per line (columns x channels / lines), lines the sensor lines,
+ * minK/maxK the range of the gains, dataSize entries x 8. */
+typedef struct lsxFfcEntry {
+    float k;                 /* 0: the column's gain */
+    uint32_t zero;           /* 4: always 0 */
+} lsxFfcEntry;
+
+/* Memory LSX_MEM_FFC_SET: the head of the flat-field set "PRNUC" selects; the gains follow at
+ * byte 16 as uint16 K * 2^14, planar: channel after channel, column after column. */
+typedef struct lsxFfcMemHead {
+    uint8_t reserved0[8];    /* 0 */
+    uint16_t columns;        /* 8: columns per channel */
+    uint8_t reserved10[4];   /* 10 */
+    uint16_t payloadSize;    /* 14: bytes of gains */
+} lsxFfcMemHead;
+#define LSX_FFC_MEM_K_SCALE 16384.0 /* stored value = K * 2^14 */
+
+/* Memory LSX_MEM_LSC_BLOCK: the lens-shading block. The payload follows at byte 16: for each
+ * channel from the last (R) to the first (B), 8 doubles c6..c0 and the target. */
+typedef struct lsxLscBlockHead {
+    uint32_t magic;          /* 0: LSX_LSC_MAGIC */
+    uint16_t roiX;           /* 4 */
+    uint16_t roiY;           /* 6 */
+    uint16_t roiW;           /* 8 */
+    uint16_t roiH;           /* 10 */
+    uint16_t checksum;       /* 12: sum of the payload's bytes, modulo 65536 */
+    uint16_t payloadSize;    /* 14: channels x 64 */
+} lsxLscBlockHead;
+#define LSX_LSC_CHANNEL_BYTES 64 /* 8 doubles per channel */
+
 /* Key 129: a sensor register and its value. */
 typedef struct lsxRegPair {
     uint32_t reg;
@@ -392,6 +423,14 @@ static_assert(sizeof(lsxGainTableEntry) == 16 && offsetof(lsxGainTableEntry, off
 static_assert(sizeof(lsxGainTableHeader) == LSX_GAIN_TABLE_DATA && offsetof(lsxGainTableHeader, dataOffset) == 2 &&
                   offsetof(lsxGainTableHeader, gains) == 24 && offsetof(lsxGainTableHeader, dataSize) == 28 &&
                   offsetof(lsxGainTableHeader, entries) == 32, "lsxGainTableHeader");
+
+static_assert(sizeof(lsxFfcEntry) == 8 && offsetof(lsxFfcEntry, zero) == 4, "lsxFfcEntry");
+static_assert(sizeof(lsxFfcMemHead) == 16 && offsetof(lsxFfcMemHead, columns) == 8 &&
+                  offsetof(lsxFfcMemHead, payloadSize) == 14, "lsxFfcMemHead");
+static_assert(sizeof(lsxLscBlockHead) == 16 && offsetof(lsxLscBlockHead, roiX) == 4 &&
+                  offsetof(lsxLscBlockHead, roiY) == 6 && offsetof(lsxLscBlockHead, roiW) == 8 &&
+                  offsetof(lsxLscBlockHead, roiH) == 10 && offsetof(lsxLscBlockHead, checksum) == 12 &&
+                  offsetof(lsxLscBlockHead, payloadSize) == 14, "lsxLscBlockHead");
 static_assert(sizeof(lsxRegPair) == 8, "lsxRegPair");
 static_assert(offsetof(lsxFactoryRecord, flags) == 4 && offsetof(lsxFactoryRecord, maxK) == 40 &&
                   offsetof(lsxFactoryRecord, maxB) == 41 && sizeof(lsxFactoryRecord) == 128, "lsxFactoryRecord");

@@ -1,5 +1,7 @@
 #include "profilewidget.h"
 
+#include "flatfield/ffcadjust.h"
+
 #include <QAction>
 #include <QEnterEvent>
 #include <QMenu>
@@ -120,41 +122,13 @@ void ProfileWidget::adjustData() {
     if (!action || m_data.empty() || m_right == m_left) return;
 
     if (m_selStart > m_selEnd) std::swap(m_selStart, m_selEnd);
-    const int columns = m_data.cols;
     const float sx = float(width() / (m_right - m_left));
-    const double startColumn = m_selStart / sx + m_left;
-    const double endColumn = m_selEnd / sx + m_left;
-    const int a = std::clamp(int(std::floor(startColumn)), 0, columns - 1);
-    const int b = std::clamp(int(std::floor(endColumn)), 0, columns - 1);
-    const int n = action->data().toInt();
-    // A stretch inside one column has no slope to draw: the gains stay as they are.
-    if (a == b) return;
-
-    cv::Mat copy = m_data.clone();
-    if (m_data.channels() == 3) {
-        cv::Vec3f s = copy.at<cv::Vec3f>(0, a);
-        cv::Vec3f e = copy.at<cv::Vec3f>(0, b);
-        // A stretch running off the data takes the value at its other end.
-        if (startColumn < 0) s = e;
-        if (endColumn >= columns) e = s;
-        float step[3];
-        for (int c = 0; c < 3; ++c) step[c] = float((e[c] - s[c]) * (1.0 / (b - a)));
-        for (int i = 0; i <= b - a; ++i) {
-            cv::Vec3f& px = copy.at<cv::Vec3f>(0, a + i);
-            for (int c = 0; c < 3; ++c)
-                if (n == 0 || c == n - 1) px[c] = float(i) * step[c] + s[c];
-        }
-    } else if (m_data.channels() == 1) {
-        if (n != 0) return;
-        float s = copy.at<float>(0, a);
-        float e = copy.at<float>(0, b);
-        if (startColumn < 0) s = e;
-        if (endColumn >= columns) e = s;
-        const float step = (e - s) / float(b - a);
-        for (int i = 0; i <= b - a; ++i) copy.at<float>(0, a + i) = float(i) * step + s;
-    } else {
-        return;
-    }
+    bool changed = false;
+    const cv::Mat copy =
+        ffcFlattenStretch(m_data, m_selStart, m_selEnd, sx, m_left, action->data().toInt(), &changed);
+    // Nothing is sent for data of another channel count, an action it has no channel for, or a
+    // stretch inside one column, whose column keeps its value.
+    if (!changed) return;
     emit dataAdjusted(copy);
 }
 

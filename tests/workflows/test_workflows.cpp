@@ -734,9 +734,11 @@ private slots:
         ui()->customLumRangeSBox->setValue(200);
         QRadioButton* buttons[] = {ui()->avgRBut, ui()->customRBut, ui()->customLumRBut};
         buttons[choice]->setChecked(true);
-        m_window->m_ffcSavedKList = {QList<double>{1.0, 2.0}};
+        // The boxes first: with saved gains in place a turn of a box would adjust them (and
+        // refuse, with neither box group on show, in a dialog).
         ui()->bFfcAdjustSBox->setValue(1.5);
         ui()->grayffcAdjustSBox->setValue(0.5);
+        m_window->m_ffcSavedKList = {QList<double>{1.0, 2.0}};
         const cv::Mat src(2, 4, CV_8UC1, cv::Scalar(9));
         const cv::Mat stat(1, 4, CV_32FC3, cv::Scalar(1, 2, 3));
         m_window->m_srcImg = src;

@@ -1,0 +1,162 @@
+// CameraServer: writing the flat-field gains into the camera, and reading its current set back.
+//
+// The operator's story of a write-down (ffcWriteDown, with the name of the chosen set):
+//  1. there must be gains, taken on the ROI the camera has now;
+//  2. on a multi-level camera the table is widened to the whole sensor (1.0 outside the ROI) and
+//     each value repeated by the binning factor, so that it has one gain per physical column;
+//  3. the record of key 45 (type 4) is built with the target format, the settings' pixel
+//     maximum and DOffset, and the range of the gains, and sent;
+//  4. the camera's set selection goes to "Disable", 2.5 s pass, and it goes to the chosen set:
+//     the camera takes the new data into that set only by this switch, in this order;
+//  5. the switch record turns the flat field on (with the lens shading when a set of it is
+//     selected).
+// A failure ends the run with its message; after step 3 the data is in the camera and the
+// messages tell the operator to repeat the selection by hand. m_ffcKList is not changed.
+//
+// readFfcParam: the camera's memory window shows the set "PRNUC" selects: a 16-byte head, then
+// the gains in fixed point.
+#include "camera/cameraserver.h"
+
+#include "camera/tables.h"
+#include "flatfield/ffcrecord.h"
+#include "statustext.h"
+
+#include <QDebug>
+#include <QSettings>
+
+#include <cmath>
+#include <cstring>
+#include <vector>
+
+namespace {
+
+const QString kFailedRun = QStringLiteral("FFC参数写入失败，请重试。");
+
+bool allFinite(const GainList& gains)
+{
+    for (const QList<double>& channel : gains)
+        for (double k : channel)
+            if (!std::isfinite(k)) return false;
+    return true;
+}
+
+}  // namespace
+
+void CameraServer::ffcWriteDown(int /*lscSel*/, QString lscStr)
+{
+    guarded("ffcWriteDown", [&] { ffcWriteRun(lscStr); }, [this] { emit OS_FpnInfo(101, kFailedRun); });
+}
+
+void CameraServer::ffcWriteRun(const QString& setName)
+{
+    if (m_ffcKList.isEmpty()) {
+        emit OS_FpnInfo(101, QStringLiteral("没有执行FFC校正功能，请先执行FFC校正。"));
+        return;
+    }
+    lsxRegion roi;
+    std::memset(&roi, 0, sizeof roi);
+    lsxGetRoi(m_handle, &roi);
+    if (roi.W != m_ffcKList.first().size()) {
+        emit OS_FpnInfo(101, QStringLiteral("执行FFC时的ROI与当前ROI不一致，请重试。"));
+        return;
+    }
+    // Gains edited to something that is not a number never reach the camera.
+    if (!allFinite(m_ffcKList)) {
+        emit OS_FpnInfo(101, QStringLiteral("FFC参数中有无效数值，无法写入相机。"));
+        return;
+    }
+
+    GainList table = m_ffcKList;
+    if (m_supportMLK != 0) {
+        lsxRegionDescr descr;
+        std::memset(&descr, 0, sizeof descr);
+        lsxGetRoiDescr(m_handle, &descr);
+        int32_t mode = 0;
+        lsxSelectionDetail detail;
+        std::memset(&detail, 0, sizeof detail);
+        lsxGetResolutionModeSel(m_handle, &mode);
+        lsxGetResolutionModeSelDetail(m_handle, mode, &detail);
+        const QString modeName = cameraInfoText(detail.text, sizeof detail.text);
+        int factor = ffcBinningFactor(modeName);
+        if (modeName == QLatin1String("USER")) {
+            int64_t current = 0;
+            int64_t values[32] = {};
+            int32_t count = 32;
+            const lsxStatus status = lsxGetEnumValue(m_handle, "BinningHorizontal", &current, values, &count);
+            if (status != LSX_OK) {
+                emit OS_FpnInfo(101, withStatus(QStringLiteral("USER分辨率下获取属性失败，失败原因：%1-%2."), status));
+                return;
+            }
+            factor = int(current);
+        }
+        table = ffcPadTable(table, roi.X, roi.W, descr.maxWidth, factor);
+    }
+
+    FfcRecordHead head;
+    int32_t target = FORMAT_BGR24;
+    lsxGetTargetFormat(m_handle, &target);
+    head.targetFormat = target;
+    head.lineCount = m_lineCount;
+    head.frameBits = m_frameBits;
+    head.pixelMax = settings().value(FpnIni::PixelMax, FpnIni::PixelMaxDefault).toInt();
+    head.doffset = settings().value(FpnIni::DOffset, FpnIni::DOffsetDefault).toInt();
+    ffcGainRange(m_ffcKList, head.minK, head.maxK);
+
+    std::vector<uint8_t> record = ffcPackRecord(table, head);
+    if (record.empty()) {
+        emit OS_FpnInfo(101, QStringLiteral("FFC参数中有无效数值，无法写入相机。"));
+        return;
+    }
+    uint32_t size = sizeof(lsxFpnHeader);
+    lsxStatus status = lsxSet(m_handle, LSX_KEY_FPN, record.data(), &size);
+    qDebug() << "lsxset : ffc - " << size << " -- " << record.size() << " -- " << status;
+    record.clear();
+    if (status != LSX_OK) {
+        emit OS_FpnInfo(101, withStatus(QStringLiteral("FFC参数写入失败，失败原因：%1-%2."), status));
+        return;
+    }
+    settle(1000);
+    emit OS_FpnInfo(99, QStringLiteral("FFC参数成功写入"));
+
+    // The camera takes the new data into the set only through "Disable" and back.
+    status = lsxSetConfigString(m_handle, "PRNUC", "Disable");
+    if (status != LSX_OK) {
+        emit OS_FpnInfo(101, withStatus(QStringLiteral("\n切换Disable失败失败，失败原因：%1-%2。请手动重试。"), status));
+        return;
+    }
+    settle(2500);
+    status = lsxSetConfigString(m_handle, "PRNUC", setName.toLatin1().constData());
+    if (status != LSX_OK) {
+        emit OS_FpnInfo(101, withStatus(QStringLiteral("\n选择FFC参数集失败，失败原因：%1-%2。请手动重试。"), status));
+        return;
+    }
+    emit OS_FpnInfo(99, QStringLiteral("\nFFC参数组设为%1.").arg(setName));
+
+    status = setCorrectionSwitch("LSC", 1, LSX_SWITCH_FLAT_ONLY, 1, LSX_SWITCH_BOTH);
+    if (status != LSX_OK) {
+        emit OS_FpnInfo(101, withStatus(QStringLiteral("FFC使能出错，错误原因：%1-%2."), status));
+        return;
+    }
+    emit OS_FpnInfo(100, QStringLiteral("\nFFC使能成功。"));
+}
+
+QList<QList<double>> CameraServer::readFfcParam(int index)
+{
+    if (index == 0) return {};
+    lsxFfcMemHead head;
+    std::memset(&head, 0, sizeof head);
+    lsxStatus status = lsxReadGenICamMem(m_handle, LSX_MEM_FFC_SET, &head, sizeof head);
+    if (status != LSX_OK) {
+        qDebug() << "lsxReadGenICamMem head faild with : " << status << statusText(status);
+        return {};
+    }
+    // A head of 0 columns has no gains to divide among channels.
+    if (head.columns == 0 || head.payloadSize == 0) return {};
+    std::vector<uint8_t> block(sizeof head + head.payloadSize, 0);
+    status = lsxReadGenICamMem(m_handle, LSX_MEM_FFC_SET, block.data(), uint32_t(block.size()));
+    if (status != LSX_OK) {
+        qDebug() << "lsxReadGenICamMem main faild with : " << status << statusText(status);
+        return {};
+    }
+    return ffcParseMemory(block.data(), block.size());
+}
