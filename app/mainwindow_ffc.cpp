@@ -73,13 +73,24 @@ QString folderOf(const QString& path)
 }
 
 // Writes the gains under the file name and tells the operator where they went.
+// The operator is told where the file went, with a link to its folder.
+void savedMessage(MainWindow& w, const QString& path)
+{
+    QMessageBox::information(&w, QStringLiteral("保存成功"),
+                             QStringLiteral("校正参数已保存至<a style='color: white;' href=\"%1\">%2.")
+                                 .arg(folderOf(path), path));
+}
+
+// The gains of the camera's set as a file (the export), and the operator told where it went.
 void writeFfcFile(MainWindow& w, const QString& path, const lsxRegion& roi, const GainList& gains)
 {
     QSettings file(path, QSettings::IniFormat);
     ffcWriteFile(file, FfcRoi{roi.X, roi.Y, roi.W, roi.H}, gains);
-    QMessageBox::information(&w, QStringLiteral("保存成功"),
-                             QStringLiteral("校正参数已保存至<a style='color: white;' href=\"%1\">%2.")
-                                 .arg(folderOf(path), path));
+    if (file.status() != QSettings::NoError) {
+        QMessageBox::critical(&w, QStringLiteral("保存失败"), QStringLiteral("无法写入文件：%1").arg(path));
+        return;
+    }
+    savedMessage(w, path);
 }
 
 QString modelText(const CameraServer* server)
@@ -150,17 +161,17 @@ void MainWindow::saveFFC()
 {
     const QString chosen = QFileDialog::getSaveFileName(this, QStringLiteral("FFC保存"));
     if (chosen.isEmpty()) return;
-    const QString cleaned = ffcCleanPath(chosen);
     if (!m_cameraServer) return;
-    const QString path = ffcFileName(cleaned, modelText(m_cameraServer), true);
-
-    const lsxRegion roi = currentRoi(m_cameraServer);
-    const GainList gains = m_cameraServer->m_ffcKList;
-    if (gains.isEmpty()) {
+    if (m_cameraServer->m_ffcKList.isEmpty()) {
         QMessageBox::critical(this, QStringLiteral("读取失败"), QStringLiteral("当前没有FFC参数可供读取。"));
         return;
     }
-    writeFfcFile(*this, path, roi, gains);
+    const QString path = m_cameraServer->saveFfcFile(chosen);
+    if (path.isEmpty()) {
+        QMessageBox::critical(this, QStringLiteral("保存失败"), QStringLiteral("无法写入文件：%1").arg(chosen));
+        return;
+    }
+    savedMessage(*this, path);
 }
 
 void MainWindow::exportFFC()

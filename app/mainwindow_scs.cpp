@@ -133,13 +133,9 @@ void MainWindow::saveLSC()
     const QString chosen = QFileDialog::getSaveFileName(this, QStringLiteral("LSC保存"), QString(),
                                                         QStringLiteral("*.LSC.FAC"));
     if (chosen.isEmpty() || !m_cameraServer) return;
-    lsxRegion roi;
-    std::memset(&roi, 0, sizeof roi);
-    lsxGetRoi(m_cameraServer->m_handle, &roi);
-    const QList<QList<double>> polys = m_cameraServer->m_lscPolyList;
-    {
-        QSettings file(chosen, QSettings::IniFormat);
-        lscWriteFile(file, roi, polys);
+    if (!m_cameraServer->saveLscFile(chosen)) {
+        QMessageBox::critical(this, QStringLiteral("保存失败"), QStringLiteral("无法写入文件：%1").arg(chosen));
+        return;
     }
     QString path = chosen;
     path.replace(QLatin1Char('\\'), QLatin1Char('/'));

@@ -73,6 +73,13 @@ public:
     // be written, or a file that does not fit the open camera.
     bool saveFpnFile(const QString& path);
     bool loadFpnFile(const QString& path);
+    // The flat-field file of the gains held here (flatfield/flatfiles.cpp): written under the name
+    // the operator chose, with the camera's model in front; the path written, empty when there
+    // are no gains or the file cannot be written.
+    QString saveFfcFile(const QString& chosen);
+    // The lens-shading file of the polynomials held here (the head and zeros without any); false
+    // when the file cannot be written.
+    bool saveLscFile(const QString& path);
     // The export offered beside saving writes nothing; it answers true.
     bool exportFpnFile(const QString&) const { return true; }
     // Drops every coefficient list and the simulation flags, as at close.
