@@ -340,8 +340,90 @@ int CliRunner::runStep(const CliStep& step, const CliPlan& plan, StepResult& r)
                                 {QStringLiteral("kRows"), rowsSummary(s->m_kList)}};
         return CliOk;
     }
+    if (n == QLatin1String("ffc") || n == QLatin1String("lsc")) return flatStep(step, r);
     fail(r, QStringLiteral("步骤 %1 在这个版本中还不可用。").arg(n));
     return r.exit;
+}
+
+int CliRunner::flatStep(const CliStep& step, StepResult& r)
+{
+    CameraServer* s = m_server.get();
+    const bool ffc = step.name == QLatin1String("ffc");
+    // The target as the tab's three choices: the channel's mean, a share of its range, a level.
+    float goal = -1.0f;
+    const QString g = step.options.value(QStringLiteral("goal"), QStringLiteral("mean"));
+    bool ok = true;
+    if (g.startsWith(QLatin1String("rate:"))) {
+        goal = g.mid(5).toFloat(&ok);
+        ok = ok && goal >= 0.0f && goal <= 1.0f;
+    } else if (g.startsWith(QLatin1String("level:"))) {
+        goal = g.mid(6).toFloat(&ok);
+        ok = ok && goal > 1.0f && goal <= 255.0f;
+    } else if (g != QLatin1String("mean")) {
+        ok = false;
+    }
+    if (!ok) {
+        fail(r, QStringLiteral("--goal 应为 mean、rate:R（0 到 1）或 level:L（1 到 255），而不是 \"%1\"。").arg(g), CliUsage);
+        return r.exit;
+    }
+    // The write target checked before anything runs: an entry of the camera's list, not "Disable".
+    const QString set = step.options.value(QStringLiteral("write"));
+    int setIndex = -1;
+    if (!set.isEmpty()) {
+        const properties::Selection sets =
+            properties::selection(s->m_handle, ffc ? properties::kFfcSelKey : properties::kLscSelKey);
+        setIndex = int(sets.texts.indexOf(set));
+        if (setIndex <= 0) {
+            fail(r, QStringLiteral("请选择正确的写入位置！（可选：%1）").arg(sets.texts.mid(1).join(QStringLiteral("、"))),
+                 CliUsage);
+            return r.exit;
+        }
+    }
+
+    if (!askOperator(ffc ? QStringLiteral("平场校正：请对准均匀照明的白色目标。")
+                         : QStringLiteral("镜头校正：请对准均匀照明的白色目标。"),
+                     r))
+        return r.exit;
+    if (!runProcedure([&] { ffc ? emit s->IS_ApplyFFC(cv::Mat(), cv::Mat(), goal) : emit s->IS_ApplyLSC(goal); }, r))
+        return r.exit;
+    QJsonArray channels;
+    for (const QList<double>& c : ffc ? s->m_ffcKList : s->m_lscPolyList) {
+        if (ffc) {
+            const auto [lo, hi] = std::minmax_element(c.begin(), c.end());
+            channels.append(QJsonObject{{QStringLiteral("columns"), int(c.size())},
+                                        {QStringLiteral("minK"), c.isEmpty() ? 0.0 : *lo},
+                                        {QStringLiteral("maxK"), c.isEmpty() ? 0.0 : *hi}});
+        } else {
+            QJsonArray poly;
+            for (double v : c) poly.append(v);
+            channels.append(poly);
+        }
+    }
+    r.figures.insert(QStringLiteral("channels"), channels);
+
+    if (setIndex > 0) {
+        report(-1, QStringLiteral("写入 %1 ...").arg(set), &r);
+        if (!runProcedure(
+                [&] {
+                    ffc ? emit s->IS_FFCWriteDown(setIndex - 1, set) : emit s->IS_LSCWriteDown(setIndex - 1, set);
+                },
+                r))
+            return r.exit;
+        r.figures.insert(QStringLiteral("set"), set);
+    }
+    const QString name = step.options.value(QStringLiteral("save"));
+    if (!name.isEmpty()) {
+        const QString path = ffc ? s->saveFfcFile(QFileInfo(name).absoluteFilePath())
+                                 : (s->saveLscFile(QFileInfo(name).absoluteFilePath()) ? QFileInfo(name).absoluteFilePath()
+                                                                                        : QString());
+        if (path.isEmpty()) {
+            fail(r, QStringLiteral("保存校正参数出错：无法写入文件 %1。").arg(name));
+            return r.exit;
+        }
+        report(-1, QStringLiteral("校正参数已保存至 %1").arg(path), &r);
+        r.files.append(path);
+    }
+    return CliOk;
 }
 
 int CliRunner::runSteps(const std::vector<CliStep>& steps, const CliPlan& plan)

@@ -241,6 +241,38 @@ private slots:
         lsx::unbindLibrary();
     }
 
+    void flatFieldAndLensShading()
+    {
+        const Run r = run({"-d", "SIM-LS4096-M", "--yes", "--sim-scene", "flat", "ffc", "--goal", "level:150", "--write",
+                           "UserSet1", "--save", "cam", "lsc", "--write", "UserSet0", "--save", "cam.LSC.FAC", "--json",
+                           "flat.json"});
+        QVERIFY2(r.exit == 0, qPrintable(r.err));
+        // The FFC file carries the camera's model in its name.
+        QVERIFY(QFile::exists(path("LSM4096A.FAC.FFC.cam")));
+        QVERIFY(QFile::exists(path("cam.LSC.FAC")));
+        QVERIFY(r.err.contains(QStringLiteral("LSC使能成功。")));
+        const QJsonArray steps = json(path("flat.json")).value(QStringLiteral("steps")).toArray();
+        QCOMPARE(steps.size(), 2);
+        const QJsonObject ffc = steps[0].toObject().value(QStringLiteral("figures")).toObject();
+        QCOMPARE(ffc.value(QStringLiteral("set")).toString(), QStringLiteral("UserSet1"));
+        const QJsonObject channel = ffc.value(QStringLiteral("channels")).toArray().first().toObject();
+        QCOMPARE(channel.value(QStringLiteral("columns")).toInt(), 256);
+        QVERIFY(channel.value(QStringLiteral("maxK")).toDouble() > channel.value(QStringLiteral("minK")).toDouble());
+        const QJsonArray poly = steps[1].toObject().value(QStringLiteral("figures")).toObject()
+                                    .value(QStringLiteral("channels")).toArray().first().toArray();
+        QCOMPARE(poly.size(), 8);
+    }
+
+    void flatStepsRefuseBadTargets()
+    {
+        Run r = run({"-d", "SIM-LS4096-M", "--yes", "ffc", "--goal", "rate:2"});
+        QCOMPARE(r.exit, 2);
+        QVERIFY(r.err.contains(QStringLiteral("--goal 应为 mean")));
+        r = run({"-d", "SIM-LS4096-M", "--yes", "lsc", "--write", "Disable"});
+        QCOMPARE(r.exit, 2);
+        QVERIFY(r.err.contains(QStringLiteral("请选择正确的写入位置！")));
+    }
+
     void darkStepWithTheLensOpenFails()
     {
         const Run r = run({"-d", "SIM-LS4096-M", "--yes", "--sim-scene", "flat", "dark", "--json", "lit.json"});
