@@ -259,9 +259,10 @@ private slots:
         char text[LSX_TEXT_SIZE] = {};
         QCOMPARE(lsxGetConfigString(h, "SCS.PixelShift", text, sizeof text), LSX_OK);
         QCOMPARE(QString::fromLatin1(text), QStringLiteral("1.5"));
-        // The capture the write started must be running before it is stopped: a stop that
-        // reaches the worker before the capture slot does is overridden by its start.
-        QTRY_VERIFY(server()->workerBusy());
+        // The capture the write started must be delivering frames before it is stopped: a stop
+        // that reaches the worker before the capture slot does is overridden by its start, and
+        // the worker is busy with the write itself for a while after the message.
+        waitForFrames();
         ui()->startBut->click();
         QTRY_VERIFY(!server()->workerBusy());
         const Misregistration written = misregistration(grabPlanes(h));
