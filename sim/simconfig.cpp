@@ -109,6 +109,16 @@ void applyObject(CameraDefinition& c, const QJsonObject& o)
     number("dsnu", c.dsnu);
     number("hotColumns", c.hotColumns);
     number("hotAmp", c.hotAmp);
+    number("darkCurrent", c.darkCurrent);
+    number("darkCurrentSpread", c.darkCurrentSpread);
+    number("nonLinearity", c.nonLinearity);
+    number("nonLinearitySpread", c.nonLinearitySpread);
+    number("postGainNoise", c.postGainNoise);
+    number("postGainOffset", c.postGainOffset);
+    if (o.contains("noiseSeed")) {
+        c.fixedNoiseSeed = true;
+        c.noiseSeed = parseNumber(o.value("noiseSeed"));
+    }
     number("prnu", c.prnu);
     number("weakColumns", c.weakColumns);
     number("weakFactor", c.weakFactor);
@@ -174,19 +184,13 @@ void applyObject(CameraDefinition& c, const QJsonObject& o)
 //              {"friendlyName": "MY-CAM", "base": "SIM-LS4096-M", ...}]} new cameras
 // Top-level keys other than "cameras" and "faults" apply to every camera first.
 // "faults": [{"op": "lsxSetExposure", "after": 2, "status": -1001, "times": 1}, ...]
-void applyConfigFile(std::vector<CameraDefinition>& cameras, std::vector<FaultPlan>& faults)
+void applyConfig(const QByteArray& text, const std::string& source, std::vector<CameraDefinition>& cameras,
+                 std::vector<FaultPlan>& faults, std::vector<std::string>& messages)
 {
-    const char* path = std::getenv("LSX_SIM_CONFIG");
-    if (!path || !*path) return;
-    QFile file(QString::fromLocal8Bit(path));
-    if (!file.open(QIODevice::ReadOnly)) {
-        std::fprintf(stderr, "lsxsim: cannot read LSX_SIM_CONFIG %s\n", path);
-        return;
-    }
     QJsonParseError err{};
-    const QJsonDocument doc = QJsonDocument::fromJson(file.readAll(), &err);
+    const QJsonDocument doc = QJsonDocument::fromJson(text, &err);
     if (!doc.isObject()) {
-        std::fprintf(stderr, "lsxsim: LSX_SIM_CONFIG %s: %s\n", path, err.errorString().toLocal8Bit().constData());
+        messages.push_back("LSX_SIM_CONFIG " + source + ": " + err.errorString().toStdString());
         return;
     }
     QJsonObject top = doc.object();
@@ -231,6 +235,19 @@ void applyConfigFile(std::vector<CameraDefinition>& cameras, std::vector<FaultPl
         }
         applyObject(*target, o);
     }
+}
+
+void applyConfigFile(std::vector<CameraDefinition>& cameras, std::vector<FaultPlan>& faults,
+                     std::vector<std::string>& messages)
+{
+    const char* path = std::getenv("LSX_SIM_CONFIG");
+    if (!path || !*path) return;
+    QFile file(QString::fromLocal8Bit(path));
+    if (!file.open(QIODevice::ReadOnly)) {
+        messages.push_back(std::string("LSX_SIM_CONFIG ") + path + ": cannot be read");
+        return;
+    }
+    applyConfig(file.readAll(), path, cameras, faults, messages);
 }
 
 }  // namespace lsxsim

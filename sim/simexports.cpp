@@ -34,6 +34,7 @@ struct Registry {
 };
 
 void injectConfigFaults(const std::vector<lsxsim::FaultPlan>& faults);
+void logLine(const std::string& text);
 
 Registry& registry()
 {
@@ -46,7 +47,12 @@ void buildLocked(Registry& r)
     if (r.built) return;
     auto definitions = lsxsim::builtinCameras();
     std::vector<lsxsim::FaultPlan> faults;
-    lsxsim::applyConfigFile(definitions, faults);
+    std::vector<std::string> messages;
+    lsxsim::applyConfigFile(definitions, faults, messages);
+    for (const std::string& m : messages) {
+        std::fprintf(stderr, "lsxsim: %s\n", m.c_str());
+        logLine(m);
+    }
     injectConfigFaults(faults);
     r.cameras.clear();
     for (const auto& s : definitions) r.cameras.push_back(std::make_shared<Camera>(s));
@@ -392,6 +398,10 @@ lsxStatus lsxSimGetScene(const char* camera, int32_t* kind, double* level, doubl
 
 lsxStatus lsxSimSetNoise(const char* camera, bool on) { LSX_SIM_EACH(camera, cam->setNoise(on)) }
 
+lsxStatus lsxSimSetNoiseSeed(const char* camera, uint32_t seed) { LSX_SIM_EACH(camera, cam->setNoiseSeed(seed)) }
+
+lsxStatus lsxSimSetNonLinearity(const char* camera, bool on) { LSX_SIM_EACH(camera, cam->setNonLinearity(on)) }
+
 lsxStatus lsxSimSetTimeScale(const char* camera, double scale)
 {
     if (!(scale >= 0)) return LSX_ERR_OUT_OF_RANGE;
@@ -423,7 +433,17 @@ lsxStatus lsxSimGetTruth(const char* camera, int32_t kind, int32_t plane, int32_
 {
     auto list = named(camera);
     if (list.size() != 1) return list.empty() ? LSX_ERR_LOGICAL_DEVICE : LSX_ERR_INVALID_ARG;
-    return list[0]->truth(kind, plane, line, out, count);
+    return list[0]->truth(kind, plane, line, -1.0, out, count);
+}
+
+lsxStatus lsxSimGetTruthAt(const char* camera, int32_t kind, int32_t plane, int32_t line, double level, float* out,
+                           int32_t* count)
+{
+    if (!(level >= 0 && level <= 1e6)) return LSX_ERR_OUT_OF_RANGE;
+    if (kind != LSX_SIM_TRUE_SIGNAL && kind != LSX_SIM_TRUE_NOISE) return LSX_ERR_INVALID_ARG;
+    auto list = named(camera);
+    if (list.size() != 1) return list.empty() ? LSX_ERR_LOGICAL_DEVICE : LSX_ERR_INVALID_ARG;
+    return list[0]->truth(kind, plane, line, level, out, count);
 }
 
 lsxStatus lsxSimGetTrueDark(const char* camera, int32_t plane, int32_t line, float* out, int32_t* count)
@@ -467,6 +487,10 @@ lsxStatus lsxSimLogLine(int32_t index, char* text, uint32_t size)
 lsxStatus lsxSimReset(void)
 {
     lsxSimClearFaults();  // before the rebuild, which brings the configuration's faults back
+    {
+        std::lock_guard<std::mutex> lock(g_logMutex);
+        g_log.clear();  // before the rebuild, whose messages on the configuration stay
+    }
     std::vector<std::shared_ptr<Camera>> old;
     {
         Registry& r = registry();
@@ -480,8 +504,6 @@ lsxStatus lsxSimReset(void)
         r.found = r.cameras;
     }
     for (auto& c : old) c->close();  // wakes any reader still waiting for a frame
-    std::lock_guard<std::mutex> lock(g_logMutex);
-    g_log.clear();
     return LSX_OK;
 }
 
