@@ -702,24 +702,6 @@ private slots:
         QCOMPARE(lsxGetFrame(h, nullptr, &buf, 50), LSX_ERR_INVALID_ARG);
     }
 
-    void freeRunningTakesTheReadOutTime()
-    {
-        // 1000 lines at 20000 lines/s: 50 ms a frame on the camera's own clock.
-        lsxHandle h = openCamera("SIM-LS4096-M");
-        lsxSetTriggerState(h, false);
-        lsxFrame f;
-        void* buf = nullptr;
-        QElapsedTimer t;
-        t.start();
-        QCOMPARE(lsxStart(h), LSX_OK);
-        for (int i = 0; i < 5; ++i) QCOMPARE(lsxGetFrame(h, &f, &buf, 1000), LSX_OK);
-        QVERIFY2(t.elapsed() >= 245, qPrintable(QString::number(t.elapsed())));
-        QVERIFY2(t.elapsed() < 1500, qPrintable(QString::number(t.elapsed())));  // not a frame clock run wild
-        QCOMPARE(f.height, 1000);
-        QCOMPARE(f.bits, uint32_t(LSX_BITS_8));
-        lsxStop(h);
-    }
-
     void setterGoesThroughWhileAnotherThreadWaits()
     {
         lsxHandle h = openCamera("SIM-LS4096-M");
