@@ -137,6 +137,9 @@ LSX_API lsxStatus lsxSimSetTimeScale(const char* camera, double scale);
  * `status` after `afterCalls` further calls have passed, for `times` calls (0 = for ever).
  * Counting is over all cameras. A second fault on the same op replaces the first. */
 LSX_API lsxStatus lsxSimInjectFault(const char* op, int32_t afterCalls, lsxStatus status, int32_t times);
+/* Statuses of lsxSimInjectFault that make the operation throw inside the library instead, to
+ * prove its boundary: the operation still answers a status, -1200 and -1. */
+enum { LSX_SIM_THROW_NO_MEMORY = -0x7FFFFF00, LSX_SIM_THROW_ERROR = -0x7FFFFF01 };
 LSX_API lsxStatus lsxSimClearFaults(void);
 
 /* The next n lsxGetFrame calls of the camera time out (-1000), each after its time-out
