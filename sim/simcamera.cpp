@@ -183,6 +183,13 @@ int Camera::outWidthLocked() const { return m_def.width / binFactorLocked(); }
 
 int Camera::maxHeightLocked() const { return m_def.area ? m_def.areaHeight : 16384; }
 
+bool Camera::roiFitsLocked(int x, int w, int h) const
+{
+    const int maxW = outWidthLocked();
+    const int minW = std::min(64, maxW);
+    return x >= 0 && x % 2 == 0 && w >= minW && w % 8 == 0 && int64_t(x) + w <= maxW && h >= 1 && h <= maxHeightLocked();
+}
+
 int Camera::doffsetLocked() const
 {
     if (m_def.blackLevelReg) {
@@ -244,11 +251,7 @@ lsxStatus Camera::setRoi(const lsxRegion* r)
 {
     if (!r) return LSX_ERR_INVALID_ARG;
     Lock lock(m_mutex);
-    const int maxW = outWidthLocked();
-    const int minW = std::min(64, maxW);
-    if (r->X < 0 || r->X % 2 || r->Y != 0 || r->W < minW || r->W % 8 || r->X + r->W > maxW || r->H < 1 ||
-        r->H > maxHeightLocked())
-        return LSX_ERR_OUT_OF_RANGE;
+    if (r->Y != 0 || !roiFitsLocked(r->X, r->W, r->H)) return LSX_ERR_OUT_OF_RANGE;
     m_s->roiX = r->X;
     m_s->roiW = r->W;
     m_s->roiH = r->H;

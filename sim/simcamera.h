@@ -238,6 +238,7 @@ private:
     int binFactorLocked() const;
     int outWidthLocked() const;
     int maxHeightLocked() const;
+    bool roiFitsLocked(int x, int w, int h) const;  // the ROI's limits and steps
     bool userBinSumLocked() const;
     int verticalBinLocked() const;
     int doffsetLocked() const;

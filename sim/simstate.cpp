@@ -219,12 +219,11 @@ lsxStatus Camera::loadConfig(const char* path)
     // A file of another camera may not fit this one: keep what stays valid.
     if (s.resMode >= int(m_def.resModes.size())) s.resMode = 0;
     *m_s = s;
-    const int maxW = outWidthLocked();
-    if (m_s->roiW <= 0 || m_s->roiX % 2 || m_s->roiW % 8 || m_s->roiX + m_s->roiW > maxW) {
-        m_s->roiX = 0;
-        m_s->roiW = maxW;
-    }
     m_s->roiH = std::min(m_s->roiH, maxHeightLocked());
+    if (!roiFitsLocked(m_s->roiX, m_s->roiW, m_s->roiH)) {
+        m_s->roiX = 0;
+        m_s->roiW = outWidthLocked();
+    }
     const bool colour = m_def.planes == 3;
     auto okColour = [](int v) { return v == 10 || v == 11 || v == 14 || v == 15; };
     if (colour ? !okColour(m_s->source) : !(m_s->source == 0 || m_s->source == 2)) m_s->source = colour ? 10 : 0;
