@@ -11,6 +11,7 @@
 
 #include "lsxsim.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -336,7 +337,12 @@ void Fields::registers(const QJsonValue& v)
 void Fields::check()
 {
     CameraDefinition& c = m_c;
-    if (c.width % 8) refuse("width", QStringLiteral("= %1 is not a multiple of 8").arg(c.width));
+    // Every resolution mode's line is a whole number of ROI width steps (8).
+    int bin = 1;
+    for (const auto& m : c.resModes) bin = std::max(bin, m == "USER" || m.back() == '4' ? 4 : m.back() == '2' ? 2 : 1);
+    if (c.width % (8 * bin))
+        refuse("width", bin == 1 ? QStringLiteral("= %1 is not a multiple of 8").arg(c.width)
+                                 : QStringLiteral("= %1 is not a multiple of 8 x its largest binning %2").arg(c.width).arg(bin));
     if (c.area) {
         if (given.contains("lines") && c.lines != c.areaHeight)
             refuse("lines", QStringLiteral("= %1 differs from areaHeight %2 on an area camera").arg(c.lines).arg(c.areaHeight));
@@ -370,15 +376,16 @@ void Fields::check()
 //  texts: friendlyName (1..127 bytes), model (..255), vendor, serial, version (..127), sensor,
 //    type (..63); width 16..32768 (a multiple of 8), lines 1..16, planes 1 or 3, area, areaHeight
 //    1..64, roiHeight 1..16384 (the area camera: its areaHeight); width x lines x planes at most
-//    2^20; darkMean 0..500, dsnu 0..100 DN10; darkCurrent 0..10000 DN10/ms, darkCurrentSpread
-//    0..1; hotColumns, weakColumns 0..width; hotAmp 0..100000 DN10/ms; prnu 0..0.5, weakFactor
-//    0..1; nonLinearity -0.05..0.1, nonLinearitySpread 0..0.03; readNoise 0..50 DN10,
-//    postGainNoise, postGainOffset 0..1, ePerDn 0.01..100000; noise, noiseSeed, seed (32-bit);
-//    scene "dark" | "flat" | "pattern", light 0..100000 DN10/us, slope -1..1, falloff 0..0.95;
-//    lineDistance, pixelMismatch -50..50; timeScale 0..1000; exposure 2..20000 us; lineRate
-//    100..200000 lines/s; frameTimeouts 0..10^6, disconnectAfterFrames -1..10^9; blackLevelReg,
-//    binningEnums, roiState; resModes (1..16 of Full, SUM2, BIN2, SUM4, BIN4, USER); factory
-//    {maxK, maxB 0..255, flags 32-bit, bytes {"offset 0..127": 0..255}}; registers {"reg": word}.
+//    2^20, and 2^22 for all cameras together; darkMean 0..500, dsnu 0..100 DN10; darkCurrent
+//    0..10000 DN10/ms, darkCurrentSpread 0..1; hotColumns, weakColumns 0..width; hotAmp 0..100000
+//    DN10/ms; prnu 0..0.5, weakFactor 0..1; nonLinearity -0.05..0.1, nonLinearitySpread 0..0.03;
+//    readNoise 0..50 DN10, postGainNoise, postGainOffset 0..1, ePerDn 0.01..100000; noise,
+//    noiseSeed, seed (32-bit); scene "dark" | "flat" | "pattern", light 0..100000 DN10/us, slope
+//    -1..1, falloff 0..0.95; lineDistance, pixelMismatch -50..50; timeScale 0..1000; exposure
+//    2..20000 us; lineRate 100..200000 lines/s; frameTimeouts 0..10^6, disconnectAfterFrames
+//    -1..10^9; blackLevelReg, binningEnums, roiState; resModes (1..16 of Full, SUM2, BIN2, SUM4,
+//    BIN4, USER); factory {maxK, maxB 0..255, flags 32-bit, bytes {"offset 0..127": 0..255}};
+//    registers {"reg": word}, at most 256.
 void applyConfig(const QByteArray& text, const std::string& source, std::vector<CameraDefinition>& cameras,
                  std::vector<FaultPlan>& faults, std::vector<std::string>& messages)
 {
@@ -508,6 +515,7 @@ void applyConfig(const QByteArray& text, const std::string& source, std::vector<
         }
     }
     cameras.clear();
+    int64_t columns = 0;  // the sensors' data of all cameras together
     for (Entry& e : entries) {
         if (e.remove) continue;
         QStringList refusals;
@@ -515,12 +523,18 @@ void applyConfig(const QByteArray& text, const std::string& source, std::vector<
         check.apply(top);
         check.apply(e.own);
         check.check();
+        const int64_t own = int64_t(e.def.width) * e.def.lines * e.def.planes;
+        if (refusals.isEmpty() && columns + own > (int64_t(1) << 22))
+            check.refuse("width", QStringLiteral("makes the cameras' data together more than 4194304 columns"));
         for (const QString& r : refusals) say(r + QStringLiteral("; the camera is not built"));
         bool twin = false;
         for (const auto& c : cameras) twin = twin || c.friendlyName == e.def.friendlyName;
         if (twin) say(QStringLiteral("%1: camera \"%2\" is named twice; the second is not built")
                           .arg(file, QString::fromStdString(e.def.friendlyName)));
-        if (refusals.isEmpty() && !twin) cameras.push_back(e.def);
+        if (refusals.isEmpty() && !twin) {
+            cameras.push_back(e.def);
+            columns += own;
+        }
     }
 }
 
