@@ -6,10 +6,11 @@
 #include "lsxsim.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <limits>
+#include <new>
 #include <mutex>
-#include <system_error>
 #include <thread>
 
 namespace lsxsim {
@@ -246,19 +247,29 @@ void Camera::fillFrame(const Pipeline& p, std::vector<uint8_t>& buf, uint64_t no
     // Small frames on this thread; large ones in bands of rows, one per core.
     const size_t work = size_t(W) * size_t(H) * size_t(p.planes);
     const int parts = work < (size_t(1) << 18) ? 1 : int(std::min<unsigned>(drawingThreads(), unsigned(H)));
+    // Whatever a band throws is said here, on the caller's thread, once every band is done.
+    std::atomic<bool> failed{false};
+    auto draw = [&](int y0, int y1) {
+        try {
+            drawRows(p, buf.data(), bpp, y0, y1, noiseKey, firstLine);
+        } catch (...) {
+            failed = true;
+        }
+    };
     std::vector<std::thread> helpers;
     int y = 0;
     for (int k = 1; k < parts; ++k) {
         const int y1 = int(int64_t(H) * k / parts);
         try {
-            helpers.emplace_back(drawRows, std::cref(p), buf.data(), bpp, y, y1, noiseKey, firstLine);
-        } catch (const std::system_error&) {
-            drawRows(p, buf.data(), bpp, y, y1, noiseKey, firstLine);  // no thread to be had: draw it here
+            helpers.emplace_back(draw, y, y1);
+        } catch (...) {
+            draw(y, y1);  // no thread to be had: drawn here
         }
         y = y1;
     }
-    drawRows(p, buf.data(), bpp, y, H, noiseKey, firstLine);
+    draw(y, H);
     for (auto& t : helpers) t.join();
+    if (failed) throw std::bad_alloc();
 }
 
 // ---- stream and trigger ----
