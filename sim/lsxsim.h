@@ -73,9 +73,10 @@
  *
  * LSX_SIM_CONFIG names a JSON file (see sim/simconfig.cpp for its fields). Every field is
  * checked for its type and range; a camera with a bad or unknown field is not built, and the
- * refusal names the camera, the field and the range, on stderr and in the library's log
- * (lsxSimLogLine). A file that cannot be read or is no JSON object leaves no camera at all.
- * The file is read at the first call of any operation, so its faults apply from the first call.
+ * refusal names the camera, the field and the range, on stderr (unless LSX_SIM_QUIET is set)
+ * and in the library's log (lsxSimLogLine). A file that cannot be read or is no JSON object
+ * leaves no camera at all. The file is read at the first call of any operation, so its faults
+ * apply from the first call.
  *
  * No exception leaves the library: an operation that runs out of memory answers -1200, any other
  * failure inside it -1.

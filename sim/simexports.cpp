@@ -72,8 +72,9 @@ void buildLocked(Registry& r)
     std::vector<lsxsim::FaultPlan> faults;
     std::vector<std::string> messages;
     lsxsim::applyConfigFile(definitions, faults, messages);
+    const bool quiet = std::getenv("LSX_SIM_QUIET") != nullptr;
     for (const std::string& m : messages) {
-        std::fprintf(stderr, "lsxsim: %s\n", m.c_str());
+        if (!quiet) std::fprintf(stderr, "lsxsim: %s\n", m.c_str());
         logLine(m);
     }
     injectConfigFaults(faults);

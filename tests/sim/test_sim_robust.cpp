@@ -95,6 +95,10 @@ private slots:
         row("factory byte", "SIM-LS4096-M", R"("factory": {"bytes": {"200": 1}})", R"(field "factory.bytes.200" is not an offset 0 .. 127)");
         row("non-linearity", "SIM-LS4096-M", R"("nonLinearity": 0.5)",
             R"(field "nonLinearity" = 0.5 is not a number in -0.05 .. 0.1)");
+        row("width off the binning", "SIM-LS8192-MLK", R"("width": 1000)",
+            R"(field "width" = 1000 is not a multiple of 8 x its largest binning 4)");
+        row("too much data", "BIG", R"("base": "SIM-LS2048-C", "width": 32768, "lines": 16)",
+            R"(camera "BIG": field "width" x lines x planes = 32768 x 16 x 3 is more than 1048576 columns of data)", 6);
         row("new camera, unknown base", "MY-CAM", R"("base": "NO-SUCH")",
             R"(camera "MY-CAM": field "base" = "NO-SUCH" names no camera; the camera is not built)", 6);
         row("new camera, bad field", "MY-CAM", R"("base": "SIM-LS4096-M", "dsnu": -1)",
@@ -276,6 +280,40 @@ private slots:
         prepare(h, 2, 34, 4);
         Frame frame;
         QCOMPARE(grab(h, frame, 3000), LSX_OK);
+    }
+
+    void allCamerasTogetherHaveABudget()
+    {
+        // Nine cameras of 32768 x 16: seven fit beside the built-ins in 2^22 columns of data.
+        QStringList list;
+        for (int i = 0; i < 9; ++i)
+            list << QStringLiteral("{\"friendlyName\": \"BIG%1\", \"width\": 32768, \"lines\": 16}").arg(i);
+        const QByteArray json = "{\"cameras\": [" + list.join(',').toLatin1() + "]}";
+        QVERIFY(useConfig(m_dir, json));
+        const QStringList names = cameraNames();
+        QCOMPARE(names.size(), 6 + 7);
+        QVERIFY(names.contains("BIG6") && !names.contains("BIG7") && !names.contains("BIG8"));
+        QVERIFY2(logHas(R"(camera "BIG7": field "width" makes the cameras' data together more than 4194304 columns; the camera is not built)"),
+                 qPrintable(logText()));
+    }
+
+    void loadedRoiIsOneTheSetterTakes()
+    {
+        // A file with a ROI narrower than the camera's smallest (another camera's file): the
+        // camera keeps its full line, which it can be given back.
+        lsxHandle h = openCamera("SIM-LS4096-M");
+        const QByteArray path = m_dir.filePath("narrow.ini").toLocal8Bit();
+        QFile f(QString::fromLocal8Bit(path));
+        QVERIFY(f.open(QIODevice::WriteOnly));
+        f.write("# lsxsim camera configuration 1\nroiX=0\nroiW=8\nroiH=10\n");
+        f.close();
+        QCOMPARE(lsxLoadConfig(h, path.constData()), LSX_OK);
+        lsxRegion r{};
+        QCOMPARE(lsxGetRoi(h, &r), LSX_OK);
+        QCOMPARE(r.X, 0);
+        QCOMPARE(r.W, 4096);
+        QCOMPARE(r.H, 10);
+        QCOMPARE(lsxSetRoi(h, &r), LSX_OK);
     }
 
     void hangsAreRefusedAtTheSetters()
