@@ -19,10 +19,34 @@
  *   4 "SIM-TQW4A2N60"   model "TQW4A2N60" (a model without DOffset), mono one-line 4096.
  *   5 "SIM-TVK317"      sensor "TVK317", type "AreaScan", 1024 x 8 pixels per readout.
  *
- * Sensor model (per column x, plane p, sensor line l; values in 10-bit DN):
- *   raw = DOffset + gain * (dark[l][p][x] + response[l][p][x] * light(x) * exposure) + noise
- * clipped to 0..1023; 16-bit output is raw << 6 (full scale 65472), 8-bit output raw >> 2.
- * The camera's own corrections follow: (raw - B) * K (FPN), * flat-field K, * target/poly (LSC).
+ * Sensor model (per column x, plane p, sensor line l; values in 10-bit DN, DN10):
+ *   q   = min(fullWell, darkCurrent[x] * exposure + response[x] * light(x) * exposure)
+ *   raw = DOffset + dark[x] * (gain * (1 - postGainOffset) + postGainOffset)
+ *         + gain * f_x(q) + noise,                        clipped to 0..1023
+ * with q the pixel's charge in DN10 at gain 1 (ePerDn electrons per DN10), full well 1.25 x 1023.
+ * f_x(q) = q * (1 - c_x q^2) is the column's own roll-off toward full well: its shortfall at 80 %
+ * of full scale (q = 818.4) is nonLinearity + nonLinearitySpread * N(0,1) per column (defaults
+ * 1 % and 0.4 %; lsxSimSetNonLinearity switches it off). The dark current (default 0.5 DN10/ms,
+ * 10 % column spread) grows with the exposure; the hot columns are dark-current defects (hotAmp,
+ * default 300 DN10/ms). Temporal noise: read noise, of which the share postGainNoise (0.3) of its
+ * variance at gain 1 arises after the amplifier (the input-referred noise falls with gain), and
+ * the shot noise of the whole charge through the response's slope. Binning: SUM adds the binned
+ * pixels (levels and variances), BIN averages them (the variance divided by the pixels binned);
+ * in the "USER" mode "BinningVertical" bins rows of the same column the same way.
+ * 16-bit output is raw << 6 (full scale 65472), 8-bit output raw >> 2. The camera's own
+ * corrections follow: (raw - B) * K (FPN), * flat-field K, * target/poly (LSC).
+ *
+ * The camera's clock: a line takes 1 / LineRate, or the exposure when that is longer (the line
+ * rate is limited by the exposure: at LineRate 10000 an exposure of 500 us makes a line 500 us);
+ * a frame takes its rows' lines (times the vertical binning). The area camera reads its rows after
+ * one exposure. lsxFrame.frameId counts the camera's read-outs since open (frames the host was too
+ * late for are skipped: free running, a frame is overwritten by the next); lsxFrame.timestampUs is
+ * the end of the frame's read-out on the camera's clock, in microseconds since open. At time scale
+ * 0 the clock stands still between frames and each read-out takes its time at once.
+ *
+ * Temporal noise differs from one opening to the next (and after lsxSimReset) and is the same
+ * for the same sequence of openings in one process; lsxSimSetNoiseSeed, or "noiseSeed" in the
+ * configuration, fixes it.
  *
  * The camera's firmware, as the records of the program meet it:
  *  - FPN sets: "FPNC.Selector" chooses among "factory", "UserSet0".."UserSet2" (default
@@ -46,6 +70,16 @@
  *  - Correction data lives in the camera's memory: lsxSaveConfig/lsxLoadConfig save and restore
  *    the settings (formats, ROI, exposure, gain, trigger, selections, switches, DOffset, ...), not
  *    the sets, so a restore of the state found at open keeps a calibration written since.
+ *
+ * LSX_SIM_CONFIG names a JSON file (see sim/simconfig.cpp for its fields). Every field is
+ * checked for its type and range; a camera with a bad or unknown field is not built, and the
+ * refusal names the camera, the field and the range, on stderr (unless LSX_SIM_QUIET is set)
+ * and in the library's log (lsxSimLogLine). A file that cannot be read or is no JSON object
+ * leaves no camera at all. The file is read at the first call of any operation, so its faults
+ * apply from the first call.
+ *
+ * No exception leaves the library: an operation that runs out of memory answers -1200, any other
+ * failure inside it -1.
  *
  * Statuses, as the maker's library answers them: -13 for a handle that is not open, -1104 once
  * the camera is disconnected, -4 for null or malformed arguments, -5 for values out of range,
@@ -73,7 +107,9 @@ enum {
     LSX_SIM_TRUE_DARK = 0,     /* noise-free dark level before corrections: DOffset + gain*dark, DN10 */
     LSX_SIM_TRUE_SIGNAL = 1,   /* noise-free scene signal above dark at the current settings, DN10 */
     LSX_SIM_TRUE_RESPONSE = 2, /* the pixel's response factor (PRNU, weak columns), around 1.0 */
-    LSX_SIM_TRUE_LIGHT = 3     /* the scene's light at the column, DN10 per microsecond at gain 1 */
+    LSX_SIM_TRUE_LIGHT = 3,    /* the scene's light at the column, DN10 per microsecond at gain 1 */
+    LSX_SIM_TRUE_NOISE = 4,    /* temporal standard deviation before the ADC at the current settings, DN10 */
+    LSX_SIM_TRUE_DARK_CURRENT = 5 /* the column's dark current, DN10 per millisecond at gain 1 */
 };
 
 /* Scene: kind LSX_SIM_SCENE_xxx; level = light at the line's centre in DN10 per microsecond at
@@ -88,14 +124,23 @@ LSX_API lsxStatus lsxSimGetScene(const char* camera, int32_t* kind, double* leve
 /* Temporal noise (read and shot noise) on or off; off gives exact, repeatable frames. */
 LSX_API lsxStatus lsxSimSetNoise(const char* camera, bool on);
 
-/* Time scale of the camera's clock: 1 = real read-out time (ROI height / LineRate per frame),
- * 0 = frames at once. Injected time-outs wait their time-out times this scale. */
+/* The noise of the open camera from now on: the same seed gives the same noise, frame by frame. */
+LSX_API lsxStatus lsxSimSetNoiseSeed(const char* camera, uint32_t seed);
+
+/* The columns' roll-off toward full well on (the default) or off (a linear response). */
+LSX_API lsxStatus lsxSimSetNonLinearity(const char* camera, bool on);
+
+/* Time scale of the camera's clock: 1 = real read-out time (ROI height x line period per frame),
+ * 0 = frames at once. Injected time-outs wait their time-out times this scale. 0 to 1000. */
 LSX_API lsxStatus lsxSimSetTimeScale(const char* camera, double scale);
 
 /* Fault: the operation `op` (e.g. "lsxSetExposure", or "*" for every operation) answers
  * `status` after `afterCalls` further calls have passed, for `times` calls (0 = for ever).
  * Counting is over all cameras. A second fault on the same op replaces the first. */
 LSX_API lsxStatus lsxSimInjectFault(const char* op, int32_t afterCalls, lsxStatus status, int32_t times);
+/* Statuses of lsxSimInjectFault that make the operation throw inside the library instead, to
+ * prove its boundary: the operation still answers a status, -1200 and -1. */
+enum { LSX_SIM_THROW_NO_MEMORY = -0x7FFFFF00, LSX_SIM_THROW_ERROR = -0x7FFFFF01 };
 LSX_API lsxStatus lsxSimClearFaults(void);
 
 /* The next n lsxGetFrame calls of the camera time out (-1000), each after its time-out
@@ -114,6 +159,12 @@ LSX_API lsxStatus lsxSimReconnect(const char* camera);
  * written. */
 LSX_API lsxStatus lsxSimGetTruth(const char* camera, int32_t kind, int32_t plane, int32_t line, float* out,
                                  int32_t* count);
+/* The truth at a given level: LSX_SIM_TRUE_SIGNAL gives the signal above dark the column delivers
+ * (noise-free, before clipping, DN10 at the current gain and binning) when its ideal, linear
+ * signal is `level` DN10; LSX_SIM_TRUE_NOISE the temporal standard deviation there. Dark current
+ * and the current exposure included. Other kinds answer -4. */
+LSX_API lsxStatus lsxSimGetTruthAt(const char* camera, int32_t kind, int32_t plane, int32_t line, double level,
+                                   float* out, int32_t* count);
 /* Shorthands: LSX_SIM_TRUE_DARK and LSX_SIM_TRUE_SIGNAL. */
 LSX_API lsxStatus lsxSimGetTrueDark(const char* camera, int32_t plane, int32_t line, float* out, int32_t* count);
 LSX_API lsxStatus lsxSimGetTrueResponse(const char* camera, int32_t plane, int32_t line, float* out, int32_t* count);
@@ -146,6 +197,8 @@ struct Api {
     decltype(&::lsxSimSetScene) setScene = nullptr;
     decltype(&::lsxSimGetScene) getScene = nullptr;
     decltype(&::lsxSimSetNoise) setNoise = nullptr;
+    decltype(&::lsxSimSetNoiseSeed) setNoiseSeed = nullptr;
+    decltype(&::lsxSimSetNonLinearity) setNonLinearity = nullptr;
     decltype(&::lsxSimSetTimeScale) setTimeScale = nullptr;
     decltype(&::lsxSimInjectFault) injectFault = nullptr;
     decltype(&::lsxSimClearFaults) clearFaults = nullptr;
@@ -153,6 +206,7 @@ struct Api {
     decltype(&::lsxSimDisconnectAfterFrames) disconnectAfterFrames = nullptr;
     decltype(&::lsxSimReconnect) reconnect = nullptr;
     decltype(&::lsxSimGetTruth) getTruth = nullptr;
+    decltype(&::lsxSimGetTruthAt) getTruthAt = nullptr;
     decltype(&::lsxSimGetTrueDark) getTrueDark = nullptr;
     decltype(&::lsxSimGetTrueResponse) getTrueResponse = nullptr;
     decltype(&::lsxSimGetCounters) getCounters = nullptr;
@@ -176,6 +230,8 @@ inline Api loadApi(const char* path = nullptr)
     LSX_SIM_RESOLVE(setScene, lsxSimSetScene)
     LSX_SIM_RESOLVE(getScene, lsxSimGetScene)
     LSX_SIM_RESOLVE(setNoise, lsxSimSetNoise)
+    LSX_SIM_RESOLVE(setNoiseSeed, lsxSimSetNoiseSeed)
+    LSX_SIM_RESOLVE(setNonLinearity, lsxSimSetNonLinearity)
     LSX_SIM_RESOLVE(setTimeScale, lsxSimSetTimeScale)
     LSX_SIM_RESOLVE(injectFault, lsxSimInjectFault)
     LSX_SIM_RESOLVE(clearFaults, lsxSimClearFaults)
@@ -183,6 +239,7 @@ inline Api loadApi(const char* path = nullptr)
     LSX_SIM_RESOLVE(disconnectAfterFrames, lsxSimDisconnectAfterFrames)
     LSX_SIM_RESOLVE(reconnect, lsxSimReconnect)
     LSX_SIM_RESOLVE(getTruth, lsxSimGetTruth)
+    LSX_SIM_RESOLVE(getTruthAt, lsxSimGetTruthAt)
     LSX_SIM_RESOLVE(getTrueDark, lsxSimGetTrueDark)
     LSX_SIM_RESOLVE(getTrueResponse, lsxSimGetTrueResponse)
     LSX_SIM_RESOLVE(getCounters, lsxSimGetCounters)

@@ -4,6 +4,7 @@
 #include "lsxsim.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <random>
 
@@ -13,21 +14,34 @@ Camera::Camera(const CameraDefinition& def) : m_def(def), m_s(std::make_unique<S
 {
     // The sensor's fixed pattern: seeded, so every run of every test sees the same camera.
     const int W = m_def.width, classes = m_def.lines * m_def.planes;
-    m_dark.resize(size_t(W) * classes);
-    m_resp.resize(size_t(W) * classes);
+    const size_t n = size_t(W) * size_t(classes);
+    m_dark.resize(n);
+    m_resp.resize(n);
+    m_darkCurrent.resize(n);
+    m_nonLinear.resize(n);
     std::mt19937 rng(m_def.seed * 2654435761u + 17u);
+    std::mt19937 rng2(m_def.seed * 2246822519u + 101u);  // dark current and roll-off
     std::normal_distribution<double> normal(0.0, 1.0);
     std::uniform_int_distribution<int> column(0, W - 1);
     std::uniform_real_distribution<double> unit(0.6, 1.0);
     for (int c = 0; c < classes; ++c) {
-        float* dark = &m_dark[size_t(c) * W];
-        float* resp = &m_resp[size_t(c) * W];
+        const size_t at = size_t(c) * size_t(W);
+        float* dark = &m_dark[at];
+        float* resp = &m_resp[at];
+        float* current = &m_darkCurrent[at];
+        float* roll = &m_nonLinear[at];
         const double balance = m_def.planes == 3 ? m_def.planeBalance[size_t(c % 3)] : 1.0;
         for (int x = 0; x < W; ++x) {
             dark[x] = float(std::max(0.0, m_def.darkMean + m_def.dsnu * normal(rng)));
             resp[x] = float(balance * std::max(0.2, 1.0 + m_def.prnu * normal(rng)));
+            current[x] = float(m_def.darkCurrent * std::max(0.0, 1.0 + m_def.darkCurrentSpread * normal(rng2)));
+            // The shortfall at 80 % of full scale; bounded so that the response keeps rising up
+            // to the full well.
+            const double shortfall = std::clamp(m_def.nonLinearity + m_def.nonLinearitySpread * normal(rng2), -0.1, 0.13);
+            roll[x] = float(shortfall / (kLevel80 * kLevel80));
         }
-        for (int i = 0; i < m_def.hotColumns; ++i) dark[column(rng)] += float(m_def.hotAmp * unit(rng));
+        // Hot columns are dark-current defects: they grow with the exposure, with their shot noise.
+        for (int i = 0; i < m_def.hotColumns; ++i) current[column(rng)] += float(m_def.hotAmp * unit(rng));
         for (int i = 0; i < m_def.weakColumns; ++i) resp[column(rng)] *= float(m_def.weakFactor);
     }
     m_ffc.resize(kFfcSets);
@@ -81,7 +95,15 @@ lsxStatus Camera::open(int mode)
     m_mode = mode;
     m_started = false;
     m_triggers.clear();
-    m_frames = m_fires = 0;
+    m_frames = m_fires = m_readouts = 0;
+    m_clockUs = m_readoutEnd = m_busyUntil = 0;
+    m_clockWall = nowSeconds();
+    // Each opening draws its own temporal noise, unless the configuration fixes the seed; the
+    // count of openings is the process's, so a test program repeats itself run after run.
+    static std::atomic<uint64_t> openings{0};
+    m_noiseSeed = m_def.fixedNoiseSeed ? uint64_t(m_def.noiseSeed)
+                                       : (uint64_t(m_def.seed) << 32) ^ (++openings * 0x9E3779B97F4A7C15ull);
+    m_noiseFrames = 0;
     return LSX_OK;
 }
 
@@ -152,9 +174,21 @@ bool Camera::userBinSumLocked() const
     return false;
 }
 
+int Camera::verticalBinLocked() const
+{
+    return m_def.resModes[size_t(m_s->resMode)] == "USER" ? std::max(1, m_s->binV) : 1;
+}
+
 int Camera::outWidthLocked() const { return m_def.width / binFactorLocked(); }
 
 int Camera::maxHeightLocked() const { return m_def.area ? m_def.areaHeight : 16384; }
+
+bool Camera::roiFitsLocked(int x, int w, int h) const
+{
+    const int maxW = outWidthLocked();
+    const int minW = std::min(64, maxW);
+    return x >= 0 && x % 2 == 0 && w >= minW && w % 8 == 0 && int64_t(x) + w <= maxW && h >= 1 && h <= maxHeightLocked();
+}
 
 int Camera::doffsetLocked() const
 {
@@ -166,9 +200,38 @@ int Camera::doffsetLocked() const
     return m_s->reg84 == 8 ? -mag : mag;
 }
 
-double Camera::framePeriodLocked() const
+// A line takes the line period of "LineRate", or the exposure when that is longer: the camera's
+// line rate is limited by its exposure. A frame is its rows' lines (two sensor lines per row under
+// vertical binning by 2); the area sensor reads out its rows after one exposure.
+double Camera::linePeriodUsLocked() const
 {
-    return double(m_s->roiH) / std::max(1.0, m_s->lineRate) * m_s->timeScale;
+    const double rate = 1e6 / m_s->lineRate;
+    return m_def.area ? rate : std::max(rate, m_s->exposure);
+}
+
+double Camera::framePeriodUsLocked() const
+{
+    const double lines = double(m_s->roiH) * verticalBinLocked();
+    if (m_def.area) return std::max(lines * linePeriodUsLocked(), m_s->exposure);
+    return lines * linePeriodUsLocked();
+}
+
+double Camera::cameraNowLocked() const
+{
+    if (m_s->timeScale <= 0) return m_clockUs;
+    return m_clockUs + (nowSeconds() - m_clockWall) * 1e6 / m_s->timeScale;
+}
+
+double Camera::wallTimeAtLocked(double cameraUs) const
+{
+    return m_clockWall + (cameraUs - m_clockUs) * 1e-6 * m_s->timeScale;
+}
+
+void Camera::setTimeScaleLocked(double s)
+{
+    m_clockUs = cameraNowLocked();
+    m_clockWall = nowSeconds();
+    m_s->timeScale = s;
 }
 
 // ---- image properties ----
@@ -188,11 +251,7 @@ lsxStatus Camera::setRoi(const lsxRegion* r)
 {
     if (!r) return LSX_ERR_INVALID_ARG;
     Lock lock(m_mutex);
-    const int maxW = outWidthLocked();
-    const int minW = std::min(64, maxW);
-    if (r->X < 0 || r->X % 2 || r->Y != 0 || r->W < minW || r->W % 8 || r->X + r->W > maxW || r->H < 1 ||
-        r->H > maxHeightLocked())
-        return LSX_ERR_OUT_OF_RANGE;
+    if (r->Y != 0 || !roiFitsLocked(r->X, r->W, r->H)) return LSX_ERR_OUT_OF_RANGE;
     m_s->roiX = r->X;
     m_s->roiW = r->W;
     m_s->roiH = r->H;
@@ -440,10 +499,25 @@ void Camera::setNoise(bool on)
 
 void Camera::setTimeScale(double s)
 {
-    Lock lock(m_mutex);
-    m_s->timeScale = std::max(0.0, s);
-    m_nextFrameAt = std::min(m_nextFrameAt, nowSeconds() + framePeriodLocked());
+    {
+        Lock lock(m_mutex);
+        setTimeScaleLocked(std::max(0.0, s));
+    }
     m_cv.notify_all();
+}
+
+void Camera::setNonLinearity(bool on)
+{
+    Lock lock(m_mutex);
+    m_s->nonLinear = on;
+    invalidateLocked();
+}
+
+void Camera::setNoiseSeed(uint32_t seed)
+{
+    Lock lock(m_mutex);
+    m_noiseSeed = seed;
+    m_noiseFrames = 0;
 }
 
 void Camera::frameTimeouts(int n)
@@ -469,34 +543,32 @@ void Camera::counters(uint64_t* frames, uint64_t* triggers)
     if (triggers) *triggers = m_fires;
 }
 
-double Camera::lightAt(double x) const
+lsxStatus Camera::truth(int kind, int plane, int line, double level, float* out, int32_t* count)
 {
-    // Light source slope and a cos^4 lens fall-off toward the line's ends.
-    const double u = (x + 0.5) / m_def.width * 2.0 - 1.0;
-    const double edge = std::pow(std::max(0.05, 1.0 - m_s->falloff), 0.25);
-    const double t = std::tan(std::acos(edge));
-    const double c = std::cos(std::atan(u * t));
-    return m_s->light * (1.0 + m_s->slope * u / 2.0) * c * c * c * c;
-}
-
-lsxStatus Camera::truth(int kind, int plane, int line, float* out, int32_t* count)
-{
-    if (!out || !count) return LSX_ERR_INVALID_ARG;
+    if (!out || !count || *count < 0) return LSX_ERR_INVALID_ARG;
     if (plane < 0 || plane >= m_def.planes || line < 0 || line >= m_def.lines) return LSX_ERR_OUT_OF_RANGE;
+    if (kind < LSX_SIM_TRUE_DARK || kind > LSX_SIM_TRUE_DARK_CURRENT) return LSX_ERR_INVALID_ARG;
+    if (level >= 0 && kind != LSX_SIM_TRUE_SIGNAL && kind != LSX_SIM_TRUE_NOISE) return LSX_ERR_INVALID_ARG;
     Lock lock(m_mutex);
     const int cls = line * m_def.planes + plane;
-    std::vector<float> dark, sig, var;
-    buildTruthLocked(cls, dark, sig, var);
-    const int n = std::min(*count, int32_t(dark.size()));
+    const int n = std::min(*count, int32_t(m_s->roiW));
     const int f = binFactorLocked();
+    const float* current = &m_darkCurrent[size_t(cls) * size_t(m_def.width)];
     for (int i = 0; i < n; ++i) {
         const int px = (m_s->roiX + i) * f;
         switch (kind) {
-        case LSX_SIM_TRUE_DARK: out[i] = dark[size_t(i)]; break;
-        case LSX_SIM_TRUE_SIGNAL: out[i] = sig[size_t(i)]; break;
         case LSX_SIM_TRUE_RESPONSE: out[i] = m_resp[size_t(cls) * m_def.width + size_t(px)]; break;
         case LSX_SIM_TRUE_LIGHT: out[i] = float(lightAt(px + (f - 1) / 2.0)); break;
-        default: return LSX_ERR_INVALID_ARG;
+        case LSX_SIM_TRUE_DARK_CURRENT: {
+            double acc = 0;
+            for (int k = 0; k < f && px + k < m_def.width; ++k) acc += current[px + k];
+            out[i] = float(acc / f);
+            break;
+        }
+        default: {
+            const PixelTruth t = pixelTruthLocked(cls, i, level);
+            out[i] = float(kind == LSX_SIM_TRUE_DARK ? t.dark : kind == LSX_SIM_TRUE_SIGNAL ? t.signal : std::sqrt(t.var));
+        }
         }
     }
     *count = n;

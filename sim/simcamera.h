@@ -5,6 +5,8 @@
 
 #include "lsx.h"
 
+#include <QByteArray>
+
 #include <array>
 #include <atomic>
 #include <condition_variable>
@@ -32,14 +34,23 @@ struct CameraDefinition {
     std::vector<std::string> resModes{"Full"};
     bool binningEnums = false;
     bool roiState = true;
-    // sensor model, DN10
-    double darkMean = 6.0, dsnu = 1.0, hotAmp = 30.0;
+    // sensor model, DN10 at gain 1 unless said otherwise
+    double darkMean = 6.0, dsnu = 1.0;  // dark offset and its column spread
+    double darkCurrent = 0.5;           // DN10 per millisecond of exposure, mean over columns
+    double darkCurrentSpread = 0.1;     // relative column spread of the dark current
+    double hotAmp = 300.0;              // a hot column's extra dark current, DN10 per ms (x 0.6..1)
     int hotColumns = 4;
     double prnu = 0.02, weakFactor = 0.7;
     int weakColumns = 3;
     std::array<double, 3> planeBalance{0.85, 1.0, 0.92};  // B, G, R
+    double nonLinearity = 0.01;         // mean shortfall of the response at 80 % of full scale
+    double nonLinearitySpread = 0.004;  // its column spread (standard deviation)
     double readNoise = 0.7, ePerDn = 20.0;
+    double postGainNoise = 0.3;         // share of the read-noise variance at gain 1 after the amplifier
+    double postGainOffset = 0.2;        // share of the dark offset added after the amplifier
     bool noise = true;
+    bool fixedNoiseSeed = false;        // every opening starts the same noise (noiseSeed)
+    uint32_t noiseSeed = 0;
     int scene = 1;             // LSX_SIM_SCENE_xxx
     double light = 5.0;        // DN10 per microsecond at gain 1, line centre
     double slope = 0.1, falloff = 0.25;
@@ -61,9 +72,17 @@ struct FaultPlan {
 };
 
 std::vector<CameraDefinition> builtinCameras();
-// Applies LSX_SIM_CONFIG (if set) to the list and gives its faults; a message for stderr on a
-// bad file.
-void applyConfigFile(std::vector<CameraDefinition>& cameras, std::vector<FaultPlan>& faults);
+
+// Applies a configuration (the JSON text of LSX_SIM_CONFIG, named `source` in the messages) to
+// the list and gives its faults. Every field is checked against its type and range; a camera
+// with a bad field is not built (dropped from the list), a bad fault is not injected, and a text
+// that is no JSON object leaves no camera at all. Each refusal is one line in `messages`.
+void applyConfig(const QByteArray& text, const std::string& source, std::vector<CameraDefinition>& cameras,
+                 std::vector<FaultPlan>& faults, std::vector<std::string>& messages);
+// The same for the file named by LSX_SIM_CONFIG, if set; a file that cannot be read leaves no
+// camera.
+void applyConfigFile(std::vector<CameraDefinition>& cameras, std::vector<FaultPlan>& faults,
+                     std::vector<std::string>& messages);
 
 // A flat-field set of the camera (record type 4), K in fixed point 2^-14.
 struct FfcSet {
@@ -86,14 +105,22 @@ struct FpnSet {
     int doffset = 0;
 };
 
+// One output pixel's terms under the pattern scene, where its light changes from pixel to pixel:
+// the pixel's level is dark + gain * (f(qd + pattern * qp) - f(qd)) with f the column's response.
+struct PatternTerms {
+    std::vector<float> dark, qd, qp, coef;  // DN10; charges in DN10 at gain 1; f(q) = q (1 - coef q^2)
+    std::vector<float> readVar, shotK;      // variance = readVar + shotK * f'(q)^2 * q
+    float gainSum = 1;                      // gain times the number of pixels summed
+};
+
 // Per output class (sensor line x plane), per ROI column: what one frame is drawn from.
 struct Pipeline {
     int width = 0, height = 0, planes = 1, classes = 1, lineCount = 1;
     bool area = false, sixteen = false, sourceCoarse = false;
     int format = FORMAT_MONO, channels = 1;
     bool pattern = false, noise = true, flip = false, inverse = false, mono = false;
-    std::vector<std::vector<float>> darkTerm, sigTerm, sd;   // [class][x]
-    double readVar = 0, shotGain = 0;                        // pattern noise per pixel
+    std::vector<std::vector<float>> mean, sd;   // [class][x]: noise-free level and temporal sd, DN10
+    std::vector<PatternTerms> pat;              // [class], pattern scene only
     bool correct = false;                                   // any firmware correction
     std::vector<std::vector<float>> corrB, corrM;            // [class][x], DN10 and factor
     std::vector<float> bandLevels;
@@ -101,7 +128,13 @@ struct Pipeline {
     // pattern geometry
     int roiX = 0, binH = 1, sensorWidth = 0;
     double lineOffset[3] = {0, 0, 0}, stretch[3] = {0, 0, 0};
-    double lineRate = 20000;
+};
+
+// What one output pixel is, noise-free, at the current settings (after binning).
+struct PixelTruth {
+    double dark = 0, signal = 0, var = 0;  // DN10: dark level, signal above it, temporal variance
+    double qd = 0, qp = 0, coef = 0;       // per sensor pixel, averaged over the binned ones
+    double readVar = 0, shotK = 0, gainSum = 1;
 };
 
 class Camera {
@@ -183,7 +216,10 @@ public:
     void setTimeScale(double s);
     void frameTimeouts(int n);
     void disconnectAfterFrames(int n);
-    lsxStatus truth(int kind, int plane, int line, float* out, int32_t* count);
+    void setNonLinearity(bool on);
+    void setNoiseSeed(uint32_t seed);
+    // `level` < 0: at the current scene; else at that linear signal (DN10 at the current gain).
+    lsxStatus truth(int kind, int plane, int line, double level, float* out, int32_t* count);
     void counters(uint64_t* frames, uint64_t* triggers);
 
 private:
@@ -202,14 +238,21 @@ private:
     int binFactorLocked() const;
     int outWidthLocked() const;
     int maxHeightLocked() const;
+    bool roiFitsLocked(int x, int w, int h) const;  // the ROI's limits and steps
     bool userBinSumLocked() const;
+    int verticalBinLocked() const;
     int doffsetLocked() const;
-    double framePeriodLocked() const;
+    // The camera's clock, in microseconds since the camera was opened.
+    double linePeriodUsLocked() const;
+    double framePeriodUsLocked() const;
+    double cameraNowLocked() const;
+    double wallTimeAtLocked(double cameraUs) const;
+    void setTimeScaleLocked(double s);
     void invalidateLocked() { m_pipeline.reset(); }
     std::shared_ptr<const Pipeline> pipelineLocked();
-    void buildTruthLocked(int cls, std::vector<float>& dark, std::vector<float>& sig, std::vector<float>& var);
+    PixelTruth pixelTruthLocked(int cls, int i, double level) const;
     double lightAt(double x) const;
-    void fillFrame(const Pipeline& p, std::vector<uint8_t>& buf, uint64_t frameNo, uint64_t firstLine);
+    void fillFrame(const Pipeline& p, std::vector<uint8_t>& buf, uint64_t noiseKey, uint64_t firstLine);
     // firmware
     lsxStatus setFpnRecord(const lsxFpnHeader* h, uint32_t* size);
     lsxStatus getFpnRecord(void* payload, uint32_t* size);
@@ -220,7 +263,8 @@ private:
     std::string& selectionValueLocked(const std::string& key);
 
     CameraDefinition m_def;
-    std::vector<float> m_dark, m_resp;   // [(line*planes+plane)*width + x]
+    // [(line*planes+plane)*width + x]: dark offset, response, dark current, response's roll-off
+    std::vector<float> m_dark, m_resp, m_darkCurrent, m_nonLinear;
 
     mutable std::mutex m_mutex;
     std::condition_variable m_cv;
@@ -236,12 +280,22 @@ private:
     std::vector<uint8_t> m_lscMem;
     std::vector<uint8_t> m_gainTable;
 
-    // stream
+    // stream, on the camera's clock (microseconds since open). The clock runs with the steady
+    // clock divided by the time scale; at time scale 0 it stands still and a read-out takes no
+    // time: the clock jumps to the read-out's end when the frame is asked for.
     bool m_open = false, m_started = false;
     int m_mode = LSX_OPEN_NORMAL;
-    double m_nextFrameAt = 0;             // seconds on the steady clock (camera time)
-    std::vector<double> m_triggers;       // ready times of fired triggers
+    double m_clockUs = 0, m_clockWall = 0;  // the camera's time at a steady-clock instant (s)
+    double m_readoutEnd = 0;              // free running: end of the read-out under way
+    double m_busyUntil = 0;               // triggered: end of the last read-out fired
+    struct Readout {
+        double end;
+        uint64_t id;
+    };
+    std::vector<Readout> m_triggers;      // read-outs fired and not yet delivered
+    uint64_t m_readouts = 0;              // read-outs since open (frame ids, dropped ones too)
     uint64_t m_frames = 0, m_fires = 0, m_linesOut = 0;
+    uint64_t m_noiseSeed = 0, m_noiseFrames = 0;  // the temporal noise of this opening
     uint64_t m_generation = 0;            // bumped by stop/close to wake waiting readers
     int m_timeouts = 0;
     long m_disconnectAfter = -1;

@@ -36,6 +36,7 @@ struct Camera::Settings {
     int scene = 1;
     double light = 5.0, slope = 0.1, falloff = 0.25;
     bool noise = true;
+    bool nonLinear = true;  // the columns' roll-off toward full well
     double timeScale = 1.0;
 };
 
@@ -52,6 +53,11 @@ inline void copyText(char* dst, size_t cap, const std::string& s)
     std::memcpy(dst, s.data(), n);
     dst[n] = 0;
 }
+
+// The pixel's charge, in DN10 at gain 1: the response's reference (80 % of the 10-bit full
+// scale) and the full well, where the charge stops growing.
+constexpr double kLevel80 = 0.8 * 1023.0;
+constexpr double kFullWell = 1.25 * 1023.0;
 
 // Names of the correction sets offered by the selections.
 constexpr int kFpnUserSets = 3;

@@ -6,9 +6,15 @@
 // -2 for what the model does not have, -1202 for a protected write. lsxOpenByName answers
 // -1100 when no camera is found, -1101 for an unknown name and -1102 when the camera is
 // already open (one handle per camera, as on a real link).
+//
+// Every export runs its body through guarded(): no exception crosses the C boundary; running out
+// of memory answers -1200, anything else unexpected -1.
 #include "lsxsim.h"
 #include "simcamera.h"
 
+#include <QByteArray>
+
+#include <cmath>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -17,12 +23,29 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <new>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
 using lsxsim::Camera;
 
 namespace {
+
+constexpr lsxStatus kNoMemory = -1200;
+
+// The boundary of every exported function: its body's status, or a status for what it threw.
+template <typename F>
+lsxStatus guarded(F&& body) noexcept
+{
+    try {
+        return body();
+    } catch (const std::bad_alloc&) {
+        return kNoMemory;
+    } catch (...) {
+        return LSX_ERR_UNKNOWN;
+    }
+}
 
 struct Registry {
     std::mutex mutex;
@@ -34,6 +57,7 @@ struct Registry {
 };
 
 void injectConfigFaults(const std::vector<lsxsim::FaultPlan>& faults);
+void logLine(const std::string& text);
 
 Registry& registry()
 {
@@ -46,11 +70,26 @@ void buildLocked(Registry& r)
     if (r.built) return;
     auto definitions = lsxsim::builtinCameras();
     std::vector<lsxsim::FaultPlan> faults;
-    lsxsim::applyConfigFile(definitions, faults);
+    std::vector<std::string> messages;
+    lsxsim::applyConfigFile(definitions, faults, messages);
+    const bool quiet = std::getenv("LSX_SIM_QUIET") != nullptr;
+    for (const std::string& m : messages) {
+        if (!quiet) std::fprintf(stderr, "lsxsim: %s\n", m.c_str());
+        logLine(m);
+    }
     injectConfigFaults(faults);
     r.cameras.clear();
     for (const auto& s : definitions) r.cameras.push_back(std::make_shared<Camera>(s));
+    r.found = r.cameras;
     r.built = true;
+}
+
+// The cameras (and the configuration's faults) are there before any operation runs.
+void ensureBuilt()
+{
+    Registry& r = registry();
+    std::lock_guard<std::mutex> lock(r.mutex);
+    buildLocked(r);
 }
 
 void scanLocked(Registry& r)
@@ -106,6 +145,7 @@ void injectConfigFaults(const std::vector<lsxsim::FaultPlan>& faults)
 
 lsxStatus faultFor(const char* op)
 {
+    ensureBuilt();
     std::lock_guard<std::mutex> lock(g_faultMutex);
     if (g_faults.empty()) return LSX_OK;
     for (const char* key : {op, "*"}) {
@@ -118,6 +158,8 @@ lsxStatus faultFor(const char* op)
         }
         const lsxStatus st = f.status;
         if (f.times > 0 && --f.times == 0) g_faults.erase(it);
+        if (st == LSX_SIM_THROW_NO_MEMORY) throw std::bad_alloc();
+        if (st == LSX_SIM_THROW_ERROR) throw std::runtime_error("injected");
         return st;
     }
     return LSX_OK;
@@ -149,9 +191,11 @@ lsxStatus withCamera(lsxHandle h, F&& fn)
 #define LSX_SIM_FAULT(op)                                        \
     if (const lsxStatus fault = faultFor(#op); fault != LSX_OK) \
         return fault;
-#define LSX_SIM_CALL(op, h, expr) \
-    LSX_SIM_FAULT(op)             \
-    return withCamera(h, [&](Camera & c) { return expr; });
+#define LSX_SIM_CALL(op, h, expr)                                     \
+    return guarded([&]() -> lsxStatus {                                \
+        LSX_SIM_FAULT(op)                                              \
+        return withCamera(h, [&](Camera & c) -> lsxStatus { return expr; }); \
+    });
 
 extern "C" {
 
@@ -159,65 +203,71 @@ extern "C" {
 
 lsxStatus lsxRefresh(int32_t* count)
 {
-    LSX_SIM_FAULT(lsxRefresh)
-    if (!count) return LSX_ERR_INVALID_ARG;
-    Registry& r = registry();
-    std::lock_guard<std::mutex> lock(r.mutex);
-    scanLocked(r);
-    *count = int32_t(r.found.size());
-    return LSX_OK;
+    return guarded([&]() -> lsxStatus {
+        LSX_SIM_FAULT(lsxRefresh)
+        if (!count) return LSX_ERR_INVALID_ARG;
+        Registry& r = registry();
+        std::lock_guard<std::mutex> lock(r.mutex);
+        scanLocked(r);
+        *count = int32_t(r.found.size());
+        return LSX_OK;
+    });
 }
 
 lsxStatus lsxEnum(int32_t index, lsxCameraInfo* info)
 {
-    LSX_SIM_FAULT(lsxEnum)
-    if (!info) return LSX_ERR_INVALID_ARG;
-    Registry& r = registry();
-    std::lock_guard<std::mutex> lock(r.mutex);
-    if (!r.built) scanLocked(r);
-    if (index < 0 || index >= int32_t(r.found.size())) return LSX_ERR_OUT_OF_RANGE;
-    *info = r.found[size_t(index)]->info();
-    return LSX_OK;
+    return guarded([&]() -> lsxStatus {
+        LSX_SIM_FAULT(lsxEnum)
+        if (!info) return LSX_ERR_INVALID_ARG;
+        Registry& r = registry();
+        std::lock_guard<std::mutex> lock(r.mutex);
+        if (index < 0 || index >= int32_t(r.found.size())) return LSX_ERR_OUT_OF_RANGE;
+        *info = r.found[size_t(index)]->info();
+        return LSX_OK;
+    });
 }
 
 lsxStatus lsxOpenByName(const char* name, int32_t mode, lsxHandle* handle)
 {
-    LSX_SIM_FAULT(lsxOpenByName)
-    if (!name || !handle) return LSX_ERR_INVALID_ARG;
-    if (mode != LSX_OPEN_NORMAL && mode != LSX_OPEN_FACTORY) return LSX_ERR_INVALID_ARG;
-    Registry& r = registry();
-    std::lock_guard<std::mutex> lock(r.mutex);
-    if (!r.built) scanLocked(r);
-    std::shared_ptr<Camera> cam;
-    bool any = false;
-    for (const auto& c : r.cameras) {
-        if (c->disconnected()) continue;
-        any = true;
-        if (c->definition().friendlyName == name) cam = c;
-    }
-    if (!any) return LSX_ERR_NO_DEVICE;
-    if (!cam) return LSX_ERR_LOGICAL_DEVICE;
-    const lsxStatus st = cam->open(mode);
-    if (st != LSX_OK) return st;
-    const lsxHandle h = r.next++;
-    r.handles[h] = cam;
-    *handle = h;
-    return LSX_OK;
+    return guarded([&]() -> lsxStatus {
+        LSX_SIM_FAULT(lsxOpenByName)
+        if (!name || !handle) return LSX_ERR_INVALID_ARG;
+        if (mode != LSX_OPEN_NORMAL && mode != LSX_OPEN_FACTORY) return LSX_ERR_INVALID_ARG;
+        Registry& r = registry();
+        std::lock_guard<std::mutex> lock(r.mutex);
+        std::shared_ptr<Camera> cam;
+        bool any = false;
+        for (const auto& c : r.cameras) {
+            if (c->disconnected()) continue;
+            any = true;
+            if (c->definition().friendlyName == name) cam = c;
+        }
+        if (!any) return LSX_ERR_NO_DEVICE;
+        if (!cam) return LSX_ERR_LOGICAL_DEVICE;
+        const lsxStatus st = cam->open(mode);
+        if (st != LSX_OK) return st;
+        const lsxHandle h = r.next++;
+        r.handles[h] = cam;
+        *handle = h;
+        return LSX_OK;
+    });
 }
 
 lsxStatus lsxClose(lsxHandle h)
 {
-    LSX_SIM_FAULT(lsxClose)
-    std::shared_ptr<Camera> cam;
-    {
-        Registry& r = registry();
-        std::lock_guard<std::mutex> lock(r.mutex);
-        auto it = r.handles.find(h);
-        if (it == r.handles.end()) return LSX_ERR_INVALID_HANDLE;
-        cam = it->second;
-        r.handles.erase(it);
-    }
-    return cam->close();
+    return guarded([&]() -> lsxStatus {
+        LSX_SIM_FAULT(lsxClose)
+        std::shared_ptr<Camera> cam;
+        {
+            Registry& r = registry();
+            std::lock_guard<std::mutex> lock(r.mutex);
+            auto it = r.handles.find(h);
+            if (it == r.handles.end()) return LSX_ERR_INVALID_HANDLE;
+            cam = it->second;
+            r.handles.erase(it);
+        }
+        return cam->close();
+    });
 }
 
 lsxStatus lsxGetCameraInfo(lsxHandle h, lsxCameraInfo* info)
@@ -235,15 +285,17 @@ lsxStatus lsxShowPropertyModalDialog(lsxHandle h, uintptr_t)
 
 lsxStatus lsxDebugFormat(lsxHandle, int32_t level, const char* tag, const char* format, ...)
 {
-    LSX_SIM_FAULT(lsxDebugFormat)
-    if (!format) return LSX_ERR_INVALID_ARG;
+    if (!format) return guarded([] { return LSX_ERR_INVALID_ARG; });
     char text[2048];
     va_list ap;
     va_start(ap, format);
     std::vsnprintf(text, sizeof text, format, ap);
     va_end(ap);
-    logLine(std::string("[") + std::to_string(level) + "][" + (tag ? tag : "") + "] " + text);
-    return LSX_OK;
+    return guarded([&]() -> lsxStatus {
+        LSX_SIM_FAULT(lsxDebugFormat)
+        logLine(std::string("[") + std::to_string(level) + "][" + (tag ? tag : "") + "] " + text);
+        return LSX_OK;
+    });
 }
 
 // ---- stream and trigger ----
@@ -367,50 +419,69 @@ lsxStatus lsxWriteGenICamMem(lsxHandle h, uint64_t address, const void* buffer, 
 
 // ---- extensions for tests ----
 
-#define LSX_SIM_EACH(camera, stmt)              \
-    auto list = named(camera);                  \
-    if (list.empty()) return LSX_ERR_LOGICAL_DEVICE; \
-    for (auto& cam : list) {                    \
-        stmt;                                   \
-    }                                           \
-    return LSX_OK;
+#define LSX_SIM_EACH(camera, stmt)                   \
+    return guarded([&]() -> lsxStatus {              \
+        auto list = named(camera);                   \
+        if (list.empty()) return LSX_ERR_LOGICAL_DEVICE; \
+        for (auto& cam : list) {                     \
+            stmt;                                    \
+        }                                            \
+        return LSX_OK;                               \
+    });
+
+// The one camera `camera` names, or the status why not.
+#define LSX_SIM_ONE(camera, stmt)                                                      \
+    return guarded([&]() -> lsxStatus {                                                \
+        auto list = named(camera);                                                     \
+        if (list.size() != 1) return list.empty() ? LSX_ERR_LOGICAL_DEVICE : LSX_ERR_INVALID_ARG; \
+        auto& cam = list[0];                                                           \
+        stmt;                                                                          \
+    });
 
 lsxStatus lsxSimSetScene(const char* camera, int32_t kind, double level, double slope, double falloff)
 {
     if (kind < 0 || kind > 2) return LSX_ERR_OUT_OF_RANGE;
+    if (std::isnan(level) || std::isnan(slope) || std::isnan(falloff)) return LSX_ERR_INVALID_ARG;
     LSX_SIM_EACH(camera, cam->setScene(kind, level, slope, falloff))
 }
 
 lsxStatus lsxSimGetScene(const char* camera, int32_t* kind, double* level, double* slope, double* falloff)
 {
     if (!kind || !level || !slope || !falloff) return LSX_ERR_INVALID_ARG;
-    auto list = named(camera);
-    if (list.size() != 1) return list.empty() ? LSX_ERR_LOGICAL_DEVICE : LSX_ERR_INVALID_ARG;
-    list[0]->scene(kind, level, slope, falloff);
-    return LSX_OK;
+    LSX_SIM_ONE(camera, cam->scene(kind, level, slope, falloff); return LSX_OK)
 }
 
 lsxStatus lsxSimSetNoise(const char* camera, bool on) { LSX_SIM_EACH(camera, cam->setNoise(on)) }
 
+lsxStatus lsxSimSetNoiseSeed(const char* camera, uint32_t seed) { LSX_SIM_EACH(camera, cam->setNoiseSeed(seed)) }
+
+lsxStatus lsxSimSetNonLinearity(const char* camera, bool on) { LSX_SIM_EACH(camera, cam->setNonLinearity(on)) }
+
 lsxStatus lsxSimSetTimeScale(const char* camera, double scale)
 {
-    if (!(scale >= 0)) return LSX_ERR_OUT_OF_RANGE;
+    if (!(scale >= 0 && scale <= 1000)) return LSX_ERR_OUT_OF_RANGE;
     LSX_SIM_EACH(camera, cam->setTimeScale(scale))
 }
 
 lsxStatus lsxSimInjectFault(const char* op, int32_t afterCalls, lsxStatus status, int32_t times)
 {
     if (!op || !*op || afterCalls < 0 || times < 0) return LSX_ERR_INVALID_ARG;
-    std::lock_guard<std::mutex> lock(g_faultMutex);
-    g_faults[op] = Fault{afterCalls, status, times};
-    return LSX_OK;
+    return guarded([&]() -> lsxStatus {
+        ensureBuilt();  // the configuration's faults first, so that this one is not replaced later
+        std::lock_guard<std::mutex> lock(g_faultMutex);
+        g_faults[op] = Fault{afterCalls, status, times};
+        return LSX_OK;
+    });
 }
 
 lsxStatus lsxSimClearFaults(void)
 {
-    std::lock_guard<std::mutex> lock(g_faultMutex);
-    g_faults.clear();
-    return LSX_OK;
+    return guarded([]() -> lsxStatus {
+        ensureBuilt();
+        std::lock_guard<std::mutex> lock(g_faultMutex);
+        g_faults.clear();
+        return LSX_OK;
+    });
 }
 
 lsxStatus lsxSimFrameTimeouts(const char* camera, int32_t n) { LSX_SIM_EACH(camera, cam->frameTimeouts(n)) }
@@ -421,9 +492,15 @@ lsxStatus lsxSimReconnect(const char* camera) { LSX_SIM_EACH(camera, cam->setDis
 
 lsxStatus lsxSimGetTruth(const char* camera, int32_t kind, int32_t plane, int32_t line, float* out, int32_t* count)
 {
-    auto list = named(camera);
-    if (list.size() != 1) return list.empty() ? LSX_ERR_LOGICAL_DEVICE : LSX_ERR_INVALID_ARG;
-    return list[0]->truth(kind, plane, line, out, count);
+    LSX_SIM_ONE(camera, return cam->truth(kind, plane, line, -1.0, out, count))
+}
+
+lsxStatus lsxSimGetTruthAt(const char* camera, int32_t kind, int32_t plane, int32_t line, double level, float* out,
+                           int32_t* count)
+{
+    if (!(level >= 0 && level <= 1e6)) return LSX_ERR_OUT_OF_RANGE;
+    if (kind != LSX_SIM_TRUE_SIGNAL && kind != LSX_SIM_TRUE_NOISE) return LSX_ERR_INVALID_ARG;
+    LSX_SIM_ONE(camera, return cam->truth(kind, plane, line, level, out, count))
 }
 
 lsxStatus lsxSimGetTrueDark(const char* camera, int32_t plane, int32_t line, float* out, int32_t* count)
@@ -438,51 +515,61 @@ lsxStatus lsxSimGetTrueResponse(const char* camera, int32_t plane, int32_t line,
 
 lsxStatus lsxSimGetCounters(const char* camera, uint64_t* frames, uint64_t* triggers)
 {
-    auto list = named(camera);
-    if (list.size() != 1) return list.empty() ? LSX_ERR_LOGICAL_DEVICE : LSX_ERR_INVALID_ARG;
-    list[0]->counters(frames, triggers);
-    return LSX_OK;
+    LSX_SIM_ONE(camera, cam->counters(frames, triggers); return LSX_OK)
 }
 
 lsxStatus lsxSimLogCount(int32_t* count)
 {
     if (!count) return LSX_ERR_INVALID_ARG;
-    std::lock_guard<std::mutex> lock(g_logMutex);
-    *count = int32_t(g_log.size());
-    return LSX_OK;
+    return guarded([&]() -> lsxStatus {
+        ensureBuilt();  // the configuration's messages are part of the log
+        std::lock_guard<std::mutex> lock(g_logMutex);
+        *count = int32_t(g_log.size());
+        return LSX_OK;
+    });
 }
 
 lsxStatus lsxSimLogLine(int32_t index, char* text, uint32_t size)
 {
     if (!text || size == 0) return LSX_ERR_INVALID_ARG;
-    std::lock_guard<std::mutex> lock(g_logMutex);
-    if (index < 0 || index >= int32_t(g_log.size())) return LSX_ERR_OUT_OF_RANGE;
-    const std::string& s = g_log[size_t(index)];
-    const size_t n = std::min<size_t>(s.size(), size - 1);
-    std::memcpy(text, s.data(), n);
-    text[n] = 0;
-    return LSX_OK;
+    return guarded([&]() -> lsxStatus {
+        ensureBuilt();
+        std::lock_guard<std::mutex> lock(g_logMutex);
+        if (index < 0 || index >= int32_t(g_log.size())) return LSX_ERR_OUT_OF_RANGE;
+        const std::string& s = g_log[size_t(index)];
+        const size_t n = std::min<size_t>(s.size(), size - 1);
+        std::memcpy(text, s.data(), n);
+        text[n] = 0;
+        return LSX_OK;
+    });
 }
 
 lsxStatus lsxSimReset(void)
 {
-    lsxSimClearFaults();  // before the rebuild, which brings the configuration's faults back
-    std::vector<std::shared_ptr<Camera>> old;
-    {
-        Registry& r = registry();
-        std::lock_guard<std::mutex> lock(r.mutex);
-        old = r.cameras;
-        r.handles.clear();
-        r.found.clear();
-        r.cameras.clear();
-        r.built = false;
-        buildLocked(r);
-        r.found = r.cameras;
-    }
-    for (auto& c : old) c->close();  // wakes any reader still waiting for a frame
-    std::lock_guard<std::mutex> lock(g_logMutex);
-    g_log.clear();
-    return LSX_OK;
+    return guarded([]() -> lsxStatus {
+        {
+            std::lock_guard<std::mutex> lock(g_faultMutex);
+            g_faults.clear();  // before the rebuild, which brings the configuration's faults back
+        }
+        {
+            std::lock_guard<std::mutex> lock(g_logMutex);
+            g_log.clear();  // before the rebuild, whose refusals of the configuration stay
+        }
+        std::vector<std::shared_ptr<Camera>> old;
+        {
+            Registry& r = registry();
+            std::lock_guard<std::mutex> lock(r.mutex);
+            old = r.cameras;
+            r.handles.clear();
+            r.found.clear();
+            r.cameras.clear();
+            r.built = false;
+            buildLocked(r);
+            r.found = r.cameras;
+        }
+        for (auto& c : old) c->close();  // wakes any reader still waiting for a frame
+        return LSX_OK;
+    });
 }
 
 }  // extern "C"

@@ -3,6 +3,8 @@
 #include "lsx.h"
 #include "sim/lsxsim.h"
 
+#include <QFile>
+#include <QTemporaryDir>
 #include <QtTest>
 
 #include <cmath>
@@ -22,6 +24,35 @@ inline lsxHandle openCamera(const char* name, int mode = LSX_OPEN_NORMAL)
 }
 
 inline std::string handleName(lsxHandle h) { return std::to_string(h); }
+
+// A configuration file for the simulated camera, in force from the next lsxSimReset: written
+// into `dir` and named by LSX_SIM_CONFIG. An empty text names no file (the built-in cameras).
+inline bool useConfig(const QTemporaryDir& dir, const QByteArray& json)
+{
+    if (json.isEmpty()) {
+        qunsetenv("LSX_SIM_CONFIG");
+        return lsxSimReset() == LSX_OK;
+    }
+    const QString path = dir.filePath(QStringLiteral("sim.json"));
+    QFile f(path);
+    if (!f.open(QIODevice::WriteOnly | QIODevice::Truncate) || f.write(json) != json.size()) return false;
+    f.close();
+    qputenv("LSX_SIM_CONFIG", path.toLocal8Bit());
+    return lsxSimReset() == LSX_OK;
+}
+
+// The library's log lines (lsxSimLogLine), oldest first.
+inline QStringList logLines()
+{
+    QStringList out;
+    int32_t n = 0;
+    lsxSimLogCount(&n);
+    for (int32_t i = 0; i < n; ++i) {
+        char text[2048];
+        if (lsxSimLogLine(i, text, sizeof text) == LSX_OK) out << QString::fromUtf8(text);
+    }
+    return out;
+}
 
 // One software-triggered frame: the samples as doubles in 10-bit units (16-bit >> 6, 8-bit << 2
 // is not applied: 8-bit samples stay as they are), row-major, channels interleaved.
@@ -98,9 +129,19 @@ inline double stddev(const std::vector<double>& v)
 
 inline std::vector<float> truth(lsxHandle h, int kind, int plane = 0, int line = 0)
 {
-    std::vector<float> out(20000);
+    std::vector<float> out(40000);
     int32_t n = int32_t(out.size());
     if (lsxSimGetTruth(handleName(h).c_str(), kind, plane, line, out.data(), &n) != LSX_OK) return {};
+    out.resize(size_t(n));
+    return out;
+}
+
+// The truth at a linear level (lsxSimGetTruthAt).
+inline std::vector<float> truthAt(lsxHandle h, int kind, double level, int plane = 0, int line = 0)
+{
+    std::vector<float> out(40000);
+    int32_t n = int32_t(out.size());
+    if (lsxSimGetTruthAt(handleName(h).c_str(), kind, plane, line, level, out.data(), &n) != LSX_OK) return {};
     out.resize(size_t(n));
     return out;
 }
