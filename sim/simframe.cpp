@@ -156,7 +156,8 @@ void drawPatternRow(const Pipeline& p, int cls, double objLine, Rng& rng, int16_
 }
 
 // The camera's own corrections on one row of raw codes: (raw - B) * K, K from the bands at the
-// pixel's level when the FPN set has several.
+// pixel's level when the FPN set has several. A band's level is its top: a pixel takes the K of
+// the first band whose level is not below its own (8-bit scale), above the last band the last.
 void correctRow(const Pipeline& p, int cls, int16_t* raw)
 {
     const size_t ci = size_t(cls);
@@ -167,18 +168,10 @@ void correctRow(const Pipeline& p, int cls, int16_t* raw)
         const float d = float(raw[i]) - b[ii];
         float k;
         if (nb) {
-            // Multi-level K: the band's K at the pixel's level, interpolated between bands.
             const float level = d * 0.25f;
-            if (level <= p.bandLevels[0]) {
-                k = p.bandK[0][ci][ii];
-            } else if (level >= p.bandLevels[nb - 1]) {
-                k = p.bandK[nb - 1][ci][ii];
-            } else {
-                size_t n = 1;
-                while (n < nb - 1 && level > p.bandLevels[n]) ++n;
-                const float t = (level - p.bandLevels[n - 1]) / (p.bandLevels[n] - p.bandLevels[n - 1]);
-                k = p.bandK[n - 1][ci][ii] * (1 - t) + p.bandK[n][ci][ii] * t;
-            }
+            size_t n = 0;
+            while (n < nb - 1 && level > p.bandLevels[n]) ++n;
+            k = p.bandK[n][ci][ii];
         } else {
             k = p.corrM[ci][ii];
         }

@@ -390,22 +390,24 @@ private slots:
         QCOMPARE(rec.send(h), LSX_OK);
         QCOMPARE(lsxSetConfigString(h, "FPNC.Selector", "factory"), LSX_OK);
         QCOMPARE(lsxSetConfigString(h, "FPNC.Enable", "true"), LSX_OK);
-        const double oneAt100 = residual(100), oneAt190 = residual(190);
+        const double oneAt100 = residual(100), oneAt215 = residual(215);
+        // Four bands, each with the K of a level inside it; a band's level is its top.
         rec.head()->type = LSX_FPN_FACTORY_KBAND;
-        for (double level8 : {40.0, 100.0, 160.0, 215.0}) {
-            const double at = kAt(level8, k);
-            rec.head()->level = uint16_t(std::lround(at));
+        const double sampled[] = {40.0, 100.0, 160.0, 215.0}, tops[] = {70.0, 130.0, 190.0, 255.0};
+        for (int b = 0; b < 4; ++b) {
+            kAt(sampled[b], k);
+            rec.head()->level = uint16_t(tops[b]);
             for (int x = 0; x < W; ++x) rec.pairs()[2 * x] = k[size_t(x)];
             QCOMPARE(rec.send(h), LSX_OK);
         }
-        const double bandsAt70 = residual(70), bandsAt190 = residual(190);
-        // One K: flat at its own level but for the ADC's steps (0.4 DN), 1.2 DN and more at 190
-        // (760 DN10); the bands flat at 70 and at 190 alike.
-        qInfo() << "column spread, one K at 100 / 190:" << oneAt100 << oneAt190 << " K bands at 70 / 190:" << bandsAt70
-                << bandsAt190;
+        const double bandsAt40 = residual(40), bandsAt215 = residual(215);
+        // One K: flat at its own level but for the ADC's steps (0.4 DN), 1.2 DN and more at 215;
+        // the bands flat at the levels they were taken at, low and high alike.
+        qInfo() << "column spread, one K at 100 / 215:" << oneAt100 << oneAt215 << " K bands at 40 / 215:" << bandsAt40
+                << bandsAt215;
         QVERIFY2(oneAt100 < 0.6, qPrintable(num(oneAt100)));
-        QVERIFY2(oneAt190 > 1.2, qPrintable(num(oneAt190)));
-        QVERIFY2(bandsAt70 < 0.6 && bandsAt190 < 0.6, qPrintable(QString("%1 %2").arg(num(bandsAt70), num(bandsAt190))));
+        QVERIFY2(oneAt215 > 1.2, qPrintable(num(oneAt215)));
+        QVERIFY2(bandsAt40 < 0.6 && bandsAt215 < 0.6, qPrintable(QString("%1 %2").arg(num(bandsAt40), num(bandsAt215))));
     }
 };
 

@@ -287,7 +287,7 @@ private slots:
 
     void multiLevelKBandsFollowThePixelLevel()
     {
-        // The firmware's interpolation between bands, on a linear sensor.
+        // The firmware's K bands, on a linear sensor.
         lsxHandle h = openCamera("SIM-LS8192-MLK", LSX_OPEN_FACTORY);
         lsxSimSetNoise("SIM-LS8192-MLK", false);
         QCOMPARE(lsxSimSetNonLinearity("SIM-LS8192-MLK", false), LSX_OK);
@@ -323,20 +323,24 @@ private slots:
             QVERIFY2(std::abs(mean(m) - level) < 1.0, qPrintable(QString("%1 vs %2").arg(mean(m)).arg(level)));
             QVERIFY2(stddev(m) < 0.7, qPrintable(QString::number(stddev(m))));
         }
-        // K doubled in the top band only: a pixel between 64 and 255 on the 8-bit scale gets K
-        // interpolated between the bands.
+        // K doubled in the top band only: a pixel above 64 on the 8-bit scale is in that band and
+        // gets its K whole; one at or below 64 keeps the K of its own band.
         for (int x = 0; x < 8192; ++x) rec.pairs()[2 * x] = float(2.0 * target / sig[size_t(x)]);
         rec.head()->level = 255;
         rec.head()->moreFollows = 0;
         QCOMPARE(rec.send(h), LSX_OK);
+        const double l8 = target / 4.0;
+        QVERIFY(l8 > 64.0 && l8 < 120.0);
         lsxSetExposure(h, 100.0);
         Frame f;
         QCOMPARE(grab(h, f), LSX_OK);
-        const double l8 = target / 4.0, t = (l8 - 64.0) / (255.0 - 64.0);
-        QVERIFY(t > 0.1 && t < 0.9);
-        const double expect = target * (1.0 + t);
-        QVERIFY2(std::abs(mean(columnMeans(f)) - expect) < 0.02 * expect,
-                 qPrintable(QString("%1 vs %2").arg(mean(columnMeans(f))).arg(expect)));
+        QVERIFY2(std::abs(mean(columnMeans(f)) - 2.0 * target) < 0.01 * 2.0 * target,
+                 qPrintable(QString("%1 vs %2").arg(mean(columnMeans(f))).arg(2.0 * target)));
+        // At 40 % of that exposure the pixels sit below 64: the lower band's K, unchanged.
+        lsxSetExposure(h, 40.0);
+        QCOMPARE(grab(h, f), LSX_OK);
+        QVERIFY2(std::abs(mean(columnMeans(f)) - 0.4 * target) < 1.0,
+                 qPrintable(QString("%1 vs %2").arg(mean(columnMeans(f))).arg(0.4 * target)));
     }
 
     void flatFieldFromTheTruthFlattensEachColour()
