@@ -7,7 +7,8 @@
 // columns by 1000 rows.
 //
 // At the end a table gives, per format and width, the median time of the memcpy reference and
-// of the pipeline, and the ratio of the two. The stage benchmarks (corrections alone, pixmap
+// of the pipeline on one thread and on all the threads the processor has, and the ratios of the
+// pipeline to the reference. The stage benchmarks (corrections alone, pixmap
 // alone, on one frame that stays in the cache) are for finding where the time goes.
 #include "calibration/klevels.h"
 #include "camera/framegrab.h"
@@ -212,47 +213,56 @@ void memcpyReference(benchmark::State& state, int format, int bits)
     state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(bytes));
 }
 
-// The whole preview of each frame of the ring, as the capture loop runs it.
+// The whole preview of each frame of the ring, as the capture loop runs it, on one thread
+// (second argument 1) or on all the processor has (0).
 void pipeline(benchmark::State& state, int format, int bits)
 {
     const Setup& s = setupFor(format, bits, int(state.range(0)), true);
+    const int threads = setPreviewThreads(int(state.range(1)));
     const lsxFrame descriptor = s.descriptor();
+    FrameBuffers buffers;
     cv::Mat lastFrame;   // the capture loop's m_lastFrame
     QPixmap lastPixmap;  // what the window shows until the next frame arrives
     size_t next = 0;
-    timed(state, {formatName(format, bits), s.width, "pipeline"}, [&] {
-        cv::Mat img = frameToMat(descriptor, s.ring[next++ % s.ring.size()].data);
-        cv::Mat means;
-        previewFrame(img, format, bits, s.corrections, s.switches, s.ffc, 1, means);
+    const std::string what = state.range(1) == 1 ? "1 thread" : "all threads";
+    timed(state, {formatName(format, bits), s.width, what}, [&] {
+        const cv::Mat view = frameView(descriptor, s.ring[next++ % s.ring.size()].data);
+        cv::Mat img, means;
+        previewFrame(view, img, format, bits, s.corrections, s.switches, s.ffc, 1, means, &buffers);
         const QPixmap pixmap = matToPixmap(img, format, bits);
         benchmark::DoNotOptimize(means.data);
         lastFrame = img;
         lastPixmap = pixmap;
     });
     state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(descriptor.size));
+    state.counters["threads"] = threads;
+    setPreviewThreads(0);
 }
 
-// The stages alone, on one frame that stays in the cache: the corrections with the means, and
-// the display conversion of a corrected frame.
+// The stages alone, on one frame that stays in the cache: the copy with the corrections and the
+// means, and the display conversion of a corrected frame; on one thread or all, as above.
 void correctionsOnly(benchmark::State& state, int format, int bits)
 {
     const Setup& s = setupFor(format, bits, int(state.range(0)), false);
-    cv::Mat img;
+    setPreviewThreads(int(state.range(1)));
+    FrameBuffers buffers;
     for (auto _ : state) {
-        s.frame.copyTo(img);
-        cv::Mat means;
-        previewFrame(img, format, bits, s.corrections, s.switches, s.ffc, 1, means);
+        cv::Mat img, means;
+        previewFrame(s.frame, img, format, bits, s.corrections, s.switches, s.ffc, 1, means, &buffers);
         benchmark::DoNotOptimize(means.data);
     }
+    setPreviewThreads(0);
 }
 
 void pixmapOnly(benchmark::State& state, int format, int bits)
 {
     const Setup& s = setupFor(format, bits, int(state.range(0)), false);
+    setPreviewThreads(int(state.range(1)));
     for (auto _ : state) {
         const QPixmap pixmap = matToPixmap(s.frame, format, bits);
         benchmark::DoNotOptimize(pixmap.cacheKey());
     }
+    setPreviewThreads(0);
 }
 
 void BM_MemcpyMono8(benchmark::State& st) { memcpyReference(st, FORMAT_MONO, LSX_BITS_8); }
@@ -277,25 +287,36 @@ void printSummary()
     if (rows.empty()) return;
     std::printf("\nmedian ms, frames of 1000 rows from a ring of %zu MB (largest cache reported: %zu MB)\n",
                 ringBytes() >> 20, largestCache() >> 20);
-    std::printf("%-7s %6s %9s %10s %8s\n", "format", "width", "memcpy", "pipeline", "ratio");
+    std::printf("%-7s %6s %8s %10s %7s %12s %7s\n", "format", "width", "memcpy", "1 thread", "ratio",
+                "all threads", "ratio");
+    auto at = [](const std::map<std::string, double>& m, const char* what) {
+        return m.count(what) ? m.at(what) : 0.0;
+    };
     for (const auto& [fw, m] : rows) {
-        const double ref = m.count("memcpy") ? m.at("memcpy") : 0.0;
-        const double p = m.count("pipeline") ? m.at("pipeline") : 0.0;
-        std::printf("%-7s %6d %9.2f %10.2f %8.2f\n", fw.first.c_str(), fw.second, ref, p, ref > 0 ? p / ref : 0.0);
+        const double ref = at(m, "memcpy"), one = at(m, "1 thread"), all = at(m, "all threads");
+        std::printf("%-7s %6d %8.2f %10.2f %7.2f %12.2f %7.2f\n", fw.first.c_str(), fw.second, ref, one,
+                    ref > 0 ? one / ref : 0.0, all, ref > 0 ? all / ref : 0.0);
     }
 }
 
 }  // namespace
 
-#define RING_BENCH(fn)                                                                                              \
-    BENCHMARK(fn)->Arg(4096)->Arg(16384)->Unit(benchmark::kMillisecond)->MinTime(0.5)->UseManualTime()
+// Second argument of the pipeline and the stages: 1 thread, or 0 for all the processor has.
+#define RING_BENCH(fn) BENCHMARK(fn)->Arg(4096)->Arg(16384)->Unit(benchmark::kMillisecond)->MinTime(0.5)->UseManualTime()
+#define PIPELINE_BENCH(fn)                                                                                          \
+    BENCHMARK(fn)                                                                                                   \
+        ->ArgsProduct({{4096, 16384}, {1, 0}})                                                                      \
+        ->Unit(benchmark::kMillisecond)                                                                             \
+        ->MinTime(0.5)                                                                                              \
+        ->UseManualTime()
 RING_BENCH(BM_MemcpyMono8);
-RING_BENCH(BM_PreviewMono8);
+PIPELINE_BENCH(BM_PreviewMono8);
 RING_BENCH(BM_MemcpyMono16);
-RING_BENCH(BM_PreviewMono16);
+PIPELINE_BENCH(BM_PreviewMono16);
 RING_BENCH(BM_MemcpyBgr24);
-RING_BENCH(BM_PreviewBgr24);
-#define STAGE_BENCH(fn) BENCHMARK(fn)->Arg(4096)->Arg(16384)->Unit(benchmark::kMillisecond)->MinTime(0.3)
+PIPELINE_BENCH(BM_PreviewBgr24);
+#define STAGE_BENCH(fn) \
+    BENCHMARK(fn)->ArgsProduct({{4096, 16384}, {1, 0}})->Unit(benchmark::kMillisecond)->MinTime(0.3)
 STAGE_BENCH(BM_StageCorrectMono8);
 STAGE_BENCH(BM_StagePixmapMono8);
 STAGE_BENCH(BM_StageCorrectMono16);
