@@ -79,6 +79,9 @@ private slots:
         QCOMPARE(lsxSetTargetFormat(server.m_handle, target), LSX_OK);
         lsxRegion roi{};
         QCOMPARE(lsxGetRoi(server.m_handle, &roi), LSX_OK);
+        // A small frame, so that the camera delivers many within 30 ms even on a slow build.
+        roi.X = 0;
+        roi.W = 512;
         roi.H = 16;
         QCOMPARE(lsxSetRoi(server.m_handle, &roi), LSX_OK);
 
@@ -117,7 +120,8 @@ private slots:
         // one shown were dropped. The frames shown are about 30 ms apart, never a frame period
         // of the camera (well under a millisecond here).
         const uint64_t delivered = framesAfter - framesBefore;
-        QVERIFY2(delivered > 3u * Seen::kFrames, qPrintable(QString::number(delivered)));
+        qInfo("%llu frames delivered while %d were shown", static_cast<unsigned long long>(delivered), Seen::kFrames);
+        QVERIFY2(delivered >= 3u * Seen::kFrames, qPrintable(QString::number(delivered)));
         for (size_t i = 1; i < seen.emittedMs.size(); ++i) {
             const qint64 gap = seen.emittedMs[i] - seen.emittedMs[i - 1];
             QVERIFY2(gap >= 20, qPrintable(QStringLiteral("frames %1 and %2 shown %3 ms apart").arg(i - 1).arg(i).arg(gap)));
