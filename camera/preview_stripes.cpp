@@ -20,22 +20,15 @@ int allThreads()
 
 std::atomic<int> g_threads{allThreads()};
 
-}  // namespace
-
-int previewThreads()
-{
-    return g_threads.load(std::memory_order_relaxed);
-}
-
-namespace {
-
 // The helpers: threads of the preview's own pool, so that nothing else the program runs on
-// Qt's global pool waits behind a frame, or a frame behind it. They stay alive between frames.
+// Qt's global pool waits behind a frame, or a frame behind it. Made once and kept for the
+// program's life: between frames its threads wait idle (and end after a while), so nothing is
+// left to tear down at exit.
 QThreadPool& helpers()
 {
     static QThreadPool* pool = [] {
         auto* p = new QThreadPool;
-        p->setMaxThreadCount(std::max(1, previewThreads() - 1));
+        p->setMaxThreadCount(std::max(1, g_threads.load() - 1));
         return p;
     }();
     return *pool;
@@ -67,6 +60,10 @@ void takeParts(Job& job)
 
 }  // namespace
 
+int previewThreads()
+{
+    return g_threads.load(std::memory_order_relaxed);
+}
 
 int setPreviewThreads(int n)
 {
