@@ -229,7 +229,7 @@ void pipeline(benchmark::State& state, int format, int bits)
         const cv::Mat view = frameView(descriptor, s.ring[next++ % s.ring.size()].data);
         cv::Mat img, means;
         previewFrame(view, img, format, bits, s.corrections, s.switches, s.ffc, 1, means, &buffers);
-        const QPixmap pixmap = matToPixmap(img, format, bits);
+        const QPixmap pixmap = sharedPixmap(img, format, bits);
         benchmark::DoNotOptimize(means.data);
         lastFrame = img;
         lastPixmap = pixmap;

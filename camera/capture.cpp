@@ -101,7 +101,7 @@ void CameraServer::captureRun(bool continuous)
             const int sum = locked(m_sum);
             if (!img.empty()) img.convertTo(img, img.type(), sum);
             const cv::Mat staticMat = columnMeans(img, FORMAT_MONO, m_frameBits);
-            const QPixmap pixmap = matToPixmap(img, FORMAT_MONO, m_frameBits);
+            const QPixmap pixmap = sharedPixmap(img, FORMAT_MONO, m_frameBits);
             m_lastFrame = img;
             m_lastStatistic = staticMat;
             emit OS_NewFrame(pixmap, staticMat);
@@ -183,7 +183,7 @@ void CameraServer::captureRun(bool continuous)
             qDebug() << "Capture failed with : " << LSX_ERR_NOT_SUPPORTED;
             break;
         }
-        const QPixmap pixmap = matToPixmap(img, format, m_frameBits);
+        const QPixmap pixmap = sharedPixmap(img, format, m_frameBits);
 
         m_lastFrame = img;
         m_lastStatistic = staticMat;

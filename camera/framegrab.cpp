@@ -220,9 +220,9 @@ namespace {
 // The pixmap keeps the image's own format (grey for mono frames, RGB888 for colour) instead of
 // letting Qt widen it to RGB32 on the way: that conversion of a 16384 x 1000 frame took about
 // 30 ms and wrote four bytes a pixel. A pixmap of either format draws the same pixels. Mono
-// 8-bit, RGB24 and BGR24 frames are their own display image (BGR24 as Qt's BGR888), which the
-// pixmap shares; the others are written straight from the frame into a buffer the worker keeps,
-// in row stripes shared out among the preview's threads, and the pixmap then shares that.
+// 8-bit, RGB24 and BGR24 frames are their own display image (BGR24 as Qt's BGR888): the live
+// preview's pixmap shares them (sharedPixmap), other pixmaps copy them. The rest is written
+// straight from the frame into a buffer the worker keeps, and the pixmap then shares that.
 
 // Sixteen-bit samples shown on the 8-bit scale: float(v) x float(1/255), rounded to nearest
 // (ties to even) and saturated, which is what cv::Mat::convertTo does for the display view (the
@@ -284,59 +284,64 @@ QImage& displayBuffer(int width, int height, QImage::Format format)
 
 }  // namespace
 
-QPixmap matToPixmap(const cv::Mat& img, int format, int bits)
+namespace {
+
+// Whether the pixmap conversion takes this frame (the table of the display conversion).
+bool showable(const cv::Mat& img, int format, int bits)
 {
-    if (img.empty()) return QPixmap();
+    if (img.empty()) return false;
     switch (format) {
     case FORMAT_MONO:
-        if (!(bits == LSX_BITS_8 && img.type() == CV_8UC1) && !(bits == LSX_BITS_16 && img.type() == CV_16UC1))
-            return QPixmap();
-        break;
+        return (bits == LSX_BITS_8 && img.type() == CV_8UC1) || (bits == LSX_BITS_16 && img.type() == CV_16UC1);
     case FORMAT_BGR24:
     case FORMAT_RGB24:
-        if (img.type() != CV_8UC3) return QPixmap();
-        break;
+        return img.type() == CV_8UC3;
     case FORMAT_BGR32:
     case FORMAT_RGB32:
-        if (img.type() != CV_8UC4) return QPixmap();
-        break;
+        return img.type() == CV_8UC4;
     default:
-        return QPixmap();
+        return false;
     }
-    const bool mono = format == FORMAT_MONO;
+}
+
+// The QImage format of a frame that is its own display image (mono 8-bit, RGB24, BGR24 as
+// Qt's BGR888), or Format_Invalid for a frame that needs converting.
+QImage::Format ownFormat(int format, int bits)
+{
+    if (format == FORMAT_MONO) return bits == LSX_BITS_8 ? QImage::Format_Grayscale8 : QImage::Format_Invalid;
+    if (format == FORMAT_RGB24) return QImage::Format_RGB888;
+    if (format == FORMAT_BGR24) return QImage::Format_BGR888;
+    return QImage::Format_Invalid;
+}
+
+// The display image written into a buffer the worker keeps, in row stripes shared out among the
+// preview's threads; the pixmap then shares that buffer.
+QPixmap convertedPixmap(const cv::Mat& img, int format, int bits)
+{
+    const QImage::Format own = ownFormat(format, bits);
     const bool four = format == FORMAT_BGR32 || format == FORMAT_RGB32;
     const int w = img.cols, h = img.rows;
-    if ((mono && bits == LSX_BITS_8) || format == FORMAT_RGB24 || format == FORMAT_BGR24) {
-        // The frame is its own display image: the pixmap shares its pixels, read-only (a painter
-        // on the pixmap works on a copy), and holds a header of the frame until the pixmap goes,
-        // so that its buffer is not written again meanwhile (FrameBuffers hands out only buffers
-        // that nothing else holds).
-        const QImage::Format shown = mono                     ? QImage::Format_Grayscale8
-                                     : format == FORMAT_RGB24 ? QImage::Format_RGB888
-                                                              : QImage::Format_BGR888;
-        auto* held = new cv::Mat(img);
-        const QImage view(static_cast<const uchar*>(held->data), w, h, static_cast<qsizetype>(held->step[0]), shown,
-                          [](void* m) { delete static_cast<cv::Mat*>(m); }, held);
-        return QPixmap::fromImage(view, Qt::NoFormatConversion);
-    }
-    QImage& out = displayBuffer(w, four ? 2 * h : h, mono ? QImage::Format_Grayscale8 : QImage::Format_RGB888);
+    const QImage::Format target = own != QImage::Format_Invalid ? own
+                                  : format == FORMAT_MONO     ? QImage::Format_Grayscale8
+                                                              : QImage::Format_RGB888;
+    QImage& out = displayBuffer(w, four ? 2 * h : h, target);
     if (out.isNull()) return QPixmap();
-    // Row stripes shared out among the preview's threads; each row is written from its own
-    // row of the frame alone. The pixels are taken once here (bits() detaches): the image
-    // itself is not to be touched from several threads.
+    // Each row is written from its own row of the frame alone. The pixels are taken once here
+    // (bits() detaches): the image itself is not to be touched from several threads.
     uint8_t* const bits0 = out.bits();
     const qsizetype line = out.bytesPerLine();
+    const size_t rowBytes = img.cols * img.elemSize();
     const int parts = partsFor(h);
     forEachPart(parts, [&](int part) {
         const PartRange r = partOf(h, parts, part);
         for (int y = r.begin; y < r.end; ++y) {
             uint8_t* q = bits0 + y * line;
             const uint8_t* p = img.ptr<uint8_t>(y);
-            switch (format) {
-            case FORMAT_MONO:
+            if (own != QImage::Format_Invalid) {
+                std::copy_n(p, rowBytes, q);
+            } else if (format == FORMAT_MONO) {
                 wideToGrey(img.ptr<uint16_t>(y), q, w);
-                break;
-            default: {
+            } else {
                 // The colour image above, the fourth channel as grey below.
                 if (format == FORMAT_BGR32)
                     toRgb888Plain(p, q, w, 4, 2, 1, 0);
@@ -344,9 +349,32 @@ QPixmap matToPixmap(const cv::Mat& img, int format, int bits)
                     toRgb888Plain(p, q, w, 4, 0, 1, 2);
                 toRgb888Plain(p, bits0 + (h + y) * line, w, 4, 3, 3, 3);
             }
-            }
         }
     });
     // The pixmap shares the image as it is, in its own format.
     return QPixmap::fromImage(out, Qt::NoFormatConversion);
+}
+
+}  // namespace
+
+QPixmap matToPixmap(const cv::Mat& img, int format, int bits)
+{
+    if (!showable(img, format, bits)) return QPixmap();
+    return convertedPixmap(img, format, bits);
+}
+
+QPixmap sharedPixmap(const cv::Mat& img, int format, int bits)
+{
+    if (!showable(img, format, bits)) return QPixmap();
+    const QImage::Format own = ownFormat(format, bits);
+    if (own == QImage::Format_Invalid) return convertedPixmap(img, format, bits);
+    // The frame is its own display image: the pixmap shares its pixels, read-only (a painter on
+    // the pixmap works on a copy), and holds a header of the frame until the pixmap goes, so
+    // that its buffer is not written again meanwhile (FrameBuffers hands out only buffers that
+    // nothing else holds).
+    auto* held = new cv::Mat(img);
+    const QImage view(static_cast<const uchar*>(held->data), img.cols, img.rows,
+                      static_cast<qsizetype>(held->step[0]), own, [](void* m) { delete static_cast<cv::Mat*>(m); },
+                      held);
+    return QPixmap::fromImage(view, Qt::NoFormatConversion);
 }

@@ -79,8 +79,11 @@ constexpr uint32_t kTvk317TimeoutMs = 1000000;
 // as RGB; four-channel frames as the colour image above a grey image of the fourth channel.
 // A null image for a mono frame of another width, an unknown format or an empty matrix.
 QImage matToImage(const cv::Mat& img, int format, int bits);
-// The same as a pixmap, made on the worker. For mono 8-bit, RGB24 and BGR24 frames, which are
-// their own display image, the pixmap shares the frame's pixels read-only and holds a header of
-// the frame while it lives: a frame is not to be written once its pixmap is made (the capture
-// loop writes each frame into a buffer that nothing holds).
+// The same as a pixmap of its own, made on the worker (BGR24 frames as Qt's BGR888, which draws
+// the same pixels).
 QPixmap matToPixmap(const cv::Mat& img, int format, int bits);
+// The same for a frame that is not written again, as the live preview's frames are not: mono
+// 8-bit, RGB24 and BGR24 frames are their own display image, and the pixmap shares the frame's
+// pixels read-only and holds a header of the frame while it lives (so the capture loop's
+// FrameBuffers do not hand its buffer out again); other frames as matToPixmap.
+QPixmap sharedPixmap(const cv::Mat& img, int format, int bits);

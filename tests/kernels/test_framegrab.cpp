@@ -125,6 +125,9 @@ private slots:
         QVERIFY(matToPixmap(cv::Mat(), FORMAT_MONO, 1).isNull());
         QVERIFY(matToPixmap(cv::Mat(2, 2, CV_8UC1, cv::Scalar(1)), FORMAT_MONO, 1).isNull());
         QVERIFY(matToPixmap(cv::Mat(2, 2, CV_8UC1, cv::Scalar(1)), 7, 0).isNull());
+        QVERIFY(sharedPixmap(cv::Mat(), FORMAT_MONO, LSX_BITS_8).isNull());
+        QVERIFY(sharedPixmap(cv::Mat(2, 2, CV_8UC1, cv::Scalar(1)), FORMAT_MONO, 1).isNull());
+        QVERIFY(sharedPixmap(cv::Mat(2, 2, CV_8UC3, cv::Scalar(1)), FORMAT_BGR32, 0).isNull());
     }
 
     // The pixmap (the frame itself, or the conversion written in row stripes on 1, 2 and 7
@@ -148,14 +151,18 @@ private slots:
                         cv::Mat img(height, width, c.type);
                         cv::randu(img, 0, c.type == CV_16UC1 ? 65536 : 256);
                         const QImage expected = matToImage(img, c.format, c.bits).convertToFormat(QImage::Format_RGB32);
+                        const QString where = QStringLiteral("format %1, %2 x %3, %4 threads")
+                                                  .arg(c.format)
+                                                  .arg(width)
+                                                  .arg(height)
+                                                  .arg(threads);
                         const QImage shown =
                             matToPixmap(img, c.format, c.bits).toImage().convertToFormat(QImage::Format_RGB32);
                         QCOMPARE(shown.size(), expected.size());
-                        QVERIFY2(shown == expected, qPrintable(QStringLiteral("format %1, %2 x %3, %4 threads")
-                                                                   .arg(c.format)
-                                                                   .arg(width)
-                                                                   .arg(height)
-                                                                   .arg(threads)));
+                        QVERIFY2(shown == expected, qPrintable(where));
+                        const QImage shared =
+                            sharedPixmap(img, c.format, c.bits).toImage().convertToFormat(QImage::Format_RGB32);
+                        QVERIFY2(shared == expected, qPrintable(where));
                     }
         // Every 16-bit value.
         cv::Mat all(256, 256, CV_16UC1);
@@ -239,8 +246,9 @@ private slots:
         for (int v = 0; v < 9; ++v) QCOMPARE(held[size_t(v)].at<cv::Vec3b>(1, 3), cv::Vec3b(v, v, v));
     }
 
-    // Mono 8-bit, RGB24 and BGR24 frames are their own display image: the pixmap shares the
-    // frame's pixels and holds them, so the buffer is not handed out while the window shows it.
+    // Mono 8-bit, RGB24 and BGR24 frames are their own display image: the preview's pixmap
+    // shares the frame's pixels and holds them, so the buffer is not handed out while the window
+    // shows it. matToPixmap's pixmap has pixels of its own.
     void pixmapSharesTheFrameAndHoldsItsBuffer()
     {
         struct Case {
@@ -253,7 +261,8 @@ private slots:
             cv::Mat frame = buffers.take(4, 40, c.type);
             frame.setTo(cv::Scalar(10, 20, 30));
             const uchar* data = frame.data;
-            QPixmap pixmap = matToPixmap(frame, c.format, LSX_BITS_8);
+            QVERIFY(matToPixmap(frame, c.format, LSX_BITS_8).toImage().constBits() != data);
+            QPixmap pixmap = sharedPixmap(frame, c.format, LSX_BITS_8);
             QCOMPARE(pixmap.toImage().constBits(), data);
             cv::Mat original = frame;  // only to look at the pixels below
             frame.release();
