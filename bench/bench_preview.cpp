@@ -1,6 +1,15 @@
-// The preview pipeline of one frame (corrections, Sum 1, column means, pixmap) with FPN, FFC and
-// LSC all on, beside a plain copy of the same frame, for mono 8-bit, mono 16-bit and BGR24
-// frames of 4096 and 16384 columns by 1000 rows.
+// The preview pipeline of one frame as a station sees it: the frame arrives in the library's
+// buffer, one of a ring of frames larger than every cache of the machine, and goes through the
+// deep copy, the corrections (FPN, FFC and LSC all on), Sum 1, the column means and the pixmap,
+// while the previous frame and its pixmap are still held (as m_lastFrame and the window hold
+// them). Beside it, as the physical reference, a plain memcpy of each frame of the same ring
+// into a buffer kept from frame to frame. Mono 8-bit, mono 16-bit and BGR24, 4096 and 16384
+// columns by 1000 rows.
+//
+// At the end a table gives, per format and width, the median time of the memcpy reference and
+// of the pipeline on one thread and on all the threads the processor has, and the ratios of the
+// pipeline to the reference. The stage benchmarks (corrections alone, pixmap
+// alone, on one frame that stays in the cache) are for finding where the time goes.
 #include "calibration/klevels.h"
 #include "camera/framegrab.h"
 #include "camera/preview.h"
@@ -9,19 +18,55 @@
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
+#include <chrono>
 #include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <map>
+#include <memory>
 #include <random>
+#include <string>
+#include <tuple>
+
+#include <unistd.h>
 
 namespace {
 
 constexpr int kRows = 1000;
 
-struct Setup {
-    cv::Mat frame;
-    PreviewCorrections corrections;
-    PreviewSwitches switches;
-    QList<QList<double>> ffc;
-};
+// ---- The ring ----
+
+// The largest cache the machine reports, in bytes: what the C library says of each level, and
+// what the kernel lists per cache. Virtual machines report odd sizes (this one: 32 MB in the
+// kernel's list, 384 MB from the processor's own description), so the largest of all is taken.
+size_t largestCache()
+{
+    size_t best = 0;
+    for (int name : {_SC_LEVEL1_DCACHE_SIZE, _SC_LEVEL2_CACHE_SIZE, _SC_LEVEL3_CACHE_SIZE, _SC_LEVEL4_CACHE_SIZE}) {
+        const long v = sysconf(name);
+        if (v > 0) best = std::max(best, size_t(v));
+    }
+    for (int i = 0; i < 8; ++i) {
+        std::ifstream in("/sys/devices/system/cpu/cpu0/cache/index" + std::to_string(i) + "/size");
+        size_t v = 0;
+        std::string unit;
+        if (!(in >> v)) continue;
+        in >> unit;
+        if (unit == "K") v <<= 10;
+        if (unit == "M") v <<= 20;
+        best = std::max(best, v);
+    }
+    return best;
+}
+
+// The ring holds twice the largest cache, and at least 64 MB and three frames: each frame
+// arrives from memory, not from a cache that still holds it from its last turn.
+size_t ringBytes()
+{
+    static const size_t bytes = std::max(size_t(64) << 20, 2 * largestCache());
+    return bytes;
+}
 
 QList<QList<double>> lists(std::mt19937& rng, int n, int size, double lo, double hi)
 {
@@ -36,13 +81,38 @@ QList<QList<double>> lists(std::mt19937& rng, int n, int size, double lo, double
     return out;
 }
 
-Setup makeSetup(int format, int bits, int columns)
+struct Setup {
+    int format = FORMAT_MONO;
+    int bits = LSX_BITS_8;
+    int width = 0;
+    cv::Mat frame;
+    std::vector<cv::Mat> ring;  // the library's buffers, filled when asked for
+    PreviewCorrections corrections;
+    PreviewSwitches switches;
+    QList<QList<double>> ffc;
+
+    lsxFrame descriptor() const
+    {
+        lsxFrame d{};
+        d.format = uint32_t(format);
+        d.bits = uint32_t(bits);
+        d.width = frame.cols;
+        d.height = frame.rows;
+        d.size = uint32_t(frame.total() * frame.elemSize());
+        return d;
+    }
+};
+
+std::unique_ptr<Setup> makeSetup(int format, int bits, int columns)
 {
     std::mt19937 rng(7);
-    Setup s;
+    auto s = std::make_unique<Setup>();
+    s->format = format;
+    s->bits = bits;
+    s->width = columns;
     const int ch = format == FORMAT_MONO ? 1 : 3;
-    s.frame.create(kRows, columns, CV_MAKETYPE(bits == LSX_BITS_16 ? CV_16U : CV_8U, ch));
-    cv::randu(s.frame, 0, bits == LSX_BITS_16 ? 65472 : 256);
+    s->frame.create(kRows, columns, CV_MAKETYPE(bits == LSX_BITS_16 ? CV_16U : CV_8U, ch));
+    cv::randu(s->frame, 0, bits == LSX_BITS_16 ? 65472 : 256);
     const QList<QList<double>> b = lists(rng, ch, columns, 0.0, 20.0);
     // Three exposures of K samples per row, as a bright-field run leaves them.
     QList<QList<KPoint>> pts;
@@ -54,82 +124,153 @@ Setup makeSetup(int format, int bits, int columns)
             pts.append(l);
         }
     const KAtLevelFn kAt = [&](uint8_t level, QList<double>& out, int rows) { kAtLevel(pts, 2, level, out, rows); };
-    s.corrections = buildPreviewCorrections(fpnLevels9, b, b, QList<double>(ch, 1.0), kAt, 1,
-                                            lists(rng, ch, columns + 16, 0.9, 1.2));
-    s.ffc = lists(rng, ch, columns, 0.9, 1.2);
-    s.switches.fpn = s.switches.ffc = s.switches.lsc = true;
-    s.switches.lineCount = 1;
-    s.switches.regionX = 8;
+    s->corrections = buildPreviewCorrections(fpnLevels9, b, b, QList<double>(ch, 1.0), kAt, 1,
+                                             lists(rng, ch, columns + 16, 0.9, 1.2));
+    s->ffc = lists(rng, ch, columns, 0.9, 1.2);
+    s->switches.fpn = s->switches.ffc = s->switches.lsc = true;
+    s->switches.lineCount = 1;
+    s->switches.regionX = 8;
     return s;
 }
 
-// The frames a run takes, one after the other. Alone: the one frame, again and again, so that
-// it stays in the cache. From a ring: as from a camera, the next of frames three times the size
-// of the last-level cache (32 MB here), so that the copy reads the frame from memory.
-std::vector<cv::Mat> framesOf(const cv::Mat& frame, bool fromRing)
+// The setup of one format and width, with its ring; kept while consecutive benchmarks ask for
+// the same one, so that the ring is made once per format and width.
+const Setup& setupFor(int format, int bits, int columns, bool withRing)
 {
-    if (!fromRing) return {frame};
-    constexpr size_t kRingBytes = size_t(96) << 20;
-    const size_t bytes = frame.total() * frame.elemSize();
-    std::vector<cv::Mat> out;
-    for (size_t total = 0; total < kRingBytes || out.size() < 2; total += bytes) {
-        cv::Mat f = frame.clone();
-        f.row(static_cast<int>(out.size() % f.rows)).setTo(cv::Scalar::all(static_cast<double>(out.size())));
-        out.push_back(f);
+    static std::unique_ptr<Setup> kept;
+    if (!kept || kept->format != format || kept->bits != bits || kept->width != columns) {
+        kept.reset();
+        kept = makeSetup(format, bits, columns);
     }
-    return out;
-}
-
-// The deep copy of the library's buffer and, unless `copyOnly`, the whole preview of it.
-void pipeline(benchmark::State& state, int format, int bits, bool fromRing, bool copyOnly)
-{
-    const Setup s = makeSetup(format, bits, static_cast<int>(state.range(0)));
-    const std::vector<cv::Mat> frames = framesOf(s.frame, fromRing);
-    size_t next = 0;
-    for (auto _ : state) {
-        cv::Mat img = frames[next++ % frames.size()].clone();
-        if (copyOnly) {
-            benchmark::DoNotOptimize(img.data);
-            benchmark::ClobberMemory();
-            continue;
+    if (withRing && kept->ring.empty()) {
+        const size_t bytes = kept->frame.total() * kept->frame.elemSize();
+        for (size_t total = 0; total < ringBytes() || kept->ring.size() < 3; total += bytes) {
+            cv::Mat f = kept->frame.clone();
+            // Frames that differ, as a camera's do.
+            f.row(int(kept->ring.size() % size_t(f.rows))).setTo(cv::Scalar::all(double(kept->ring.size())));
+            kept->ring.push_back(f);
         }
-        cv::Mat means;
-        previewFrame(img, format, bits, s.corrections, s.switches, s.ffc, 1, means);
-        const QPixmap pixmap = matToPixmap(img, format, bits);
-        benchmark::DoNotOptimize(means.data);
-        benchmark::DoNotOptimize(pixmap.cacheKey());
     }
-    state.SetBytesProcessed(state.iterations() * static_cast<int64_t>(s.frame.total() * s.frame.elemSize()));
+    return *kept;
 }
 
-// The stages alone, for finding where the time goes: the copy with the corrections and the
-// means, and the display conversion of a corrected frame.
+// ---- Timings ----
+
+// Every iteration's time in milliseconds, per format, width and measurement.
+struct Key {
+    std::string format;
+    int width;
+    std::string what;
+    bool operator<(const Key& o) const
+    {
+        return std::tie(format, width, what) < std::tie(o.format, o.width, o.what);
+    }
+};
+std::map<Key, std::vector<double>> g_times;
+
+const char* formatName(int format, int bits)
+{
+    if (format != FORMAT_MONO) return "BGR24";
+    return bits == LSX_BITS_16 ? "mono16" : "mono8";
+}
+
+template <typename Fn>
+void timed(benchmark::State& state, const Key& key, Fn&& fn)
+{
+    std::vector<double>& times = g_times[key];
+    for (auto _ : state) {
+        const auto t0 = std::chrono::steady_clock::now();
+        fn();
+        const double s = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
+        state.SetIterationTime(s);
+        times.push_back(s * 1000.0);
+    }
+}
+
+double median(std::vector<double> v)
+{
+    if (v.empty()) return 0.0;
+    std::sort(v.begin(), v.end());
+    const size_t n = v.size();
+    return n % 2 ? v[n / 2] : 0.5 * (v[n / 2 - 1] + v[n / 2]);
+}
+
+// ---- The measurements ----
+
+// A plain memcpy of each frame of the ring into one buffer kept from frame to frame.
+void memcpyReference(benchmark::State& state, int format, int bits)
+{
+    const Setup& s = setupFor(format, bits, int(state.range(0)), true);
+    const size_t bytes = s.frame.total() * s.frame.elemSize();
+    std::vector<uint8_t> into(bytes);
+    std::memset(into.data(), 0, bytes);
+    size_t next = 0;
+    timed(state, {formatName(format, bits), s.width, "memcpy"}, [&] {
+        std::memcpy(into.data(), s.ring[next++ % s.ring.size()].data, bytes);
+        benchmark::DoNotOptimize(into.data());
+        benchmark::ClobberMemory();
+    });
+    state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(bytes));
+}
+
+// The whole preview of each frame of the ring, as the capture loop runs it, on one thread
+// (second argument 1) or on all the processor has (0).
+void pipeline(benchmark::State& state, int format, int bits)
+{
+    const Setup& s = setupFor(format, bits, int(state.range(0)), true);
+    const int threads = setPreviewThreads(int(state.range(1)));
+    const lsxFrame descriptor = s.descriptor();
+    FrameBuffers buffers;
+    cv::Mat lastFrame;   // the capture loop's m_lastFrame
+    QPixmap lastPixmap;  // what the window shows until the next frame arrives
+    size_t next = 0;
+    const std::string what = state.range(1) == 1 ? "1 thread" : "all threads";
+    timed(state, {formatName(format, bits), s.width, what}, [&] {
+        const cv::Mat view = frameView(descriptor, s.ring[next++ % s.ring.size()].data);
+        cv::Mat img, means;
+        previewFrame(view, img, format, bits, s.corrections, s.switches, s.ffc, 1, means, &buffers);
+        const QPixmap pixmap = sharedPixmap(img, format, bits);
+        benchmark::DoNotOptimize(means.data);
+        lastFrame = img;
+        lastPixmap = pixmap;
+    });
+    state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(descriptor.size));
+    state.counters["threads"] = threads;
+    setPreviewThreads(0);
+}
+
+// The stages alone, on one frame that stays in the cache: the copy with the corrections and the
+// means, and the display conversion of a corrected frame; on one thread or all, as above.
 void correctionsOnly(benchmark::State& state, int format, int bits)
 {
-    const Setup s = makeSetup(format, bits, static_cast<int>(state.range(0)));
+    const Setup& s = setupFor(format, bits, int(state.range(0)), false);
+    setPreviewThreads(int(state.range(1)));
+    FrameBuffers buffers;
     for (auto _ : state) {
-        cv::Mat img = s.frame.clone();
-        cv::Mat means;
-        previewFrame(img, format, bits, s.corrections, s.switches, s.ffc, 1, means);
+        cv::Mat img, means;
+        previewFrame(s.frame, img, format, bits, s.corrections, s.switches, s.ffc, 1, means, &buffers);
         benchmark::DoNotOptimize(means.data);
     }
+    setPreviewThreads(0);
 }
 
 void pixmapOnly(benchmark::State& state, int format, int bits)
 {
-    const Setup s = makeSetup(format, bits, static_cast<int>(state.range(0)));
+    const Setup& s = setupFor(format, bits, int(state.range(0)), false);
+    setPreviewThreads(int(state.range(1)));
     for (auto _ : state) {
         const QPixmap pixmap = matToPixmap(s.frame, format, bits);
         benchmark::DoNotOptimize(pixmap.cacheKey());
     }
+    setPreviewThreads(0);
 }
 
-void BM_PreviewMono8(benchmark::State& st) { pipeline(st, FORMAT_MONO, LSX_BITS_8, false, false); }
-void BM_CopyMono8(benchmark::State& st) { pipeline(st, FORMAT_MONO, LSX_BITS_8, false, true); }
-void BM_PreviewMono16(benchmark::State& st) { pipeline(st, FORMAT_MONO, LSX_BITS_16, false, false); }
-void BM_CopyMono16(benchmark::State& st) { pipeline(st, FORMAT_MONO, LSX_BITS_16, false, true); }
-void BM_PreviewBgr24(benchmark::State& st) { pipeline(st, FORMAT_BGR24, LSX_BITS_8, false, false); }
-void BM_CopyBgr24(benchmark::State& st) { pipeline(st, FORMAT_BGR24, LSX_BITS_8, false, true); }
+void BM_MemcpyMono8(benchmark::State& st) { memcpyReference(st, FORMAT_MONO, LSX_BITS_8); }
+void BM_PreviewMono8(benchmark::State& st) { pipeline(st, FORMAT_MONO, LSX_BITS_8); }
+void BM_MemcpyMono16(benchmark::State& st) { memcpyReference(st, FORMAT_MONO, LSX_BITS_16); }
+void BM_PreviewMono16(benchmark::State& st) { pipeline(st, FORMAT_MONO, LSX_BITS_16); }
+void BM_MemcpyBgr24(benchmark::State& st) { memcpyReference(st, FORMAT_BGR24, LSX_BITS_8); }
+void BM_PreviewBgr24(benchmark::State& st) { pipeline(st, FORMAT_BGR24, LSX_BITS_8); }
 
 void BM_StageCorrectMono8(benchmark::State& st) { correctionsOnly(st, FORMAT_MONO, LSX_BITS_8); }
 void BM_StagePixmapMono8(benchmark::State& st) { pixmapOnly(st, FORMAT_MONO, LSX_BITS_8); }
@@ -138,29 +279,44 @@ void BM_StagePixmapMono16(benchmark::State& st) { pixmapOnly(st, FORMAT_MONO, LS
 void BM_StageCorrectBgr24(benchmark::State& st) { correctionsOnly(st, FORMAT_BGR24, LSX_BITS_8); }
 void BM_StagePixmapBgr24(benchmark::State& st) { pixmapOnly(st, FORMAT_BGR24, LSX_BITS_8); }
 
-void BM_RingCopyMono8(benchmark::State& st) { pipeline(st, FORMAT_MONO, LSX_BITS_8, true, true); }
-void BM_RingPreviewMono8(benchmark::State& st) { pipeline(st, FORMAT_MONO, LSX_BITS_8, true, false); }
-void BM_RingCopyMono16(benchmark::State& st) { pipeline(st, FORMAT_MONO, LSX_BITS_16, true, true); }
-void BM_RingPreviewMono16(benchmark::State& st) { pipeline(st, FORMAT_MONO, LSX_BITS_16, true, false); }
-void BM_RingCopyBgr24(benchmark::State& st) { pipeline(st, FORMAT_BGR24, LSX_BITS_8, true, true); }
-void BM_RingPreviewBgr24(benchmark::State& st) { pipeline(st, FORMAT_BGR24, LSX_BITS_8, true, false); }
+// The table of medians over every repetition.
+void printSummary()
+{
+    std::map<std::pair<std::string, int>, std::map<std::string, double>> rows;
+    for (const auto& [key, times] : g_times) rows[{key.format, key.width}][key.what] = median(times);
+    if (rows.empty()) return;
+    std::printf("\nmedian ms, frames of 1000 rows from a ring of %zu MB (largest cache reported: %zu MB)\n",
+                ringBytes() >> 20, largestCache() >> 20);
+    std::printf("%-7s %6s %8s %10s %7s %12s %7s\n", "format", "width", "memcpy", "1 thread", "ratio",
+                "all threads", "ratio");
+    auto at = [](const std::map<std::string, double>& m, const char* what) {
+        return m.count(what) ? m.at(what) : 0.0;
+    };
+    for (const auto& [fw, m] : rows) {
+        const double ref = at(m, "memcpy"), one = at(m, "1 thread"), all = at(m, "all threads");
+        std::printf("%-7s %6d %8.2f %10.2f %7.2f %12.2f %7.2f\n", fw.first.c_str(), fw.second, ref, one,
+                    ref > 0 ? one / ref : 0.0, all, ref > 0 ? all / ref : 0.0);
+    }
+}
 
 }  // namespace
 
-#define PREVIEW_BENCH(fn) BENCHMARK(fn)->Arg(4096)->Arg(16384)->Unit(benchmark::kMillisecond)->MinTime(0.3)
-PREVIEW_BENCH(BM_CopyMono8);
-PREVIEW_BENCH(BM_PreviewMono8);
-PREVIEW_BENCH(BM_CopyMono16);
-PREVIEW_BENCH(BM_PreviewMono16);
-PREVIEW_BENCH(BM_CopyBgr24);
-PREVIEW_BENCH(BM_PreviewBgr24);
-PREVIEW_BENCH(BM_RingCopyMono8);
-PREVIEW_BENCH(BM_RingPreviewMono8);
-PREVIEW_BENCH(BM_RingCopyMono16);
-PREVIEW_BENCH(BM_RingPreviewMono16);
-PREVIEW_BENCH(BM_RingCopyBgr24);
-PREVIEW_BENCH(BM_RingPreviewBgr24);
-#define STAGE_BENCH(fn) BENCHMARK(fn)->Arg(4096)->Arg(16384)->Unit(benchmark::kMillisecond)->MinTime(0.3)
+// Second argument of the pipeline and the stages: 1 thread, or 0 for all the processor has.
+#define RING_BENCH(fn) BENCHMARK(fn)->Arg(4096)->Arg(16384)->Unit(benchmark::kMillisecond)->MinTime(0.5)->UseManualTime()
+#define PIPELINE_BENCH(fn)                                                                                          \
+    BENCHMARK(fn)                                                                                                   \
+        ->ArgsProduct({{4096, 16384}, {1, 0}})                                                                      \
+        ->Unit(benchmark::kMillisecond)                                                                             \
+        ->MinTime(0.5)                                                                                              \
+        ->UseManualTime()
+RING_BENCH(BM_MemcpyMono8);
+PIPELINE_BENCH(BM_PreviewMono8);
+RING_BENCH(BM_MemcpyMono16);
+PIPELINE_BENCH(BM_PreviewMono16);
+RING_BENCH(BM_MemcpyBgr24);
+PIPELINE_BENCH(BM_PreviewBgr24);
+#define STAGE_BENCH(fn) \
+    BENCHMARK(fn)->ArgsProduct({{4096, 16384}, {1, 0}})->Unit(benchmark::kMillisecond)->MinTime(0.3)
 STAGE_BENCH(BM_StageCorrectMono8);
 STAGE_BENCH(BM_StagePixmapMono8);
 STAGE_BENCH(BM_StageCorrectMono16);
@@ -181,5 +337,6 @@ int main(int argc, char** argv)
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
+    printSummary();
     return 0;
 }

@@ -3,8 +3,9 @@
 //  1. Start the camera free running.
 //  2. Build the run's corrections once: K per level band from the bright-field samples, B, the
 //     multi-line tables, the lens-shading gains.
-//  3. Loop: grab, drop what comes within 30 ms of the last frame shown, deep copy, correct,
-//     sum, column means, pixmap, publish, stop check.
+//  3. Loop: grab, drop what comes within 30 ms of the last frame shown, deep copy and correct
+//     in one sweep (into a buffer of the run that nothing else holds), sum, column means,
+//     pixmap, publish, stop check. The per-frame work is shared out among the processor's cores.
 //
 // The TVK317 family has its own loop: 512 single readouts stacked into one image, FPN without
 // level bands, and Sum as a gain.
@@ -100,7 +101,7 @@ void CameraServer::captureRun(bool continuous)
             const int sum = locked(m_sum);
             if (!img.empty()) img.convertTo(img, img.type(), sum);
             const cv::Mat staticMat = columnMeans(img, FORMAT_MONO, m_frameBits);
-            const QPixmap pixmap = matToPixmap(img, FORMAT_MONO, m_frameBits);
+            const QPixmap pixmap = sharedPixmap(img, FORMAT_MONO, m_frameBits);
             m_lastFrame = img;
             m_lastStatistic = staticMat;
             emit OS_NewFrame(pixmap, staticMat);
@@ -122,6 +123,9 @@ void CameraServer::captureRun(bool continuous)
 
     qint64 last = 0;
     FoldedLog log;
+    // The run's frame buffers: the copy of the next frame goes into one that nothing holds any
+    // more, while the frame kept as m_lastFrame keeps its own.
+    FrameBuffers buffers;
     for (;;) {
         lsxRegion region{};
         lsxGetRoi(m_handle, &region);
@@ -155,7 +159,8 @@ void CameraServer::captureRun(bool continuous)
 
         m_frameBits = static_cast<int32_t>(frame.bits);
         const int format = static_cast<int>(frame.format);
-        cv::Mat img = frameToMat(frame, buffer);
+        // The library's buffer as it is: previewFrame makes the deep copy as it corrects it.
+        const cv::Mat view = frameView(frame, buffer);
 
         // The GUI thread flips these while the loop runs; each is read once under the lock.
         PreviewSwitches switches;
@@ -171,13 +176,14 @@ void CameraServer::captureRun(bool continuous)
             ffcKList = m_ffcKList;
         }
         // Corrections, Sum and the column means.
-        cv::Mat staticMat;
-        if (!previewFrame(img, format, m_frameBits, corrections, switches, ffcKList, locked(m_sum), staticMat)) {
+        cv::Mat img, staticMat;
+        if (!previewFrame(view, img, format, m_frameBits, corrections, switches, ffcKList, locked(m_sum), staticMat,
+                          &buffers)) {
             emit OS_CaptureFailed(LSX_ERR_NOT_SUPPORTED);
             qDebug() << "Capture failed with : " << LSX_ERR_NOT_SUPPORTED;
             break;
         }
-        const QPixmap pixmap = matToPixmap(img, format, m_frameBits);
+        const QPixmap pixmap = sharedPixmap(img, format, m_frameBits);
 
         m_lastFrame = img;
         m_lastStatistic = staticMat;

@@ -2,17 +2,18 @@
 #include "camera/framegrab.h"
 
 #include "camera/cameraserver.h"
+#include "camera/preview_stripes.h"
 
 #include <QDebug>
 
 #include <opencv2/imgproc.hpp>
 
 #include <emmintrin.h>
-#include <tmmintrin.h>
 
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <cstring>
 #include <limits>
 
 #include <vector>
@@ -56,11 +57,42 @@ FrameCheck checkFrame(const lsxFrame& frame, const void* buffer)
     return {};
 }
 
-cv::Mat frameToMat(const lsxFrame& frame, const void* buffer)
+cv::Mat frameView(const lsxFrame& frame, const void* buffer)
 {
     if (!checkFrame(frame, buffer).ok()) return cv::Mat();
-    const cv::Mat view(frame.height, frame.width, frameMatType(frame), const_cast<void*>(buffer));
-    return view.clone();
+    return cv::Mat(frame.height, frame.width, frameMatType(frame), const_cast<void*>(buffer));
+}
+
+cv::Mat frameToMat(const lsxFrame& frame, const void* buffer)
+{
+    return frameView(frame, buffer).clone();
+}
+
+namespace {
+// Whether `m` is the only header of its pixels. The count is read atomically: another thread
+// may be letting go of a header of the same pixels meanwhile, and then it only goes down.
+bool heldByItAlone(const cv::Mat& m)
+{
+    return m.u != nullptr && CV_XADD(&m.u->refcount, 0) == 1;
+}
+}  // namespace
+
+cv::Mat FrameBuffers::take(int rows, int cols, int type)
+{
+    auto fits = [&](const cv::Mat& m) { return m.rows == rows && m.cols == cols && m.type() == type; };
+    for (cv::Mat& m : m_kept)
+        if (fits(m) && heldByItAlone(m)) return m;
+    // None free: a new one, in place of an empty slot or of a free buffer of another size, else
+    // in place of one still held elsewhere, which then stays with its holder alone.
+    cv::Mat* slot = &m_kept[0];
+    for (cv::Mat& m : m_kept)
+        if (m.empty() || heldByItAlone(m)) {
+            slot = &m;
+            break;
+        }
+    slot->release();
+    slot->create(rows, cols, type);
+    return *slot;
 }
 
 lsxStatus grabLines(CameraServer* server, lsxHandle handle, lsxFrame* frame, cv::Mat& out)
@@ -187,9 +219,10 @@ namespace {
 // ---- The pixmap ----
 // The pixmap keeps the image's own format (grey for mono frames, RGB888 for colour) instead of
 // letting Qt widen it to RGB32 on the way: that conversion of a 16384 x 1000 frame took about
-// 30 ms and wrote four bytes a pixel. A pixmap of either format draws the same pixels. The
-// image is written straight from the frame into a buffer the worker keeps, and the pixmap then
-// shares it.
+// 30 ms and wrote four bytes a pixel. A pixmap of either format draws the same pixels. Mono
+// 8-bit, RGB24 and BGR24 frames are their own display image (BGR24 as Qt's BGR888): the live
+// preview's pixmap shares them (sharedPixmap), other pixmaps copy them. The rest is written
+// straight from the frame into a buffer the worker keeps, and the pixmap then shares that.
 
 // Sixteen-bit samples shown on the 8-bit scale: float(v) x float(1/255), rounded to nearest
 // (ties to even) and saturated, which is what cv::Mat::convertTo does for the display view (the
@@ -228,32 +261,6 @@ void toRgb888Plain(const uint8_t* p, uint8_t* q, int n, int pitch, int r, int g,
     }
 }
 
-// B, G, R to R, G, B, sixteen pixels (48 bytes) at a time with a byte shuffle (SSSE3, used only
-// where the processor has it).
-__attribute__((target("ssse3"))) void swapRedBlueSsse3(const uint8_t* p, uint8_t* q, int n)
-{
-    // Each 16-byte load covers five whole pixels and one byte of the sixth: the shuffle turns
-    // the five and the stores write 15 bytes' worth, so loads step by 15 bytes.
-    const __m128i order = _mm_setr_epi8(2, 1, 0, 5, 4, 3, 8, 7, 6, 11, 10, 9, 14, 13, 12, 15);
-    int x = 0;
-    // The 16-byte store of five pixels writes one byte past them, which the next store
-    // overwrites; the loop stops while a whole sixth pixel is left, so nothing passes the row.
-    for (; x + 6 <= n; x += 5) {
-        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + x * 3));
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(q + x * 3), _mm_shuffle_epi8(v, order));
-    }
-    toRgb888Plain(p + x * 3, q + x * 3, n - x, 3, 2, 1, 0);
-}
-
-void swapRedBlue(const uint8_t* p, uint8_t* q, int n)
-{
-    static const bool ssse3 = __builtin_cpu_supports("ssse3");
-    if (ssse3)
-        swapRedBlueSsse3(p, q, n);
-    else
-        toRgb888Plain(p, q, n, 3, 2, 1, 0);
-}
-
 // An image of this size and format to write into: one the worker made before and that no
 // pixmap holds any more (the window lets go of a frame when the next one arrives), else a new
 // one. Writing a buffer again spares the page faults of a fresh allocation on every frame.
@@ -277,56 +284,97 @@ QImage& displayBuffer(int width, int height, QImage::Format format)
 
 }  // namespace
 
-QPixmap matToPixmap(const cv::Mat& img, int format, int bits)
+namespace {
+
+// Whether the pixmap conversion takes this frame (the table of the display conversion).
+bool showable(const cv::Mat& img, int format, int bits)
 {
-    if (img.empty()) return QPixmap();
+    if (img.empty()) return false;
     switch (format) {
     case FORMAT_MONO:
-        if (!(bits == LSX_BITS_8 && img.type() == CV_8UC1) && !(bits == LSX_BITS_16 && img.type() == CV_16UC1))
-            return QPixmap();
-        break;
+        return (bits == LSX_BITS_8 && img.type() == CV_8UC1) || (bits == LSX_BITS_16 && img.type() == CV_16UC1);
     case FORMAT_BGR24:
     case FORMAT_RGB24:
-        if (img.type() != CV_8UC3) return QPixmap();
-        break;
+        return img.type() == CV_8UC3;
     case FORMAT_BGR32:
     case FORMAT_RGB32:
-        if (img.type() != CV_8UC4) return QPixmap();
-        break;
+        return img.type() == CV_8UC4;
     default:
-        return QPixmap();
+        return false;
     }
-    const bool mono = format == FORMAT_MONO;
+}
+
+// The QImage format of a frame that is its own display image (mono 8-bit, RGB24, BGR24 as
+// Qt's BGR888), or Format_Invalid for a frame that needs converting.
+QImage::Format ownFormat(int format, int bits)
+{
+    if (format == FORMAT_MONO) return bits == LSX_BITS_8 ? QImage::Format_Grayscale8 : QImage::Format_Invalid;
+    if (format == FORMAT_RGB24) return QImage::Format_RGB888;
+    if (format == FORMAT_BGR24) return QImage::Format_BGR888;
+    return QImage::Format_Invalid;
+}
+
+// The display image written into a buffer the worker keeps, in row stripes shared out among the
+// preview's threads; the pixmap then shares that buffer.
+QPixmap convertedPixmap(const cv::Mat& img, int format, int bits)
+{
+    const QImage::Format own = ownFormat(format, bits);
     const bool four = format == FORMAT_BGR32 || format == FORMAT_RGB32;
     const int w = img.cols, h = img.rows;
-    QImage& out = displayBuffer(w, four ? 2 * h : h, mono ? QImage::Format_Grayscale8 : QImage::Format_RGB888);
+    const QImage::Format target = own != QImage::Format_Invalid ? own
+                                  : format == FORMAT_MONO     ? QImage::Format_Grayscale8
+                                                              : QImage::Format_RGB888;
+    QImage& out = displayBuffer(w, four ? 2 * h : h, target);
     if (out.isNull()) return QPixmap();
-    for (int y = 0; y < h; ++y) {
-        uint8_t* q = out.scanLine(y);
-        const uint8_t* p = img.ptr<uint8_t>(y);
-        switch (format) {
-        case FORMAT_MONO:
-            if (bits == LSX_BITS_8)
-                std::copy_n(p, w, q);
-            else
+    // Each row is written from its own row of the frame alone. The pixels are taken once here
+    // (bits() detaches): the image itself is not to be touched from several threads.
+    uint8_t* const bits0 = out.bits();
+    const qsizetype line = out.bytesPerLine();
+    const size_t rowBytes = img.cols * img.elemSize();
+    const int parts = partsFor(h);
+    forEachPart(parts, [&](int part) {
+        const PartRange r = partOf(h, parts, part);
+        for (int y = r.begin; y < r.end; ++y) {
+            uint8_t* q = bits0 + y * line;
+            const uint8_t* p = img.ptr<uint8_t>(y);
+            if (own != QImage::Format_Invalid) {
+                std::copy_n(p, rowBytes, q);
+            } else if (format == FORMAT_MONO) {
                 wideToGrey(img.ptr<uint16_t>(y), q, w);
-            break;
-        case FORMAT_RGB24:
-            std::copy_n(p, 3 * w, q);
-            break;
-        case FORMAT_BGR24:
-            swapRedBlue(p, q, w);
-            break;
-        default: {
-            // The colour image above, the fourth channel as grey below.
-            if (format == FORMAT_BGR32)
-                toRgb888Plain(p, q, w, 4, 2, 1, 0);
-            else
-                toRgb888Plain(p, q, w, 4, 0, 1, 2);
-            toRgb888Plain(p, out.scanLine(h + y), w, 4, 3, 3, 3);
+            } else {
+                // The colour image above, the fourth channel as grey below.
+                if (format == FORMAT_BGR32)
+                    toRgb888Plain(p, q, w, 4, 2, 1, 0);
+                else
+                    toRgb888Plain(p, q, w, 4, 0, 1, 2);
+                toRgb888Plain(p, bits0 + (h + y) * line, w, 4, 3, 3, 3);
+            }
         }
-        }
-    }
+    });
     // The pixmap shares the image as it is, in its own format.
     return QPixmap::fromImage(out, Qt::NoFormatConversion);
+}
+
+}  // namespace
+
+QPixmap matToPixmap(const cv::Mat& img, int format, int bits)
+{
+    if (!showable(img, format, bits)) return QPixmap();
+    return convertedPixmap(img, format, bits);
+}
+
+QPixmap sharedPixmap(const cv::Mat& img, int format, int bits)
+{
+    if (!showable(img, format, bits)) return QPixmap();
+    const QImage::Format own = ownFormat(format, bits);
+    if (own == QImage::Format_Invalid) return convertedPixmap(img, format, bits);
+    // The frame is its own display image: the pixmap shares its pixels, read-only (a painter on
+    // the pixmap works on a copy), and holds a header of the frame until the pixmap goes, so
+    // that its buffer is not written again meanwhile (FrameBuffers hands out only buffers that
+    // nothing else holds).
+    auto* held = new cv::Mat(img);
+    const QImage view(static_cast<const uchar*>(held->data), img.cols, img.rows,
+                      static_cast<qsizetype>(held->step[0]), own, [](void* m) { delete static_cast<cv::Mat*>(m); },
+                      held);
+    return QPixmap::fromImage(view, Qt::NoFormatConversion);
 }

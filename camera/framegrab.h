@@ -35,6 +35,30 @@ FrameCheck checkFrame(const lsxFrame& frame, const void* buffer);
 // when checkFrame refuses the frame.
 cv::Mat frameToMat(const lsxFrame& frame, const void* buffer);
 
+// A header of that shape laid over the library's buffer, no copy: valid only until the next
+// lsxGetFrame, so never to be kept (previewFrame makes the deep copy from it). Empty when
+// checkFrame refuses the frame.
+cv::Mat frameView(const lsxFrame& frame, const void* buffer);
+
+// Frame buffers kept from one frame to the next, for a stream of frames of one size. take()
+// hands out a matrix that nothing outside the pool holds any more, so a steady stream writes
+// into the same few buffers instead of a fresh allocation per frame (a 16384 x 1000 BGR24
+// frame is 49 MB: a fresh one is a new mapping whose pages all fault in). A matrix still held
+// elsewhere (as m_lastFrame, by a pixmap sharing its pixels, or by anyone who took a header of
+// it) is never handed out again,
+// so a frame kept past the next grab keeps its pixels: it is still a deep copy that nothing
+// writes into. Used on one thread.
+class FrameBuffers {
+public:
+    // A matrix of this size and type, its pixels left as they were.
+    cv::Mat take(int rows, int cols, int type);
+
+private:
+    // The frame in the works, the one kept as m_lastFrame, and the outputs of Sum or of the
+    // regrouping of sensor lines for both.
+    cv::Mat m_kept[4];
+};
+
 // One TVK317 image: 512 readouts of the sensor, each laid out as one row (height x width
 // samples, 16-bit when bits is 2, 8-bit when 0). Non-mono readouts count without adding a row; a
 // change of sample type throws away the rows so far and restarts the count. Returns the status of
@@ -55,4 +79,11 @@ constexpr uint32_t kTvk317TimeoutMs = 1000000;
 // as RGB; four-channel frames as the colour image above a grey image of the fourth channel.
 // A null image for a mono frame of another width, an unknown format or an empty matrix.
 QImage matToImage(const cv::Mat& img, int format, int bits);
+// The same as a pixmap of its own, made on the worker (BGR24 frames as Qt's BGR888, which draws
+// the same pixels).
 QPixmap matToPixmap(const cv::Mat& img, int format, int bits);
+// The same for a frame that is not written again, as the live preview's frames are not: mono
+// 8-bit, RGB24 and BGR24 frames are their own display image, and the pixmap shares the frame's
+// pixels read-only and holds a header of the frame while it lives (so the capture loop's
+// FrameBuffers do not hand its buffer out again); other frames as matToPixmap.
+QPixmap sharedPixmap(const cv::Mat& img, int format, int bits);

@@ -7,6 +7,9 @@
 // expensive part, K per level band, is built once per capture run (PreviewCorrections); the
 // per-frame work is then one table lookup per pixel for K.
 //
+// The per-frame work is shared out among the processor's cores (previewThreads), the calling
+// thread taking part. The results are the same to the last bit whatever the number of threads.
+//
 // Arithmetic, as the camera's preview has always shown it:
 //  - FPN with level bands: (float(v) - float(B)) * float(K at v's band), rounded to nearest
 //    (ties to even) and saturated to the frame's depth; for 16-bit data the band is chosen by
@@ -24,6 +27,8 @@
 #include <cstdint>
 #include <functional>
 #include <vector>
+
+class FrameBuffers;
 
 // K of every FPN row and column at one pixel level, row after row (CameraServer::kAtLevel).
 using KAtLevelFn = std::function<void(uint8_t level, QList<double>& out, int rows)>;
@@ -123,11 +128,21 @@ bool applyPreview(cv::Mat& img, int format, const PreviewCorrections& correction
                   const QList<QList<double>>& ffcKList);
 
 // The whole work of one frame before the display: applyPreview, the Sum of `sum` (sumBlocks) and
-// the row of column means (columnMeans) into staticMat. Where neither regrouping nor Sum comes
-// between, the means are gathered in the same sweep as the corrections. False, with `img`
+// the row of column means (columnMeans) into staticMat. Where no Sum comes after them, the means
+// are gathered in the same sweep as the corrections. The summed frame goes into a buffer of
+// `buffers` when given (a capture run's buffers), else into a new matrix. False, with `img`
 // untouched, for a format the preview does not take.
 bool previewFrame(cv::Mat& img, int format, int bits, const PreviewCorrections& corrections,
-                  const PreviewSwitches& switches, const QList<QList<double>>& ffcKList, int sum, cv::Mat& staticMat);
+                  const PreviewSwitches& switches, const QList<QList<double>>& ffcKList, int sum, cv::Mat& staticMat,
+                  FrameBuffers* buffers = nullptr);
+
+// The same from a frame that is not to be written, such as a header over the library's buffer:
+// `img` receives the frame's deep copy, made by the sweep that corrects it (so the frame is read
+// once and the copy written once), in a buffer of `buffers` when given. The result is what a
+// clone of `frame` through the in-place previewFrame gives.
+bool previewFrame(const cv::Mat& frame, cv::Mat& img, int format, int bits, const PreviewCorrections& corrections,
+                  const PreviewSwitches& switches, const QList<QList<double>>& ffcKList, int sum, cv::Mat& staticMat,
+                  FrameBuffers* buffers = nullptr);
 
 // Mono frames of several sensor lines: rows l, l + n, l + 2n, ... of each line l together,
 // the lines one below the other.
@@ -151,3 +166,9 @@ PreviewIsa previewIsa();
 // Asks for `wanted`, capped at what the processor has; returns what is then in use.
 PreviewIsa setPreviewIsa(PreviewIsa wanted);
 const char* previewIsaName(PreviewIsa isa);
+
+// The threads the preview's per-frame work is shared out among, the calling thread included:
+// by default as many as the processor runs at once. setPreviewThreads(n) asks for n (0 or less:
+// that default) and returns what is then in use; tests and the benchmark compare the counts.
+int previewThreads();
+int setPreviewThreads(int n);

@@ -55,5 +55,11 @@ struct Avx2Lanes {
 
 }  // namespace
 
-int chainRowAvx2(uint8_t* p, int n, const WideRow& r) { return chainRowWide<Avx2Lanes>(p, n, r); }
-int chainRowAvx2(uint16_t* p, int n, const WideRow& r) { return chainRowWide<Avx2Lanes>(p, n, r); }
+int chainRowAvx2(const uint8_t* src, uint8_t* p, int n, const WideRow& r)
+{
+    return chainRowWide<Avx2Lanes>(src, p, n, r);
+}
+int chainRowAvx2(const uint16_t* src, uint16_t* p, int n, const WideRow& r)
+{
+    return chainRowWide<Avx2Lanes>(src, p, n, r);
+}

@@ -54,6 +54,12 @@ struct Avx512Lanes {
 
 }  // namespace
 
-int chainRowAvx512(uint8_t* p, int n, const WideRow& r) { return chainRowWide<Avx512Lanes>(p, n, r); }
-int chainRowAvx512(uint16_t* p, int n, const WideRow& r) { return chainRowWide<Avx512Lanes>(p, n, r); }
+int chainRowAvx512(const uint8_t* src, uint8_t* p, int n, const WideRow& r)
+{
+    return chainRowWide<Avx512Lanes>(src, p, n, r);
+}
+int chainRowAvx512(const uint16_t* src, uint16_t* p, int n, const WideRow& r)
+{
+    return chainRowWide<Avx512Lanes>(src, p, n, r);
+}
 

@@ -33,18 +33,19 @@ struct WideRow {
     float* acc = nullptr;       // column sums, the corrected value added as float
 };
 
-// The chain over the first elements of the segment, a whole number of registers' worth; returns
-// how many it did (the caller does the rest). Call only where the processor has the set.
-int chainRowAvx2(uint8_t* p, int n, const WideRow& r);
-int chainRowAvx2(uint16_t* p, int n, const WideRow& r);
-int chainRowAvx512(uint8_t* p, int n, const WideRow& r);
-int chainRowAvx512(uint16_t* p, int n, const WideRow& r);
+// The chain over the first elements of the segment, a whole number of registers' worth, read
+// from `src` and written to `p` (the same row, or the row of the frame's copy); returns how many
+// it did (the caller does the rest). Call only where the processor has the set.
+int chainRowAvx2(const uint8_t* src, uint8_t* p, int n, const WideRow& r);
+int chainRowAvx2(const uint16_t* src, uint16_t* p, int n, const WideRow& r);
+int chainRowAvx512(const uint8_t* src, uint8_t* p, int n, const WideRow& r);
+int chainRowAvx512(const uint16_t* src, uint16_t* p, int n, const WideRow& r);
 
 // ---- The kernel, written once for both sets ----
 // V supplies the registers and their operations: N lanes, vi (32-bit integers), vf (floats).
 
 template <class V, typename T>
-inline int chainRowWide(T* __restrict p, int n, const WideRow& row)
+inline int chainRowWide(const T* src, T* p, int n, const WideRow& row)
 {
     constexpr float top = sizeof(T) == 1 ? 255.0f : 65535.0f;
     constexpr int N = V::N;
@@ -53,15 +54,17 @@ inline int chainRowWide(T* __restrict p, int n, const WideRow& row)
     const float* __restrict kPlain = row.k;
     const float* __restrict bands = row.bands;
     const size_t stride = row.bandStride;
-    const int32_t* __restrict start = row.bandStart;
-    const int count = row.bandCount;
-    const int shift = row.bandShift;
+    const int count = row.bandCount < 256 ? row.bandCount : 256;
+    // Where each band starts, on the scale of the samples, read once here: the loop below then
+    // compares against a broadcast from memory instead of shifting and broadcasting per element.
+    int32_t start[256];
+    for (int j = 0; j < count; ++j) start[j] = row.bandStart[j] << row.bandShift;
     const float* __restrict f = row.f;
     const double* __restrict l = row.l;
     float* __restrict acc = row.acc;
     int i = 0;
     for (; i + N <= n; i += N) {
-        typename V::vi v = V::load(p + i);
+        typename V::vi v = V::load(src + i);
         if (b) {
             typename V::vf k;
             if (kPlain) {
@@ -72,7 +75,7 @@ inline int chainRowWide(T* __restrict p, int n, const WideRow& row)
                 // noisy frame whether any lane reaches the next band is a coin toss, and a
                 // mispredicted branch costs more than the remaining blends.
                 k = V::loadf(bands + i);
-                for (int j = 1; j < count; ++j) k = V::selectFrom(k, v, start[j] << shift, bands + j * stride + i);
+                for (int j = 1; j < count; ++j) k = V::selectFrom(k, v, start[j], bands + j * stride + i);
             }
             v = V::roundClamp(V::mul(V::sub(V::cvt(v), V::loadf(b + i)), k), top);
         }

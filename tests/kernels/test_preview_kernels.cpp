@@ -3,7 +3,6 @@
 #include "calibration/klevels.h"
 #include "camera/framegrab.h"
 #include "camera/preview.h"
-#include "common/badframes.h"
 
 #include <QtTest>
 
@@ -41,17 +40,6 @@ struct Literal {
     bool fpn = false, ffcOn = false, lscOn = false;
     int lineCount = 1, regionX = 0;
 };
-
-// The descriptor of a mono frame, as the library fills it (size left unreported).
-lsxFrame monoFrame(int width, int height, uint32_t bits)
-{
-    lsxFrame f{};
-    f.format = FORMAT_MONO;
-    f.bits = bits;
-    f.width = width;
-    f.height = height;
-    return f;
-}
 
 std::vector<int> listsOf(int format)
 {
@@ -134,7 +122,7 @@ void literalApply(cv::Mat& img, int format, const Literal& L)
     // Regrouping
     if (mono && L.lineCount > 1) {
         std::vector<cv::Mat> blocks;
-        for (int l = 0; l < L.lineCount; ++l) {
+        for (int l = 0; l < L.lineCount && l < img.rows; ++l) {  // a frame of fewer rows than lines
             std::vector<cv::Mat> rows;
             for (int y = l; y < img.rows; y += L.lineCount) rows.push_back(img.row(y));
             cv::Mat block;
@@ -144,6 +132,56 @@ void literalApply(cv::Mat& img, int format, const Literal& L)
         cv::vconcat(blocks, img);
     }
 }
+
+// The row of column means as described: every row converted to float and added, row after row,
+// then divided by (256 for 16-bit data, else 1) x rows in single precision; RGB formats swapped
+// to B, G, R.
+cv::Mat literalMeans(const cv::Mat& img, int format, int bits)
+{
+    const int ch = img.channels();
+    cv::Mat acc = cv::Mat::zeros(1, img.cols, CV_MAKETYPE(CV_32F, ch));
+    for (int y = 0; y < img.rows; ++y) {
+        cv::Mat row;
+        img.row(y).convertTo(row, CV_MAKETYPE(CV_32F, ch));
+        cv::add(acc, row, acc);
+    }
+    const float divisor = float((bits == LSX_BITS_16 ? 256.0 : 1.0) * img.rows);
+    float* a = acc.ptr<float>(0);
+    for (int i = 0; i < img.cols * ch; ++i) a[i] = a[i] / divisor;
+    if (format == FORMAT_RGB24 || format == FORMAT_RGB32)
+        for (int x = 0; x < img.cols; ++x) std::swap(a[x * ch], a[x * ch + 2]);
+    return acc;
+}
+
+// The Sum as described: each output pixel the saturated sum of its s x s block.
+template <typename T>
+cv::Mat literalSum(const cv::Mat& img, int s)
+{
+    const int ch = img.channels();
+    cv::Mat out(img.rows / s, img.cols / s, img.type());
+    for (int y = 0; y < out.rows; ++y)
+        for (int x = 0; x < out.cols; ++x)
+            for (int c = 0; c < ch; ++c) {
+                uint64_t sum = 0;
+                for (int dy = 0; dy < s; ++dy)
+                    for (int dx = 0; dx < s; ++dx) sum += img.ptr<T>(y * s + dy)[(x * s + dx) * ch + c];
+                out.ptr<T>(y)[x * ch + c] = cv::saturate_cast<T>(sum);
+            }
+    return out;
+}
+
+// The thread counts every comparison runs with: one, this machine's two, and more threads than
+// parts of a small frame.
+constexpr int kThreadCounts[] = {1, 2, 7};
+
+// Puts back the default register width and thread count however a test ends.
+struct KernelSettings {
+    ~KernelSettings()
+    {
+        setPreviewIsa(PreviewIsa::Avx512);
+        setPreviewThreads(0);
+    }
+};
 
 // ---- Random coefficients ----
 
@@ -183,20 +221,6 @@ bool sameMat(const cv::Mat& a, const cv::Mat& b)
 class TestPreviewKernels : public QObject {
     Q_OBJECT
 
-    // The kernels of every register width the processor has give the literal result.
-    void compareWithLiteral(int format, int bits, int lineCount, int fpnSel, int width = 97, int height = 24)
-    {
-        for (PreviewIsa isa : availableIsas()) {
-            setPreviewIsa(isa);
-            compareWithLiteralOn(format, bits, lineCount, fpnSel, width, height);
-            if (QTest::currentTestFailed()) {
-                qWarning("with the %s kernels", previewIsaName(isa));
-                break;
-            }
-        }
-        setPreviewIsa(PreviewIsa::Avx512);
-    }
-
     static std::vector<PreviewIsa> availableIsas()
     {
         std::vector<PreviewIsa> out;
@@ -206,14 +230,19 @@ class TestPreviewKernels : public QObject {
         return out;
     }
 
-    void compareWithLiteralOn(int format, int bits, int lineCount, int fpnSel, int width, int height)
+    // The kernels of every register width the processor has, on 1, 2 and 7 threads, give the
+    // literal result: the frame corrected in place (applyPreview), and the corrected copy of a
+    // frame left as it is, with its column means (previewFrame).
+    void compareWithLiteral(int format, int bits, int lineCount, int fpnSel, int width = 97, int height = 24)
     {
+        KernelSettings restore;
         std::mt19937 rng(format * 100 + bits * 10 + lineCount + fpnSel + width);
         const int ch = format == FORMAT_MONO ? 1 : (format == FORMAT_BGR24 || format == FORMAT_RGB24 ? 3 : 4);
         const int regionX = 5;
         const int type = CV_MAKETYPE(bits == LSX_BITS_16 ? CV_16U : CV_8U, ch);
         cv::Mat frame(height, width, type);
         cv::randu(frame, 0, bits == LSX_BITS_16 ? 65536 : 256);
+        const cv::Mat untouched = frame.clone();
 
         const int fpnRows = format == FORMAT_MONO ? lineCount : ch;
         Literal L;
@@ -251,14 +280,30 @@ class TestPreviewKernels : public QObject {
                 literalApply<uint16_t>(expected, format, l2);
             else
                 literalApply<uint8_t>(expected, format, l2);
-            cv::Mat fast = frame.clone();
-            QVERIFY(applyPreview(fast, format, pc, s2, L.ffc));
-            QVERIFY2(sameMat(fast, expected), qPrintable(QStringLiteral("format %1 bits %2 lines %3 mask %4")
-                                                               .arg(format)
-                                                               .arg(bits)
-                                                               .arg(lineCount)
-                                                               .arg(mask)));
-            QVERIFY(!sameMat(fast, frame));
+            QVERIFY(!sameMat(expected, frame));
+            const cv::Mat means = literalMeans(expected, format, bits);
+            for (PreviewIsa isa : availableIsas())
+                for (int threads : kThreadCounts) {
+                    setPreviewIsa(isa);
+                    QCOMPARE(setPreviewThreads(threads), threads);
+                    const QString where = QStringLiteral("format %1 bits %2 lines %3 %4 x %5 mask %6, %7 kernels, %8 threads")
+                                              .arg(format)
+                                              .arg(bits)
+                                              .arg(lineCount)
+                                              .arg(width)
+                                              .arg(height)
+                                              .arg(mask)
+                                              .arg(previewIsaName(isa))
+                                              .arg(threads);
+                    cv::Mat fast = frame.clone();
+                    QVERIFY(applyPreview(fast, format, pc, s2, L.ffc));
+                    QVERIFY2(sameMat(fast, expected), qPrintable(where));
+                    cv::Mat copy, staticMat;
+                    QVERIFY(previewFrame(frame, copy, format, bits, pc, s2, L.ffc, 1, staticMat));
+                    QVERIFY2(sameMat(copy, expected), qPrintable(where));
+                    QVERIFY2(sameMat(staticMat, means), qPrintable(where));
+                    QVERIFY2(sameMat(frame, untouched), qPrintable(where));
+                }
         }
     }
 
@@ -276,6 +321,24 @@ private slots:
     void literalMono8Wide() { compareWithLiteral(FORMAT_MONO, LSX_BITS_8, 1, 6, 1093, 300); }
     void literalBgr24Wide() { compareWithLiteral(FORMAT_BGR24, LSX_BITS_8, 1, 9, 700, 7); }
     void literalTwoLines16Wide() { compareWithLiteral(FORMAT_MONO, LSX_BITS_16, 2, 9, 1500, 6); }
+
+    // Frames whose height does not divide into the threads' parts: one row, three rows, 1001
+    // rows (where the float column sums of 16-bit data are no longer exact, so their order shows).
+    void literalHeightsThatDoNotDivide_data()
+    {
+        QTest::addColumn<int>("height");
+        for (int height : {1, 3, 1001}) QTest::addRow("%d rows", height) << height;
+    }
+    void literalHeightsThatDoNotDivide()
+    {
+        QFETCH(int, height);
+        compareWithLiteral(FORMAT_MONO, LSX_BITS_8, 1, 9, 211, height);
+        compareWithLiteral(FORMAT_MONO, LSX_BITS_16, 1, 6, 130, height);
+        compareWithLiteral(FORMAT_MONO, LSX_BITS_16, 3, 9, 70, height);
+        compareWithLiteral(FORMAT_MONO, LSX_BITS_8, 2, 3, 66, height);
+        compareWithLiteral(FORMAT_BGR24, LSX_BITS_8, 1, 9, 50, height);
+        compareWithLiteral(FORMAT_RGB32, LSX_BITS_8, 1, 3, 33, height);
+    }
 
     // The table of 8-bit frames is made again when the FFC gains change between frames, and
     // a frame of another width or format gets its own.
@@ -322,18 +385,13 @@ private slots:
         QVERIFY(sameMat(narrow, expected));
     }
 
-    // previewFrame gives what applyPreview, sumBlocks and columnMeans give one after the other.
+    // previewFrame gives what the corrections (applyPreview on one thread), the literal Sum and the
+    // literal column means give one after the other, for every register width and thread count,
+    // in place and from a frame left as it is.
     void previewFrameEqualsTheStepsOneByOne()
     {
-        for (PreviewIsa isa : availableIsas()) {
-            setPreviewIsa(isa);
-            previewFrameEqualsTheStepsOn();
-            if (QTest::currentTestFailed()) {
-                qWarning("with the %s kernels", previewIsaName(isa));
-                break;
-            }
-        }
-        setPreviewIsa(PreviewIsa::Avx512);
+        KernelSettings restore;
+        previewFrameEqualsTheStepsOn();
     }
 
     // The widest kernels are the default, and a request is capped at what the processor has.
@@ -358,7 +416,9 @@ private:
         const Case cases[] = {{FORMAT_MONO, LSX_BITS_8, 1, 1, 1100, 300},  {FORMAT_MONO, LSX_BITS_16, 1, 1, 1100, 30},
                               {FORMAT_BGR24, LSX_BITS_8, 1, 1, 90, 20},    {FORMAT_RGB24, LSX_BITS_8, 1, 1, 90, 20},
                               {FORMAT_MONO, LSX_BITS_8, 1, 3, 200, 31},    {FORMAT_MONO, LSX_BITS_16, 2, 1, 64, 12},
-                              {FORMAT_BGR32, LSX_BITS_8, 1, 2, 40, 10}};
+                              {FORMAT_BGR32, LSX_BITS_8, 1, 2, 40, 10},    {FORMAT_MONO, LSX_BITS_16, 1, 3, 301, 1001},
+                              {FORMAT_MONO, LSX_BITS_16, 3, 1, 150, 1001}, {FORMAT_BGR24, LSX_BITS_8, 1, 2, 77, 3},
+                              {FORMAT_MONO, LSX_BITS_8, 1, 1, 500, 1},     {FORMAT_MONO, LSX_BITS_16, 2, 2, 64, 1001}};
         for (const Case& c : cases) {
             const int ch = c.format == FORMAT_MONO ? 1 : (c.format == FORMAT_BGR32 ? 4 : 3);
             const int rows = c.format == FORMAT_MONO ? c.lines : ch;
@@ -374,19 +434,44 @@ private:
             sw.lineCount = c.lines;
             cv::Mat frame(c.height, c.width, CV_MAKETYPE(c.bits == LSX_BITS_16 ? CV_16U : CV_8U, ch));
             cv::randu(frame, 0, c.bits == LSX_BITS_16 ? 65536 : 256);
+            const cv::Mat untouched = frame.clone();
+            setPreviewIsa(PreviewIsa::Sse2);
+            setPreviewThreads(1);
             cv::Mat stepwise = frame.clone();
             QVERIFY(applyPreview(stepwise, c.format, pc, sw, ffc));
-            stepwise = sumBlocks(stepwise, c.sum);
-            const cv::Mat means = columnMeans(stepwise, c.format, c.bits);
-            cv::Mat fused = frame.clone();
-            cv::Mat staticMat;
-            QVERIFY(previewFrame(fused, c.format, c.bits, pc, sw, ffc, c.sum, staticMat));
-            QVERIFY(sameMat(fused, stepwise));
-            QVERIFY(sameMat(staticMat, means));
+            if (c.sum > 1)
+                stepwise = c.bits == LSX_BITS_16 ? literalSum<uint16_t>(stepwise, c.sum) : literalSum<uint8_t>(stepwise, c.sum);
+            const cv::Mat means = literalMeans(stepwise, c.format, c.bits);
+            for (PreviewIsa isa : availableIsas())
+                for (int threads : kThreadCounts) {
+                    setPreviewIsa(isa);
+                    setPreviewThreads(threads);
+                    const QString where = QStringLiteral("format %1 bits %2 lines %3 sum %4, %5 x %6, %7 kernels, %8 threads")
+                                              .arg(c.format)
+                                              .arg(c.bits)
+                                              .arg(c.lines)
+                                              .arg(c.sum)
+                                              .arg(c.width)
+                                              .arg(c.height)
+                                              .arg(previewIsaName(isa))
+                                              .arg(threads);
+                    cv::Mat fused = frame.clone();
+                    cv::Mat staticMat;
+                    QVERIFY(previewFrame(fused, c.format, c.bits, pc, sw, ffc, c.sum, staticMat));
+                    QVERIFY2(sameMat(fused, stepwise), qPrintable(where));
+                    QVERIFY2(sameMat(staticMat, means), qPrintable(where));
+                    FrameBuffers buffers;
+                    cv::Mat copy, copyMeans;
+                    QVERIFY(previewFrame(frame, copy, c.format, c.bits, pc, sw, ffc, c.sum, copyMeans, &buffers));
+                    QVERIFY2(sameMat(copy, stepwise), qPrintable(where));
+                    QVERIFY2(sameMat(copyMeans, means), qPrintable(where));
+                    QVERIFY2(sameMat(frame, untouched), qPrintable(where));
+                }
         }
         cv::Mat img(2, 2, CV_8UC1, cv::Scalar(5));
-        cv::Mat staticMat;
+        cv::Mat staticMat, copy;
         QVERIFY(!previewFrame(img, 7, 0, PreviewCorrections{}, PreviewSwitches{}, {}, 1, staticMat));
+        QVERIFY(!previewFrame(img, copy, 7, 0, PreviewCorrections{}, PreviewSwitches{}, {}, 1, staticMat));
     }
 
 private slots:
@@ -488,6 +573,39 @@ private slots:
         QCOMPARE(sumBlocks(img, 1).data, img.data);
     }
 
+    // Sum, the column means and the regrouping alone, on 1, 2 and 7 threads, against their
+    // literal versions, for heights that do not divide into the threads' parts.
+    void stepsOnEveryThreadCount()
+    {
+        KernelSettings restore;
+        std::mt19937 rng(9);
+        for (int height : {1, 3, 1001})
+            for (int threads : kThreadCounts) {
+                setPreviewThreads(threads);
+                const QString where = QStringLiteral("%1 rows, %2 threads").arg(height).arg(threads);
+                cv::Mat wide(height, 257, CV_16UC1), colour(height, 91, CV_8UC3);
+                cv::randu(wide, 0, 65536);
+                cv::randu(colour, 0, 256);
+                QVERIFY2(sameMat(columnMeans(wide, FORMAT_MONO, LSX_BITS_16), literalMeans(wide, FORMAT_MONO, LSX_BITS_16)),
+                         qPrintable(where));
+                QVERIFY2(sameMat(columnMeans(colour, FORMAT_RGB24, 0), literalMeans(colour, FORMAT_RGB24, 0)),
+                         qPrintable(where));
+                for (int s : {2, 3}) {
+                    if (height < s) continue;
+                    QVERIFY2(sameMat(sumBlocks(wide, s), literalSum<uint16_t>(wide, s)), qPrintable(where));
+                    QVERIFY2(sameMat(sumBlocks(colour, s), literalSum<uint8_t>(colour, s)), qPrintable(where));
+                }
+                for (int lines : {2, 3}) {
+                    cv::Mat expected;
+                    std::vector<cv::Mat> blocks;
+                    for (int l = 0; l < lines; ++l)
+                        for (int y = l; y < height; y += lines) blocks.push_back(wide.row(y));
+                    cv::vconcat(blocks, expected);
+                    QVERIFY2(sameMat(regroupLines(wide, lines), expected), qPrintable(where));
+                }
+            }
+    }
+
     void twoLinesAreRegrouped()
     {
         // Rows a0, b0, a1, b1 show as a0, a1, b0, b1.
@@ -562,160 +680,6 @@ private slots:
         cv::Mat img(2, 2, CV_8UC1, cv::Scalar(5));
         QVERIFY(!applyPreview(img, 7, PreviewCorrections{}, PreviewSwitches{}, {}));
         QVERIFY(!applyPreview(img, FORMAT_MONO16, PreviewCorrections{}, PreviewSwitches{}, {}));
-    }
-
-    // ---- Frames and the display ----
-
-    void deepCopyByFormatAndBits()
-    {
-        // Room for the largest frame asked for below: 3 x 2 pixels of three bytes.
-        std::vector<uint16_t> buffer(9, 1234);
-        lsxFrame f = monoFrame(3, 2, LSX_BITS_16);
-        f.size = uint32_t(buffer.size() * sizeof(uint16_t));
-        cv::Mat m = frameToMat(f, buffer.data());
-        QCOMPARE(m.type(), CV_16UC1);
-        QCOMPARE(m.size(), cv::Size(3, 2));
-        buffer[0] = 1;
-        QCOMPARE(m.at<uint16_t>(0, 0), uint16_t(1234));  // a copy, not a view
-        f.bits = 1;
-        QVERIFY(frameToMat(f, buffer.data()).empty());
-        f.bits = LSX_BITS_8;
-        QCOMPARE(frameToMat(f, buffer.data()).type(), CV_8UC1);
-        f.format = FORMAT_RGB24;
-        f.bits = LSX_BITS_16;  // colour frames are always 8-bit
-        QCOMPARE(frameToMat(f, buffer.data()).type(), CV_8UC3);
-        f.format = FORMAT_BGR32;
-        f.height = 1;
-        QCOMPARE(frameToMat(f, buffer.data()).type(), CV_8UC4);
-        f.format = 13;
-        QCOMPARE(frameMatType(f), -1);
-    }
-
-    // A descriptor that promises more pixels than the library says its buffer holds is not
-    // copied, and a size of 0 says the buffer holds nothing.
-    void bufferSmallerThanTheFrameIsRefused()
-    {
-        std::vector<uint8_t> buffer(6, 7);
-        lsxFrame f = monoFrame(3, 2, LSX_BITS_8);
-        f.size = 6;
-        QCOMPARE(frameToMat(f, buffer.data()).total(), size_t(6));
-        QVERIFY(checkFrame(f, buffer.data()).ok());
-        f.size = 0;
-        QVERIFY(frameToMat(f, buffer.data()).empty());
-        QCOMPARE(checkFrame(f, buffer.data()).status, LSX_ERR_BLOCK_SIZE);
-        f.size = 5;
-        QVERIFY(frameToMat(f, buffer.data()).empty());
-        f.bits = LSX_BITS_16;
-        f.size = 6;
-        QVERIFY(frameToMat(f, buffer.data()).empty());
-    }
-
-    // Every field of the descriptor is checked before the buffer is read, in 64-bit arithmetic.
-    void descriptorsThatDoNotHoldTogether_data() { addBadFrameRows(); }
-
-    void descriptorsThatDoNotHoldTogether()
-    {
-        QFETCH(int, frame);
-        const BadFrame& bad = kBadFrames[frame];
-        const std::vector<uint8_t> data(24, 9);
-        const void* buffer = bad.nullBuffer ? nullptr : data.data();
-        const FrameCheck check = checkFrame(descriptorOf(bad), buffer);
-        QCOMPARE(check.status, bad.status);
-        QVERIFY(!check.why.isEmpty());
-        QVERIFY(frameToMat(descriptorOf(bad), buffer).empty());
-    }
-
-    void descriptorsThatHoldTogether()
-    {
-        const std::vector<uint8_t> data(24, 9);
-        for (const BadFrame& good : {BadFrame{"mono", 0, 0, 3, 2, 6, false, LSX_OK},
-                                     BadFrame{"colour", 11, 0, 3, 2, 24, false, LSX_OK}}) {
-            const FrameCheck check = checkFrame(descriptorOf(good), data.data());
-            QVERIFY2(check.ok() && check.why.isEmpty(), good.name);
-            QCOMPARE(frameToMat(descriptorOf(good), data.data()).total(), size_t(6));
-        }
-    }
-
-    void sixteenBitFullScaleShowsWhite()
-    {
-        const cv::Mat full(3, 4, CV_16UC1, cv::Scalar(LSX_FULL_SCALE_16));
-        QImage shown = matToImage(full, FORMAT_MONO, LSX_BITS_16);
-        QCOMPARE(shown.format(), QImage::Format_Grayscale8);
-        QCOMPARE(shown.size(), QSize(4, 3));
-        QCOMPARE(shown.pixelColor(3, 2), QColor(255, 255, 255));
-        // 64898 and up are white; 64897 is not.
-        QCOMPARE(qGray(matToImage(cv::Mat(1, 1, CV_16UC1, cv::Scalar(64898)), FORMAT_MONO, 2).pixel(0, 0)), 255);
-        QCOMPARE(qGray(matToImage(cv::Mat(1, 1, CV_16UC1, cv::Scalar(64897)), FORMAT_MONO, 2).pixel(0, 0)), 254);
-        // 8-bit values in a 16-bit frame show almost black: 255 shows as 1.
-        const cv::Mat eight(2, 2, CV_16UC1, cv::Scalar(255));
-        shown = matToImage(eight, FORMAT_MONO, LSX_BITS_16);
-        QCOMPARE(qGray(shown.pixel(1, 1)), 1);
-        QVERIFY(!matToPixmap(full, FORMAT_MONO, LSX_BITS_16).isNull());
-    }
-
-    void monoOfOtherBitsHasNoPixmap()
-    {
-        QVERIFY(matToPixmap(cv::Mat(), FORMAT_MONO, 1).isNull());
-        QVERIFY(matToPixmap(cv::Mat(2, 2, CV_8UC1, cv::Scalar(1)), FORMAT_MONO, 1).isNull());
-        QVERIFY(matToPixmap(cv::Mat(2, 2, CV_8UC1, cv::Scalar(1)), 7, 0).isNull());
-    }
-
-    // The pixmap is written straight as RGB32: pixel for pixel what Qt makes of the display image.
-    void pixmapEqualsTheDisplayImage()
-    {
-        std::mt19937 rng(3);
-        struct Case {
-            int format, bits, type;
-        };
-        const Case cases[] = {{FORMAT_MONO, LSX_BITS_8, CV_8UC1},  {FORMAT_MONO, LSX_BITS_16, CV_16UC1},
-                              {FORMAT_BGR24, 0, CV_8UC3},          {FORMAT_RGB24, 0, CV_8UC3},
-                              {FORMAT_BGR32, 0, CV_8UC4},          {FORMAT_RGB32, 0, CV_8UC4}};
-        for (const Case& c : cases)
-            for (int width : {1, 17, 53, 300}) {
-                cv::Mat img(5, width, c.type);
-                cv::randu(img, 0, c.type == CV_16UC1 ? 65536 : 256);
-                const QImage expected = matToImage(img, c.format, c.bits).convertToFormat(QImage::Format_RGB32);
-                const QImage shown = matToPixmap(img, c.format, c.bits).toImage().convertToFormat(QImage::Format_RGB32);
-                QCOMPARE(shown.size(), expected.size());
-                QVERIFY2(shown == expected, qPrintable(QStringLiteral("format %1 width %2").arg(c.format).arg(width)));
-            }
-        // Every 16-bit value.
-        cv::Mat all(256, 256, CV_16UC1);
-        for (int v = 0; v < 65536; ++v) all.at<uint16_t>(v / 256, v % 256) = static_cast<uint16_t>(v);
-        QVERIFY(matToPixmap(all, FORMAT_MONO, LSX_BITS_16).toImage().convertToFormat(QImage::Format_RGB32) ==
-                matToImage(all, FORMAT_MONO, LSX_BITS_16).convertToFormat(QImage::Format_RGB32));
-    }
-
-    // A pixmap the window still holds keeps its pixels while the next frames are converted.
-    void heldPixmapKeepsItsPixels()
-    {
-        const QPixmap first = matToPixmap(cv::Mat(4, 40, CV_8UC1, cv::Scalar(10)), FORMAT_MONO, LSX_BITS_8);
-        QPixmap later;
-        for (int v : {20, 30, 40}) later = matToPixmap(cv::Mat(4, 40, CV_8UC1, cv::Scalar(v)), FORMAT_MONO, LSX_BITS_8);
-        QCOMPARE(first.toImage().pixelColor(39, 3), QColor(10, 10, 10));
-        QCOMPARE(later.toImage().pixelColor(0, 0), QColor(40, 40, 40));
-    }
-
-    void colourSwapsAndStackedFourthChannel()
-    {
-        cv::Mat bgr(2, 3, CV_8UC3, cv::Scalar(10, 20, 30));
-        QImage shown = matToImage(bgr, FORMAT_BGR24, 0);
-        QCOMPARE(shown.format(), QImage::Format_RGB888);
-        QCOMPARE(shown.pixelColor(2, 1), QColor(30, 20, 10));
-        shown = matToImage(bgr, FORMAT_RGB24, 0);
-        QCOMPARE(shown.pixelColor(0, 0), QColor(10, 20, 30));
-
-        cv::Mat four(2, 3, CV_8UC4, cv::Scalar(10, 20, 30, 77));
-        shown = matToImage(four, FORMAT_BGR32, 0);
-        QCOMPARE(shown.size(), QSize(3, 4));
-        QCOMPARE(shown.pixelColor(1, 1), QColor(30, 20, 10));
-        QCOMPARE(shown.pixelColor(1, 2), QColor(77, 77, 77));
-        shown = matToImage(four, FORMAT_RGB32, 0);
-        QCOMPARE(shown.size(), QSize(3, 4));
-        QCOMPARE(shown.pixelColor(0, 0), QColor(10, 20, 30));
-        QCOMPARE(shown.pixelColor(2, 3), QColor(77, 77, 77));
-        const QPixmap pm = matToPixmap(four, FORMAT_RGB32, 0);
-        QCOMPARE(pm.size(), QSize(3, 4));
     }
 };
 
