@@ -92,7 +92,6 @@ struct State {
     float gain = -1.0f;
     int32_t blackLevel = INT32_MIN;
     int32_t target = -1;
-    std::vector<uint8_t> scratch;
 };
 
 guint32 reg(State& s, guint32 address)
@@ -150,9 +149,13 @@ bool syncSim(State& s, guint32 exposureUs, guint32 gainRaw, guint32 pixelFormat)
         if (level != s.blackLevel && lsxWriteGenICamReg(s.sim, GVR_SEN_BLACK_LEVEL, uint32_t(level)) == LSX_OK)
             s.blackLevel = level;
     }
+    // The sensor side follows the delivered format: full 10-bit data for the deep formats, the
+    // top 8 bits for 8-bit pixels.
     const bool deep = pixelFormat == kMono10 || pixelFormat == kMono12 || pixelFormat == kMono16;
     const int32_t target = deep ? FORMAT_MONO16 : FORMAT_MONO;
-    if (target != s.target && lsxSetTargetFormat(s.sim, target) == LSX_OK) s.target = target;
+    if (target != s.target && lsxSetSourceFormat(s.sim, deep ? FORMAT_MONO16_SOURCE : FORMAT_MONO) == LSX_OK &&
+        lsxSetTargetFormat(s.sim, target) == LSX_OK)
+        s.target = target;
     return true;
 }
 
