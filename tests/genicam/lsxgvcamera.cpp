@@ -24,6 +24,8 @@
 //                               column at the settings the GigE device holds now (DN10)
 //   peek <address>              a register of the GigE device ("ok <value>")
 //   frames                      frames sent so far
+//   draw each|once              a new picture for every frame (the default), or the last one
+//                               sent again (the link alone, without the drawing)
 //   lose <ratio>                share of stream packets dropped on the way out
 //   unplug                      the device leaves the network (the process stays)
 //   quit                        ends the program; so does the end of standard input
@@ -92,6 +94,8 @@ struct State {
     float gain = -1.0f;
     int32_t blackLevel = INT32_MIN;
     int32_t target = -1;
+    bool drawEach = true;        // a new picture of the simulated camera for every frame
+    std::vector<uint8_t> held;   // the last picture, sent again while drawEach is off
 };
 
 guint32 reg(State& s, guint32 address)
@@ -168,6 +172,12 @@ void fill(ArvBuffer* buffer, void* data, guint32 exposureUs, guint32 gain, ArvPi
     const size_t w = reg(s, kRegWidth), h = reg(s, kRegHeight);
     const size_t n = w * h;
     const size_t bytes = (((pixelFormat >> 16) & 0xFF) + 7) / 8;
+    if (!s.drawEach && s.held.size() == n * bytes) {
+        std::memcpy(out, s.held.data(), s.held.size());
+        s.frames.fetch_add(1);
+        updateFramePeriod(s);
+        return;
+    }
     lsxFrame f{};
     void* in = nullptr;
     const bool ok = syncSim(s, exposureUs, gain, pixelFormat) && lsxTriggerFire(s.sim) == LSX_OK &&
@@ -187,6 +197,7 @@ void fill(ArvBuffer* buffer, void* data, guint32 exposureUs, guint32 gain, ArvPi
     } else {
         std::memcpy(out, in, n);
     }
+    s.held.assign(out, out + n * bytes);
     s.frames.fetch_add(1);
     updateFramePeriod(s);
 }
@@ -250,6 +261,11 @@ std::string command(State& s, const std::string& line)
         return "ok " + std::to_string(reg(s, guint32(std::stoul(arg, nullptr, 0))));
     }
     if (verb == "frames") return "ok " + std::to_string(s.frames.load());
+    if (verb == "draw") {
+        std::lock_guard<std::mutex> lock(s.mutex);
+        s.drawEach = arg != "once";
+        return "ok";
+    }
     if (verb == "lose") {
         std::lock_guard<std::mutex> lock(s.mutex);
         if (!s.live) return "error unplugged";
