@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <thread>
 
 namespace lsxgc {
 
@@ -74,7 +75,12 @@ Camera::~Camera()
 {
     close();
     if (m_lostHandler) g_signal_handler_disconnect(m_device, m_lostHandler);
-    g_object_unref(m_camera);
+    // A camera that is gone would hold the caller for the control channel's time-outs while the
+    // device says goodbye to it: that goodbye goes to a thread of its own.
+    if (lost())
+        std::thread([camera = m_camera] { g_object_unref(camera); }).detach();
+    else
+        g_object_unref(m_camera);
 }
 
 void Camera::close()

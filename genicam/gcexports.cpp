@@ -13,6 +13,7 @@
 #include "lsx.h"
 
 #include <arv.h>
+#include <cxxabi.h>
 
 #include <algorithm>
 #include <cstdarg>
@@ -47,11 +48,16 @@ Registry& registry()
     return *r;
 }
 
+// Every operation answers a status, whatever is thrown below it. The one unwinding let through
+// is a thread's cancellation (QThread::terminate of a worker stuck in a call): it must reach the
+// thread's start to end it, and swallowing it aborts the process.
 template <typename F>
-lsxStatus guard(F&& body) noexcept
+lsxStatus guard(F&& body)
 {
     try {
         return body();
+    } catch (abi::__forced_unwind&) {
+        throw;
     } catch (const std::bad_alloc&) {
         return -1200;
     } catch (...) {
@@ -68,7 +74,7 @@ std::shared_ptr<Camera> byHandle(lsxHandle h)
 }
 
 template <typename F>
-lsxStatus withCamera(lsxHandle h, F&& body) noexcept
+lsxStatus withCamera(lsxHandle h, F&& body)
 {
     return guard([&]() -> lsxStatus {
         const std::shared_ptr<Camera> camera = byHandle(h);

@@ -134,9 +134,11 @@ lsxStatus Camera::stopLocked()
     }
     // The stream goes now, before another is made: on its way out it closes the camera's stream
     // channel, which must not happen to the next stream. A frame wait lets go of it within one
-    // slice of its wait.
+    // slice of its wait. The stream of a camera that is gone goes on a thread of its own, as its
+    // last word to the camera would wait for the control channel's time-outs.
     const Clock::time_point deadline = Clock::now() + 4 * kWaitSlice;
     while (session.use_count() > 1 && Clock::now() < deadline) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    if (lost()) std::thread([s = std::move(session)]() mutable { s.reset(); }).detach();
     session.reset();
     return st;
 }

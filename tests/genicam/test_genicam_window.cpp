@@ -16,6 +16,7 @@
 #include "loader.h"
 #include "views/profilewidget.h"
 
+#include <QElapsedTimer>
 #include <QFile>
 #include <QPushButton>
 #include <QSettings>
@@ -249,6 +250,15 @@ private slots:
         QCOMPARE(w->ui->startBut->text(), QStringLiteral("采图"));
         QCOMPARE(w->ui->captureRateLabel->text(), QStringLiteral("采集停止：-1104-设备已经断开连接"));
         QVERIFY(!w->m_imageItem);
+    }
+
+    void closingTheWindowLetsGoAtOnce()
+    {
+        // The camera is gone; the window and its worker do not wait for it.
+        QElapsedTimer t;
+        t.start();
+        w.reset();
+        QVERIFY2(t.elapsed() < 2000, qPrintable(QString::number(t.elapsed())));
     }
 };
 
