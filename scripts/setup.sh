@@ -1,5 +1,7 @@
 #!/usr/bin/env bash
-# Installs the Debian 12 packages that building, testing and a screenshot under Xvfb need.
+# Installs the Debian 12 packages that building, testing and a screenshot under Xvfb need, and
+# Aravis for real GigE Vision and USB3 Vision cameras (the GenICam camera library, its tests and
+# the camera tools arv-tool-0.8, arv-viewer-0.8).
 # Idempotent: packages that are already installed are skipped, and apt is not touched at all
 # when nothing is missing.
 set -euo pipefail
@@ -11,6 +13,7 @@ packages=(
   libgtest-dev libbenchmark-dev
   xvfb xauth x11-utils imagemagick
   fonts-wqy-microhei
+  libaravis-dev aravis-tools aravis-tools-cli libusb-1.0-0-dev
 )
 # OpenCV's CMake package file is only in libopencv-dev; its recommends pull half a desktop.
 opencv=(libopencv-dev)
