@@ -136,6 +136,7 @@ StackStats stackStats(const cv::Mat& stack, double scale)
     s.mean = cv::mean(s.means)[0];
     s.temporalVar = stackTemporalVariance(stack, scale);
     s.spatialVar = spatialVariance(s.means, s.temporalVar, s.lines);
+    s.zeros = 1.0 - double(cv::countNonZero(stack)) / double(stack.total());
     return s;
 }
 
@@ -242,11 +243,9 @@ BrightLevel brightLevel(const cv::Mat& plane, double fullScale)
     return l;
 }
 
-VerifyFigures verifyFigures(const cv::Mat& dark, const cv::Mat& bright, double scale, const VerifyLimits& limits)
+VerifyFigures verifyFigures(const StackStats& d, const StackStats& b, const VerifyLimits& limits)
 {
     VerifyFigures f;
-    const StackStats d = stackStats(dark, scale);
-    const StackStats b = stackStats(bright, scale);
     if (d.means.empty() || b.means.empty()) return f;
     f.darkMean = d.mean;
     f.brightMean = b.mean;
@@ -257,7 +256,7 @@ VerifyFigures verifyFigures(const cv::Mat& dark, const cv::Mat& bright, double s
     f.dsnu = dsnu1288(d);
     f.prnu = prnu1288(d, b);
     f.darkSlow = slowProfilePeakToPeak(d.means, kSlowWindow);
-    f.darkZero = double(dark.total() - size_t(cv::countNonZero(dark))) / double(dark.total());
+    f.darkZero = d.zeros;
     f.darkMeans = toVector(d.means);
     f.brightMeans = toVector(b.means);
     f.darkSpectrum = toVector(spectrogram(d.means));
@@ -271,6 +270,11 @@ VerifyFigures verifyFigures(const cv::Mat& dark, const cv::Mat& bright, double s
         f.defects = QVector<int>(defects.begin(), defects.end());
     }
     return f;
+}
+
+VerifyFigures verifyFigures(const cv::Mat& dark, const cv::Mat& bright, double scale, const VerifyLimits& limits)
+{
+    return verifyFigures(stackStats(dark, scale), stackStats(bright, scale), limits);
 }
 
 bool planePasses(const VerifyFigures& after, const VerifyLimits& limits)

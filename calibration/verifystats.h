@@ -39,11 +39,13 @@ double stackTemporalVariance(const cv::Mat& stack, double scale = 1.0);
 double spatialVariance(const cv::Mat& means, double temporalVar, int lines);
 
 // What a stack gives: its column means, their mean mu_y, sigma2_y and s2_y, with L and N.
+// `zeros` is the share of samples at 0: an output cut off at 0 spreads less than its sensor.
 struct StackStats {
     cv::Mat means;
     double mean = 0.0;
     double temporalVar = 0.0;
     double spatialVar = 0.0;
+    double zeros = 0.0;
     int lines = 0;
     int columns = 0;
 };
@@ -106,6 +108,12 @@ BrightLevel brightLevel(const cv::Mat& plane, double fullScale);
 // ---- The verification's result ----
 
 // The limits a verified camera is judged by (FPN.ini, group Verify), and those of a defect column.
+// The defaults suit this camera family (10-bit data, DN10): a good FPN calibration leaves about
+// 0.1 % PRNU and 0.1 DN10 DSNU at a mid-scale grey, so half a per cent and half a DN10 leave room
+// for the light source and the temporal noise while a missing or stale calibration (typically 1 to
+// 3 % and 1 DN10 and more) fails. A correctable hot or weak column does not survive a good
+// calibration, so none is allowed. A column is a defect 5 DN10 off its neighbours in the dark
+// (five times a typical DSNU at gain 1) or 10 % off their response (five times a typical PRNU).
 struct VerifyLimits {
     double maxPrnu = 0.5;          // Verify/MaxPRNU, per cent
     double maxDsnu = 0.5;          // Verify/MaxDSNU, DN10
@@ -135,7 +143,9 @@ struct VerifyFigures {
     QVector<double> darkSpectrum, responseSpectrum;  // spectrogram of the dark row, of bright - dark
 };
 
-// The figures of a dark and a bright stack of one plane; `scale` takes samples to DN10.
+// The figures of a dark and a bright stack of one plane, from their statistics in DN10 ...
+VerifyFigures verifyFigures(const StackStats& dark, const StackStats& bright, const VerifyLimits& limits);
+// ... or from the stacks themselves, `scale` taking samples to DN10.
 VerifyFigures verifyFigures(const cv::Mat& dark, const cv::Mat& bright, double scale, const VerifyLimits& limits);
 
 // One plane, before (corrections off) and after (as the operator had them).

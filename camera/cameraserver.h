@@ -14,6 +14,8 @@
 
 #include "lsx.h"
 #include "calibration/kpoint.h"
+#include "calibration/operatorprompt.h"
+#include "calibration/verifystats.h"
 
 #include <QList>
 #include <QMap>
@@ -293,6 +295,24 @@ public:
     bool fpnCapture(const QVector<double>& exposures, QList<cv::Mat>& images);
     // The column gains of a list of images into m_kList and m_kPoints (calibration/brightfield.cpp).
     bool fpnCorrect(const QList<cv::Mat>& images);
+
+    // ---- Calibration verification (calibration/verification.cpp) ----
+    // IS_VerifyStart runs verifyStart on the worker. The run puts two questions to the operator
+    // (lens covered, flat target lit) with OS_VerifyAsk and waits for verifyAnswer of that step;
+    // its figures go out with OS_VerifyFinished just before the closing report of 100.
+signals:
+    void IS_VerifyStart();
+    void OS_VerifyAsk(int step, QString text);
+    void OS_VerifyFinished(VerifyReport report);
+public slots:
+    void verifyStart();
+public:
+    // The operator's answer to question `step`, from any thread: true goes on, false ends the run
+    // as a cancel would. An answer to a question that is not open is dropped.
+    void verifyAnswer(int step, bool proceed) { m_verifyPrompt.answer(step, proceed); }
+private:
+    void verifyRun();
+    OperatorPrompt m_verifyPrompt;
 };
 
 Q_DECLARE_METATYPE(cv::Mat)

@@ -1,5 +1,6 @@
 // The verification's figures on synthetic stacks whose truth is known: temporal noise of a given
 // sigma, column patterns of a given spread, sinusoids, ramps and planted defect columns.
+#include "calibration/operatorprompt.h"
 #include "calibration/verifystats.h"
 
 #include <QJsonArray>
@@ -223,6 +224,10 @@ private slots:
         QCOMPARE(stackTemporalVariance(cv::Mat(1, 8, CV_16U, cv::Scalar(9))), 0.0);
         const StackStats one = stackStats(cv::Mat(3, 1, CV_8U, cv::Scalar(9)));
         QCOMPARE(one.spatialVar, 0.0);
+        // The share of samples at 0.
+        cv::Mat cut(10, 10, CV_16U, cv::Scalar(64));
+        cut.rowRange(0, 3).setTo(0);
+        QCOMPARE(stackStats(cut).zeros, 0.3);
         QCOMPARE(dn10Scale(0), 4.0);
         QCOMPARE(dn10Scale(2), 1.0 / 64.0);
         QCOMPARE(rawFullScale(0), 255.0);
@@ -296,6 +301,50 @@ private slots:
         const QJsonObject after2 =
             verifyReportJson(r)[QStringLiteral("planes")].toArray()[0].toObject()[QStringLiteral("after")].toObject();
         QVERIFY(after2[QStringLiteral("prnu")].isNull());
+    }
+
+    // The question and its answer: an answer given before the wait is kept; one naming another
+    // question, or coming when none is open, is dropped; "stop" and the caller's stop condition
+    // end the wait; a closed question takes no more answers.
+    void operatorPrompt()
+    {
+        OperatorPrompt prompt;
+        int polls = 0;
+        auto stopAfter = [&polls](int n) { return [&polls, n] { return ++polls > n; }; };
+
+        prompt.answer(1, true);  // nothing asked yet
+        prompt.arm(1);
+        QCOMPARE(prompt.openStep(), 1);
+        prompt.answer(2, true);  // another question
+        polls = 0;
+        QCOMPARE(prompt.wait(stopAfter(3), 1), OperatorPrompt::Outcome::Stop);
+        QCOMPARE(polls, 4);
+        QCOMPARE(prompt.openStep(), -1);
+
+        prompt.arm(1);
+        prompt.answer(1, true);
+        prompt.answer(1, false);  // a second click changes nothing
+        polls = 0;
+        QCOMPARE(prompt.wait(stopAfter(100), 1), OperatorPrompt::Outcome::Proceed);
+        QCOMPARE(polls, 0);
+        prompt.answer(1, true);  // closed
+        QCOMPARE(prompt.openStep(), -1);
+
+        prompt.arm(2);
+        prompt.answer(2, false);
+        QCOMPARE(prompt.wait(stopAfter(100), 1), OperatorPrompt::Outcome::Stop);
+
+        // An answer from another thread while the wait runs.
+        prompt.arm(3);
+        QThread* other = QThread::create([&prompt] {
+            QThread::msleep(20);
+            prompt.answer(3, true);
+        });
+        other->start();
+        const QDeadlineTimer deadline(5000);
+        QCOMPARE(prompt.wait([&deadline] { return deadline.hasExpired(); }), OperatorPrompt::Outcome::Proceed);
+        QVERIFY(other->wait(5000));
+        delete other;
     }
 };
 
