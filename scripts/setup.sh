@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Installs the Debian 12 packages that building, testing and a screenshot under Xvfb need.
+# Installs the Debian 12 packages that building, testing and a screenshot under Xvfb need
+# (poppler-utils: the verification's test renders and reads back the report's PDF).
 # Idempotent: packages that are already installed are skipped, and apt is not touched at all
 # when nothing is missing.
 set -euo pipefail
@@ -10,6 +11,7 @@ packages=(
   libgl-dev libxkbcommon-dev
   libgtest-dev libbenchmark-dev
   xvfb xauth x11-utils imagemagick
+  poppler-utils
   fonts-wqy-microhei
 )
 # OpenCV's CMake package file is only in libopencv-dev; its recommends pull half a desktop.

@@ -25,6 +25,7 @@
 #include <QMessageBox>
 #include <QPlainTextEdit>
 #include <QProcess>
+#include <QRegularExpression>
 #include <QPushButton>
 #include <QScreen>
 #include <QStandardPaths>
@@ -308,6 +309,34 @@ private slots:
         QCOMPARE(w->figuresTable()->item(1, 4)->text(), QStringLiteral("不合格"));
         QCOMPARE(w->figuresTable()->item(0, 4)->text(), QStringLiteral("合格"));
         QCOMPARE(w->planeBox()->itemText(0), QStringLiteral("黑白（不合格）"));
+    }
+
+    // A colour camera's report: the first page with all three planes in its table and the first
+    // plane's charts, one more page for each further plane.
+    void onePagePerFurtherPlane()
+    {
+        VerifyReport r = m_window->m_verifyWindow->report();
+        QVERIFY(!r.planes.isEmpty());
+        const VerifyPlane plane = r.planes.first();
+        r.planes.clear();
+        for (const char* name : {"B", "G", "R"}) {
+            r.planes.append(plane);
+            r.planes.last().name = QString::fromLatin1(name);
+        }
+        const QString pdf = m_out.filePath(QStringLiteral("colour.pdf"));
+        QString error;
+        QVERIFY2(writeVerifyReport(r, pdf, &error), qPrintable(error));
+        const QString info = run(poppler(QStringLiteral("pdfinfo")), {pdf});
+        QVERIFY2(info.contains(QRegularExpression(QStringLiteral("Pages:\\s+3\\n"))), qPrintable(info));
+        auto page = [&](int n) {
+            return run(poppler(QStringLiteral("pdftotext")), {QStringLiteral("-f"), QString::number(n), QStringLiteral("-l"),
+                                                            QString::number(n), pdf, QStringLiteral("-")});
+        };
+        QVERIFY(page(1).contains(QStringLiteral("平面：B")));
+        QVERIFY(page(2).contains(QStringLiteral("平面：G")));
+        QVERIFY(page(3).contains(QStringLiteral("平面：R")));
+        QVERIFY(!page(3).contains(QStringLiteral("线扫相机校正验证报告")));
+        QVERIFY(QFile::exists(m_out.filePath(QStringLiteral("colour.json"))));
     }
 
     // A folder that cannot be written: an error box, nothing claimed.
