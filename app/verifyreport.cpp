@@ -193,8 +193,8 @@ void planeSection(PdfPage& page, const VerifyPlane& plane, const VerifyLimits& l
     page.table({QStringLiteral("指标"), QStringLiteral("校正前"), QStringLiteral("校正后"), QStringLiteral("限值"),
                 QStringLiteral("结论")},
                rows, {0.40, 0.15, 0.15, 0.15, 0.15}, colours);
-    page.chart(verifyProfileChart(plane, ChartStyle::Paper), 0.36);
-    page.chart(verifySpectrumChart(plane, ChartStyle::Paper), 0.32);
+    page.chart(verifyProfileChart(plane, ChartStyle::Paper), 0.32);
+    page.chart(verifySpectrumChart(plane, ChartStyle::Paper), 0.27);
     page.text(QStringLiteral("校正前缺陷列：%1").arg(defectText(plane.before.defects)), 8.5);
     page.text(QStringLiteral("校正后缺陷列：%1").arg(defectText(plane.after.defects)), 8.5);
     for (const QString& note : verifyNotes(plane)) page.text(QStringLiteral("说明：") + note, 8.5);

@@ -421,6 +421,42 @@ private slots:
         QVERIFY(switchesOf(s->m_handle) == found);
     }
 
+    // Two time-outs in a row are waited through; a third ends the run.
+    void timeOutsInARow()
+    {
+        const QString name = QStringLiteral("SIM-LS4096-M");
+        auto s = openServer(name);
+        lsxSetExposure(s->m_handle, exposureFor(s.get(), name, 450.0));
+        const QByteArray camera = name.toLatin1();
+        QCOMPARE(m_api->frameTimeouts(camera.constData(), 2), LSX_OK);
+        QCOMPARE(verify(s.get(), name).last().first, 100);
+        QCOMPARE(m_api->frameTimeouts(camera.constData(), 3), LSX_OK);
+        const QList<Report> reports = verify(s.get(), name);
+        QCOMPARE(reports.mid(reports.size() - 2),
+                 (QList<Report>{{101, QStringLiteral("校正验证-采集图像失败，错误原因：-1000-%1.").arg(statusText(-1000))},
+                                {101, QStringLiteral("校正验证-校正验证执行失败，请重试。")}}));
+    }
+
+    // The camera gone in the middle of the run: the failure, then that the camera could not be
+    // put back, then the closing failure.
+    void cameraGoneMidway()
+    {
+        const QString name = QStringLiteral("SIM-LS4096-M");
+        auto s = openServer(name);
+        lsxSetExposure(s->m_handle, exposureFor(s.get(), name, 450.0));
+        QCOMPARE(m_api->disconnectAfterFrames(name.toLatin1().constData(), 3), LSX_OK);
+        QSignalSpy finished(s.get(), &CameraServer::OS_VerifyFinished);
+        const QList<Report> reports = verify(s.get(), name);
+        m_api->reconnect(name.toLatin1().constData());
+        QCOMPARE(finished.size(), 0);
+        QCOMPARE(reports.mid(reports.size() - 3),
+                 (QList<Report>{{101, QStringLiteral("校正验证-采集图像失败，错误原因：-1104-%1.").arg(statusText(-1104))},
+                                {101, QStringLiteral("校正验证-恢复相机设置出错，错误原因：-1104-%1.请检查相机的FPN与平场使能、"
+                                                     "触发方式和图像格式。")
+                                          .arg(statusText(-1104))},
+                                {101, QStringLiteral("校正验证-校正验证执行失败，请重试。")}}));
+    }
+
     // The lens left open at the dark question: refused as the dark field refuses it, the switches
     // back.
     void openLensRefused()
