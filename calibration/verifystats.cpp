@@ -8,20 +8,57 @@
 
 namespace {
 
-// The stack as double samples times scale; empty when it is not one plane of a known depth.
-cv::Mat asDouble(const cv::Mat& stack, double scale)
+// Whether a stack is one plane of a depth the kernels read.
+bool readable(const cv::Mat& stack)
 {
-    if (stack.empty() || stack.channels() != 1) return cv::Mat();
-    switch (stack.depth()) {
-    case CV_8U:
-    case CV_16U:
-    case CV_32F:
-    case CV_64F: break;
-    default: return cv::Mat();
+    if (stack.empty() || stack.channels() != 1) return false;
+    const int d = stack.depth();
+    return d == CV_8U || d == CV_16U || d == CV_32F || d == CV_64F;
+}
+
+// Per column, in one pass over the stack and one row of doubles at a time: the mean and the sum of
+// squared deviations from it, both times scale (scale^2). The sums run over the samples less the
+// first row's, so that a large level does not eat the precision of a small spread.
+struct ColumnMoments {
+    cv::Mat means;             // 1 x N CV_64F
+    std::vector<double> ss;    // sum over l of (y[l][x] - mu[x])^2
+};
+
+ColumnMoments columnMoments(const cv::Mat& stack, double scale)
+{
+    ColumnMoments m;
+    if (!readable(stack)) return m;
+    const int n = stack.cols, lines = stack.rows;
+    cv::Mat first, row;
+    stack.row(0).convertTo(first, CV_64F, scale);
+    const double* f = first.ptr<double>(0);
+    std::vector<double> sum(size_t(n), 0.0), sum2(size_t(n), 0.0);
+    for (int l = 1; l < lines; ++l) {
+        stack.row(l).convertTo(row, CV_64F, scale);
+        const double* v = row.ptr<double>(0);
+        for (int x = 0; x < n; ++x) {
+            const double d = v[x] - f[x];
+            sum[size_t(x)] += d;
+            sum2[size_t(x)] += d * d;
+        }
     }
-    cv::Mat out;
-    stack.convertTo(out, CV_64F, scale);
-    return out;
+    m.means.create(1, n, CV_64F);
+    m.ss.resize(size_t(n));
+    double* mu = m.means.ptr<double>(0);
+    for (int x = 0; x < n; ++x) {
+        const double shift = sum[size_t(x)] / lines;
+        mu[x] = f[x] + shift;
+        m.ss[size_t(x)] = std::max(0.0, sum2[size_t(x)] - sum[size_t(x)] * shift);
+    }
+    return m;
+}
+
+double temporalOf(const ColumnMoments& m, int lines)
+{
+    if (m.ss.empty() || lines < 2) return 0.0;
+    double total = 0.0;
+    for (double s : m.ss) total += s / (lines - 1);
+    return total / double(m.ss.size());
 }
 
 // A 1 x N row of doubles, whatever the row came in.
@@ -84,33 +121,11 @@ QJsonObject figuresJson(const VerifyFigures& f)
 
 }  // namespace
 
-cv::Mat stackColumnMeans(const cv::Mat& stack, double scale)
-{
-    const cv::Mat y = asDouble(stack, scale);
-    if (y.empty()) return cv::Mat();
-    cv::Mat means;
-    cv::reduce(y, means, 0, cv::REDUCE_AVG, CV_64F);
-    return means;
-}
+cv::Mat stackColumnMeans(const cv::Mat& stack, double scale) { return columnMoments(stack, scale).means; }
 
 double stackTemporalVariance(const cv::Mat& stack, double scale)
 {
-    const cv::Mat y = asDouble(stack, scale);
-    if (y.empty() || y.rows < 2) return 0.0;
-    cv::Mat means;
-    cv::reduce(y, means, 0, cv::REDUCE_AVG, CV_64F);
-    const double* mu = means.ptr<double>(0);
-    std::vector<double> sum2(size_t(y.cols), 0.0);
-    for (int l = 0; l < y.rows; ++l) {
-        const double* row = y.ptr<double>(l);
-        for (int x = 0; x < y.cols; ++x) {
-            const double d = row[x] - mu[x];
-            sum2[size_t(x)] += d * d;
-        }
-    }
-    double total = 0.0;
-    for (double s : sum2) total += s / (y.rows - 1);
-    return total / y.cols;
+    return temporalOf(columnMoments(stack, scale), stack.rows);
 }
 
 double spatialVariance(const cv::Mat& means, double temporalVar, int lines)
@@ -129,12 +144,13 @@ double spatialVariance(const cv::Mat& means, double temporalVar, int lines)
 StackStats stackStats(const cv::Mat& stack, double scale)
 {
     StackStats s;
-    s.means = stackColumnMeans(stack, scale);
-    if (s.means.empty()) return s;
+    const ColumnMoments m = columnMoments(stack, scale);
+    if (m.means.empty()) return s;
+    s.means = m.means;
     s.lines = stack.rows;
     s.columns = stack.cols;
     s.mean = cv::mean(s.means)[0];
-    s.temporalVar = stackTemporalVariance(stack, scale);
+    s.temporalVar = temporalOf(m, s.lines);
     s.spatialVar = spatialVariance(s.means, s.temporalVar, s.lines);
     s.zeros = 1.0 - double(cv::countNonZero(stack)) / double(stack.total());
     return s;
@@ -235,11 +251,12 @@ std::vector<int> defectColumns(const cv::Mat& darkMeans, const cv::Mat& brightMe
 BrightLevel brightLevel(const cv::Mat& plane, double fullScale)
 {
     BrightLevel l;
-    const cv::Mat y = asDouble(plane, 1.0);
-    if (y.empty() || fullScale <= 0.0) return l;
-    const double total = double(y.total());
-    l.clipped = double(cv::countNonZero(y >= fullScale)) / total;
-    l.level = cv::mean(y)[0] / fullScale;
+    if (!readable(plane) || fullScale <= 0.0) return l;
+    const double total = double(plane.total());
+    cv::Mat atTop;
+    cv::compare(plane, cv::Scalar(fullScale), atTop, cv::CMP_GE);
+    l.clipped = double(cv::countNonZero(atTop)) / total;
+    l.level = cv::mean(plane)[0] / fullScale;
     return l;
 }
 
