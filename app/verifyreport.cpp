@@ -26,7 +26,10 @@ const QColor kDarkBackground(QStringLiteral("#444444"));
 // Amplitudes below this are drawn at it: the logarithmic axis has no 0.
 constexpr double kSpectrumFloor = 1e-3;
 
-QString number(double v, int decimals) { return std::isfinite(v) ? QString::number(v, 'f', decimals) : QStringLiteral("—"); }
+QString number(double v, int decimals)
+{
+    return std::isfinite(v) ? QString::number(v, 'f', decimals) : QStringLiteral("—");
+}
 
 QLineSeries* series(const QString& name, const QColor& color, bool dashed)
 {
@@ -143,14 +146,15 @@ public:
                 m_p.drawRect(cell);
                 m_p.setPen(c < colour.size() && colour[c].isValid() ? colour[c] : QColor(Qt::black));
                 m_p.setFont(font(8.5, head));
-                m_p.drawText(cell.adjusted(pad, 0, -pad, 0), Qt::AlignVCenter | (c == 0 ? Qt::AlignLeft : Qt::AlignRight),
-                             cells[c]);
+                const Qt::Alignment align = Qt::AlignVCenter | (c == 0 ? Qt::AlignLeft : Qt::AlignRight);
+                m_p.drawText(cell.adjusted(pad, 0, -pad, 0), align, cells[c]);
                 x += w;
             }
             m_y += rowHeight;
         };
         drawRow(header, true, {});
-        for (int r = 0; r < rows.size(); ++r) drawRow(rows[r], false, r < colours.size() ? colours[r] : QList<QColor>{});
+        for (int r = 0; r < rows.size(); ++r)
+            drawRow(rows[r], false, r < colours.size() ? colours[r] : QList<QColor>{});
         m_y += rowHeight / 2;
     }
 
@@ -231,7 +235,8 @@ bool writePdf(const VerifyReport& r, const QString& path)
     page.text(QStringLiteral("依据 EMVA 1288 第 4.0 版的定义（线扫：每列 %1 个时间样本），数值单位 DN10（10 位数据）。")
                   .arg(r.lines),
               9.5);
-    page.text(QStringLiteral("限值：PRNU ≤ %1 %，DSNU ≤ %2 DN10，缺陷列 ≤ %3；缺陷列判定：暗场偏离邻列 %4 DN10 或响应偏离邻列 %5 %。")
+    page.text(QStringLiteral("限值：PRNU ≤ %1 %，DSNU ≤ %2 DN10，缺陷列 ≤ %3；"
+                             "缺陷列判定：暗场偏离邻列 %4 DN10 或响应偏离邻列 %5 %。")
                   .arg(r.limits.maxPrnu)
                   .arg(r.limits.maxDsnu)
                   .arg(r.limits.maxDefects)
@@ -249,8 +254,9 @@ bool writePdf(const VerifyReport& r, const QString& path)
                         QString::number(p.after.defects.size()), verdictText(ok)});
         colours.append({{}, {}, {}, {}, {}, {}, {}, verdictColour(ok)});
     }
-    page.table({QStringLiteral("平面"), QStringLiteral("DSNU 前"), QStringLiteral("DSNU 后"), QStringLiteral("PRNU% 前"),
-                QStringLiteral("PRNU% 后"), QStringLiteral("缺陷 前"), QStringLiteral("缺陷 后"), QStringLiteral("结论")},
+    page.table({QStringLiteral("平面"), QStringLiteral("DSNU 前"), QStringLiteral("DSNU 后"),
+                QStringLiteral("PRNU% 前"), QStringLiteral("PRNU% 后"), QStringLiteral("缺陷 前"),
+                QStringLiteral("缺陷 后"), QStringLiteral("结论")},
                summary, {0.16, 0.12, 0.12, 0.12, 0.12, 0.12, 0.12, 0.12}, colours);
 
     for (int i = 0; i < r.planes.size(); ++i) {
@@ -386,7 +392,8 @@ QList<VerifyRow> verifyRows(const VerifyPlane& p, const VerifyLimits& l)
                       number(sd(a.brightTemporalVar), 3)));
     rows.append(shown(QStringLiteral("暗场慢变化峰峰值 (DN10)"), number(b.darkSlow, 3), number(a.darkSlow, 3)));
     rows.append(shown(QStringLiteral("响应慢变化峰峰值 (%)"), number(b.brightSlow, 3), number(a.brightSlow, 3)));
-    rows.append(shown(QStringLiteral("暗场零值像素比例 (%)"), number(100.0 * b.darkZero, 1), number(100.0 * a.darkZero, 1)));
+    rows.append(shown(QStringLiteral("暗场零值像素比例 (%)"), number(100.0 * b.darkZero, 1),
+                      number(100.0 * a.darkZero, 1)));
     return rows;
 }
 

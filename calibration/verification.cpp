@@ -459,7 +459,8 @@ void CameraServer::verifyRun()
         plane.name = planeName(format, planes, p);
         plane.before = verifyFigures(darkOff[p], brightOff[p], report.limits);
         plane.after = verifyFigures(darkOn[p], brightOn[p], report.limits);
-        report.lines = std::min({report.lines, darkOff[p].lines, darkOn[p].lines, brightOff[p].lines, brightOn[p].lines});
+        report.lines =
+            std::min({report.lines, darkOff[p].lines, darkOn[p].lines, brightOff[p].lines, brightOn[p].lines});
         qDebug() << "verify" << plane.name << "before" << plane.before.dsnu << plane.before.prnu << "after"
                  << plane.after.dsnu << plane.after.prnu << "defects" << plane.after.defects.size();
         report.planes.append(plane);
