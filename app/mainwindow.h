@@ -11,6 +11,7 @@
 //   mainwindow_workflows.cpp  the calibration workflows and the FPN files
 //   mainwindow_ffc.cpp        the FFC source picture, parameter files and gain adjustment
 //   mainwindow_scs.cpp        the colour-line alignment and the LSC file
+//   mainwindow_verify.cpp     the calibration verification and its result window
 
 #include "lsx.h"
 #include "app/helpdialog.h"
@@ -39,6 +40,7 @@ class ImageItem;
 class ProfileWidget;
 class StatisticsWidget;
 class SceneControl;
+class VerifyWindow;
 class QPushButton;
 class QCloseEvent;
 class QComboBox;
@@ -204,4 +206,23 @@ public:
     // Why capture ended, shown in the rate label of the status row until the next start.
     bool m_captureErrorShown = false;
     SceneControl* m_sceneControl = nullptr;
+
+    // ---- Calibration verification (mainwindow_verify.cpp) ----
+public slots:
+    void verifyProcess();
+    void verifyOk();
+    void verifyCancel();
+    // A question of the running verification: "继续" in the progress panel answers it.
+    void verifyAsked(int step, QString text);
+    void verifyContinue();
+
+public:
+    QPushButton* m_verifyBut = nullptr;
+    QPushButton* m_verifyContinueBut = nullptr;
+    VerifyWindow* m_verifyWindow = nullptr;
+    int m_verifyStep = -1;
+
+private:
+    // The button on the FPN tab, "继续" in the progress panel, the result window, their connections.
+    void setupVerify();
 };

@@ -74,6 +74,7 @@ CameraServer::CameraServer() : QObject(nullptr), m_thread(new QThread(this))
     connect(this, &CameraServer::IS_ApplyLSC, this, &CameraServer::applyLSC);
     connect(this, &CameraServer::IS_SavaLSC, this, &CameraServer::saveLSC);
     connect(this, &CameraServer::IS_LSCWriteDown, this, &CameraServer::lscWriteDown);
+    connect(this, &CameraServer::IS_VerifyStart, this, &CameraServer::verifyStart);
 }
 
 CameraServer::~CameraServer()

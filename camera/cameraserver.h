@@ -14,6 +14,8 @@
 
 #include "lsx.h"
 #include "calibration/kpoint.h"
+#include "calibration/operatorprompt.h"
+#include "calibration/verifystats.h"
 
 #include <QList>
 #include <QMap>
@@ -327,6 +329,24 @@ private:
     void ffcWriteRun(const QString& setName);
     void lscRun(float goalRate);
     void lscWriteRun(int setIndex, const QString& setName);
+
+    // ---- Calibration verification (calibration/verification.cpp) ----
+    // IS_VerifyStart runs verifyStart on the worker. The run puts two questions to the operator
+    // (lens covered, flat target lit) with OS_VerifyAsk and waits for verifyAnswer of that step;
+    // its figures go out with OS_VerifyFinished just before the closing report of 100.
+signals:
+    void IS_VerifyStart();
+    void OS_VerifyAsk(int step, QString text);
+    void OS_VerifyFinished(VerifyReport report);
+public slots:
+    void verifyStart();
+public:
+    // The operator's answer to question `step`, from any thread: true goes on, false ends the run
+    // as a cancel would. An answer to a question that is not open is dropped.
+    void verifyAnswer(int step, bool proceed) { m_verifyPrompt.answer(step, proceed); }
+private:
+    void verifyRun();
+    OperatorPrompt m_verifyPrompt;
 };
 
 Q_DECLARE_METATYPE(cv::Mat)

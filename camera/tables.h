@@ -66,3 +66,14 @@ QVariant defaultValue(const QString& key);
 // Every key of the file, in the order of the table above.
 QStringList allKeys();
 }  // namespace FpnIni
+
+// ---- Keys of the calibration verification (group "Verify"). Their defaults are those of
+// VerifyLimits (calibration/verifystats.h); a verification writes a missing key with its default,
+// so that the station finds in FPN.ini what it may set. ----
+namespace VerifyIni {
+inline const QString MaxPrnu = QStringLiteral("Verify/MaxPRNU");                // per cent
+inline const QString MaxDsnu = QStringLiteral("Verify/MaxDSNU");                // DN10
+inline const QString MaxDefects = QStringLiteral("Verify/MaxDefects");          // columns per plane
+inline const QString DefectDark = QStringLiteral("Verify/DefectDark");          // DN10
+inline const QString DefectResponse = QStringLiteral("Verify/DefectResponse");  // per cent
+}  // namespace VerifyIni

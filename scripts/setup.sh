@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs the Debian 12 packages that building, testing and a screenshot under Xvfb need, and
 # Aravis for real GigE Vision and USB3 Vision cameras (the GenICam camera library, its tests and
-# the camera tools arv-tool-0.8, arv-viewer-0.8).
+# the camera tools arv-tool-0.8, arv-viewer-0.8), and
+# poppler-utils (the verification's test renders and reads back the report's PDF).
 # Idempotent: packages that are already installed are skipped, and apt is not touched at all
 # when nothing is missing.
 set -euo pipefail
@@ -12,6 +13,7 @@ packages=(
   libgl-dev libxkbcommon-dev
   libgtest-dev libbenchmark-dev
   xvfb xauth x11-utils imagemagick
+  poppler-utils
   fonts-wqy-microhei
   libaravis-dev aravis-tools aravis-tools-cli libusb-1.0-0-dev
 )

@@ -1,0 +1,106 @@
+// MainWindow: the calibration verification, from the "校正验证" button of the FPN tab to the
+// result window.
+//
+// It follows the workflow pattern: verifyProcess stops capture, binds the progress panel to
+// verifyOk and verifyCancel, shows it and fires IS_VerifyStart. Twice the run asks the operator
+// to do something (cover the lens, light the flat target): its question is written in the panel
+// and "继续", in the panel's button row while a question is open, answers it. "确定" after the
+// closing report shows the result window; "取消" cancels, also while a question is open. The run
+// puts the camera back as it found it, so nothing is re-read into the panels, and capture stays
+// off as after the exposure test.
+#include "mainwindow.h"
+#include "ui_mainwindow.h"
+
+#include "app/progressinfowidget.h"
+#include "app/verifywindow.h"
+#include "camera/cameraserver.h"
+
+#include <QBoxLayout>
+#include <QMessageBox>
+#include <QPushButton>
+
+namespace {
+
+const QString kVerifyTitle = QStringLiteral("校正验证执行中...");
+
+}  // namespace
+
+void MainWindow::setupVerify()
+{
+    m_verifyBut = new QPushButton(QStringLiteral("校正验证"), ui->groupBox_2);
+    m_verifyBut->setObjectName(QStringLiteral("verifyBut"));
+    if (auto* column = qobject_cast<QBoxLayout*>(ui->groupBox_2->layout())) column->addWidget(m_verifyBut);
+    connect(m_verifyBut, &QPushButton::clicked, this, &MainWindow::verifyProcess);
+
+    // The panel's own row holds "确定" and "取消"; "继续" goes in front of them, shown only while
+    // the run waits for an answer.
+    m_verifyContinueBut = new QPushButton(QStringLiteral("继续"), m_progressInfo);
+    m_verifyContinueBut->setObjectName(QStringLiteral("verifyContinueBut"));
+    m_verifyContinueBut->setMinimumHeight(30);
+    m_verifyContinueBut->hide();
+    if (auto* row = m_progressInfo->findChild<QBoxLayout*>(QStringLiteral("horizontalLayout_3")))
+        row->insertWidget(0, m_verifyContinueBut);
+    connect(m_verifyContinueBut, &QPushButton::clicked, this, &MainWindow::verifyContinue);
+
+    m_verifyWindow = new VerifyWindow(this);
+    connect(m_cameraServer, &CameraServer::OS_VerifyAsk, this, &MainWindow::verifyAsked);
+    connect(m_cameraServer, &CameraServer::OS_VerifyFinished, m_verifyWindow, &VerifyWindow::setReport);
+}
+
+void MainWindow::verifyProcess()
+{
+    if (!m_cameraServer || !m_cameraServer->m_opened) {
+        QMessageBox::critical(this, QStringLiteral("错误"), QStringLiteral("没有连接上相机。"));
+        return;
+    }
+    if (ui->startBut->isChecked()) {
+        m_cameraServer->stopCapture();
+        ui->startBut->setChecked(false);
+        ui->startBut->setText(QStringLiteral("采图"));
+    }
+    connect(m_progressInfo, &ProgressInfoWidget::defined, this, &MainWindow::verifyOk, Qt::UniqueConnection);
+    connect(m_progressInfo, &ProgressInfoWidget::canceled, this, &MainWindow::verifyCancel, Qt::UniqueConnection);
+    m_verifyStep = -1;
+    m_verifyContinueBut->hide();
+    m_progressInfo->setWindowTitle(kVerifyTitle);
+    m_progressInfo->show();
+    m_progressInfo->showProgressInfo(0, kVerifyTitle);
+    emit m_cameraServer->IS_VerifyStart();
+}
+
+void MainWindow::verifyAsked(int step, QString)
+{
+    // The question itself is in the panel already, through the run's report.
+    m_verifyStep = step;
+    m_verifyContinueBut->show();
+    m_verifyContinueBut->setFocus();
+}
+
+void MainWindow::verifyContinue()
+{
+    m_verifyContinueBut->hide();
+    m_cameraServer->verifyAnswer(m_verifyStep, true);
+    m_verifyStep = -1;
+}
+
+void MainWindow::verifyOk()
+{
+    m_progressInfo->hide();
+    m_verifyContinueBut->hide();
+    disconnect(m_progressInfo, &ProgressInfoWidget::defined, this, &MainWindow::verifyOk);
+    disconnect(m_progressInfo, &ProgressInfoWidget::canceled, this, &MainWindow::verifyCancel);
+    m_verifyWindow->show();
+    m_verifyWindow->raise();
+    m_verifyWindow->activateWindow();
+}
+
+void MainWindow::verifyCancel()
+{
+    m_cameraServer->cancel();
+    m_progressInfo->showProgressInfo(0, QStringLiteral("取消操作。"));
+    m_progressInfo->hide();
+    m_verifyContinueBut->hide();
+    m_verifyStep = -1;
+    disconnect(m_progressInfo, &ProgressInfoWidget::defined, this, &MainWindow::verifyOk);
+    disconnect(m_progressInfo, &ProgressInfoWidget::canceled, this, &MainWindow::verifyCancel);
+}

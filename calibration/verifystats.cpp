@@ -1,0 +1,358 @@
+#include "verifystats.h"
+
+#include <QJsonArray>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+namespace {
+
+// Whether a stack is one plane of a depth the kernels read.
+bool readable(const cv::Mat& stack)
+{
+    if (stack.empty() || stack.channels() != 1) return false;
+    const int d = stack.depth();
+    return d == CV_8U || d == CV_16U || d == CV_32F || d == CV_64F;
+}
+
+// Per column, in one pass over the stack and one row of doubles at a time: the mean and the sum of
+// squared deviations from it, both times scale (scale^2). The sums run over the samples less the
+// first row's, so that a large level does not eat the precision of a small spread.
+struct ColumnMoments {
+    cv::Mat means;             // 1 x N CV_64F
+    std::vector<double> ss;    // sum over l of (y[l][x] - mu[x])^2
+};
+
+ColumnMoments columnMoments(const cv::Mat& stack, double scale)
+{
+    ColumnMoments m;
+    if (!readable(stack)) return m;
+    const int n = stack.cols, lines = stack.rows;
+    cv::Mat first, row;
+    stack.row(0).convertTo(first, CV_64F, scale);
+    const double* f = first.ptr<double>(0);
+    std::vector<double> sum(size_t(n), 0.0), sum2(size_t(n), 0.0);
+    for (int l = 1; l < lines; ++l) {
+        stack.row(l).convertTo(row, CV_64F, scale);
+        const double* v = row.ptr<double>(0);
+        for (int x = 0; x < n; ++x) {
+            const double d = v[x] - f[x];
+            sum[size_t(x)] += d;
+            sum2[size_t(x)] += d * d;
+        }
+    }
+    m.means.create(1, n, CV_64F);
+    m.ss.resize(size_t(n));
+    double* mu = m.means.ptr<double>(0);
+    for (int x = 0; x < n; ++x) {
+        const double shift = sum[size_t(x)] / lines;
+        mu[x] = f[x] + shift;
+        m.ss[size_t(x)] = std::max(0.0, sum2[size_t(x)] - sum[size_t(x)] * shift);
+    }
+    return m;
+}
+
+double temporalOf(const ColumnMoments& m, int lines)
+{
+    if (m.ss.empty() || lines < 2) return 0.0;
+    double total = 0.0;
+    for (double s : m.ss) total += s / (lines - 1);
+    return total / double(m.ss.size());
+}
+
+// A 1 x N row of doubles, whatever the row came in.
+cv::Mat rowOfDoubles(const cv::Mat& row)
+{
+    if (row.empty()) return cv::Mat();
+    cv::Mat out;
+    row.reshape(1, 1).convertTo(out, CV_64F);
+    return out;
+}
+
+QVector<double> toVector(const cv::Mat& row)
+{
+    QVector<double> out;
+    if (row.empty()) return out;
+    out.reserve(int(row.total()));
+    for (int x = 0; x < row.cols; ++x) out.append(row.at<double>(0, x));
+    return out;
+}
+
+QVector<double> toVector(const std::vector<double>& v) { return QVector<double>(v.begin(), v.end()); }
+
+QJsonArray jsonArray(const QVector<double>& v)
+{
+    QJsonArray a;
+    for (double x : v) a.append(x);
+    return a;
+}
+
+QJsonArray jsonArray(const QVector<int>& v)
+{
+    QJsonArray a;
+    for (int x : v) a.append(x);
+    return a;
+}
+
+// JSON has no NaN: a figure that could not be had is written as null.
+QJsonValue number(double v) { return std::isfinite(v) ? QJsonValue(v) : QJsonValue(); }
+
+QJsonObject figuresJson(const VerifyFigures& f)
+{
+    QJsonObject o;
+    o[QStringLiteral("dsnu")] = number(f.dsnu);
+    o[QStringLiteral("prnu")] = number(f.prnu);
+    o[QStringLiteral("darkMean")] = number(f.darkMean);
+    o[QStringLiteral("brightMean")] = number(f.brightMean);
+    o[QStringLiteral("darkTemporalVariance")] = number(f.darkTemporalVar);
+    o[QStringLiteral("brightTemporalVariance")] = number(f.brightTemporalVar);
+    o[QStringLiteral("darkSpatialVariance")] = number(f.darkSpatialVar);
+    o[QStringLiteral("brightSpatialVariance")] = number(f.brightSpatialVar);
+    o[QStringLiteral("darkSlowPeakToPeak")] = number(f.darkSlow);
+    o[QStringLiteral("brightSlowPeakToPeak")] = number(f.brightSlow);
+    o[QStringLiteral("darkZeroShare")] = number(f.darkZero);
+    o[QStringLiteral("defectCount")] = f.defects.size();
+    o[QStringLiteral("defectColumns")] = jsonArray(f.defects);
+    o[QStringLiteral("darkColumnMeans")] = jsonArray(f.darkMeans);
+    o[QStringLiteral("brightColumnMeans")] = jsonArray(f.brightMeans);
+    return o;
+}
+
+}  // namespace
+
+cv::Mat stackColumnMeans(const cv::Mat& stack, double scale) { return columnMoments(stack, scale).means; }
+
+double stackTemporalVariance(const cv::Mat& stack, double scale)
+{
+    return temporalOf(columnMoments(stack, scale), stack.rows);
+}
+
+double spatialVariance(const cv::Mat& means, double temporalVar, int lines)
+{
+    const cv::Mat m = rowOfDoubles(means);
+    if (m.cols < 2 || lines < 1) return 0.0;
+    const double mu = cv::mean(m)[0];
+    double s2 = 0.0;
+    for (int x = 0; x < m.cols; ++x) {
+        const double d = m.at<double>(0, x) - mu;
+        s2 += d * d;
+    }
+    return s2 / (m.cols - 1) - temporalVar / lines;
+}
+
+StackStats stackStats(const cv::Mat& stack, double scale)
+{
+    StackStats s;
+    const ColumnMoments m = columnMoments(stack, scale);
+    if (m.means.empty()) return s;
+    s.means = m.means;
+    s.lines = stack.rows;
+    s.columns = stack.cols;
+    s.mean = cv::mean(s.means)[0];
+    s.temporalVar = temporalOf(m, s.lines);
+    s.spatialVar = spatialVariance(s.means, s.temporalVar, s.lines);
+    s.zeros = 1.0 - double(cv::countNonZero(stack)) / double(stack.total());
+    return s;
+}
+
+double dsnu1288(const StackStats& dark) { return std::sqrt(std::max(0.0, dark.spatialVar)); }
+
+double prnu1288(const StackStats& dark, const StackStats& bright)
+{
+    const double signal = bright.mean - dark.mean;
+    if (!(signal > 0.0)) return std::numeric_limits<double>::quiet_NaN();
+    return 100.0 * std::sqrt(std::max(0.0, bright.spatialVar - dark.spatialVar)) / signal;
+}
+
+std::vector<double> spectrogram(const cv::Mat& row)
+{
+    cv::Mat y = rowOfDoubles(row);
+    if (y.empty()) return {};
+    const int n = y.cols;
+    y -= cv::mean(y)[0];
+    cv::Mat spectrum;
+    cv::dft(y, spectrum, cv::DFT_COMPLEX_OUTPUT | cv::DFT_ROWS);
+    std::vector<double> a(size_t(n / 2 + 1), 0.0);
+    for (int k = 0; k <= n / 2; ++k) {
+        const cv::Vec2d c = spectrum.at<cv::Vec2d>(0, k);
+        a[size_t(k)] = std::sqrt((c[0] * c[0] + c[1] * c[1]) / n);
+    }
+    a[0] = 0.0;
+    return a;
+}
+
+std::vector<double> movingAverage(const cv::Mat& row, int window)
+{
+    const cv::Mat y = rowOfDoubles(row);
+    if (y.empty()) return {};
+    const int n = y.cols;
+    const int w = std::clamp(window, 1, n);
+    const double* v = y.ptr<double>(0);
+    std::vector<double> out;
+    out.reserve(size_t(n - w + 1));
+    double sum = 0.0;
+    for (int i = 0; i < w; ++i) sum += v[i];
+    out.push_back(sum / w);
+    for (int i = w; i < n; ++i) {
+        sum += v[i] - v[i - w];
+        out.push_back(sum / w);
+    }
+    return out;
+}
+
+double slowProfilePeakToPeak(const cv::Mat& row, int window)
+{
+    const std::vector<double> slow = movingAverage(row, window);
+    if (slow.empty()) return 0.0;
+    const auto [lo, hi] = std::minmax_element(slow.begin(), slow.end());
+    return *hi - *lo;
+}
+
+std::vector<double> neighbourMeans(const cv::Mat& row, int window)
+{
+    const cv::Mat y = rowOfDoubles(row);
+    if (y.empty()) return {};
+    const int n = y.cols;
+    const int half = std::max(1, window / 2);
+    const double* v = y.ptr<double>(0);
+    // Prefix sums: the sum over [a, b) is p[b] - p[a].
+    std::vector<double> p(size_t(n) + 1, 0.0);
+    for (int i = 0; i < n; ++i) p[size_t(i) + 1] = p[size_t(i)] + v[i];
+    std::vector<double> out(size_t(n), 0.0);
+    for (int x = 0; x < n; ++x) {
+        const int a = std::max(0, x - half), b = std::min(n, x + half + 1);
+        const int count = b - a - 1;
+        out[size_t(x)] = count > 0 ? (p[size_t(b)] - p[size_t(a)] - v[x]) / count : v[x];
+    }
+    return out;
+}
+
+std::vector<int> defectColumns(const cv::Mat& darkMeans, const cv::Mat& brightMeans, double darkLimit,
+                               double responsePercent, int window)
+{
+    const cv::Mat d = rowOfDoubles(darkMeans);
+    const cv::Mat b = rowOfDoubles(brightMeans);
+    if (d.empty() || b.empty() || d.cols != b.cols) return {};
+    const cv::Mat r = b - d;
+    const std::vector<double> dRef = neighbourMeans(d, window);
+    const std::vector<double> rRef = neighbourMeans(r, window);
+    std::vector<int> out;
+    for (int x = 0; x < d.cols; ++x) {
+        const size_t i = size_t(x);
+        const bool darkOff = std::abs(d.at<double>(0, x) - dRef[i]) > darkLimit;
+        const bool responseOff =
+            rRef[i] > 0.0 && std::abs(r.at<double>(0, x) / rRef[i] - 1.0) * 100.0 > responsePercent;
+        if (darkOff || responseOff) out.push_back(x);
+    }
+    return out;
+}
+
+BrightLevel brightLevel(const cv::Mat& plane, double fullScale)
+{
+    BrightLevel l;
+    if (!readable(plane) || fullScale <= 0.0) return l;
+    const double total = double(plane.total());
+    cv::Mat atTop;
+    cv::compare(plane, cv::Scalar(fullScale), atTop, cv::CMP_GE);
+    l.clipped = double(cv::countNonZero(atTop)) / total;
+    l.level = cv::mean(plane)[0] / fullScale;
+    return l;
+}
+
+VerifyFigures verifyFigures(const StackStats& d, const StackStats& b, const VerifyLimits& limits)
+{
+    VerifyFigures f;
+    if (d.means.empty() || b.means.empty()) return f;
+    f.darkMean = d.mean;
+    f.brightMean = b.mean;
+    f.darkTemporalVar = d.temporalVar;
+    f.brightTemporalVar = b.temporalVar;
+    f.darkSpatialVar = d.spatialVar;
+    f.brightSpatialVar = b.spatialVar;
+    f.dsnu = dsnu1288(d);
+    f.prnu = prnu1288(d, b);
+    f.darkSlow = slowProfilePeakToPeak(d.means, kSlowWindow);
+    f.darkZero = d.zeros;
+    f.darkMeans = toVector(d.means);
+    f.brightMeans = toVector(b.means);
+    f.darkSpectrum = toVector(spectrogram(d.means));
+    if (b.means.cols == d.means.cols) {
+        const cv::Mat response = b.means - d.means;
+        const double signal = b.mean - d.mean;
+        f.brightSlow = signal > 0.0 ? 100.0 * slowProfilePeakToPeak(response, kSlowWindow) / signal : 0.0;
+        f.responseSpectrum = toVector(spectrogram(response));
+        const std::vector<int> defects =
+            defectColumns(d.means, b.means, limits.defectDark, limits.defectResponse, kDefectWindow);
+        f.defects = QVector<int>(defects.begin(), defects.end());
+    }
+    return f;
+}
+
+VerifyFigures verifyFigures(const cv::Mat& dark, const cv::Mat& bright, double scale, const VerifyLimits& limits)
+{
+    return verifyFigures(stackStats(dark, scale), stackStats(bright, scale), limits);
+}
+
+bool planePasses(const VerifyFigures& after, const VerifyLimits& limits)
+{
+    // A PRNU that could not be had (NaN) fails.
+    return after.prnu <= limits.maxPrnu && after.dsnu <= limits.maxDsnu && after.defects.size() <= limits.maxDefects;
+}
+
+bool reportPasses(const VerifyReport& report)
+{
+    if (report.planes.isEmpty()) return false;
+    for (const VerifyPlane& p : report.planes)
+        if (!planePasses(p.after, report.limits)) return false;
+    return true;
+}
+
+QJsonObject verifyReportJson(const VerifyReport& r)
+{
+    QJsonObject camera;
+    camera[QStringLiteral("name")] = r.camera;
+    camera[QStringLiteral("model")] = r.model;
+    camera[QStringLiteral("serial")] = r.serial;
+    camera[QStringLiteral("firmware")] = r.version;
+
+    QJsonObject settings;
+    settings[QStringLiteral("gain")] = r.gain;
+    settings[QStringLiteral("exposureUs")] = r.exposure;
+    settings[QStringLiteral("bits")] = r.bits == 0 ? 8 : 16;
+    settings[QStringLiteral("linesPerStack")] = r.lines;
+    settings[QStringLiteral("cameraFpnOn")] = r.fpnOn;
+    settings[QStringLiteral("flatFieldOn")] = r.flatOn;
+
+    QJsonObject limits;
+    limits[QStringLiteral("maxPrnuPercent")] = r.limits.maxPrnu;
+    limits[QStringLiteral("maxDsnuDn")] = r.limits.maxDsnu;
+    limits[QStringLiteral("maxDefects")] = r.limits.maxDefects;
+    limits[QStringLiteral("defectDarkDn")] = r.limits.defectDark;
+    limits[QStringLiteral("defectResponsePercent")] = r.limits.defectResponse;
+
+    QJsonArray planes;
+    for (const VerifyPlane& p : r.planes) {
+        QJsonObject o;
+        o[QStringLiteral("name")] = p.name;
+        o[QStringLiteral("before")] = figuresJson(p.before);
+        o[QStringLiteral("after")] = figuresJson(p.after);
+        o[QStringLiteral("passed")] = planePasses(p.after, r.limits);
+        planes.append(o);
+    }
+
+    QJsonObject o;
+    o[QStringLiteral("standard")] = QStringLiteral("EMVA 1288 release 4.0, line-scan");
+    o[QStringLiteral("unit")] = QStringLiteral("DN10");
+    o[QStringLiteral("date")] = r.when.toString(Qt::ISODate);
+    o[QStringLiteral("camera")] = camera;
+    o[QStringLiteral("settings")] = settings;
+    o[QStringLiteral("limits")] = limits;
+    o[QStringLiteral("passed")] = reportPasses(r);
+    o[QStringLiteral("planes")] = planes;
+    return o;
+}
+
+double dn10Scale(int bits) { return bits == 0 ? 4.0 : 1.0 / 64.0; }
+
+double rawFullScale(int bits) { return bits == 0 ? 255.0 : 65472.0; }

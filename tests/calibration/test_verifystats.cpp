@@ -1,0 +1,352 @@
+// The verification's figures on synthetic stacks whose truth is known: temporal noise of a given
+// sigma, column patterns of a given spread, sinusoids, ramps and planted defect columns.
+#include "calibration/operatorprompt.h"
+#include "calibration/verifystats.h"
+
+#include <QJsonArray>
+#include <QtTest>
+
+#include <cmath>
+#include <numeric>
+#include <set>
+
+namespace {
+
+constexpr double kPi = 3.14159265358979323846;
+
+// A column pattern of exactly mean 0 and sample standard deviation `spread` (N - 1), drawn from a
+// seeded normal generator.
+std::vector<double> pattern(int n, double spread, uint64_t seed)
+{
+    cv::RNG rng(seed);
+    std::vector<double> p(static_cast<size_t>(n));
+    for (double& v : p) v = rng.gaussian(1.0);
+    const double mu = std::accumulate(p.begin(), p.end(), 0.0) / n;
+    double s2 = 0.0;
+    for (double& v : p) {
+        v -= mu;
+        s2 += v * v;
+    }
+    const double s = std::sqrt(s2 / (n - 1));
+    for (double& v : p) v *= spread / s;
+    return p;
+}
+
+// L lines of `offset + columns[x]` plus white noise of `sigma`, as double samples.
+cv::Mat stackOf(const std::vector<double>& columns, double offset, double sigma, int lines, uint64_t seed)
+{
+    cv::RNG rng(seed);
+    cv::Mat s(lines, int(columns.size()), CV_64F);
+    for (int l = 0; l < lines; ++l)
+        for (int x = 0; x < s.cols; ++x) s.at<double>(l, x) = offset + columns[size_t(x)] + rng.gaussian(sigma);
+    return s;
+}
+
+// The same as raw 16-bit samples: DN10 in the high bits, rounded to the 64th.
+cv::Mat as16(const cv::Mat& dn10)
+{
+    cv::Mat out;
+    dn10.convertTo(out, CV_16U, 64.0);
+    return out;
+}
+
+double sampleStd(const cv::Mat& row)
+{
+    cv::Scalar mu, sd;
+    cv::meanStdDev(row, mu, sd);
+    return sd[0] * std::sqrt(double(row.total()) / double(row.total() - 1));
+}
+
+}  // namespace
+
+class TestVerifyStats : public QObject {
+    Q_OBJECT
+
+private slots:
+    // White noise of sigma 2 DN and a column pattern of spread 1.5 DN over 1000 lines: the
+    // temporal variance and DSNU1288 come back within 2 %, in double and in raw 16-bit samples.
+    void temporalVarianceAndDsnu()
+    {
+        const double sigma = 2.0, spread = 1.5;
+        const cv::Mat dn = stackOf(pattern(512, spread, 7), 40.0, sigma, 1000, 8);
+        for (const auto& [stack, scale] : {std::pair<cv::Mat, double>{dn, 1.0}, {as16(dn), 1.0 / 64.0}}) {
+            const StackStats s = stackStats(stack, scale);
+            QCOMPARE(s.lines, 1000);
+            QCOMPARE(s.columns, 512);
+            QCOMPARE(s.means.cols, 512);
+            QVERIFY2(std::abs(s.temporalVar / (sigma * sigma) - 1.0) < 0.02, qPrintable(QString::number(s.temporalVar)));
+            QVERIFY2(std::abs(dsnu1288(s) / spread - 1.0) < 0.02, qPrintable(QString::number(dsnu1288(s))));
+            QVERIFY(std::abs(s.mean - 40.0) < 0.01);
+        }
+    }
+
+    // Noise alone: the column means scatter by sigma / sqrt(L), and the correction takes that out.
+    void pureTemporalNoiseHasNoDsnu()
+    {
+        const double sigma = 2.0;
+        const int lines = 1000;
+        const cv::Mat dn = stackOf(std::vector<double>(512, 0.0), 40.0, sigma, lines, 21);
+        const StackStats s = stackStats(dn);
+        const double meanScatter = sigma / std::sqrt(double(lines));
+        // Uncorrected, the row of means would show a pattern of sigma / sqrt(L) ...
+        QVERIFY(std::abs(sampleStd(s.means) / meanScatter - 1.0) < 0.1);
+        // ... corrected, nothing near it is left.
+        QVERIFY2(dsnu1288(s) < 0.5 * meanScatter, qPrintable(QString::number(dsnu1288(s))));
+        QVERIFY(std::abs(s.spatialVar) < 0.2 * meanScatter * meanScatter);
+    }
+
+    // The bright stack: dark pattern and signal with a 2 % response spread; PRNU1288 within 2 %.
+    void prnuOfAKnownResponse()
+    {
+        const int n = 512;
+        const std::vector<double> dark = pattern(n, 1.0, 3);
+        const std::vector<double> response = pattern(n, 0.02, 4);
+        std::vector<double> lit(static_cast<size_t>(n));
+        for (int x = 0; x < n; ++x) lit[size_t(x)] = dark[size_t(x)] + 500.0 * (1.0 + response[size_t(x)]);
+        const StackStats d = stackStats(stackOf(dark, 30.0, 0.7, 1000, 5));
+        const StackStats b = stackStats(stackOf(lit, 30.0, 5.0, 1000, 6));
+        QVERIFY(std::abs(b.mean - d.mean - 500.0) < 0.5);
+        const double prnu = prnu1288(d, b);
+        QVERIFY2(std::abs(prnu / 2.0 - 1.0) < 0.02, qPrintable(QString::number(prnu)));
+        // Not brighter than the dark: no figure.
+        QVERIFY(std::isnan(prnu1288(d, d)));
+        QVERIFY(std::isnan(prnu1288(b, d)));
+    }
+
+    // A sinusoidal column pattern of amplitude 3 DN at 37 cycles over 512 columns: one peak, at 37,
+    // of 3 * sqrt(512) / 2; every other frequency far below it.
+    void sinusoidShowsOnePeak()
+    {
+        const int n = 512, k0 = 37;
+        const double a = 3.0;
+        std::vector<double> columns(static_cast<size_t>(n));
+        for (int x = 0; x < n; ++x) columns[size_t(x)] = a * std::sin(2.0 * kPi * k0 * x / n);
+        const StackStats s = stackStats(stackOf(columns, 50.0, 2.0, 1000, 9));
+        const std::vector<double> spec = spectrogram(s.means);
+        QCOMPARE(int(spec.size()), n / 2 + 1);
+        QCOMPARE(spec[0], 0.0);
+        const auto peak = std::max_element(spec.begin(), spec.end());
+        QCOMPARE(int(peak - spec.begin()), k0);
+        QVERIFY2(std::abs(*peak / (a * std::sqrt(double(n)) / 2.0) - 1.0) < 0.02, qPrintable(QString::number(*peak)));
+        for (int k = 0; k < int(spec.size()); ++k)
+            if (k != k0) QVERIFY2(spec[size_t(k)] < 0.05 * *peak, qPrintable(QString::number(k)));
+    }
+
+    // The mean of the squared amplitudes over all N frequencies is the row's variance (1/N): here
+    // over the one-sided half, the other half mirrors it.
+    void spectrogramKeepsTheVariance()
+    {
+        const int n = 256;
+        const std::vector<double> p = pattern(n, 2.0, 11);
+        const cv::Mat row(1, n, CV_64F, const_cast<double*>(p.data()));
+        const std::vector<double> spec = spectrogram(row);
+        double power = 0.0;
+        for (int k = 1; k < n / 2; ++k) power += 2.0 * spec[size_t(k)] * spec[size_t(k)];
+        power += spec[size_t(n / 2)] * spec[size_t(n / 2)];
+        const double variance = 4.0 * (n - 1) / n;
+        QVERIFY(std::abs(power / n - variance) < 1e-9);
+        QVERIFY(spectrogram(cv::Mat()).empty());
+    }
+
+    // Hot and weak columns planted among ordinary ones, at the ends, side by side, and one both
+    // hot and weak: each counted once, and nothing else.
+    void plantedDefectsCountedExactly()
+    {
+        const int n = 512;
+        std::vector<double> dark = pattern(n, 1.0, 13);
+        std::vector<double> response = pattern(n, 0.01, 14);
+        const std::set<int> hot = {0, 40, 41, 200, 333};
+        const std::set<int> weak = {77, 333, 400, n - 1};
+        for (int x : hot) dark[size_t(x)] += 9.0;
+        std::vector<double> lit(static_cast<size_t>(n));
+        for (int x = 0; x < n; ++x) {
+            const double r = weak.count(x) ? 0.8 : 1.0 + response[size_t(x)];
+            lit[size_t(x)] = dark[size_t(x)] + 600.0 * r;
+        }
+        const cv::Mat d = stackColumnMeans(stackOf(dark, 20.0, 0.7, 200, 15));
+        const cv::Mat b = stackColumnMeans(stackOf(lit, 20.0, 5.0, 200, 16));
+        const std::vector<int> found = defectColumns(d, b, 5.0, 10.0, kDefectWindow);
+        const std::vector<int> expected = {0, 40, 41, 77, 200, 333, 400, n - 1};
+        QCOMPARE(found, expected);
+        // Limits above the planted deviations: none.
+        QVERIFY(defectColumns(d, b, 20.0, 30.0, kDefectWindow).empty());
+        // Rows of different length: none.
+        QVERIFY(defectColumns(d, b.colRange(0, n - 1), 5.0, 10.0, kDefectWindow).empty());
+    }
+
+    // The neighbours' mean leaves the column out and is cut at the ends.
+    void neighbourMeansExact()
+    {
+        const cv::Mat row = (cv::Mat_<double>(1, 6) << 1, 2, 3, 4, 5, 100);
+        const std::vector<double> m = neighbourMeans(row, 5);
+        QCOMPARE(m[0], (2.0 + 3.0) / 2.0);
+        QCOMPARE(m[2], (1.0 + 2.0 + 4.0 + 5.0) / 4.0);
+        QCOMPARE(m[5], (4.0 + 5.0) / 2.0);
+    }
+
+    // A ramp of 0.02 DN per column: the 64-column average is a ramp over N - 63 positions, so its
+    // peak-to-peak is 0.02 * (N - 64); a window wider than the row gives its mean alone.
+    void slowProfileOfARamp()
+    {
+        const int n = 1000;
+        cv::Mat row(1, n, CV_64F);
+        for (int x = 0; x < n; ++x) row.at<double>(0, x) = 10.0 + 0.02 * x + ((x % 2) ? 0.5 : -0.5);
+        QCOMPARE(int(movingAverage(row, 64).size()), n - 63);
+        QVERIFY(std::abs(slowProfilePeakToPeak(row, 64) - 0.02 * (n - 64)) < 1e-9);
+        QCOMPARE(int(movingAverage(row.colRange(0, 10), 64).size()), 1);
+        QCOMPARE(slowProfilePeakToPeak(row.colRange(0, 10), 64), 0.0);
+        QCOMPARE(slowProfilePeakToPeak(cv::Mat(), 64), 0.0);
+    }
+
+    // Clipped share and level of a bright plane, raw 16-bit.
+    void brightLevelOfAPlane()
+    {
+        cv::Mat plane(100, 100, CV_16U, cv::Scalar(32768));
+        for (int i = 0; i < 15; ++i) plane.at<uint16_t>(i, 3) = 65472;
+        const BrightLevel l = brightLevel(plane, 65472.0);
+        QCOMPARE(l.clipped, 15.0 / 10000.0);
+        QVERIFY(l.clipped > kVerifyMaxClipped);
+        QVERIFY(std::abs(l.level - (9985.0 * 32768 + 15.0 * 65472) / 10000.0 / 65472.0) < 1e-12);
+        plane.setTo(cv::Scalar(20));
+        const BrightLevel dim = brightLevel(plane.rowRange(0, 10), 65472.0);
+        QCOMPARE(dim.clipped, 0.0);
+        QVERIFY(dim.level < kVerifyMinBright);
+        // 8-bit: at 255.
+        cv::Mat eight(10, 10, CV_8U, cv::Scalar(255));
+        QCOMPARE(brightLevel(eight, 255.0).clipped, 1.0);
+    }
+
+    void degenerateStacks()
+    {
+        QVERIFY(stackColumnMeans(cv::Mat()).empty());
+        QVERIFY(stackColumnMeans(cv::Mat(4, 4, CV_8UC3)).empty());
+        QVERIFY(stackColumnMeans(cv::Mat(4, 4, CV_32S)).empty());
+        QCOMPARE(stackTemporalVariance(cv::Mat(1, 8, CV_16U, cv::Scalar(9))), 0.0);
+        const StackStats one = stackStats(cv::Mat(3, 1, CV_8U, cv::Scalar(9)));
+        QCOMPARE(one.spatialVar, 0.0);
+        // The share of samples at 0.
+        cv::Mat cut(10, 10, CV_16U, cv::Scalar(64));
+        cut.rowRange(0, 3).setTo(0);
+        QCOMPARE(stackStats(cut).zeros, 0.3);
+        QCOMPARE(dn10Scale(0), 4.0);
+        QCOMPARE(dn10Scale(2), 1.0 / 64.0);
+        QCOMPARE(rawFullScale(0), 255.0);
+        QCOMPARE(rawFullScale(2), 65472.0);
+    }
+
+    // All figures of a plane at once, the verdict at the limits, and the report's JSON with them.
+    void figuresVerdictAndJson()
+    {
+        const int n = 256;
+        std::vector<double> dark = pattern(n, 1.0, 31);
+        dark[100] += 12.0;
+        const std::vector<double> response = pattern(n, 0.02, 32);
+        std::vector<double> lit(static_cast<size_t>(n));
+        for (int x = 0; x < n; ++x) lit[size_t(x)] = dark[size_t(x)] + 400.0 * (1.0 + response[size_t(x)]);
+        const cv::Mat d = as16(stackOf(dark, 20.0, 0.7, 500, 33));
+        const cv::Mat b = as16(stackOf(lit, 20.0, 4.0, 500, 34));
+        VerifyLimits limits;
+        const VerifyFigures f = verifyFigures(d, b, 1.0 / 64.0, limits);
+        QCOMPARE(f.darkMeans.size(), n);
+        QCOMPARE(f.brightMeans.size(), n);
+        QCOMPARE(f.darkSpectrum.size(), n / 2 + 1);
+        QCOMPARE(f.responseSpectrum.size(), n / 2 + 1);
+        QCOMPARE(f.defects, QVector<int>{100});
+        QCOMPARE(f.darkZero, 0.0);
+        QVERIFY(std::abs(f.brightMean - f.darkMean - 400.0) < 0.5);
+        const StackStats ds = stackStats(d, 1.0 / 64.0);
+        QCOMPARE(f.dsnu, dsnu1288(ds));
+        QCOMPARE(f.prnu, prnu1288(ds, stackStats(b, 1.0 / 64.0)));
+        QVERIFY(f.prnu > 1.8 && f.prnu < 2.2);
+
+        // The verdict: at a limit passes, above it fails; one failing plane fails the report.
+        VerifyFigures after = f;
+        after.defects.clear();
+        limits.maxPrnu = after.prnu;
+        limits.maxDsnu = after.dsnu;
+        QVERIFY(planePasses(after, limits));
+        limits.maxPrnu = std::nextafter(after.prnu, 0.0);
+        QVERIFY(!planePasses(after, limits));
+        limits.maxPrnu = 100.0;
+        after.defects = {1};
+        QVERIFY(!planePasses(after, limits));
+        limits.maxDefects = 1;
+        QVERIFY(planePasses(after, limits));
+        after.prnu = std::nan("");
+        QVERIFY(!planePasses(after, limits));
+
+        VerifyReport r;
+        r.camera = QStringLiteral("SIM");
+        r.serial = QStringLiteral("SN1");
+        r.gain = 2.0;
+        r.exposure = 123.5;
+        r.bits = 2;
+        r.lines = 500;
+        r.limits = VerifyLimits{};
+        QVERIFY(!reportPasses(r));  // nothing measured
+        r.planes.append({QStringLiteral("Mono"), f, f});
+        QVERIFY(!reportPasses(r));  // the hot column is still there after
+        const QJsonObject j = verifyReportJson(r);
+        QCOMPARE(j[QStringLiteral("passed")].toBool(), false);
+        QCOMPARE(j[QStringLiteral("camera")].toObject()[QStringLiteral("serial")].toString(), QStringLiteral("SN1"));
+        QCOMPARE(j[QStringLiteral("settings")].toObject()[QStringLiteral("exposureUs")].toDouble(), 123.5);
+        const QJsonObject before = j[QStringLiteral("planes")].toArray()[0].toObject()[QStringLiteral("before")].toObject();
+        QCOMPARE(before[QStringLiteral("dsnu")].toDouble(), f.dsnu);
+        QCOMPARE(before[QStringLiteral("prnu")].toDouble(), f.prnu);
+        QCOMPARE(before[QStringLiteral("defectColumns")].toArray(), QJsonArray{100});
+        QCOMPARE(before[QStringLiteral("darkColumnMeans")].toArray().size(), n);
+        QCOMPARE(before[QStringLiteral("darkColumnMeans")].toArray()[7].toDouble(), f.darkMeans[7]);
+        // A figure that could not be had is null, not a number JSON cannot hold.
+        r.planes[0].after.prnu = std::nan("");
+        const QJsonObject after2 =
+            verifyReportJson(r)[QStringLiteral("planes")].toArray()[0].toObject()[QStringLiteral("after")].toObject();
+        QVERIFY(after2[QStringLiteral("prnu")].isNull());
+    }
+
+    // The question and its answer: an answer given before the wait is kept; one naming another
+    // question, or coming when none is open, is dropped; "stop" and the caller's stop condition
+    // end the wait; a closed question takes no more answers.
+    void operatorPrompt()
+    {
+        OperatorPrompt prompt;
+        int polls = 0;
+        auto stopAfter = [&polls](int n) { return [&polls, n] { return ++polls > n; }; };
+
+        prompt.answer(1, true);  // nothing asked yet
+        prompt.arm(1);
+        QCOMPARE(prompt.openStep(), 1);
+        prompt.answer(2, true);  // another question
+        polls = 0;
+        QCOMPARE(prompt.wait(stopAfter(3), 1), OperatorPrompt::Outcome::Stop);
+        QCOMPARE(polls, 4);
+        QCOMPARE(prompt.openStep(), -1);
+
+        prompt.arm(1);
+        prompt.answer(1, true);
+        prompt.answer(1, false);  // a second click changes nothing
+        polls = 0;
+        QCOMPARE(prompt.wait(stopAfter(100), 1), OperatorPrompt::Outcome::Proceed);
+        QCOMPARE(polls, 0);
+        prompt.answer(1, true);  // closed
+        QCOMPARE(prompt.openStep(), -1);
+
+        prompt.arm(2);
+        prompt.answer(2, false);
+        QCOMPARE(prompt.wait(stopAfter(100), 1), OperatorPrompt::Outcome::Stop);
+
+        // An answer from another thread while the wait runs.
+        prompt.arm(3);
+        QThread* other = QThread::create([&prompt] {
+            QThread::msleep(20);
+            prompt.answer(3, true);
+        });
+        other->start();
+        const QDeadlineTimer deadline(5000);
+        QCOMPARE(prompt.wait([&deadline] { return deadline.hasExpired(); }), OperatorPrompt::Outcome::Proceed);
+        QVERIFY(other->wait(5000));
+        delete other;
+    }
+};
+
+QTEST_GUILESS_MAIN(TestVerifyStats)
+#include "test_verifystats.moc"
