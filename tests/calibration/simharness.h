@@ -206,4 +206,18 @@ protected:
         r = reportsOfRun(s, [s] { s->fpnStart(); });
         QCOMPARE(r.last(), Report(100, QStringLiteral("明场校正-明场校正执行完成")));
     }
+
+    // The calibration a station runs before it verifies: a first calibration to find the
+    // exposure of the working grey level `level`, then the dark run again at that exposure (a hot
+    // column's dark grows with the exposure, so B holds at the exposure it was taken at), the
+    // bright run, and the working exposure set again.
+    void calibrateAt(CameraServer* s, const QString& name, double level)
+    {
+        calibrate(s, name);
+        QVERIFY(!frameAtLevel(s, level).empty());
+        double working = 0.0;
+        QCOMPARE(lsxGetExposure(s->m_handle, &working), LSX_OK);
+        calibrate(s, name);
+        QCOMPARE(lsxSetExposure(s->m_handle, working), LSX_OK);
+    }
 };
