@@ -20,6 +20,7 @@ const std::vector<StepKind>& stepKinds()
     static const std::vector<StepKind> kinds{
         {"list", 0, {}, "列出找到的相机"},
         {"info", 0, {}, "显示相机的型号、传感器、分辨率、增益与曝光范围"},
+        {"exposure", 1, {}, "设置相机的曝光时间 US（微秒），如工位的工作曝光"},
         {"dark", 0, {"auto-doffset"}, "暗场校正（盖上镜头）；--auto-doffset 每个增益自动检测DOffset"},
         {"bright", 0, {}, "明场校正（均匀光照的白色目标）"},
         {"write-fpn", 1, {}, "将FPN参数写入相机的参数组 SET（如 UserSet0 或 factory）"},
@@ -29,7 +30,7 @@ const std::vector<StepKind>& stepKinds()
          "平场校正；--goal mean|rate:R|level:L 目标亮度，--write SET 写入相机，--save NAME 保存文件"},
         {"lsc", 0, {"goal=", "write=", "save="},
          "镜头校正；--goal mean|rate:R|level:L 目标亮度，--write SET 写入相机，--save FILE 保存文件"},
-        {"verify", 0, {"report="}, "校正验证（先暗场后明场）；--report FILE.pdf 保存报告"},
+        {"verify", 0, {"report="}, "校正验证（先暗场后明场），超出限值时退出码为 3；--report FILE.json 保存验证报告"},
         {"run", 1, {}, "按配方文件 RECIPE.ini 执行其中的步骤"},
     };
     return kinds;
@@ -149,8 +150,9 @@ QString cliUsage()
         if (k.arguments == 1) {
             const QString n = QString::fromLatin1(k.name);
             head += n == QLatin1String("write-fpn") ? QStringLiteral(" SET")
-                    : n == QLatin1String("run")     ? QStringLiteral(" RECIPE.ini")
-                                                    : QStringLiteral(" FILE");
+                    : n == QLatin1String("run")      ? QStringLiteral(" RECIPE.ini")
+                    : n == QLatin1String("exposure") ? QStringLiteral(" US")
+                                                     : QStringLiteral(" FILE");
         }
         for (const QString& o : k.options)
             head += o.endsWith(QLatin1Char('=')) ? QStringLiteral(" [--%1 V]").arg(o.chopped(1))

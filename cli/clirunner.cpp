@@ -23,6 +23,8 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QJsonDocument>
+#include <QRegularExpression>
+#include <QSaveFile>
 #include <QSettings>
 #include <QSocketNotifier>
 
@@ -283,6 +285,29 @@ int CliRunner::runStep(const CliStep& step, const CliPlan& plan, StepResult& r)
         r.figures = f;
         return CliOk;
     }
+    if (n == QLatin1String("exposure")) {
+        bool ok = false;
+        const double us = step.args.first().toDouble(&ok);
+        const properties::Range range = properties::exposureRange(s->m_handle);
+        if (!ok || !(us >= range.min && us <= range.max)) {
+            fail(r, QStringLiteral("曝光时间应在 %1 到 %2 微秒之间，而不是 \"%3\"。")
+                        .arg(range.min)
+                        .arg(range.max)
+                        .arg(step.args.first()),
+                 CliUsage);
+            return r.exit;
+        }
+        const lsxStatus status = lsxSetExposure(s->m_handle, us);
+        if (status != LSX_OK) {
+            fail(r, QStringLiteral("设置曝光时间出错，错误原因：%1-%2.").arg(status).arg(statusText(status)));
+            return r.exit;
+        }
+        double now = 0.0;
+        lsxGetExposure(s->m_handle, &now);
+        report(-1, QStringLiteral("曝光时间：%1 us").arg(now), &r);
+        r.figures = QJsonObject{{QStringLiteral("exposure"), now}};
+        return CliOk;
+    }
     if (n == QLatin1String("dark")) {
         if (!askOperator(QStringLiteral("暗场校正：请盖上镜头盖，使相机处于完全黑暗中。"), r)) return r.exit;
         const bool autoDoffset = step.options.contains(QStringLiteral("auto-doffset"));
@@ -341,8 +366,97 @@ int CliRunner::runStep(const CliStep& step, const CliPlan& plan, StepResult& r)
         return CliOk;
     }
     if (n == QLatin1String("ffc") || n == QLatin1String("lsc")) return flatStep(step, r);
-    fail(r, QStringLiteral("步骤 %1 在这个版本中还不可用。").arg(n));
+    if (n == QLatin1String("verify")) return verifyStep(step, r);
+    fail(r, QStringLiteral("未知的步骤 %1。").arg(n), CliUsage);
     return r.exit;
+}
+
+int CliRunner::verifyStep(const CliStep& step, StepResult& r)
+{
+    CameraServer* s = m_server.get();
+    // The report is the JSON one: its PDF needs the window's charts.
+    const QString reportName = step.options.value(QStringLiteral("report"));
+    if (!reportName.isEmpty() && !reportName.endsWith(QLatin1String(".json"), Qt::CaseInsensitive)) {
+        fail(r, QStringLiteral("--report 保存 JSON 报告（FILE.json）；PDF 报告请在窗口的校正验证结果中保存。"), CliUsage);
+        return r.exit;
+    }
+
+    // The run's two questions: lens covered, target lit. With --yes the simulated camera's scene
+    // follows them; a real station covers and uncovers the lens itself.
+    bool answered = true;
+    const auto asked = connect(s, &CameraServer::OS_VerifyAsk, this, [&](int question, const QString& text) {
+        bool go = true;
+        if (m_yes) {
+            if (lsx::hasSceneControl())
+                go = setSimScene(question == 1 ? QStringLiteral("dark") : QStringLiteral("flat"), r);
+        } else {
+            QString what = text;
+            what.remove(QRegularExpression(QStringLiteral("^校正验证-")));
+            go = askOperator(what, r);
+        }
+        if (!go) answered = false;
+        s->verifyAnswer(question, go);
+    });
+    VerifyReport result;
+    bool finished = false;
+    const auto done = connect(s, &CameraServer::OS_VerifyFinished, this, [&](const VerifyReport& v) {
+        result = v;
+        finished = true;
+    });
+    const bool ran = runProcedure([&] { emit s->IS_VerifyStart(); }, r);
+    disconnect(asked);
+    disconnect(done);
+    if (!answered && r.exit != CliOk) return r.exit;
+    if (!ran) return r.exit;
+    if (!finished) {
+        fail(r, QStringLiteral("校正验证没有给出结果。"));
+        return r.exit;
+    }
+
+    const bool passes = reportPasses(result);
+    QJsonArray planes;
+    for (const VerifyPlane& p : result.planes) {
+        const bool ok = planePasses(p.after, result.limits);
+        planes.append(QJsonObject{{QStringLiteral("plane"), p.name},
+                                  {QStringLiteral("dsnuBefore"), p.before.dsnu},
+                                  {QStringLiteral("dsnuAfter"), p.after.dsnu},
+                                  {QStringLiteral("prnuBefore"), p.before.prnu},
+                                  {QStringLiteral("prnuAfter"), p.after.prnu},
+                                  {QStringLiteral("defectsAfter"), int(p.after.defects.size())},
+                                  {QStringLiteral("passes"), ok}});
+        report(-1,
+               QStringLiteral("%1：DSNU %2 → %3 DN10，PRNU %4 → %5 %，缺陷列 %6（%7）")
+                   .arg(p.name)
+                   .arg(p.before.dsnu, 0, 'f', 3)
+                   .arg(p.after.dsnu, 0, 'f', 3)
+                   .arg(p.before.prnu, 0, 'f', 3)
+                   .arg(p.after.prnu, 0, 'f', 3)
+                   .arg(p.after.defects.size())
+                   .arg(ok ? QStringLiteral("合格") : QStringLiteral("不合格")),
+               &r);
+    }
+    r.figures = QJsonObject{{QStringLiteral("passes"), passes},
+                            {QStringLiteral("maxPrnu"), result.limits.maxPrnu},
+                            {QStringLiteral("maxDsnu"), result.limits.maxDsnu},
+                            {QStringLiteral("maxDefects"), result.limits.maxDefects},
+                            {QStringLiteral("planes"), planes}};
+    if (!reportName.isEmpty()) {
+        const QString path = QFileInfo(reportName).absoluteFilePath();
+        QSaveFile f(path);
+        if (!f.open(QIODevice::WriteOnly)
+            || f.write(QJsonDocument(verifyReportJson(result)).toJson()) < 0 || !f.commit()) {
+            fail(r, QStringLiteral("无法保存验证报告 %1。").arg(path));
+            return r.exit;
+        }
+        report(-1, QStringLiteral("验证报告已保存到 %1").arg(path), &r);
+        r.files.append(path);
+    }
+    if (!passes) {
+        r.outcome = QStringLiteral("limits");
+        r.exit = CliLimits;
+        return r.exit;
+    }
+    return CliOk;
 }
 
 int CliRunner::flatStep(const CliStep& step, StepResult& r)

@@ -52,6 +52,7 @@ private:
     // The flat-field and lens-shading steps: the gains from one frame of the camera, then written
     // to a set of the camera and saved to a file as asked.
     int flatStep(const CliStep& step, StepResult& r);
+    int verifyStep(const CliStep& step, StepResult& r);
     // Emits a procedure's signal and waits until its slot has left the worker; false when its
     // reports ended in a failure (101) or it ended without a report of 100 (a cancel).
     bool runProcedure(const std::function<void()>& start, StepResult& r);

@@ -191,7 +191,7 @@ private slots:
     {
         const Run r = run({"--help"});
         QCOMPARE(r.exit, 0);
-        for (const char* step : {"list", "info", "dark", "bright", "write-fpn SET", "save-fpn FILE", "load-fpn FILE", "ffc",
+        for (const char* step : {"list", "info", "exposure US", "dark", "bright", "write-fpn SET", "save-fpn FILE", "load-fpn FILE", "ffc",
                                  "lsc", "verify", "run RECIPE.ini", "--sim-scene", "--json", "--yes"})
             QVERIFY2(r.out.contains(QLatin1String(step)), step);
     }
@@ -344,9 +344,59 @@ private slots:
         QVERIFY2(r.exit == 0, qPrintable(r.err));
         QVERIFY(QFile::exists(path("station.FAC.FPN")));
         const QJsonArray steps = json(path("recipe.json")).value(QStringLiteral("steps")).toArray();
-        QCOMPARE(steps.size(), 4);
+        QCOMPARE(steps.size(), 7);
+        // The verification passes on the calibrated camera, and its report is written.
+        const QJsonObject verify = steps[6].toObject();
+        QCOMPARE(verify.value(QStringLiteral("step")).toString(), QStringLiteral("verify"));
+        QCOMPARE(verify.value(QStringLiteral("outcome")).toString(), QStringLiteral("ok"));
+        const QJsonObject figures = verify.value(QStringLiteral("figures")).toObject();
+        QVERIFY(figures.value(QStringLiteral("passes")).toBool());
+        const QJsonObject plane = figures.value(QStringLiteral("planes")).toArray().first().toObject();
+        QVERIFY(plane.value(QStringLiteral("prnuBefore")).toDouble() > 1.0);
+        QVERIFY(plane.value(QStringLiteral("prnuAfter")).toDouble() < 0.5);
+        QVERIFY(plane.value(QStringLiteral("dsnuAfter")).toDouble() < 0.5);
+        QCOMPARE(plane.value(QStringLiteral("defectsAfter")).toInt(), 0);
+        const QJsonObject report = json(path("station-verify.json"));
+        QVERIFY(!report.isEmpty());
+        QVERIFY(r.err.contains(QStringLiteral("校正验证-校正验证完成，结果：合格。")));
         QSettings ini(m_dir.path() + QStringLiteral("/FPN/FPN.ini"), QSettings::IniFormat);
         QCOMPARE(ini.value(QStringLiteral("Params/PixelMax")).toInt(), 180);
+    }
+
+    // A limit the calibrated camera cannot meet: the verification's verdict is the exit code 3,
+    // and the step's outcome says so.
+    void verificationOverItsLimit()
+    {
+        const QString file = path("strict.ini");
+        QFile f(file);
+        QVERIFY(f.open(QIODevice::WriteOnly));
+        f.write("[camera]\nname = SIM-LS4096-M\n[params]\nFlatEnable = true\n[verify]\nMaxPRNU = 0.001\n"
+                "[steps]\nstep = exposure 100\nstep = --sim-scene dark dark\nstep = --sim-scene flat bright\n"
+                "step = exposure 100\nstep = write-fpn UserSet0\nstep = verify\nstep = info\n");
+        f.close();
+        const Run r = run({"--yes", "--json", "strict.json", "run", file});
+        QCOMPARE(r.exit, 3);
+        QVERIFY(r.err.contains(QStringLiteral("校正验证-校正验证完成，结果：不合格。")));
+        const QJsonObject j = json(path("strict.json"));
+        QCOMPARE(j.value(QStringLiteral("exitCode")).toInt(), 3);
+        const QJsonArray steps = j.value(QStringLiteral("steps")).toArray();
+        // The run ends at the verification: "info" does not run.
+        QCOMPARE(steps.size(), 6);
+        QCOMPARE(steps.last().toObject().value(QStringLiteral("outcome")).toString(), QStringLiteral("limits"));
+        QVERIFY(!steps.last().toObject().value(QStringLiteral("figures")).toObject().value(QStringLiteral("passes")).toBool());
+    }
+
+    // The report is the JSON one; a bad exposure is refused before anything runs.
+    void verifyAndExposureUsage()
+    {
+        Run r = run({"-d", "SIM-LS4096-M", "--yes", "verify", "--report", "a.pdf"});
+        QCOMPARE(r.exit, 2);
+        QVERIFY(r.err.contains(QStringLiteral("--report 保存 JSON 报告")));
+        r = run({"-d", "SIM-LS4096-M", "--yes", "exposure", "fast"});
+        QCOMPARE(r.exit, 2);
+        QVERIFY(r.err.contains(QStringLiteral("曝光时间应在 2 到 20000 微秒之间")));
+        r = run({"-d", "SIM-LS4096-M", "--yes", "exposure", "0"});
+        QCOMPARE(r.exit, 2);
     }
 
     void noWidgetsAmongItsLibraries()
