@@ -5,6 +5,7 @@
 // plane's balance, whatever the target format's channel order. The truth is asked for at each
 // exposure of the run, so the comparison holds for a linear sensor and for one that bends toward
 // full scale alike.
+#include "calibration/simharness.h"
 #include "camera/cameraserver.h"
 #include "calibration/reports.h"
 #include "common/threadspy.h"
@@ -55,12 +56,8 @@ double median(std::vector<double> v)
 
 }  // namespace
 
-class TestExpTestSim : public QObject {
+class TestExpTestSim : public QObject, SimHarness {
     Q_OBJECT
-
-    QTemporaryDir m_root;
-    std::unique_ptr<QTemporaryDir> m_doc;
-    const lsx::sim::Api* m_api = nullptr;
 
     // What a run handed to the window.
     struct Result {
@@ -244,32 +241,16 @@ class TestExpTestSim : public QObject {
 private slots:
     void initTestCase()
     {
-        QVERIFY(m_root.isValid());
         // Small sensors, frames at once, the flat scene with its slope and lens fall-off.
-        const QString config = m_root.path() + QStringLiteral("/sim.json");
-        QFile f(config);
-        QVERIFY(f.open(QIODevice::WriteOnly));
-        f.write(QStringLiteral(R"({"timeScale": 0, "cameras": [
+        bindSim(QStringLiteral(R"({"timeScale": 0, "cameras": [
             {"friendlyName": "SIM-LS4096-M", "width": %1},
             {"friendlyName": "SIM-LS2048-ML4", "width": %1},
             {"friendlyName": "SIM-LS2048-C", "width": %1}
         ]})")
-                    .arg(kWidth)
-                    .toLatin1());
-        f.close();
-        qputenv("LSX_SIM_CONFIG", config.toLocal8Bit());
-        const lsx::BindResult bound = lsx::bindLibrary(lsx::chooseLibrary("", ""));
-        QVERIFY2(bound.ok, bound.message.c_str());
-        m_api = &lsx::sim::api();
-        QVERIFY(m_api->ok());
+                    .arg(kWidth));
     }
 
-    void init()
-    {
-        QCOMPARE(m_api->reset(), LSX_OK);
-        m_doc = std::make_unique<QTemporaryDir>();
-        qputenv("TELORINE_DOCUMENT_PATH", m_doc->path().toLocal8Bit());
-    }
+    void init() { freshSim(); }
 
     void cleanupTestCase() { lsx::unbindLibrary(); }
 

@@ -4,6 +4,7 @@
 // written to the record's fixed point; the same per channel on the colour camera. Then the
 // write-down on the multi-level camera in BIN2, and the loaded picture refused where it does not
 // fit the camera, with the camera untouched.
+#include "calibration/simharness.h"
 #include "camera/cameraserver.h"
 #include "camera/tables.h"
 #include "calibration/reports.h"
@@ -90,12 +91,8 @@ lsxCorrectionSwitch switchOf(lsxHandle h)
 
 }  // namespace
 
-class TestFfcSim : public QObject {
+class TestFfcSim : public QObject, SimHarness {
     Q_OBJECT
-
-    QTemporaryDir m_root;
-    std::unique_ptr<QTemporaryDir> m_doc;
-    const lsx::sim::Api* m_api = nullptr;
 
     std::unique_ptr<CameraServer> openServer(const char* name)
     {
@@ -124,32 +121,16 @@ class TestFfcSim : public QObject {
 private slots:
     void initTestCase()
     {
-        QVERIFY(m_root.isValid());
-        const QString config = m_root.path() + QStringLiteral("/sim.json");
-        QFile f(config);
-        QVERIFY(f.open(QIODevice::WriteOnly));
-        f.write(QStringLiteral(R"({"timeScale": 0, "cameras": [
+        bindSim(QStringLiteral(R"({"timeScale": 0, "cameras": [
             {"friendlyName": "SIM-LS4096-M", "width": %1, "roiHeight": %2},
             {"friendlyName": "SIM-LS2048-ML4", "width": %1},
             {"friendlyName": "SIM-LS2048-C", "width": %1, "roiHeight": %2}
         ]})")
                     .arg(kWidth)
-                    .arg(kRows)
-                    .toLatin1());
-        f.close();
-        qputenv("LSX_SIM_CONFIG", config.toLocal8Bit());
-        const lsx::BindResult bound = lsx::bindLibrary(lsx::chooseLibrary("", ""));
-        QVERIFY2(bound.ok, bound.message.c_str());
-        m_api = &lsx::sim::api();
-        QVERIFY(m_api->ok());
+                    .arg(kRows));
     }
 
-    void init()
-    {
-        QCOMPARE(m_api->reset(), LSX_OK);
-        m_doc = std::make_unique<QTemporaryDir>();
-        qputenv("TELORINE_DOCUMENT_PATH", m_doc->path().toLocal8Bit());
-    }
+    void init() { freshSim(); }
 
     void cleanupTestCase() { lsx::unbindLibrary(); }
 

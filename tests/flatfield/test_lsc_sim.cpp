@@ -3,6 +3,7 @@
 // the camera's own output (on the mono and the colour camera); the block, the set index register
 // and the switch as the camera holds them; a block with a wrong checksum refused by the camera
 // with its message; gains that are not numbers never written.
+#include "calibration/simharness.h"
 #include "camera/cameraserver.h"
 #include "camera/tables.h"
 #include "calibration/reports.h"
@@ -89,12 +90,8 @@ lsxCorrectionSwitch switchOf(lsxHandle h)
 
 }  // namespace
 
-class TestLscSim : public QObject {
+class TestLscSim : public QObject, SimHarness {
     Q_OBJECT
-
-    QTemporaryDir m_root;
-    std::unique_ptr<QTemporaryDir> m_doc;
-    const lsx::sim::Api* m_api = nullptr;
 
     std::unique_ptr<CameraServer> openServer(const char* name)
     {
@@ -108,36 +105,20 @@ class TestLscSim : public QObject {
 private slots:
     void initTestCase()
     {
-        QVERIFY(m_root.isValid());
-        const QString config = m_root.path() + QStringLiteral("/sim.json");
-        QFile f(config);
-        QVERIFY(f.open(QIODevice::WriteOnly));
         // No PRNU and no weak columns: those are the flat field's to correct, and a polynomial
         // of the whole line cannot follow them; a 64-column window of a 2 % PRNU alone moves by
         // about 1 % peak-to-peak over the line.
-        f.write(QStringLiteral(R"({"timeScale": 0, "cameras": [
+        bindSim(QStringLiteral(R"({"timeScale": 0, "cameras": [
             {"friendlyName": "SIM-LS4096-M", "width": %1, "roiHeight": %2, "prnu": 0, "weakColumns": 0},
             {"friendlyName": "SIM-LS2048-C", "width": %1, "roiHeight": %2, "prnu": 0, "weakColumns": 0},
             {"friendlyName": "SIM-TQW4A2N60", "width": %1, "roiHeight": %2, "darkMean": 0, "dsnu": 0,
              "hotColumns": 0, "noise": false, "scene": "dark"}
         ]})")
                     .arg(kWidth)
-                    .arg(kRows)
-                    .toLatin1());
-        f.close();
-        qputenv("LSX_SIM_CONFIG", config.toLocal8Bit());
-        const lsx::BindResult bound = lsx::bindLibrary(lsx::chooseLibrary("", ""));
-        QVERIFY2(bound.ok, bound.message.c_str());
-        m_api = &lsx::sim::api();
-        QVERIFY(m_api->ok());
+                    .arg(kRows));
     }
 
-    void init()
-    {
-        QCOMPARE(m_api->reset(), LSX_OK);
-        m_doc = std::make_unique<QTemporaryDir>();
-        qputenv("TELORINE_DOCUMENT_PATH", m_doc->path().toLocal8Bit());
-    }
+    void init() { freshSim(); }
 
     void cleanupTestCase() { lsx::unbindLibrary(); }
 
