@@ -8,6 +8,7 @@
 # screenshots/window.png. Nothing is built here: build the lsxcalib target first.
 set -euo pipefail
 cd "$(dirname "$0")/.."
+source scripts/xvfb.sh
 
 build="${1:-build}"
 camera="${2:-SIM-LS4096-M}"
@@ -19,42 +20,21 @@ display=":99"
 settle="${SCREENSHOT_SETTLE:-5}"
 
 [ -x "$exe" ] || { echo "screenshot: $exe not found; build the lsxcalib target first" >&2; exit 1; }
-for tool in Xvfb import xwininfo; do
-  command -v "$tool" >/dev/null || { echo "screenshot: $tool missing; run scripts/setup.sh" >&2; exit 1; }
-done
 mkdir -p screenshots
 
-# Settings and snapshots of this run stay in a folder of their own.
-work="$(mktemp -d)"
-xvfb_pid=""
-tool_pid=""
-cleanup() {
-  [ -n "$tool_pid" ] && kill "$tool_pid" 2>/dev/null || true
-  [ -n "$xvfb_pid" ] && kill "$xvfb_pid" 2>/dev/null || true
-  wait 2>/dev/null || true
-  rm -rf "$work"
-}
-trap cleanup EXIT
-
-Xvfb "$display" -screen 0 1600x1000x24 -nolisten tcp >"$work/xvfb.log" 2>&1 &
-xvfb_pid=$!
-export DISPLAY="$display"
-for _ in $(seq 1 50); do
-  xwininfo -root >/dev/null 2>&1 && break
-  sleep 0.1
-done
-xwininfo -root >/dev/null 2>&1 || { echo "screenshot: Xvfb did not come up" >&2; cat "$work/xvfb.log" >&2; exit 1; }
+# Settings and snapshots of this run stay in the work folder of the X server's run.
+start_xvfb screenshot "$display" import
 
 HOME="$work" TELORINE_DOCUMENT_PATH="$work" TELORINE_PICTURE_PATH="$work" QT_QPA_PLATFORM=xcb \
   "$exe" -d "$camera" "$@" >"$work/tool.log" 2>&1 &
-tool_pid=$!
+app_pid=$!
 
 # The window is up when X knows a top-level window of that title.
 title="线扫相机校正工具"
 mapped=0
 for _ in $(seq 1 100); do
   if xwininfo -root -tree 2>/dev/null | grep -q "$title"; then mapped=1; break; fi
-  kill -0 "$tool_pid" 2>/dev/null || break
+  kill -0 "$app_pid" 2>/dev/null || break
   sleep 0.1
 done
 if [ "$mapped" -ne 1 ]; then
