@@ -81,24 +81,9 @@ lsxRegion roiOf(lsxHandle h)
 
 }  // namespace
 
-class TestFfcGui : public QObject {
+class TestFfcGui : public QObject, harness::WindowFixture {
     Q_OBJECT
     QTemporaryDir m_root;
-    std::unique_ptr<MainWindow> w;
-
-    Ui::MainWindow* ui() const { return w->ui; }
-    CameraServer* server() const { return w->m_cameraServer; }
-    QPushButton* defineBut() const { return w->m_progressInfo->findChild<QPushButton*>("defineBut"); }
-
-    bool connectCamera(const QString& name)
-    {
-        if (!harness::selectCamera(*w, name)) return false;
-        ui()->connectBut->click();
-        if (!server()->m_opened) return false;
-        server()->m_pauseScale = 0.0;
-        return true;
-    }
-
     // Live frames on show: the capture the connect starts by itself.
     void waitForFrames()
     {

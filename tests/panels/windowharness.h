@@ -4,6 +4,8 @@
 // boxes that the window raises (they would otherwise block the test in their own event loop).
 
 #include "app/mainwindow.h"
+#include "ui_mainwindow.h"
+#include "app/progressinfowidget.h"
 #include "camera/cameraserver.h"
 #include "camera/tables.h"
 #include "loader.h"
@@ -12,6 +14,7 @@
 #include <QApplication>
 #include <QFile>
 #include <QMessageBox>
+#include <QPushButton>
 #include <QTimer>
 #include <QTreeWidget>
 #include <QtTest>
@@ -83,5 +86,25 @@ inline bool selectCamera(MainWindow& window, const QString& name)
     item->treeWidget()->setCurrentItem(item);
     return item->isSelected();
 }
+
+// The window of a test and what the procedure tests reach in it.
+struct WindowFixture {
+    std::unique_ptr<MainWindow> w;
+
+    Ui::MainWindow* ui() const { return w->ui; }
+    CameraServer* server() const { return w->m_cameraServer; }
+    QPushButton* defineBut() const { return w->m_progressInfo->findChild<QPushButton*>("defineBut"); }
+
+    // Connects a camera through the list and the connect button, with the procedures' settling
+    // pauses off (the simulated camera needs none).
+    bool connectCamera(const QString& name)
+    {
+        if (!selectCamera(*w, name)) return false;
+        ui()->connectBut->click();
+        if (!server()->m_opened) return false;
+        server()->m_pauseScale = 0.0;
+        return true;
+    }
+};
 
 }  // namespace harness
