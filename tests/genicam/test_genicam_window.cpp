@@ -4,7 +4,8 @@
 // test camera's column spread (the simulated sensor's dark offsets, response and lens fall-off)
 // column by column; the panels set the camera's own features; the dark field under the lens cap
 // fills B with the true dark offsets within the noise; and a camera that leaves the network ends
-// capture through the failure path with its status in the window.
+// capture through the failure path with its status in the window. Also the bright field's K in
+// the software FPN, the flat-field computation, the FPN file and a refused write-down.
 #include "common/threadspy.h"
 #include "genicam/testcamera.h"
 #include "ui_mainwindow.h"
@@ -16,6 +17,7 @@
 #include "loader.h"
 #include "views/profilewidget.h"
 
+#include <QTemporaryDir>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QPushButton>
@@ -73,6 +75,24 @@ class TestGenicamWindow : public QObject {
     QList<double> truth(const char* kind)
     {
         return m_camera.numbers(QStringLiteral("truth %1").arg(QLatin1String(kind)));
+    }
+
+    // The reports of one workflow of the window, until its closing one; then its "确定".
+    QList<Report> runWorkflow(void (MainWindow::*start)(), int timeoutMs)
+    {
+        ThreadSpy reports(server(), &CameraServer::OS_FpnInfo);
+        (w.get()->*start)();
+        auto ended = [&] {
+            for (const QList<QVariant>& r : reports)
+                if (r.at(0).toInt() >= 100) return true;
+            return false;
+        };
+        QList<Report> all;
+        if (!QTest::qWaitFor(ended, timeoutMs)) return all;
+        for (const QList<QVariant>& r : reports) all.append({r.at(0).toInt(), r.at(1).toString()});
+        auto* defineBut = w->m_progressInfo->findChild<QPushButton*>(QStringLiteral("defineBut"));
+        if (defineBut && defineBut->isVisible()) QTest::mouseClick(defineBut, Qt::LeftButton);
+        return all;
     }
 
 private slots:
@@ -234,6 +254,78 @@ private slots:
         QTest::mouseClick(defineBut, Qt::LeftButton);
         QVERIFY(!w->m_progressInfo->isVisible());
         QCOMPARE(m_camera.command(QStringLiteral("scene flat")), QStringLiteral("ok"));
+    }
+
+    // The bright field on the loopback camera, after a dark field at one gain: its K in the live
+    // picture's software FPN flattens the camera's output; the flat-field computation runs on
+    // its frames; the FPN file is saved; a write-down is refused as unsupported and leaves the
+    // camera as it was.
+    void brightFieldFlatFieldAndFiles()
+    {
+        {
+            QSettings ini(fpnIniPath(), QSettings::IniFormat);
+            ini.setValue(FpnIni::GainMin, 1.0);
+            ini.setValue(FpnIni::GainMax, 1.0);
+            ini.setValue(FpnIni::FlatEnable, true);
+        }
+        w->loadParams();
+        QVERIFY(w->ui->flatEnableCheck->isChecked());
+        QCOMPARE(m_camera.command(QStringLiteral("scene dark")), QStringLiteral("ok"));
+        QList<Report> r = runWorkflow(&MainWindow::dsnuProcess, 90000);
+        QVERIFY(!r.isEmpty());
+        QCOMPARE(r.last(), Report(100, QStringLiteral("暗场校正-暗场校正执行完成。")));
+        QCOMPARE(server()->m_bList.size(), 1);
+
+        QCOMPARE(m_camera.command(QStringLiteral("scene flat")), QStringLiteral("ok"));
+        ThreadSpy frames(server(), &CameraServer::OS_NewFrame);
+        r = runWorkflow(&MainWindow::fpnProcess, 120000);
+        QVERIFY(!r.isEmpty());
+        QCOMPARE(r.last(), Report(100, QStringLiteral("明场校正-明场校正执行完成")));
+        QCOMPARE(server()->m_kList.size(), 1);
+        QCOMPARE(server()->m_kList[0].size(), kWidth);
+
+        // "确定" turned the software FPN on and capture again: the profile of the corrected
+        // picture is flat where the raw one spread by the lens fall-off and the columns.
+        QVERIFY(w->ui->applyFpnCheck->isChecked());
+        QTRY_VERIFY_WITH_TIMEOUT(w->ui->startBut->isChecked(), 3000);
+        const int seen = frames.size();
+        QTRY_VERIFY_WITH_TIMEOUT(frames.size() >= seen + 3, 10000);
+        const cv::Mat profile = w->m_staticMat.clone();
+        QCOMPARE(profile.cols, kWidth);
+        cv::Scalar mean, sd;
+        cv::meanStdDev(profile, mean, sd);
+        qInfo("software FPN on the loopback camera: column means %.2f, spread %.3f %%", mean[0], 100 * sd[0] / mean[0]);
+        QVERIFY(mean[0] > 50.0);
+        QVERIFY2(sd[0] / mean[0] < 0.005, qPrintable(QString::number(sd[0] / mean[0])));
+
+        // The flat-field computation on the camera's own frames.
+        w->ui->startBut->click();
+        QTRY_VERIFY_WITH_TIMEOUT(!server()->workerBusy(), 5000);
+        ThreadSpy ffc(server(), &CameraServer::OS_FpnInfo);
+        emit server()->IS_ApplyFFC(cv::Mat(), cv::Mat(), 180.0f);
+        QTRY_VERIFY_WITH_TIMEOUT(!ffc.isEmpty() && ffc.last().at(0).toInt() >= 100, 30000);
+        QCOMPARE(ffc.last().at(0).toInt(), 100);
+        QCOMPARE(server()->m_ffcKList.size(), 1);
+        QCOMPARE(server()->m_ffcKList[0].size(), kWidth);
+
+        // The FPN file.
+        QTemporaryDir dir;
+        const QString file = dir.filePath(QStringLiteral("loopback.FAC.FPN"));
+        QVERIFY(server()->saveFpnFile(file));
+        QFile saved(file);
+        QVERIFY(saved.open(QIODevice::ReadOnly));
+        QVERIFY(saved.readAll().startsWith("[Head]"));
+        saved.close();
+
+        // The write-down: not supported, and the camera's gain and exposure as they were.
+        const uint32_t gain = peek(0x110), exposure = peek(0x120);
+        r = runWorkflow(&MainWindow::fpnWriteDown, 30000);
+        QVERIFY(!r.isEmpty());
+        QVERIFY2(r.last().first == 101 && r.last().second.contains(QStringLiteral("不支持该功能")),
+                 qPrintable(r.last().second));
+        QCOMPARE(peek(0x110), gain);
+        QCOMPARE(peek(0x120), exposure);
+        QVERIFY(!w->m_progressInfo->isVisible());
     }
 
     void captureEndsWhenTheCameraLeaves()
