@@ -15,12 +15,11 @@ namespace {
 QString helpText(const QString& resource)
 {
     QFile file(resource);
-    if (!file.open(QFile::ReadOnly))
-        return QString();
+    if (!file.open(QFile::ReadOnly)) return QString();
     return QString::fromUtf8(file.readAll());
 }
 
-} // namespace
+}  // namespace
 
 HelpDialog::HelpDialog(QWidget* parent) : QWidget(parent), ui(new Ui::HelpDialog)
 {

@@ -1,8 +1,8 @@
 // Entry of the calibration tool: binds the camera library, reads the options, opens the window.
+#include "camera/cameraserver.h"
 #include "loader.h"
 #include "mainwindow.h"
 #include "settings.h"
-#include "camera/cameraserver.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -33,15 +33,15 @@ int main(int argc, char* argv[])
 
     // Bound before the window exists: its first camera list comes from this library. A library
     // that fails to bind leaves every operation answering "not connected", so the list is empty.
-    const std::string lib = lsx::chooseLibrary(parser.value(sdk).toStdString(),
-                                               QCoreApplication::applicationDirPath().toStdString());
+    const std::string lib =
+        lsx::chooseLibrary(parser.value(sdk).toStdString(), QCoreApplication::applicationDirPath().toStdString());
     const lsx::BindResult bound = lsx::bindLibrary(lib);
     if (!bound.ok) qWarning() << "camera library not bound:" << QString::fromStdString(bound.message);
 
     const int tabIndex = tabIndexForTool(parser.value(tool));
     if (parser.isSet(tool) && !isKnownTool(parser.value(tool)))
-        qWarning().noquote() << QStringLiteral("未知的工具 \"%1\"（可选 FPN、FFC、LSC、SCS），显示第一个工具。")
-                                    .arg(parser.value(tool));
+        qWarning().noquote()
+            << QStringLiteral("未知的工具 \"%1\"（可选 FPN、FFC、LSC、SCS），显示第一个工具。").arg(parser.value(tool));
     if (!parser.positionalArguments().isEmpty())
         qWarning().noquote() << QStringLiteral("忽略多余的参数：%1").arg(parser.positionalArguments().join(' '));
 

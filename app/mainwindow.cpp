@@ -8,11 +8,11 @@
 #include "app/style.h"
 #include "camera/cameraserver.h"
 #include "camera/metatypes.h"
+#include "loader.h"
 #include "views/imageitem.h"
 #include "views/profilewidget.h"
 #include "views/scenemodel.h"
 #include "views/statisticswidget.h"
-#include "loader.h"
 
 #include <QAbstractItemView>
 #include <QBoxLayout>
@@ -42,8 +42,8 @@ QBoxLayout* boxHolding(QLayout* layout, QWidget* widget)
 MainWindow::MainWindow(const QString& deviceName, int tabIndex, QWidget* parent)
     : QMainWindow(parent),
       ui(new Ui::MainWindow),
-      m_helpDialog(nullptr),                 // a window of its own
-      m_cameraServer(new CameraServer),      // its worker thread starts here
+      m_helpDialog(nullptr),             // a window of its own
+      m_cameraServer(new CameraServer),  // its worker thread starts here
       m_progressInfo(new ProgressInfoWidget(this)),
       m_scene(new SceneModel(800.0, 800.0)),
       m_deviceName(deviceName)

@@ -13,8 +13,8 @@
 //   mainwindow_scs.cpp        the colour-line alignment and the LSC file
 //   mainwindow_verify.cpp     the calibration verification and its result window
 
-#include "lsx.h"
 #include "app/helpdialog.h"
+#include "lsx.h"
 
 #include <QFont>
 #include <QList>

@@ -76,9 +76,9 @@ QString folderOf(const QString& path)
 // The operator is told where the file went, with a link to its folder.
 void savedMessage(MainWindow& w, const QString& path)
 {
-    QMessageBox::information(&w, QStringLiteral("保存成功"),
-                             QStringLiteral("校正参数已保存至<a style='color: white;' href=\"%1\">%2.")
-                                 .arg(folderOf(path), path));
+    QMessageBox::information(
+        &w, QStringLiteral("保存成功"),
+        QStringLiteral("校正参数已保存至<a style='color: white;' href=\"%1\">%2.").arg(folderOf(path), path));
 }
 
 // The gains of the camera's set as a file (the export), and the operator told where it went.
@@ -105,8 +105,8 @@ QString modelText(const CameraServer* server)
 
 void MainWindow::loadFFCImage()
 {
-    const QString path = QFileDialog::getOpenFileName(this, QStringLiteral("加载源图"), QString(),
-                                                      QStringLiteral("*.bmp *.png *.jpg"));
+    const QString path =
+        QFileDialog::getOpenFileName(this, QStringLiteral("加载源图"), QString(), QStringLiteral("*.bmp *.png *.jpg"));
     if (path.isEmpty()) return;
     if (m_cameraServer) stopCaptureOf(*this);
 
@@ -130,9 +130,9 @@ void MainWindow::loadFFCImage()
         // The statistic is the one row named by the radius box's value.
         statistic = ffcPictureStatistic(pixels, ui->ffcRadiusSBox->value());
         if (statistic.empty()) {
-            QMessageBox::critical(this, QStringLiteral("错误"),
-                                  QStringLiteral("图像宽度不足%1像素，无法取出平场统计行。")
-                                      .arg(ui->ffcRadiusSBox->value() + 1));
+            QMessageBox::critical(
+                this, QStringLiteral("错误"),
+                QStringLiteral("图像宽度不足%1像素，无法取出平场统计行。").arg(ui->ffcRadiusSBox->value() + 1));
             return;
         }
         cv::split(pixels.clone(), planes);  // R, G, B
@@ -177,7 +177,8 @@ void MainWindow::saveFFC()
 void MainWindow::exportFFC()
 {
     if (ui->ffcSelCBox->currentIndex() == 0) {
-        QMessageBox::critical(this, QStringLiteral("FFC选项错误"), QStringLiteral("请在下拉框选择要导出的FFC参数选项。"));
+        QMessageBox::critical(this, QStringLiteral("FFC选项错误"),
+                              QStringLiteral("请在下拉框选择要导出的FFC参数选项。"));
         return;
     }
     const QString chosen = QFileDialog::getSaveFileName(this, QStringLiteral("导出FFC"));
@@ -258,7 +259,8 @@ void MainWindow::ffcAdjust()
     }
     GainList scaled;
     if (!ffcScaleGains(m_ffcSavedKList, factors, scaled)) {
-        QMessageBox::critical(this, QStringLiteral("错误"), QStringLiteral("图像通道数与参数通道数不一致，请重新进行平场校正。"));
+        QMessageBox::critical(this, QStringLiteral("错误"),
+                              QStringLiteral("图像通道数与参数通道数不一致，请重新进行平场校正。"));
         return;
     }
     QWriteLocker lock(&m_cameraServer->m_lock);

@@ -400,8 +400,7 @@ void MainWindow::setResMode()
     if (!cameraOpen(m_cameraServer)) return;
     const int32_t index = ui->resModeCBox->currentData().toInt();
     // Every coefficient was measured at the old resolution: none of them fits any more.
-    if (properties::setResolutionMode(m_cameraServer->m_handle, index) == LSX_OK)
-        m_cameraServer->clearCoefficients();
+    if (properties::setResolutionMode(m_cameraServer->m_handle, index) == LSX_OK) m_cameraServer->clearCoefficients();
     ui->applyFpnCheck->setChecked(false);
     loadFeatures();
 }
@@ -681,10 +680,8 @@ void MainWindow::hoverRow(int /*row*/, int col, QRgb minRgb, QRgb maxRgb)
         }
         // Other channel counts leave the label as it is.
     }
-    ui->minLabel->setText(
-        QStringLiteral("行最小:(%2,%3,%4)").arg(qRed(minRgb)).arg(qGreen(minRgb)).arg(qBlue(minRgb)));
-    ui->maxLabel->setText(
-        QStringLiteral("行最大:(%2,%3,%4)").arg(qRed(maxRgb)).arg(qGreen(maxRgb)).arg(qBlue(maxRgb)));
+    ui->minLabel->setText(QStringLiteral("行最小:(%2,%3,%4)").arg(qRed(minRgb)).arg(qGreen(minRgb)).arg(qBlue(minRgb)));
+    ui->maxLabel->setText(QStringLiteral("行最大:(%2,%3,%4)").arg(qRed(maxRgb)).arg(qGreen(maxRgb)).arg(qBlue(maxRgb)));
 
     // The profile marks the column under the cursor.
     if (m_profileWidget) m_profileWidget->setHoverX(ui->graphicsView->mapFromGlobal(QCursor::pos()).x());
@@ -694,12 +691,10 @@ void MainWindow::savePicture()
 {
     if (m_pixmap.isNull()) return;
     const QString format = QStringLiteral("yyyy_MM_dd-hh_mm_ss_zzz");
-    const QString path =
-        QStringLiteral("%1/%2.bmp").arg(pictureDir(), QDateTime::currentDateTime().toString(format));
+    const QString path = QStringLiteral("%1/%2.bmp").arg(pictureDir(), QDateTime::currentDateTime().toString(format));
     m_pixmap.save(path);
     // The clock is read again for the message: its last digits may differ from the file's.
-    const QString shown =
-        QStringLiteral("%1/%2.bmp").arg(pictureDir(), QDateTime::currentDateTime().toString(format));
+    const QString shown = QStringLiteral("%1/%2.bmp").arg(pictureDir(), QDateTime::currentDateTime().toString(format));
     QMessageBox::information(this, QStringLiteral("图片保存成功"), QStringLiteral("图片保存至 %1").arg(shown));
 }
 

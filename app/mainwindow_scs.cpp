@@ -103,7 +103,8 @@ void MainWindow::scsWriteDown()
     const double v = ui->scsVSBox->value();
     const double hShift = ui->scsHSBox->value();
     if (v != ui->scsVSBox->property(kScsProperty).toDouble()) {
-        const lsxStatus status = lsxSetConfigString(h, "SCS.LineShift", QString::number(v, 'g', 6).toLatin1().constData());
+        const lsxStatus status =
+            lsxSetConfigString(h, "SCS.LineShift", QString::number(v, 'g', 6).toLatin1().constData());
         if (status != LSX_OK) {
             QMessageBox::critical(this, QStringLiteral("错误"),
                                   QStringLiteral("写入SCS垂直偏移出错：%1-%2").arg(status).arg(statusText(status)));
@@ -130,8 +131,8 @@ void MainWindow::scsWriteDown()
 
 void MainWindow::saveLSC()
 {
-    const QString chosen = QFileDialog::getSaveFileName(this, QStringLiteral("LSC保存"), QString(),
-                                                        QStringLiteral("*.LSC.FAC"));
+    const QString chosen =
+        QFileDialog::getSaveFileName(this, QStringLiteral("LSC保存"), QString(), QStringLiteral("*.LSC.FAC"));
     if (chosen.isEmpty() || !m_cameraServer) return;
     if (!m_cameraServer->saveLscFile(chosen)) {
         QMessageBox::critical(this, QStringLiteral("保存失败"), QStringLiteral("无法写入文件：%1").arg(chosen));
@@ -140,6 +141,7 @@ void MainWindow::saveLSC()
     QString path = chosen;
     path.replace(QLatin1Char('\\'), QLatin1Char('/'));
     const QString folder = path.left(path.lastIndexOf(QLatin1Char('/')));
-    QMessageBox::information(this, QStringLiteral("保存成功"),
-                             QStringLiteral("校正参数已保存至<a style='color: blue;' href=\"%1\">%2.").arg(folder, path));
+    QMessageBox::information(
+        this, QStringLiteral("保存成功"),
+        QStringLiteral("校正参数已保存至<a style='color: blue;' href=\"%1\">%2.").arg(folder, path));
 }

@@ -146,7 +146,6 @@ void finishWriteDown(MainWindow& w, Answer ok, Answer cancel, QCheckBox* simulat
     restartCapture(w);
 }
 
-
 }  // namespace
 
 // ---- Dark field ----
@@ -237,8 +236,7 @@ void MainWindow::expTest()
     if (!cameraReady(*this)) return;
     if (!m_statisticsWidget) {
         m_statisticsWidget = new StatisticsWidget(this);
-        connect(m_cameraServer, &CameraServer::OS_ExpTestFinished, m_statisticsWidget,
-                &StatisticsWidget::dataReady);
+        connect(m_cameraServer, &CameraServer::OS_ExpTestFinished, m_statisticsWidget, &StatisticsWidget::dataReady);
     }
     startWorkflow(*this, &MainWindow::expTestOk, &MainWindow::expTestCancel, QStringLiteral("曝光数据采集中..."));
     emit m_cameraServer->IS_ExpTest(ui->expTotalSBox->value());
@@ -307,8 +305,8 @@ void MainWindow::exportFpnParams()
 void MainWindow::applyFFC()
 {
     if (!m_cameraServer) return;
-    const float rate = targetRate(ui->customRBut, ui->customRangeSBox->value(), ui->customLumRBut,
-                                  ui->customLumRangeSBox->value());
+    const float rate =
+        targetRate(ui->customRBut, ui->customRangeSBox->value(), ui->customLumRBut, ui->customLumRangeSBox->value());
     // A new run starts from its own gains: the adjustment of the last one is dropped.
     m_ffcSavedKList.clear();
     ui->bFfcAdjustSBox->setValue(1.0);

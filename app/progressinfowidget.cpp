@@ -8,8 +8,7 @@
 ProgressInfoWidget::ProgressInfoWidget(QWidget* parent)
     // A window of its own, with a title and a system menu but no close button: the only way
     // out of a running procedure is one of the two answer buttons.
-    : QWidget(parent, Qt::Window | Qt::WindowTitleHint | Qt::WindowSystemMenuHint
-                          | Qt::WindowFullscreenButtonHint),
+    : QWidget(parent, Qt::Window | Qt::WindowTitleHint | Qt::WindowSystemMenuHint | Qt::WindowFullscreenButtonHint),
       ui(new Ui::ProgressInfoWidget)
 {
     ensureResources();
@@ -37,8 +36,7 @@ void ProgressInfoWidget::showProgressInfo(int progress, QString info)
         ui->cancelBut->show();
         ui->defineBut->hide();
     }
-    if (info.isEmpty())
-        return;
+    if (info.isEmpty()) return;
 
     int value = progress;
     if (progress == 100) {
@@ -62,7 +60,6 @@ void ProgressInfoWidget::showProgressInfo(int progress, QString info)
     }
 
     ui->contentEdit->moveCursor(QTextCursor::End);
-    if (value == 100)
-        ui->defineBut->show();
+    if (value == 100) ui->defineBut->show();
     ui->progressBar->setValue(value);
 }

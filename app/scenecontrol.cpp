@@ -99,6 +99,7 @@ void SceneControl::apply()
 
 void SceneControl::showStatus(int32_t status)
 {
-    m_status->setText(status == LSX_OK ? QString()
-                                       : QStringLiteral("场景设置出错，错误原因：%1-%2.").arg(status).arg(statusText(status)));
+    m_status->setText(status == LSX_OK
+                          ? QString()
+                          : QStringLiteral("场景设置出错，错误原因：%1-%2.").arg(status).arg(statusText(status)));
 }

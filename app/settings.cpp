@@ -11,7 +11,10 @@ int tabIndexForTool(const QString& tool)
     return index > 3 ? 3 : index;
 }
 
-bool isKnownTool(const QString& tool) { return toolList.contains(tool.toUpper()); }
+bool isKnownTool(const QString& tool)
+{
+    return toolList.contains(tool.toUpper());
+}
 
 bool hideFunctionSetting()
 {

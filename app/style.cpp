@@ -20,8 +20,7 @@ bool loadStyle(const QString& path)
 {
     ensureResources();
     QFile file(path);
-    if (!file.open(QFile::ReadOnly))
-        return false;
+    if (!file.open(QFile::ReadOnly)) return false;
 
     // Read word by word, so all white space (and the byte-order mark, which the stream skips)
     // is dropped; the words are joined again one per line.
@@ -30,8 +29,7 @@ bool loadStyle(const QString& path)
     while (!in.atEnd()) {
         QString word;
         in >> word;
-        if (!word.isEmpty())
-            words << word;
+        if (!word.isEmpty()) words << word;
     }
     const QString sheet = words.join(QLatin1Char('\n'));
 

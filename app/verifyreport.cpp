@@ -92,8 +92,7 @@ class PdfPage {
 public:
     PdfPage(QPdfWriter& writer, QPainter& painter)
         : m_writer(writer), m_p(painter), m_width(writer.width()), m_height(writer.height())
-    {
-    }
+    {}
 
     QFont font(double points, bool bold = false) const
     {
@@ -182,7 +181,10 @@ private:
     int m_y = 0;
 };
 
-QColor verdictColour(bool passed) { return passed ? QColor(0, 140, 60) : QColor(200, 30, 30); }
+QColor verdictColour(bool passed)
+{
+    return passed ? QColor(0, 140, 60) : QColor(200, 30, 30);
+}
 
 void planeSection(PdfPage& page, const VerifyPlane& plane, const VerifyLimits& limits)
 {
@@ -254,10 +256,10 @@ bool writePdf(const VerifyReport& r, const QString& path)
                         QString::number(p.after.defects.size()), verdictText(ok)});
         colours.append({{}, {}, {}, {}, {}, {}, {}, verdictColour(ok)});
     }
-    page.table({QStringLiteral("平面"), QStringLiteral("DSNU 前"), QStringLiteral("DSNU 后"),
-                QStringLiteral("PRNU% 前"), QStringLiteral("PRNU% 后"), QStringLiteral("缺陷 前"),
-                QStringLiteral("缺陷 后"), QStringLiteral("结论")},
-               summary, {0.16, 0.12, 0.12, 0.12, 0.12, 0.12, 0.12, 0.12}, colours);
+    page.table(
+        {QStringLiteral("平面"), QStringLiteral("DSNU 前"), QStringLiteral("DSNU 后"), QStringLiteral("PRNU% 前"),
+         QStringLiteral("PRNU% 后"), QStringLiteral("缺陷 前"), QStringLiteral("缺陷 后"), QStringLiteral("结论")},
+        summary, {0.16, 0.12, 0.12, 0.12, 0.12, 0.12, 0.12, 0.12}, colours);
 
     for (int i = 0; i < r.planes.size(); ++i) {
         if (i > 0) page.newPage();
@@ -392,8 +394,8 @@ QList<VerifyRow> verifyRows(const VerifyPlane& p, const VerifyLimits& l)
                       number(sd(a.brightTemporalVar), 3)));
     rows.append(shown(QStringLiteral("暗场慢变化峰峰值 (DN10)"), number(b.darkSlow, 3), number(a.darkSlow, 3)));
     rows.append(shown(QStringLiteral("响应慢变化峰峰值 (%)"), number(b.brightSlow, 3), number(a.brightSlow, 3)));
-    rows.append(shown(QStringLiteral("暗场零值像素比例 (%)"), number(100.0 * b.darkZero, 1),
-                      number(100.0 * a.darkZero, 1)));
+    rows.append(
+        shown(QStringLiteral("暗场零值像素比例 (%)"), number(100.0 * b.darkZero, 1), number(100.0 * a.darkZero, 1)));
     return rows;
 }
 
@@ -417,7 +419,10 @@ QString defectText(const QVector<int>& columns)
     return QStringLiteral("%1（共 %2 列）").arg(list.join(QStringLiteral(", "))).arg(columns.size());
 }
 
-QString verdictText(bool passed) { return passed ? QStringLiteral("合格") : QStringLiteral("不合格"); }
+QString verdictText(bool passed)
+{
+    return passed ? QStringLiteral("合格") : QStringLiteral("不合格");
+}
 
 QString verifyJsonPath(const QString& pdfPath)
 {

@@ -20,7 +20,10 @@
 
 namespace {
 
-QColor verdictColour(bool passed) { return passed ? QColor(60, 200, 90) : QColor(240, 70, 60); }
+QColor verdictColour(bool passed)
+{
+    return passed ? QColor(60, 200, 90) : QColor(240, 70, 60);
+}
 
 QChartView* chartView(const QString& name)
 {
@@ -119,16 +122,15 @@ void VerifyWindow::setReport(VerifyReport report)
     m_report = std::move(report);
     const VerifyReport& r = m_report;
     const QString on = QStringLiteral("开"), off = QStringLiteral("关");
-    m_heading->setText(QStringLiteral("相机 %1　型号 %2　序列号 %3　固件版本 %4\n"
-                                      "%5　增益 %6　曝光时间 %7 us　%8 位　每平面 %9 行　")
-                           .arg(r.camera, r.model, r.serial, r.version,
-                                r.when.toString(QStringLiteral("yyyy-MM-dd HH:mm:ss")))
-                           .arg(r.gain)
-                           .arg(r.exposure)
-                           .arg(r.bits == 0 ? 8 : 16)
-                           .arg(r.lines)
-                       + QStringLiteral("校正后：相机FPN %1，平场/镜头校正 %2")
-                             .arg(r.fpnOn ? on : off, r.flatOn ? on : off));
+    m_heading->setText(
+        QStringLiteral("相机 %1　型号 %2　序列号 %3　固件版本 %4\n"
+                       "%5　增益 %6　曝光时间 %7 us　%8 位　每平面 %9 行　")
+            .arg(r.camera, r.model, r.serial, r.version, r.when.toString(QStringLiteral("yyyy-MM-dd HH:mm:ss")))
+            .arg(r.gain)
+            .arg(r.exposure)
+            .arg(r.bits == 0 ? 8 : 16)
+            .arg(r.lines)
+        + QStringLiteral("校正后：相机FPN %1，平场/镜头校正 %2").arg(r.fpnOn ? on : off, r.flatOn ? on : off));
     const bool passed = reportPasses(r);
     m_verdict->setText(QStringLiteral("结论：%1").arg(verdictText(passed)));
     // A style sheet of its own: the application's sheet would override a palette.
@@ -170,8 +172,8 @@ void VerifyWindow::showPlane(int index)
     int height = m_table->horizontalHeader()->height() + 2 * m_table->frameWidth();
     for (int i = 0; i < m_table->rowCount(); ++i) height += m_table->rowHeight(i);
     m_table->setMinimumHeight(height);
-    QString defects = QStringLiteral("校正前：%1\n校正后：%2")
-                          .arg(defectText(plane.before.defects), defectText(plane.after.defects));
+    QString defects =
+        QStringLiteral("校正前：%1\n校正后：%2").arg(defectText(plane.before.defects), defectText(plane.after.defects));
     for (const QString& note : verifyNotes(plane)) defects += QStringLiteral("\n\n说明：") + note;
     m_defects->setPlainText(defects);
     replaceChart(m_profileView, verifyProfileChart(plane, ChartStyle::Dark));
@@ -201,8 +203,8 @@ bool VerifyWindow::saveReport(const QString& pdfPath)
 
 void VerifyWindow::saveReportAs()
 {
-    const QString path = QFileDialog::getSaveFileName(this, QStringLiteral("保存报告"), suggestedPath(),
-                                                      QStringLiteral("PDF (*.pdf)"));
+    const QString path =
+        QFileDialog::getSaveFileName(this, QStringLiteral("保存报告"), suggestedPath(), QStringLiteral("PDF (*.pdf)"));
     if (path.isEmpty()) return;
     saveReport(path.endsWith(QStringLiteral(".pdf"), Qt::CaseInsensitive) ? path : path + QStringLiteral(".pdf"));
 }

@@ -34,7 +34,10 @@ FpnFileHead head()
     return h;
 }
 
-QString pathFor(int n) { return QDir::tempPath() + QStringLiteral("/bench-fpn-%1.FAC.FPN").arg(n); }
+QString pathFor(int n)
+{
+    return QDir::tempPath() + QStringLiteral("/bench-fpn-%1.FAC.FPN").arg(n);
+}
 
 void BM_FpnFileSave(benchmark::State& state)
 {

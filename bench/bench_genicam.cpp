@@ -15,9 +15,9 @@
 
 #include <benchmark/benchmark.h>
 
+#include <unistd.h>
 #include <cstdio>
 #include <string>
-#include <unistd.h>
 
 namespace {
 
@@ -89,22 +89,42 @@ void previewRun(benchmark::State& state, bool drawEach)
     state.SetBytesProcessed(frames * int64_t(kWidth) * kLines);
 }
 
-void BM_GenicamPreviewMono8(benchmark::State& state) { previewRun(state, true); }
-void BM_GenicamLinkMono8(benchmark::State& state) { previewRun(state, false); }
+void BM_GenicamPreviewMono8(benchmark::State& state)
+{
+    previewRun(state, true);
+}
+void BM_GenicamLinkMono8(benchmark::State& state)
+{
+    previewRun(state, false);
+}
 
 }  // namespace
 
-BENCHMARK(BM_GenicamPreviewMono8)->Arg(20000)->Arg(50000)->Arg(100000)->Iterations(150)->UseRealTime()->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_GenicamLinkMono8)->Arg(50000)->Arg(100000)->Arg(200000)->Iterations(300)->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_GenicamPreviewMono8)
+    ->Arg(20000)
+    ->Arg(50000)
+    ->Arg(100000)
+    ->Iterations(150)
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_GenicamLinkMono8)
+    ->Arg(50000)
+    ->Arg(100000)
+    ->Arg(200000)
+    ->Iterations(300)
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
 
 int main(int argc, char** argv)
 {
     // The pixmap needs a GUI application; no display is needed.
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
     QGuiApplication app(argc, argv);
-    if (qEnvironmentVariableIsEmpty("LSX_GVCAMERA")) qputenv("LSX_GVCAMERA", besideThisProgram("lsxgvcamera").toLocal8Bit());
+    if (qEnvironmentVariableIsEmpty("LSX_GVCAMERA"))
+        qputenv("LSX_GVCAMERA", besideThisProgram("lsxgvcamera").toLocal8Bit());
     if (qEnvironmentVariableIsEmpty("LSX_GVCAMERA_XML")) qputenv("LSX_GVCAMERA_XML", LSX_GVCAMERA_XML);
-    if (qEnvironmentVariableIsEmpty("LSX_LIBRARY")) qputenv("LSX_LIBRARY", besideThisProgram("liblsxsim.so").toLocal8Bit());
+    if (qEnvironmentVariableIsEmpty("LSX_LIBRARY"))
+        qputenv("LSX_LIBRARY", besideThisProgram("liblsxsim.so").toLocal8Bit());
 
     gvtest::TestCamera camera;
     gvtest::Options options;
@@ -116,8 +136,8 @@ int main(int argc, char** argv)
     if (!bound.ok) std::fprintf(stderr, "%s\n", bound.message.c_str());
     int32_t count = 0;
     lsxRefresh(&count);
-    if (failed.isEmpty() && bound.ok &&
-        lsxOpenByName(camera.friendlyName(kWidth).toLatin1().constData(), LSX_OPEN_NORMAL, &g_handle) != LSX_OK)
+    if (failed.isEmpty() && bound.ok
+        && lsxOpenByName(camera.friendlyName(kWidth).toLatin1().constData(), LSX_OPEN_NORMAL, &g_handle) != LSX_OK)
         g_handle = 0;
 
     benchmark::Initialize(&argc, argv);

@@ -161,10 +161,7 @@ struct Key {
     std::string format;
     int width;
     std::string what;
-    bool operator<(const Key& o) const
-    {
-        return std::tie(format, width, what) < std::tie(o.format, o.width, o.what);
-    }
+    bool operator<(const Key& o) const { return std::tie(format, width, what) < std::tie(o.format, o.width, o.what); }
 };
 std::map<Key, std::vector<double>> g_times;
 
@@ -265,19 +262,55 @@ void pixmapOnly(benchmark::State& state, int format, int bits)
     setPreviewThreads(0);
 }
 
-void BM_MemcpyMono8(benchmark::State& st) { memcpyReference(st, FORMAT_MONO, LSX_BITS_8); }
-void BM_PreviewMono8(benchmark::State& st) { pipeline(st, FORMAT_MONO, LSX_BITS_8); }
-void BM_MemcpyMono16(benchmark::State& st) { memcpyReference(st, FORMAT_MONO, LSX_BITS_16); }
-void BM_PreviewMono16(benchmark::State& st) { pipeline(st, FORMAT_MONO, LSX_BITS_16); }
-void BM_MemcpyBgr24(benchmark::State& st) { memcpyReference(st, FORMAT_BGR24, LSX_BITS_8); }
-void BM_PreviewBgr24(benchmark::State& st) { pipeline(st, FORMAT_BGR24, LSX_BITS_8); }
+void BM_MemcpyMono8(benchmark::State& st)
+{
+    memcpyReference(st, FORMAT_MONO, LSX_BITS_8);
+}
+void BM_PreviewMono8(benchmark::State& st)
+{
+    pipeline(st, FORMAT_MONO, LSX_BITS_8);
+}
+void BM_MemcpyMono16(benchmark::State& st)
+{
+    memcpyReference(st, FORMAT_MONO, LSX_BITS_16);
+}
+void BM_PreviewMono16(benchmark::State& st)
+{
+    pipeline(st, FORMAT_MONO, LSX_BITS_16);
+}
+void BM_MemcpyBgr24(benchmark::State& st)
+{
+    memcpyReference(st, FORMAT_BGR24, LSX_BITS_8);
+}
+void BM_PreviewBgr24(benchmark::State& st)
+{
+    pipeline(st, FORMAT_BGR24, LSX_BITS_8);
+}
 
-void BM_StageCorrectMono8(benchmark::State& st) { correctionsOnly(st, FORMAT_MONO, LSX_BITS_8); }
-void BM_StagePixmapMono8(benchmark::State& st) { pixmapOnly(st, FORMAT_MONO, LSX_BITS_8); }
-void BM_StageCorrectMono16(benchmark::State& st) { correctionsOnly(st, FORMAT_MONO, LSX_BITS_16); }
-void BM_StagePixmapMono16(benchmark::State& st) { pixmapOnly(st, FORMAT_MONO, LSX_BITS_16); }
-void BM_StageCorrectBgr24(benchmark::State& st) { correctionsOnly(st, FORMAT_BGR24, LSX_BITS_8); }
-void BM_StagePixmapBgr24(benchmark::State& st) { pixmapOnly(st, FORMAT_BGR24, LSX_BITS_8); }
+void BM_StageCorrectMono8(benchmark::State& st)
+{
+    correctionsOnly(st, FORMAT_MONO, LSX_BITS_8);
+}
+void BM_StagePixmapMono8(benchmark::State& st)
+{
+    pixmapOnly(st, FORMAT_MONO, LSX_BITS_8);
+}
+void BM_StageCorrectMono16(benchmark::State& st)
+{
+    correctionsOnly(st, FORMAT_MONO, LSX_BITS_16);
+}
+void BM_StagePixmapMono16(benchmark::State& st)
+{
+    pixmapOnly(st, FORMAT_MONO, LSX_BITS_16);
+}
+void BM_StageCorrectBgr24(benchmark::State& st)
+{
+    correctionsOnly(st, FORMAT_BGR24, LSX_BITS_8);
+}
+void BM_StagePixmapBgr24(benchmark::State& st)
+{
+    pixmapOnly(st, FORMAT_BGR24, LSX_BITS_8);
+}
 
 // The table of medians over every repetition.
 void printSummary()
@@ -287,11 +320,9 @@ void printSummary()
     if (rows.empty()) return;
     std::printf("\nmedian ms, frames of 1000 rows from a ring of %zu MB (largest cache reported: %zu MB)\n",
                 ringBytes() >> 20, largestCache() >> 20);
-    std::printf("%-7s %6s %8s %10s %7s %12s %7s\n", "format", "width", "memcpy", "1 thread", "ratio",
-                "all threads", "ratio");
-    auto at = [](const std::map<std::string, double>& m, const char* what) {
-        return m.count(what) ? m.at(what) : 0.0;
-    };
+    std::printf("%-7s %6s %8s %10s %7s %12s %7s\n", "format", "width", "memcpy", "1 thread", "ratio", "all threads",
+                "ratio");
+    auto at = [](const std::map<std::string, double>& m, const char* what) { return m.count(what) ? m.at(what) : 0.0; };
     for (const auto& [fw, m] : rows) {
         const double ref = at(m, "memcpy"), one = at(m, "1 thread"), all = at(m, "all threads");
         std::printf("%-7s %6d %8.2f %10.2f %7.2f %12.2f %7.2f\n", fw.first.c_str(), fw.second, ref, one,
@@ -302,21 +333,17 @@ void printSummary()
 }  // namespace
 
 // Second argument of the pipeline and the stages: 1 thread, or 0 for all the processor has.
-#define RING_BENCH(fn) BENCHMARK(fn)->Arg(4096)->Arg(16384)->Unit(benchmark::kMillisecond)->MinTime(0.5)->UseManualTime()
-#define PIPELINE_BENCH(fn)                                                                                          \
-    BENCHMARK(fn)                                                                                                   \
-        ->ArgsProduct({{4096, 16384}, {1, 0}})                                                                      \
-        ->Unit(benchmark::kMillisecond)                                                                             \
-        ->MinTime(0.5)                                                                                              \
-        ->UseManualTime()
+#define RING_BENCH(fn) \
+    BENCHMARK(fn)->Arg(4096)->Arg(16384)->Unit(benchmark::kMillisecond)->MinTime(0.5)->UseManualTime()
+#define PIPELINE_BENCH(fn) \
+    BENCHMARK(fn)->ArgsProduct({{4096, 16384}, {1, 0}})->Unit(benchmark::kMillisecond)->MinTime(0.5)->UseManualTime()
 RING_BENCH(BM_MemcpyMono8);
 PIPELINE_BENCH(BM_PreviewMono8);
 RING_BENCH(BM_MemcpyMono16);
 PIPELINE_BENCH(BM_PreviewMono16);
 RING_BENCH(BM_MemcpyBgr24);
 PIPELINE_BENCH(BM_PreviewBgr24);
-#define STAGE_BENCH(fn) \
-    BENCHMARK(fn)->ArgsProduct({{4096, 16384}, {1, 0}})->Unit(benchmark::kMillisecond)->MinTime(0.3)
+#define STAGE_BENCH(fn) BENCHMARK(fn)->ArgsProduct({{4096, 16384}, {1, 0}})->Unit(benchmark::kMillisecond)->MinTime(0.3)
 STAGE_BENCH(BM_StageCorrectMono8);
 STAGE_BENCH(BM_StagePixmapMono8);
 STAGE_BENCH(BM_StageCorrectMono16);

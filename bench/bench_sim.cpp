@@ -8,10 +8,10 @@
 
 #include <benchmark/benchmark.h>
 
+#include <unistd.h>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
-#include <unistd.h>
 
 namespace {
 
@@ -69,8 +69,14 @@ void BM_SimFrame16(benchmark::State& state, const char* camera)
 
 // The frame is drawn on several cores: wall time, not this thread's processor time.
 BENCHMARK_CAPTURE(BM_SimFrame16, mono4096, "SIM-LS4096-M")->Unit(benchmark::kMillisecond)->MinTime(0.5)->UseRealTime();
-BENCHMARK_CAPTURE(BM_SimFrame16, mono8192, "SIM-LS8192-MLK")->Unit(benchmark::kMillisecond)->MinTime(0.5)->UseRealTime();
-BENCHMARK_CAPTURE(BM_SimFrame16, mono16384, "SIM-LS16384-M")->Unit(benchmark::kMillisecond)->MinTime(0.5)->UseRealTime();
+BENCHMARK_CAPTURE(BM_SimFrame16, mono8192, "SIM-LS8192-MLK")
+    ->Unit(benchmark::kMillisecond)
+    ->MinTime(0.5)
+    ->UseRealTime();
+BENCHMARK_CAPTURE(BM_SimFrame16, mono16384, "SIM-LS16384-M")
+    ->Unit(benchmark::kMillisecond)
+    ->MinTime(0.5)
+    ->UseRealTime();
 
 int main(int argc, char** argv)
 {
@@ -78,7 +84,8 @@ int main(int argc, char** argv)
     char path[] = "/tmp/bench_sim_XXXXXX";
     const int fd = mkstemp(path);
     if (fd >= 0) {
-        const char json[] = R"({"cameras": [{"friendlyName": "SIM-LS16384-M", "base": "SIM-LS4096-M", "width": 16384}]})";
+        const char json[] =
+            R"({"cameras": [{"friendlyName": "SIM-LS16384-M", "base": "SIM-LS4096-M", "width": 16384}]})";
         const bool written = write(fd, json, sizeof json - 1) == ssize_t(sizeof json - 1);
         close(fd);
         if (written) setenv("LSX_SIM_CONFIG", path, 1);

@@ -47,11 +47,12 @@ const QString kNoDark = QStringLiteral("明场校正-无法读取暗场参数，
 
 void CameraServer::fpnStart()
 {
-    guarded("fpnStart", [&] { fpnRun(); },
-            [this] {
-                lsxStop(m_handle);
-                emit OS_FpnInfo(101, kFailedRun);
-            });
+    guarded(
+        "fpnStart", [&] { fpnRun(); },
+        [this] {
+            lsxStop(m_handle);
+            emit OS_FpnInfo(101, kFailedRun);
+        });
 }
 
 void CameraServer::fpnRun()
@@ -175,8 +176,7 @@ bool CameraServer::fpnReadDark()
         return false;
     }
     const float gainMin = settings().value(FpnIni::GainMin, FpnIni::GainMinDefault).toFloat();
-    const float gainMax =
-        settings().value(FpnIni::GainMax, FpnIni::gainMaxCalibrationDefault(m_isLinescan)).toFloat();
+    const float gainMax = settings().value(FpnIni::GainMax, FpnIni::gainMaxCalibrationDefault(m_isLinescan)).toFloat();
     if (!std::isfinite(gainMin) || !std::isfinite(gainMax) || width < 1) return true;
 
     for (float gain = gainMin; !(gain > gainMax); gain += 1.0f) {

@@ -309,10 +309,22 @@ bool fitColumnGains(const QList<cv::Mat>& images, const QList<QList<double>>& bL
 int readBackPlanes(int32_t sourceFormat)
 {
     switch (sourceFormat) {
-    case 0: case 1: case 2: case 3: case 4:
-    case 30: case 31: case 32: case 33: case 34: return 1;
-    case 10: case 14: case 40: case 44: return 3;
-    case 11: case 15: return 4;
+    case 0:
+    case 1:
+    case 2:
+    case 3:
+    case 4:
+    case 30:
+    case 31:
+    case 32:
+    case 33:
+    case 34: return 1;
+    case 10:
+    case 14:
+    case 40:
+    case 44: return 3;
+    case 11:
+    case 15: return 4;
     default: return 0;
     }
 }

@@ -85,8 +85,8 @@ QVector<double> spacedExposures(const QVector<double>& found, double min, double
 // With `renormalize` and not `flat`, every KPoint's K (not kOut) is scaled by maxv / m, m the
 // lowest (maxv - dark[i]) x K[i] from 65535.0, maxv 255 or 65472. Another element type, a plane
 // without rows, or a dark row shorter than the plane gives empty lists.
-QList<KPoint> calcColumnK(const cv::Mat& plane, QList<double>& kOut, const QList<double>& dark, bool flat,
-                          int colCount, bool renormalize);
+QList<KPoint> calcColumnK(const cv::Mat& plane, QList<double>& kOut, const QList<double>& dark, bool flat, int colCount,
+                          bool renormalize);
 
 // calcColumnK over a list of images, appending to kList and kPoints:
 //  - one channel, lineCount <= 1: each image against dark row 0; one K list and one sample list

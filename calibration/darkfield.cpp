@@ -45,16 +45,16 @@ QString meanRangeText(const MeanRange& r)
     return kMeanRange.arg(r.min, 0, 'f', 2).arg(r.max, 0, 'f', 2);
 }
 
-
 }  // namespace
 
 void CameraServer::dsnuStart(bool autoDoffset)
 {
-    guarded("dsnuStart", [&] { dsnuRun(autoDoffset); },
-            [this] {
-                lsxStop(m_handle);
-                emit OS_FpnInfo(101, kFailedRun);
-            });
+    guarded(
+        "dsnuStart", [&] { dsnuRun(autoDoffset); },
+        [this] {
+            lsxStop(m_handle);
+            emit OS_FpnInfo(101, kFailedRun);
+        });
 }
 
 void CameraServer::dsnuRun(bool autoDoffset)
@@ -215,8 +215,9 @@ void CameraServer::dsnuTvk317()
 
     lsxStatus status = setCameraFpn(false);
     if (status != LSX_OK) {
-        emit OS_FpnInfo(101, withStatus(QStringLiteral("\n关闭相机内部FPN失败，失败原因：%1-%2.请手动关闭相机内部FPN使能。"),
-                                        status));
+        emit OS_FpnInfo(
+            101,
+            withStatus(QStringLiteral("\n关闭相机内部FPN失败，失败原因：%1-%2.请手动关闭相机内部FPN使能。"), status));
         return;
     }
     emit OS_FpnInfo(20, QStringLiteral("\n已关闭相机内部FPN。"));

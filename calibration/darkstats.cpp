@@ -22,8 +22,7 @@ bool splitFramePlanes(const cv::Mat& frame, int format, int lineCount, bool dein
         cv::split(frame, planes);
         return true;
     }
-    default:
-        return false;
+    default: return false;
     }
     if (!deinterleave || lineCount <= 1) {
         planes.push_back(frame);
@@ -58,14 +57,9 @@ cv::Mat columnMeansF(const cv::Mat& plane, float sampleScale)
     if (plane.empty() || plane.channels() != 1) return cv::Mat();
     cv::Mat acc(1, plane.cols, CV_32F, cv::Scalar(0));
     switch (plane.depth()) {
-    case CV_8U:
-        sumColumnsF<uint8_t>(plane, sampleScale, acc.ptr<float>());
-        break;
-    case CV_16U:
-        sumColumnsF<uint16_t>(plane, sampleScale, acc.ptr<float>());
-        break;
-    default:
-        return cv::Mat();
+    case CV_8U: sumColumnsF<uint8_t>(plane, sampleScale, acc.ptr<float>()); break;
+    case CV_16U: sumColumnsF<uint16_t>(plane, sampleScale, acc.ptr<float>()); break;
+    default: return cv::Mat();
     }
     const double inv = 1.0 / plane.rows;
     float* a = acc.ptr<float>();
@@ -73,7 +67,10 @@ cv::Mat columnMeansF(const cv::Mat& plane, float sampleScale)
     return acc;
 }
 
-MeanRange columnMeanRange(const cv::Mat& plane, float scale) { return meanRange(columnMeansF(plane), scale); }
+MeanRange columnMeanRange(const cv::Mat& plane, float scale)
+{
+    return meanRange(columnMeansF(plane), scale);
+}
 
 MeanRange meanRange(const cv::Mat& means, float scale)
 {
@@ -99,9 +96,15 @@ MeanRange columnMeanRange(const std::vector<cv::Mat>& planes, float scale)
     return all;
 }
 
-float eightBitScale(uint32_t bits) { return bits == LSX_BITS_8 ? 1.0f : 1.0f / 256.0f; }
+float eightBitScale(uint32_t bits)
+{
+    return bits == LSX_BITS_8 ? 1.0f : 1.0f / 256.0f;
+}
 
-float doffsetScale(uint32_t bits) { return bits == LSX_BITS_8 ? 1.0f : 1.0f / 64.0f; }
+float doffsetScale(uint32_t bits)
+{
+    return bits == LSX_BITS_8 ? 1.0f : 1.0f / 64.0f;
+}
 
 namespace {
 
@@ -138,9 +141,15 @@ DarkRow darkRow(const cv::Mat& plane)
     return DarkRow();
 }
 
-int32_t wrapDoffset(int32_t value) { return value > 128 ? value - 256 : value; }
+int32_t wrapDoffset(int32_t value)
+{
+    return value > 128 ? value - 256 : value;
+}
 
-int doffsetLimit(int maxB) { return std::min(maxB, 127); }
+int doffsetLimit(int maxB)
+{
+    return std::min(maxB, 127);
+}
 
 void judgeDoffsetFrame(DoffsetWalk& w, float minMean, float maxMean, int maxB)
 {

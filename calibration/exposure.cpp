@@ -40,8 +40,8 @@ const QString kTooBright =
 
 bool isSeriesFormat(uint32_t format)
 {
-    return format == FORMAT_MONO || format == FORMAT_BGR24 || format == FORMAT_RGB24 || format == FORMAT_BGR32 ||
-           format == FORMAT_RGB32;
+    return format == FORMAT_MONO || format == FORMAT_BGR24 || format == FORMAT_RGB24 || format == FORMAT_BGR32
+           || format == FORMAT_RGB32;
 }
 
 // The picture of a series frame: as the live view shows it, except that 16-bit mono comes to 8 bits

@@ -34,11 +34,12 @@ const QString kTestFailed = QStringLiteral("曝光测试执行失败，请重试
 
 void CameraServer::expTest(int expCount)
 {
-    guarded("expTest", [&] { expTestRun(expCount); },
-            [this] {
-                lsxStop(m_handle);
-                emit OS_FpnInfo(101, kTestFailed);
-            });
+    guarded(
+        "expTest", [&] { expTestRun(expCount); },
+        [this] {
+            lsxStop(m_handle);
+            emit OS_FpnInfo(101, kTestFailed);
+        });
 }
 
 void CameraServer::expTestRun(int expCount)

@@ -48,14 +48,11 @@ const QString kNoCamera = QStringLiteral("校正验证-没有连接上相机。"
 const QString kNotLineScan = QStringLiteral("校正验证-此相机类型不支持校正验证。");
 const QString kReadSwitches = QStringLiteral("校正验证-读取相机校正开关出错，错误原因：%1-%2.");
 const QString kStart = QStringLiteral("校正验证-增益 %1，曝光时间 %2 us，每个平面采集 %3 行。");
-const QString kNothingOn =
-    QStringLiteral("校正验证-相机FPN与平场校正均未打开，校正后的数值将与校正前相同。");
+const QString kNothingOn = QStringLiteral("校正验证-相机FPN与平场校正均未打开，校正后的数值将与校正前相同。");
 const QString kTriggerFailed = QStringLiteral("校正验证-使能软触发出错，错误原因：%1-%2.");
 const QString kStreamFailed = QStringLiteral("校正验证-启动视频流出错，错误原因：%1-%2.");
-const QString kAskDark =
-    QStringLiteral("校正验证-请盖上镜头盖，使传感器处于完全黑暗中，然后点击“继续”。");
-const QString kAskBright =
-    QStringLiteral("校正验证-请取下镜头盖，用均匀光源照亮平场目标，然后点击“继续”。");
+const QString kAskDark = QStringLiteral("校正验证-请盖上镜头盖，使传感器处于完全黑暗中，然后点击“继续”。");
+const QString kAskBright = QStringLiteral("校正验证-请取下镜头盖，用均匀光源照亮平场目标，然后点击“继续”。");
 const QString kDarkBefore = QStringLiteral("校正验证-采集暗场图像（关闭相机校正）...");
 const QString kDarkAfter = QStringLiteral("校正验证-采集暗场图像（相机校正按原设置）...");
 const QString kBrightBefore = QStringLiteral("校正验证-采集明场图像（关闭相机校正）...");
@@ -65,21 +62,24 @@ const QString kFrameFailed = QStringLiteral("校正验证-采集图像失败，�
 const QString kUnsupported = QStringLiteral(
     "校正验证-不支持的图像格式，当前仅支持 FORMAT_MONO & FORMAT_BGR24 & FORMAT_RGB24 & FORMAT_BGR32 & FORMAT_RGB32.");
 const QString kSizeChanged = QStringLiteral("校正验证-采集过程中图像尺寸发生变化，请重试。");
-const QString kNotDark = QStringLiteral(
-    "校正验证-暗场图像过亮：%1 的最大列均值为 %2（限制 %3），请确认镜头盖已盖好后重试。");
+const QString kNotDark =
+    QStringLiteral("校正验证-暗场图像过亮：%1 的最大列均值为 %2（限制 %3），请确认镜头盖已盖好后重试。");
 const QString kClipped = QStringLiteral(
     "校正验证-明场图像过亮：%1 有 %2% 的像素达到满量程（最多允许 0.1%），请降低光源亮度或曝光时间后重试。");
 const QString kTooDark = QStringLiteral(
     "校正验证-明场图像过暗：%1 的平均亮度只有满量程的 %2%（至少需要 10%），请提高光源亮度或曝光时间后重试。");
 const QString kComputing = QStringLiteral("校正验证-计算残余非均匀性...");
 const QString kRestored = QStringLiteral("校正验证-相机设置已恢复。");
-const QString kRestoreFailed = QStringLiteral(
-    "校正验证-恢复相机设置出错，错误原因：%1-%2.请检查相机的FPN与平场使能、触发方式和图像格式。");
+const QString kRestoreFailed =
+    QStringLiteral("校正验证-恢复相机设置出错，错误原因：%1-%2.请检查相机的FPN与平场使能、触发方式和图像格式。");
 const QString kPassed = QStringLiteral("校正验证-校正验证完成，结果：合格。点击确定查看报告。");
 const QString kNotPassed = QStringLiteral("校正验证-校正验证完成，结果：不合格。点击确定查看报告。");
 const QString kFailedRun = QStringLiteral("校正验证-校正验证执行失败，请重试。");
 
-QString withStatusText(const QString& text, lsxStatus status) { return text.arg(status).arg(statusText(status)); }
+QString withStatusText(const QString& text, lsxStatus status)
+{
+    return text.arg(status).arg(statusText(status));
+}
 
 // How a stage ended early: quietly on a cancel, or on a failure told in `text` (empty when the
 // failing step has told it already).
@@ -316,7 +316,8 @@ void CameraServer::verifyStart()
 {
     qRegisterMetaType<VerifyReport>();
     // The keeper inside the run has put the camera back by the time this runs.
-    guarded("verifyStart", [&] { verifyRun(); }, [this] { emit OS_FpnInfo(101, kFailedRun); });
+    guarded(
+        "verifyStart", [&] { verifyRun(); }, [this] { emit OS_FpnInfo(101, kFailedRun); });
 }
 
 void CameraServer::verifyRun()

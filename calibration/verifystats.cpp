@@ -20,8 +20,8 @@ bool readable(const cv::Mat& stack)
 // squared deviations from it, both times scale (scale^2). The sums run over the samples less the
 // first row's, so that a large level does not eat the precision of a small spread.
 struct ColumnMoments {
-    cv::Mat means;             // 1 x N CV_64F
-    std::vector<double> ss;    // sum over l of (y[l][x] - mu[x])^2
+    cv::Mat means;           // 1 x N CV_64F
+    std::vector<double> ss;  // sum over l of (y[l][x] - mu[x])^2
 };
 
 ColumnMoments columnMoments(const cv::Mat& stack, double scale)
@@ -79,7 +79,10 @@ QVector<double> toVector(const cv::Mat& row)
     return out;
 }
 
-QVector<double> toVector(const std::vector<double>& v) { return QVector<double>(v.begin(), v.end()); }
+QVector<double> toVector(const std::vector<double>& v)
+{
+    return QVector<double>(v.begin(), v.end());
+}
 
 QJsonArray jsonArray(const QVector<double>& v)
 {
@@ -96,7 +99,10 @@ QJsonArray jsonArray(const QVector<int>& v)
 }
 
 // JSON has no NaN: a figure that could not be had is written as null.
-QJsonValue number(double v) { return std::isfinite(v) ? QJsonValue(v) : QJsonValue(); }
+QJsonValue number(double v)
+{
+    return std::isfinite(v) ? QJsonValue(v) : QJsonValue();
+}
 
 QJsonObject figuresJson(const VerifyFigures& f)
 {
@@ -121,7 +127,10 @@ QJsonObject figuresJson(const VerifyFigures& f)
 
 }  // namespace
 
-cv::Mat stackColumnMeans(const cv::Mat& stack, double scale) { return columnMoments(stack, scale).means; }
+cv::Mat stackColumnMeans(const cv::Mat& stack, double scale)
+{
+    return columnMoments(stack, scale).means;
+}
 
 double stackTemporalVariance(const cv::Mat& stack, double scale)
 {
@@ -156,7 +165,10 @@ StackStats stackStats(const cv::Mat& stack, double scale)
     return s;
 }
 
-double dsnu1288(const StackStats& dark) { return std::sqrt(std::max(0.0, dark.spatialVar)); }
+double dsnu1288(const StackStats& dark)
+{
+    return std::sqrt(std::max(0.0, dark.spatialVar));
+}
 
 double prnu1288(const StackStats& dark, const StackStats& bright)
 {
@@ -353,6 +365,12 @@ QJsonObject verifyReportJson(const VerifyReport& r)
     return o;
 }
 
-double dn10Scale(int bits) { return bits == 0 ? 4.0 : 1.0 / 64.0; }
+double dn10Scale(int bits)
+{
+    return bits == 0 ? 4.0 : 1.0 / 64.0;
+}
 
-double rawFullScale(int bits) { return bits == 0 ? 255.0 : 65472.0; }
+double rawFullScale(int bits)
+{
+    return bits == 0 ? 255.0 : 65472.0;
+}

@@ -133,13 +133,13 @@ struct VerifyFigures {
     double darkSpatialVar = 0.0, brightSpatialVar = 0.0;    // s2_y
     double dsnu = 0.0;                                      // DSNU1288, DN10
     double prnu = 0.0;                                      // PRNU1288, per cent
-    double darkSlow = 0.0;    // slow profile peak-to-peak of the dark row, DN10
-    double brightSlow = 0.0;  // of the response row, per cent of the mean response
+    double darkSlow = 0.0;                                  // slow profile peak-to-peak of the dark row, DN10
+    double brightSlow = 0.0;                                // of the response row, per cent of the mean response
     // Share of the dark samples at 0: an output whose dark level the correction takes to 0 is
     // cut off there, and its dark spread says only that it is flat.
     double darkZero = 0.0;
     QVector<int> defects;
-    QVector<double> darkMeans, brightMeans;  // column means, DN10
+    QVector<double> darkMeans, brightMeans;          // column means, DN10
     QVector<double> darkSpectrum, responseSpectrum;  // spectrogram of the dark row, of bright - dark
 };
 

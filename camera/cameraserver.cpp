@@ -2,8 +2,8 @@
 // enumeration, model detection, the factory record and the flag setters.
 #include "cameraserver.h"
 
-#include "tables.h"
 #include "statustext.h"
+#include "tables.h"
 
 #include <QDeadlineTimer>
 #include <QDebug>
@@ -53,14 +53,16 @@ CameraServer::CameraServer() : QObject(nullptr), m_thread(new QThread(this))
     moveToThread(m_thread);
     // A kill must never land while the finishing thread tears down its event dispatcher (that
     // would abort the process): from "finished" on, the worker ignores terminate.
-    connect(m_thread, &QThread::finished, m_thread, [] { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr); },
-            Qt::DirectConnection);
+    connect(
+        m_thread, &QThread::finished, m_thread, [] { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr); },
+        Qt::DirectConnection);
     m_thread->start(QThread::InheritPriority);
 
     // Made after the move: the settings object stays on the GUI thread; the worker makes its own.
     m_settings = new QSettings(documentDir() + QStringLiteral("/FPN.ini"), QSettings::IniFormat);
     if (!m_settings->isWritable())
-        m_warned.append(QStringLiteral("参数文件 %1 无法写入，本次修改的设置将不会被保存。").arg(m_settings->fileName()));
+        m_warned.append(
+            QStringLiteral("参数文件 %1 无法写入，本次修改的设置将不会被保存。").arg(m_settings->fileName()));
 
     // The receiver lives on the worker now, so the automatic type queues every call there.
     connect(this, qOverload<bool>(&CameraServer::IS_Capture), this, &CameraServer::capture);
@@ -112,7 +114,10 @@ CameraServer::~CameraServer()
     m_workerSettings = nullptr;
 }
 
-void CameraServer::exitWhenWorkerStuck(int status) { g_exitWhenStuck = status; }
+void CameraServer::exitWhenWorkerStuck(int status)
+{
+    g_exitWhenStuck = status;
+}
 
 QSettings& CameraServer::settings()
 {

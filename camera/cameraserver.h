@@ -12,21 +12,21 @@
 // m_ffcKList). Everything else is shared between the threads without a lock: the modal progress
 // panel and the stopped capture keep them apart during a procedure.
 
-#include "lsx.h"
 #include "calibration/kpoint.h"
 #include "calibration/operatorprompt.h"
 #include "calibration/verifystats.h"
+#include "lsx.h"
 
 #include <QList>
 #include <QMap>
 #include <QMetaType>
 #include <QObject>
-#include <QtGlobal>
 #include <QPixmap>
 #include <QReadWriteLock>
 #include <QString>
 #include <QStringList>
 #include <QVector>
+#include <QtGlobal>
 
 #include <atomic>
 #include <exception>
@@ -343,10 +343,12 @@ signals:
     void OS_VerifyFinished(VerifyReport report);
 public slots:
     void verifyStart();
+
 public:
     // The operator's answer to question `step`, from any thread: true goes on, false ends the run
     // as a cancel would. An answer to a question that is not open is dropped.
     void verifyAnswer(int step, bool proceed) { m_verifyPrompt.answer(step, proceed); }
+
 private:
     void verifyRun();
     OperatorPrompt m_verifyPrompt;

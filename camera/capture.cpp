@@ -9,12 +9,12 @@
 //
 // The TVK317 family has its own loop: 512 single readouts stacked into one image, FPN without
 // level bands, and Sum as a gain.
+#include "calibration/klevels.h"
 #include "camera/cameraserver.h"
 #include "camera/foldedlog.h"
 #include "camera/framegrab.h"
 #include "camera/preview.h"
 #include "camera/tables.h"
-#include "calibration/klevels.h"
 
 #include <QDateTime>
 #include <QDebug>
@@ -48,11 +48,12 @@ void tvkFpn(cv::Mat& img, const QList<double>& b, const QList<double>& k)
 
 void CameraServer::capture(bool continuous)
 {
-    guarded("capture", [&] { captureRun(continuous); },
-            [this] {
-                lsxStop(m_handle);
-                emit OS_CaptureFailed(LSX_ERR_UNKNOWN);
-            });
+    guarded(
+        "capture", [&] { captureRun(continuous); },
+        [this] {
+            lsxStop(m_handle);
+            emit OS_CaptureFailed(LSX_ERR_UNKNOWN);
+        });
 }
 
 void CameraServer::captureRun(bool continuous)
@@ -117,8 +118,7 @@ void CameraServer::captureRun(bool continuous)
     const int fpnSel = settings().value(FpnIni::FpnSel, FpnIni::FpnSelDefault).toInt();
     const PreviewCorrections corrections = buildPreviewCorrections(
         fpnLevelsFor(fpnSel), m_bList, m_kList, m_kScaleList,
-        [this](uint8_t level, QList<double>& out, int rows) { kAtLevel(level, out, rows); }, m_lineCount,
-        m_lscKList);
+        [this](uint8_t level, QList<double>& out, int rows) { kAtLevel(level, out, rows); }, m_lineCount, m_lscKList);
     qDebug() << "channels : " << (corrections.fpn.valid() ? corrections.fpn.rows : 1);
 
     qint64 last = 0;

@@ -27,7 +27,8 @@ public:
     // Tells the repeats not told yet.
     void flush()
     {
-        if (m_repeats > 0 && m_repeats != m_mark / 10) qDebug().noquote() << m_last << QStringLiteral("… ×%1").arg(m_repeats);
+        if (m_repeats > 0 && m_repeats != m_mark / 10)
+            qDebug().noquote() << m_last << QStringLiteral("… ×%1").arg(m_repeats);
         m_last.clear();
         m_repeats = 0;
         m_mark = 10;

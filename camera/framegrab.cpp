@@ -26,13 +26,10 @@ int frameMatType(const lsxFrame& frame)
         if (frame.bits == LSX_BITS_16) return CV_16UC1;
         return -1;
     case FORMAT_BGR24:
-    case FORMAT_RGB24:
-        return CV_8UC3;
+    case FORMAT_RGB24: return CV_8UC3;
     case FORMAT_BGR32:
-    case FORMAT_RGB32:
-        return CV_8UC4;
-    default:
-        return -1;
+    case FORMAT_RGB32: return CV_8UC4;
+    default: return -1;
     }
 }
 
@@ -193,16 +190,14 @@ QImage displayView(const cv::Mat& img, int format, int bits, cv::Mat& shown)
         if (img.type() != CV_8UC4) return QImage();
         std::vector<cv::Mat> planes;
         cv::split(img, planes);
-        const cv::Mat rgb =
-            format == FORMAT_BGR32 ? mergeChannels(planes, 2, 1, 0) : mergeChannels(planes, 0, 1, 2);
+        const cv::Mat rgb = format == FORMAT_BGR32 ? mergeChannels(planes, 2, 1, 0) : mergeChannels(planes, 0, 1, 2);
         // The fourth channel is shown as a grey image below the colour one.
         cv::Mat fourth;
         cv::cvtColor(planes[3], fourth, cv::COLOR_GRAY2BGR);
         cv::vconcat(rgb, fourth, shown);
         break;
     }
-    default:
-        return QImage();
+    default: return QImage();
     }
     return QImage(shown.data, shown.cols, shown.rows, static_cast<qsizetype>(shown.step[0]), qformat);
 }
@@ -294,13 +289,10 @@ bool showable(const cv::Mat& img, int format, int bits)
     case FORMAT_MONO:
         return (bits == LSX_BITS_8 && img.type() == CV_8UC1) || (bits == LSX_BITS_16 && img.type() == CV_16UC1);
     case FORMAT_BGR24:
-    case FORMAT_RGB24:
-        return img.type() == CV_8UC3;
+    case FORMAT_RGB24: return img.type() == CV_8UC3;
     case FORMAT_BGR32:
-    case FORMAT_RGB32:
-        return img.type() == CV_8UC4;
-    default:
-        return false;
+    case FORMAT_RGB32: return img.type() == CV_8UC4;
+    default: return false;
     }
 }
 
@@ -322,8 +314,8 @@ QPixmap convertedPixmap(const cv::Mat& img, int format, int bits)
     const bool four = format == FORMAT_BGR32 || format == FORMAT_RGB32;
     const int w = img.cols, h = img.rows;
     const QImage::Format target = own != QImage::Format_Invalid ? own
-                                  : format == FORMAT_MONO     ? QImage::Format_Grayscale8
-                                                              : QImage::Format_RGB888;
+                                  : format == FORMAT_MONO       ? QImage::Format_Grayscale8
+                                                                : QImage::Format_RGB888;
     QImage& out = displayBuffer(w, four ? 2 * h : h, target);
     if (out.isNull()) return QPixmap();
     // Each row is written from its own row of the frame alone. The pixels are taken once here
@@ -373,8 +365,8 @@ QPixmap sharedPixmap(const cv::Mat& img, int format, int bits)
     // that its buffer is not written again meanwhile (FrameBuffers hands out only buffers that
     // nothing else holds).
     auto* held = new cv::Mat(img);
-    const QImage view(static_cast<const uchar*>(held->data), img.cols, img.rows,
-                      static_cast<qsizetype>(held->step[0]), own, [](void* m) { delete static_cast<cv::Mat*>(m); },
-                      held);
+    const QImage view(
+        static_cast<const uchar*>(held->data), img.cols, img.rows, static_cast<qsizetype>(held->step[0]), own,
+        [](void* m) { delete static_cast<cv::Mat*>(m); }, held);
     return QPixmap::fromImage(view, Qt::NoFormatConversion);
 }

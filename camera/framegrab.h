@@ -9,8 +9,8 @@
 #include "lsx.h"
 
 #include <QImage>
-#include <QString>
 #include <QPixmap>
+#include <QString>
 
 #include <opencv2/core.hpp>
 

@@ -205,8 +205,7 @@ bool resolveChain(const cv::Mat& img, int format, const PreviewCorrections& corr
         const bool oneLine = mono ? t.rows == 1 : t.rows == channels;
         if (t.valid() && oneLine && t.columns == width) chain.fpn = &t;
         const LineFpnTable& l = corrections.lineFpn;
-        if (mono && switches.lineCount >= 2 && l.lines == switches.lineCount && l.columns >= width)
-            chain.lineFpn = &l;
+        if (mono && switches.lineCount >= 2 && l.lines == switches.lineCount && l.columns >= width) chain.lineFpn = &l;
     }
     if (switches.ffc) {
         gains.ffc = ffcGains(ffcKList, format, width, mono ? switches.lineCount : 1, chain.ffcRows);
@@ -335,4 +334,3 @@ cv::Mat columnMeans(const cv::Mat& img, int format, int bits)
     finishMeans(mean, img.rows, format, bits);
     return mean;
 }
-

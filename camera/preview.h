@@ -66,7 +66,7 @@ FpnLevelTable buildFpnLevelTable(const std::vector<uint16_t>& levels, const QLis
 // B and K of each sensor line of a multi-line mono sensor, in single precision.
 struct LineFpnTable {
     int lines = 0;
-    int columns = 0;  // the shortest list: frames wider than this skip the correction
+    int columns = 0;          // the shortest list: frames wider than this skip the correction
     std::vector<float> b, k;  // [line][column]
 };
 LineFpnTable buildLineFpnTable(const QList<QList<double>>& bList, const QList<QList<double>>& kList, int lineCount);
@@ -74,7 +74,7 @@ LineFpnTable buildLineFpnTable(const QList<QList<double>>& bList, const QList<QL
 // Lens-shading gains per list and sensor column, each rounded to single precision first.
 struct LscTable {
     int lists = 0;
-    int size = 0;  // the shortest list
+    int size = 0;              // the shortest list
     std::vector<double> gain;  // [list][sensor column]
 };
 LscTable buildLscTable(const QList<QList<double>>& lscKList);

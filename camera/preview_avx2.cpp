@@ -11,8 +11,14 @@ struct Avx2Lanes {
     using vi = __m256i;
     using vf = __m256;
 
-    static vi load(const uint8_t* p) { return _mm256_cvtepu8_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p))); }
-    static vi load(const uint16_t* p) { return _mm256_cvtepu16_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p))); }
+    static vi load(const uint8_t* p)
+    {
+        return _mm256_cvtepu8_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p)));
+    }
+    static vi load(const uint16_t* p)
+    {
+        return _mm256_cvtepu16_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)));
+    }
     // Stores values already clamped to the depth's range.
     static void store(uint8_t* p, vi v)
     {

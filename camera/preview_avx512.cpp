@@ -11,7 +11,10 @@ struct Avx512Lanes {
     using vi = __m512i;
     using vf = __m512;
 
-    static vi load(const uint8_t* p) { return _mm512_cvtepu8_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p))); }
+    static vi load(const uint8_t* p)
+    {
+        return _mm512_cvtepu8_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)));
+    }
     static vi load(const uint16_t* p)
     {
         return _mm512_cvtepu16_epi32(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(p)));
@@ -62,4 +65,3 @@ int chainRowAvx512(const uint16_t* src, uint16_t* p, int n, const WideRow& r)
 {
     return chainRowWide<Avx512Lanes>(src, p, n, r);
 }
-

@@ -42,11 +42,11 @@ const uint8_t* byteTableFor(const cv::Mat& img, int format, const Chain& chain, 
 {
     PreviewByteTable& t = c.byteTable;
     const size_t n = static_cast<size_t>(img.cols) * img.channels();
-    const bool sameFfc = chain.ffc ? t.ffc.size() == n && std::equal(t.ffc.begin(), t.ffc.end(), chain.ffc)
-                                   : t.ffc.empty();
-    const bool same = !t.table.empty() && t.format == format && t.width == img.cols && t.fpn == (chain.fpn != nullptr) &&
-                      t.lsc == (chain.lsc != nullptr) && t.regionX == switches.regionX && t.fpnK == c.fpn.k.data() &&
-                      t.fpnB == c.fpn.bInterleaved.data() && t.lscGain == c.lsc.gain.data() && sameFfc;
+    const bool sameFfc =
+        chain.ffc ? t.ffc.size() == n && std::equal(t.ffc.begin(), t.ffc.end(), chain.ffc) : t.ffc.empty();
+    const bool same = !t.table.empty() && t.format == format && t.width == img.cols && t.fpn == (chain.fpn != nullptr)
+                      && t.lsc == (chain.lsc != nullptr) && t.regionX == switches.regionX && t.fpnK == c.fpn.k.data()
+                      && t.fpnB == c.fpn.bInterleaved.data() && t.lscGain == c.lsc.gain.data() && sameFfc;
     if (!same) {
         t.format = format;
         t.width = img.cols;

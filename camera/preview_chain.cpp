@@ -125,8 +125,7 @@ std::atomic<int> g_isa{bestIsa()};
 // The first elements of a row through the wide kernel of the registers in use; returns how
 // many it did.
 template <typename T>
-int wideChain(const T* src, T* p, int n, const float* b, const KSource& ks, const float* f, const double* l,
-              float* acc)
+int wideChain(const T* src, T* p, int n, const float* b, const KSource& ks, const float* f, const double* l, float* acc)
 {
     const int isa = g_isa.load(std::memory_order_relaxed);
     if (isa == static_cast<int>(PreviewIsa::Sse2)) return 0;
@@ -154,8 +153,7 @@ inline float kOf(const KSource& s, const T* p, int i)
 }
 
 template <typename T>
-void chainRow(const T* src, T* p, int n, const float* b, const KSource& ks, const float* f, const double* l,
-              float* acc)
+void chainRow(const T* src, T* p, int n, const float* b, const KSource& ks, const float* f, const double* l, float* acc)
 {
     int i = wideChain(src, p, n, b, ks, f, l, acc);
     for (; i + 8 <= n; i += 8) {

@@ -50,7 +50,10 @@ Value exposure(lsxHandle h)
     return {true, us};
 }
 
-lsxStatus setExposure(lsxHandle h, double us) { return lsxSetExposure(h, us); }
+lsxStatus setExposure(lsxHandle h, double us)
+{
+    return lsxSetExposure(h, us);
+}
 
 Selection resolutionModes(lsxHandle h)
 {
@@ -71,7 +74,10 @@ Selection resolutionModes(lsxHandle h)
     return s;
 }
 
-lsxStatus setResolutionMode(lsxHandle h, int index) { return lsxSetResolutionModeSel(h, index); }
+lsxStatus setResolutionMode(lsxHandle h, int index)
+{
+    return lsxSetResolutionModeSel(h, index);
+}
 
 Enumeration enumeration(lsxHandle h, const char* name)
 {

@@ -9,7 +9,7 @@
 QMap<QString, lsxCameraInfo> cameraInfoMap;
 
 const QStringList supportedModels{
-    QStringLiteral("TQW4A1N60"),  QStringLiteral("TQW4A2N60"),  QStringLiteral("TQW4A2N61"),
+    QStringLiteral("TQW4A1N60"),  QStringLiteral("TQW4A2N60"), QStringLiteral("TQW4A2N61"),
     QStringLiteral("TQW32A2N60"), QStringLiteral("TQW4A3D60"), QStringLiteral("TQW32A3D60"),
 };
 
@@ -37,7 +37,10 @@ QString cameraInfoText(const char* field, std::size_t capacity)
     return QString::fromLatin1(field, static_cast<qsizetype>(length));
 }
 
-QString fpnIniPath() { return documentDir() + QStringLiteral("/FPN.ini"); }
+QString fpnIniPath()
+{
+    return documentDir() + QStringLiteral("/FPN.ini");
+}
 
 namespace FpnIni {
 
@@ -60,8 +63,8 @@ QVariant defaultValue(const QString& key)
 
 QStringList allKeys()
 {
-    return {GainMin, GainMax, PixelMax, PixelMin, DOffset, FlatEnable, HideFunction,
-            FpnSel,  Factory, MaxK,     MaxB,     CameraConfig, ColCount, StopShowHelp};
+    return {GainMin, GainMax, PixelMax, PixelMin, DOffset,      FlatEnable, HideFunction,
+            FpnSel,  Factory, MaxK,     MaxB,     CameraConfig, ColCount,   StopShowHelp};
 }
 
 }  // namespace FpnIni

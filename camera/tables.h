@@ -47,7 +47,10 @@ inline const QString StopShowHelp = QStringLiteral("Params/StopShowHelp");
 constexpr float GainMinDefault = 1.0f;
 constexpr float GainMaxDefault = 1.0f;
 // Where a calibration fills in an absent GainMax: 1 on a line-scan camera, else 8.
-constexpr float gainMaxCalibrationDefault(bool isLinescan) { return isLinescan ? 1.0f : 8.0f; }
+constexpr float gainMaxCalibrationDefault(bool isLinescan)
+{
+    return isLinescan ? 1.0f : 8.0f;
+}
 constexpr int PixelMaxDefault = 180;
 constexpr int PixelMinDefault = 0;
 constexpr int DOffsetDefault = 0;

@@ -26,9 +26,13 @@ const std::vector<StepKind>& stepKinds()
         {"write-fpn", 1, {}, "将FPN参数写入相机的参数组 SET（如 UserSet0 或 factory）"},
         {"save-fpn", 1, {}, "将FPN参数保存到文件 FILE（*.FAC.FPN）"},
         {"load-fpn", 1, {}, "从文件 FILE 加载FPN参数"},
-        {"ffc", 0, {"goal=", "write=", "save="},
+        {"ffc",
+         0,
+         {"goal=", "write=", "save="},
          "平场校正；--goal mean|rate:R|level:L 目标亮度，--write SET 写入相机，--save NAME 保存文件"},
-        {"lsc", 0, {"goal=", "write=", "save="},
+        {"lsc",
+         0,
+         {"goal=", "write=", "save="},
          "镜头校正；--goal mean|rate:R|level:L 目标亮度，--write SET 写入相机，--save FILE 保存文件"},
         {"verify", 0, {"report="}, "校正验证（先暗场后明场），超出限值时退出码为 3；--report FILE.json 保存验证报告"},
         {"run", 1, {}, "按配方文件 RECIPE.ini 执行其中的步骤"},
@@ -149,7 +153,7 @@ QString cliUsage()
         QString head = QString::fromLatin1(k.name);
         if (k.arguments == 1) {
             const QString n = QString::fromLatin1(k.name);
-            head += n == QLatin1String("write-fpn") ? QStringLiteral(" SET")
+            head += n == QLatin1String("write-fpn")  ? QStringLiteral(" SET")
                     : n == QLatin1String("run")      ? QStringLiteral(" RECIPE.ini")
                     : n == QLatin1String("exposure") ? QStringLiteral(" US")
                                                      : QStringLiteral(" FILE");
@@ -226,8 +230,8 @@ bool readRecipe(const QString& path, CliPlan& plan)
         if (line.startsWith(QLatin1Char('['))) {
             if (!line.endsWith(QLatin1Char(']'))) return bad(QStringLiteral("节名缺少 \"]\"。"));
             section = line.mid(1, line.size() - 2).trimmed().toLower();
-            if (section != QLatin1String("camera") && section != QLatin1String("params") &&
-                section != QLatin1String("verify") && section != QLatin1String("steps"))
+            if (section != QLatin1String("camera") && section != QLatin1String("params")
+                && section != QLatin1String("verify") && section != QLatin1String("steps"))
                 return bad(QStringLiteral("未知的节 [%1]。").arg(section));
             continue;
         }

@@ -13,23 +13,23 @@
 #include <vector>
 
 struct CliStep {
-    QString name;         // "dark", "write-fpn", ...
-    QStringList args;     // its positional arguments (SET, FILE, RECIPE)
+    QString name;                    // "dark", "write-fpn", ...
+    QStringList args;                // its positional arguments (SET, FILE, RECIPE)
     QMap<QString, QString> options;  // its options, without the leading "--"; flags hold ""
-    QString scene;        // the simulated camera's scene to set first: "", "dark", "flat", "pattern"
+    QString scene;                   // the simulated camera's scene to set first: "", "dark", "flat", "pattern"
 };
 
 struct CliPlan {
-    QString camera;       // -d
-    QString sdk;          // --sdk
-    QString json;         // --json
-    bool yes = false;     // --yes: no questions to the operator
-    bool verbose = false; // --verbose: the program's debug log on standard error too
-    bool help = false;    // --help
+    QString camera;        // -d
+    QString sdk;           // --sdk
+    QString json;          // --json
+    bool yes = false;      // --yes: no questions to the operator
+    bool verbose = false;  // --verbose: the program's debug log on standard error too
+    bool help = false;     // --help
     std::vector<CliStep> steps;
     // From a recipe: settings of FPN.ini written before the steps (key "Params/GainMin" ...).
     QMap<QString, QString> settings;
-    QString error;        // a usage error, in the operator's words; empty when the plan stands
+    QString error;  // a usage error, in the operator's words; empty when the plan stands
 };
 
 // The steps the runner knows, with their options and arguments, as --help lists them.

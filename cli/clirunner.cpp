@@ -28,9 +28,9 @@
 #include <QSettings>
 #include <QSocketNotifier>
 
+#include <unistd.h>
 #include <algorithm>
 #include <cstdio>
-#include <unistd.h>
 
 namespace {
 
@@ -250,7 +250,8 @@ int CliRunner::runStep(const CliStep& step, const CliPlan& plan, StepResult& r)
         // them there.
         if (!recipe.settings.isEmpty()) {
             QSettings ini(fpnIniPath(), QSettings::IniFormat);
-            for (auto it = recipe.settings.cbegin(); it != recipe.settings.cend(); ++it) ini.setValue(it.key(), it.value());
+            for (auto it = recipe.settings.cbegin(); it != recipe.settings.cend(); ++it)
+                ini.setValue(it.key(), it.value());
             ini.sync();
             if (ini.status() != QSettings::NoError) {
                 fail(r, QStringLiteral("无法写入设置文件 %1。").arg(fpnIniPath()));
@@ -290,10 +291,11 @@ int CliRunner::runStep(const CliStep& step, const CliPlan& plan, StepResult& r)
         const double us = step.args.first().toDouble(&ok);
         const properties::Range range = properties::exposureRange(s->m_handle);
         if (!ok || !(us >= range.min && us <= range.max)) {
-            fail(r, QStringLiteral("曝光时间应在 %1 到 %2 微秒之间，而不是 \"%3\"。")
-                        .arg(range.min)
-                        .arg(range.max)
-                        .arg(step.args.first()),
+            fail(r,
+                 QStringLiteral("曝光时间应在 %1 到 %2 微秒之间，而不是 \"%3\"。")
+                     .arg(range.min)
+                     .arg(range.max)
+                     .arg(step.args.first()),
                  CliUsage);
             return r.exit;
         }
@@ -337,7 +339,10 @@ int CliRunner::runStep(const CliStep& step, const CliPlan& plan, StepResult& r)
         }
         const lsxStatus selected = properties::setSelection(s->m_handle, properties::kFpnSelKey, set);
         if (selected != LSX_OK) {
-            fail(r, QStringLiteral("选择FPN参数组 \"%1\" 出错，错误原因：%2-%3.").arg(set).arg(selected).arg(statusText(selected)));
+            fail(r, QStringLiteral("选择FPN参数组 \"%1\" 出错，错误原因：%2-%3.")
+                        .arg(set)
+                        .arg(selected)
+                        .arg(statusText(selected)));
             return r.exit;
         }
         if (!runProcedure([&] { emit s->IS_FpnWriteDown(factory ? 1 : 0); }, r)) return r.exit;
@@ -377,7 +382,8 @@ int CliRunner::verifyStep(const CliStep& step, StepResult& r)
     // The report is the JSON one: its PDF needs the window's charts.
     const QString reportName = step.options.value(QStringLiteral("report"));
     if (!reportName.isEmpty() && !reportName.endsWith(QLatin1String(".json"), Qt::CaseInsensitive)) {
-        fail(r, QStringLiteral("--report 保存 JSON 报告（FILE.json）；PDF 报告请在窗口的校正验证结果中保存。"), CliUsage);
+        fail(r, QStringLiteral("--report 保存 JSON 报告（FILE.json）；PDF 报告请在窗口的校正验证结果中保存。"),
+             CliUsage);
         return r.exit;
     }
 
@@ -443,8 +449,8 @@ int CliRunner::verifyStep(const CliStep& step, StepResult& r)
     if (!reportName.isEmpty()) {
         const QString path = QFileInfo(reportName).absoluteFilePath();
         QSaveFile f(path);
-        if (!f.open(QIODevice::WriteOnly)
-            || f.write(QJsonDocument(verifyReportJson(result)).toJson()) < 0 || !f.commit()) {
+        if (!f.open(QIODevice::WriteOnly) || f.write(QJsonDocument(verifyReportJson(result)).toJson()) < 0
+            || !f.commit()) {
             fail(r, QStringLiteral("无法保存验证报告 %1。").arg(path));
             return r.exit;
         }
@@ -477,7 +483,8 @@ int CliRunner::flatStep(const CliStep& step, StepResult& r)
         ok = false;
     }
     if (!ok) {
-        fail(r, QStringLiteral("--goal 应为 mean、rate:R（0 到 1）或 level:L（1 到 255），而不是 \"%1\"。").arg(g), CliUsage);
+        fail(r, QStringLiteral("--goal 应为 mean、rate:R（0 到 1）或 level:L（1 到 255），而不是 \"%1\"。").arg(g),
+             CliUsage);
         return r.exit;
     }
     // The write target checked before anything runs: an entry of the camera's list, not "Disable".
@@ -488,7 +495,8 @@ int CliRunner::flatStep(const CliStep& step, StepResult& r)
             properties::selection(s->m_handle, ffc ? properties::kFfcSelKey : properties::kLscSelKey);
         setIndex = int(sets.texts.indexOf(set));
         if (setIndex <= 0) {
-            fail(r, QStringLiteral("请选择正确的写入位置！（可选：%1）").arg(sets.texts.mid(1).join(QStringLiteral("、"))),
+            fail(r,
+                 QStringLiteral("请选择正确的写入位置！（可选：%1）").arg(sets.texts.mid(1).join(QStringLiteral("、"))),
                  CliUsage);
             return r.exit;
         }
@@ -518,18 +526,16 @@ int CliRunner::flatStep(const CliStep& step, StepResult& r)
     if (setIndex > 0) {
         report(-1, QStringLiteral("写入 %1 ...").arg(set), &r);
         if (!runProcedure(
-                [&] {
-                    ffc ? emit s->IS_FFCWriteDown(setIndex - 1, set) : emit s->IS_LSCWriteDown(setIndex - 1, set);
-                },
+                [&] { ffc ? emit s->IS_FFCWriteDown(setIndex - 1, set) : emit s->IS_LSCWriteDown(setIndex - 1, set); },
                 r))
             return r.exit;
         r.figures.insert(QStringLiteral("set"), set);
     }
     const QString name = step.options.value(QStringLiteral("save"));
     if (!name.isEmpty()) {
-        const QString path = ffc ? s->saveFfcFile(QFileInfo(name).absoluteFilePath())
-                                 : (s->saveLscFile(QFileInfo(name).absoluteFilePath()) ? QFileInfo(name).absoluteFilePath()
-                                                                                        : QString());
+        const QString path =
+            ffc ? s->saveFfcFile(QFileInfo(name).absoluteFilePath())
+                : (s->saveLscFile(QFileInfo(name).absoluteFilePath()) ? QFileInfo(name).absoluteFilePath() : QString());
         if (path.isEmpty()) {
             fail(r, QStringLiteral("保存校正参数出错：无法写入文件 %1。").arg(name));
             return r.exit;
@@ -582,7 +588,7 @@ void CliRunner::writeJson(const QString& path, int exit)
                            {QStringLiteral("steps"), m_steps},
                            {QStringLiteral("exitCode"), exit}};
     QFile f(path);
-    if (!f.open(QIODevice::WriteOnly | QIODevice::Truncate) ||
-        f.write(QJsonDocument(root).toJson(QJsonDocument::Indented)) < 0)
+    if (!f.open(QIODevice::WriteOnly | QIODevice::Truncate)
+        || f.write(QJsonDocument(root).toJson(QJsonDocument::Indented)) < 0)
         toErr(QStringLiteral("无法写入结果文件 %1。\n").arg(path));
 }

@@ -12,10 +12,10 @@
 #include <QGuiApplication>
 #include <QSocketNotifier>
 
-#include <csignal>
-#include <cstdio>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <csignal>
+#include <cstdio>
 
 namespace {
 

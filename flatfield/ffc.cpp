@@ -77,11 +77,12 @@ lsxStatus CameraServer::setCorrectionSwitch(const char* otherKey, uint8_t enable
 
 void CameraServer::applyFFC(cv::Mat srcImg, cv::Mat statisticMat, float goalRate)
 {
-    guarded("applyFFC", [&] { ffcRun(srcImg, statisticMat, goalRate); },
-            [this] {
-                lsxStop(m_handle);
-                emit OS_FpnInfo(101, kFailedRun);
-            });
+    guarded(
+        "applyFFC", [&] { ffcRun(srcImg, statisticMat, goalRate); },
+        [this] {
+            lsxStop(m_handle);
+            emit OS_FpnInfo(101, kFailedRun);
+        });
 }
 
 void CameraServer::ffcRun(cv::Mat srcImg, cv::Mat statisticMat, float goalRate)
@@ -105,7 +106,8 @@ void CameraServer::ffcRun(cv::Mat srcImg, cv::Mat statisticMat, float goalRate)
         return;
     }
     m_ffcKList = gains;
-    emit OS_FpnInfo(100, QStringLiteral("FFC执行计算完成。\n\n请选择软件模拟查看效果，确认效果较好后写入相机或保存为文件。"));
+    emit OS_FpnInfo(
+        100, QStringLiteral("FFC执行计算完成。\n\n请选择软件模拟查看效果，确认效果较好后写入相机或保存为文件。"));
     emit OS_FFCFinished(m_ffcKList);
 }
 
@@ -188,8 +190,8 @@ bool CameraServer::ffcFromCamera(cv::Mat& srcImg, cv::Mat& statisticMat)
 
     m_frameBits = static_cast<int32_t>(frame.bits);
     const int format = static_cast<int>(frame.format);
-    if (format != FORMAT_MONO && format != FORMAT_BGR24 && format != FORMAT_RGB24 && format != FORMAT_BGR32 &&
-        format != FORMAT_RGB32) {
+    if (format != FORMAT_MONO && format != FORMAT_BGR24 && format != FORMAT_RGB24 && format != FORMAT_BGR32
+        && format != FORMAT_RGB32) {
         emit OS_FpnInfo(90, QStringLiteral("不支持的图像格式，仅支持 FORMAT_MONO & FORMAT_BGR24 & FORMAT_RGB24."));
         lsxStop(m_handle);
         return false;

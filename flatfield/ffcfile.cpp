@@ -50,9 +50,8 @@ QString ffcFileName(const QString& cleanedPath, const QString& model, bool dropO
     if (parts.isEmpty()) return QString();
     QString name = parts.takeLast();
     if (dropOldPrefix && name.contains(QLatin1String("FAC.FFC."))) {
-        static const QRegularExpression old(
-            QRegularExpression::wildcardToRegularExpression(QStringLiteral("*.FAC.FFC."),
-                                                            QRegularExpression::UnanchoredWildcardConversion));
+        static const QRegularExpression old(QRegularExpression::wildcardToRegularExpression(
+            QStringLiteral("*.FAC.FFC."), QRegularExpression::UnanchoredWildcardConversion));
         name.remove(old);
     }
     parts.append(QStringLiteral("%1.FAC.FFC.").arg(model) + name);
@@ -85,13 +84,13 @@ FfcFileContent ffcReadFile(const QString& path, const FfcRoi& current)
 
     FfcFileContent c;
     const QString badRoi = QStringLiteral("参数文件中的ROI无效，无法加载。");
-    if (!intValue(file, QStringLiteral("FFC_ROI/OffsetH"), current.x, c.roi.x) ||
-        !intValue(file, QStringLiteral("FFC_ROI/OffsetV"), current.y, c.roi.y) ||
-        !intValue(file, QStringLiteral("FFC_ROI/Width"), current.w, c.roi.w) ||
-        !intValue(file, QStringLiteral("FFC_ROI/Height"), current.h, c.roi.h))
+    if (!intValue(file, QStringLiteral("FFC_ROI/OffsetH"), current.x, c.roi.x)
+        || !intValue(file, QStringLiteral("FFC_ROI/OffsetV"), current.y, c.roi.y)
+        || !intValue(file, QStringLiteral("FFC_ROI/Width"), current.w, c.roi.w)
+        || !intValue(file, QStringLiteral("FFC_ROI/Height"), current.h, c.roi.h))
         return refused(QStringLiteral("错误"), badRoi);
-    if (c.roi.x < 0 || c.roi.y < 0 || c.roi.w <= 0 || c.roi.h <= 0 || c.roi.w > kFfcFileMaxWidth ||
-        c.roi.x > kFfcFileMaxWidth)
+    if (c.roi.x < 0 || c.roi.y < 0 || c.roi.w <= 0 || c.roi.h <= 0 || c.roi.w > kFfcFileMaxWidth
+        || c.roi.x > kFfcFileMaxWidth)
         return refused(QStringLiteral("错误"), badRoi);
 
     const QStringList groups = file.childGroups();

@@ -22,12 +22,12 @@ int ffcBinningFactor(const QString& modeName);
 
 // What the head of the record carries besides the table.
 struct FfcRecordHead {
-    int lineCount = 1;     // sensor lines with their own data
-    int frameBits = 0;     // bits of the last frame (0 8-bit, 2 16-bit)
-    int doffset = 0;       // low byte goes to byte 9
-    int pixelMax = 180;    // low 16 bits go to byte 10
+    int lineCount = 1;   // sensor lines with their own data
+    int frameBits = 0;   // bits of the last frame (0 8-bit, 2 16-bit)
+    int doffset = 0;     // low byte goes to byte 9
+    int pixelMax = 180;  // low 16 bits go to byte 10
     int targetFormat = FORMAT_BGR24;
-    float minK = 0.0f;     // over the unpadded gains
+    float minK = 0.0f;  // over the unpadded gains
     float maxK = 0.0f;
 };
 

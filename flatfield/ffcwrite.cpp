@@ -44,7 +44,8 @@ bool allFinite(const GainList& gains)
 
 void CameraServer::ffcWriteDown(int /*lscSel*/, QString lscStr)
 {
-    guarded("ffcWriteDown", [&] { ffcWriteRun(lscStr); }, [this] { emit OS_FpnInfo(101, kFailedRun); });
+    guarded(
+        "ffcWriteDown", [&] { ffcWriteRun(lscStr); }, [this] { emit OS_FpnInfo(101, kFailedRun); });
 }
 
 void CameraServer::ffcWriteRun(const QString& setName)
@@ -121,7 +122,8 @@ void CameraServer::ffcWriteRun(const QString& setName)
     // The camera takes the new data into the set only through "Disable" and back.
     status = lsxSetConfigString(m_handle, "PRNUC", "Disable");
     if (status != LSX_OK) {
-        emit OS_FpnInfo(101, withStatus(QStringLiteral("\n切换Disable失败失败，失败原因：%1-%2。请手动重试。"), status));
+        emit OS_FpnInfo(101,
+                        withStatus(QStringLiteral("\n切换Disable失败失败，失败原因：%1-%2。请手动重试。"), status));
         return;
     }
     settle(2500);

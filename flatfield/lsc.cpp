@@ -50,13 +50,14 @@ bool allFinite(const QList<QList<double>>& lists)
 
 void CameraServer::applyLSC(float goalRate)
 {
-    guarded("applyLSC", [&] { lscRun(goalRate); },
-            [this] {
-                lsxStop(m_handle);
-                m_lscPolyList.clear();
-                m_lscKList.clear();
-                emit OS_FpnInfo(101, kFailedRun);
-            });
+    guarded(
+        "applyLSC", [&] { lscRun(goalRate); },
+        [this] {
+            lsxStop(m_handle);
+            m_lscPolyList.clear();
+            m_lscKList.clear();
+            emit OS_FpnInfo(101, kFailedRun);
+        });
 }
 
 void CameraServer::lscRun(float goalRate)
@@ -137,14 +138,17 @@ void CameraServer::lscRun(float goalRate)
     for (size_t c = 0; c < rows.size(); ++c) {
         // The fit runs over the ROI's columns: a frame narrower than the ROI can't give them.
         if (rows[c].cols < roi.W || roi.W < 1) {
-            emit OS_FpnInfo(101, QStringLiteral("LSC图像宽度%1与ROI宽度%2不符，无法拟合。").arg(rows[c].cols).arg(roi.W));
+            emit OS_FpnInfo(101,
+                            QStringLiteral("LSC图像宽度%1与ROI宽度%2不符，无法拟合。").arg(rows[c].cols).arg(roi.W));
             return;
         }
         const QList<double> poly = lscFitChannel(rows[c], roi.W, goalRate, ratio[c]);
         // A singular system answers all zeros (a dark row, or a ROI too wide for the powers of
         // its columns in double); that polynomial has no gain anywhere.
         if (!lscFitUsable(poly)) {
-            emit OS_FpnInfo(101, QStringLiteral("LSC拟合失败：第%1通道的多项式无法求解，请检查图像亮度或缩小ROI后重试。").arg(c + 1));
+            emit OS_FpnInfo(
+                101,
+                QStringLiteral("LSC拟合失败：第%1通道的多项式无法求解，请检查图像亮度或缩小ROI后重试。").arg(c + 1));
             return;
         }
         polys.append(poly);
@@ -152,12 +156,14 @@ void CameraServer::lscRun(float goalRate)
     }
     m_lscPolyList = polys;
     m_lscKList = gains;
-    emit OS_FpnInfo(100, QStringLiteral("LSC参数计算完成。\n\n请选择软件模拟查看效果，确认效果较好后写入相机或保存为文件。"));
+    emit OS_FpnInfo(
+        100, QStringLiteral("LSC参数计算完成。\n\n请选择软件模拟查看效果，确认效果较好后写入相机或保存为文件。"));
 }
 
 void CameraServer::lscWriteDown(int lscSel, QString lscStr)
 {
-    guarded("lscWriteDown", [&] { lscWriteRun(lscSel, lscStr); }, [this] { emit OS_FpnInfo(101, kFailedWrite); });
+    guarded(
+        "lscWriteDown", [&] { lscWriteRun(lscSel, lscStr); }, [this] { emit OS_FpnInfo(101, kFailedWrite); });
 }
 
 void CameraServer::lscWriteRun(int setIndex, const QString& setName)
@@ -209,9 +215,10 @@ void CameraServer::lscWriteRun(int setIndex, const QString& setName)
     if (status == LSX_OK)
         emit OS_FpnInfo(99, QStringLiteral("\nLSC参数组设为%1.").arg(setName));
     else
-        emit OS_FpnInfo(101, withStatus(QStringLiteral("\n设为选中的LSC参数组失败，失败原因：%1-%2.请手动选择写入的参数组-%3"),
-                                        status)
-                                 .arg(setName));
+        emit OS_FpnInfo(
+            101,
+            withStatus(QStringLiteral("\n设为选中的LSC参数组失败，失败原因：%1-%2.请手动选择写入的参数组-%3"), status)
+                .arg(setName));
 
     status = setCorrectionSwitch("PRNUC", 1, LSX_SWITCH_LENS_ONLY, 1, LSX_SWITCH_BOTH);
     if (status != LSX_OK) {

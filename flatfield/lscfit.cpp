@@ -175,8 +175,8 @@ LscFileContent lscReadFile(const QString& path)
         values = values.mid(0, 8);
         rgb.append(values);
     }
-    const bool oneChannel = std::all_of(rgb[1].begin(), rgb[1].end(), [](double v) { return v == 0.0; }) &&
-                            std::all_of(rgb[2].begin(), rgb[2].end(), [](double v) { return v == 0.0; });
+    const bool oneChannel = std::all_of(rgb[1].begin(), rgb[1].end(), [](double v) { return v == 0.0; })
+                            && std::all_of(rgb[2].begin(), rgb[2].end(), [](double v) { return v == 0.0; });
     if (oneChannel)
         c.polys = {rgb[0]};
     else

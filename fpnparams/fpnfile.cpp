@@ -59,7 +59,10 @@ int columnsOfGroup(QSettings& file, const QString& group)
     return good ? int(keys.size()) : -1;
 }
 
-bool startsWith(const QString& group, const QString& prefix) { return group.startsWith(prefix, Qt::CaseInsensitive); }
+bool startsWith(const QString& group, const QString& prefix)
+{
+    return group.startsWith(prefix, Qt::CaseInsensitive);
+}
 
 }  // namespace
 
@@ -116,8 +119,8 @@ FpnFileCheck checkFpnFile(QSettings& file, const QString& camera, int32_t suppor
     if (file.value(QStringLiteral("Head/Camera"), QString()).toString() != camera) return FpnFileCheck::Camera;
     // Compared as the number's text: "0" or "1" passes, "true"/"false" and a missing key do not.
     const QVariant mlk = file.value(QStringLiteral("Head/SupportMLK"));
-    if (!mlk.isValid() || mlk.userType() != QMetaType::QString ||
-        mlk.toString() != QString::number(uint32_t(supportMLK)))
+    if (!mlk.isValid() || mlk.userType() != QMetaType::QString
+        || mlk.toString() != QString::number(uint32_t(supportMLK)))
         return FpnFileCheck::SupportMLK;
     for (const char* key : {"Head/X", "Head/W", "Head/SourceFormat", "Head/TargetFormat"})
         if (!file.contains(QLatin1String(key))) return FpnFileCheck::MissingKey;

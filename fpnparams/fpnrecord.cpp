@@ -81,8 +81,8 @@ void setBandK(FpnRecord& record, const QList<double>& band, int rows, int column
         }
 }
 
-std::vector<double> factoryRowGains(const QList<double>& kTop, const QList<QList<double>>& bList, int rows,
-                                    int columns, double maxv)
+std::vector<double> factoryRowGains(const QList<double>& kTop, const QList<QList<double>>& bList, int rows, int columns,
+                                    double maxv)
 {
     std::vector<double> gain;
     for (int r = 0; r < rows; ++r) {

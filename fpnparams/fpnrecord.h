@@ -61,8 +61,8 @@ void setBandK(FpnRecord& record, const QList<double>& band, int rows, int column
 // The factory K-band scale of each row: maxv / m, m the lowest of 65535.0 and of (maxv - B[r][j])
 // x K at the top level (kTop, rows after rows, `columns` each); maxv 65472 for 16-bit data, 255
 // for 8-bit data.
-std::vector<double> factoryRowGains(const QList<double>& kTop, const QList<QList<double>>& bList, int rows,
-                                    int columns, double maxv);
+std::vector<double> factoryRowGains(const QList<double>& kTop, const QList<QList<double>>& bList, int rows, int columns,
+                                    double maxv);
 
 // One band of K as the factory set takes it: each entry times its row's gain (row = entry / (size
 // / rows)); a K above maxK - 0.5, or at or below 0.5, becomes 1.0.
@@ -76,5 +76,4 @@ uint32_t gainTableEntry(double k, double b);
 
 // The whole record of key 47 for rows g = 0..G-1 of K and B (row g is gain gainMin + g), W the
 // length of the rows: head of 544 bytes, then G x W x 3 bytes.
-std::vector<uint8_t> packGainTable(const QList<QList<double>>& kList, const QList<QList<double>>& bList,
-                                   float gainMin);
+std::vector<uint8_t> packGainTable(const QList<QList<double>>& kList, const QList<QList<double>>& bList, float gainMin);

@@ -47,8 +47,9 @@ constexpr int kFactoryMaxRows = 5;
 
 void CameraServer::fpnWriteDown(int sel)
 {
-    guarded("fpnWriteDown", [&] { fpnWriteRun(sel); },
-            [this] { emit OS_FpnInfo(101, withStatus(kWriteFailed, LSX_ERR_UNKNOWN)); });
+    guarded(
+        "fpnWriteDown", [&] { fpnWriteRun(sel); },
+        [this] { emit OS_FpnInfo(101, withStatus(kWriteFailed, LSX_ERR_UNKNOWN)); });
 }
 
 void CameraServer::fpnWriteRun(int sel)
@@ -88,12 +89,10 @@ void CameraServer::fpnWriteRun(int sel)
 
     // 3. Gains and levels.
     const float gainMin = settings().value(FpnIni::GainMin, FpnIni::GainMinDefault).toFloat();
-    const float gainMax =
-        settings().value(FpnIni::GainMax, FpnIni::gainMaxCalibrationDefault(m_isLinescan)).toFloat();
+    const float gainMax = settings().value(FpnIni::GainMax, FpnIni::gainMaxCalibrationDefault(m_isLinescan)).toFloat();
     const int gains = static_cast<int>(std::floor(gainMax - gainMin) + 1.0f);
     const int doffset = settings().value(FpnIni::DOffset, FpnIni::DOffsetDefault).toInt();
-    const std::vector<uint16_t>& levels =
-        fpnLevelsFor(settings().value(FpnIni::FpnSel, FpnIni::FpnSelDefault).toInt());
+    const std::vector<uint16_t>& levels = fpnLevelsFor(settings().value(FpnIni::FpnSel, FpnIni::FpnSelDefault).toInt());
     if (gains == 0) {
         emit OS_FpnInfo(101, QStringLiteral("错误的增益范围-[%1, %2]").arg(gainMin).arg(gainMax));
         return;
@@ -174,8 +173,7 @@ void CameraServer::fpnWriteRun(int sel)
         emit OS_FpnInfo(100, kEnabled);
 }
 
-bool CameraServer::fpnWriteFactoryLevels(FpnRecord& record, const std::vector<uint16_t>& levels, int rows,
-                                         int columns)
+bool CameraServer::fpnWriteFactoryLevels(FpnRecord& record, const std::vector<uint16_t>& levels, int rows, int columns)
 {
     // The dark half, at the level of the first grey target.
     lsxFpnHeader& head = record.head();

@@ -32,7 +32,10 @@ void onControlLost(ArvDevice*, gpointer data)
     (*link)->lost.store(true);
 }
 
-void dropLink(gpointer data, GClosure*) { delete static_cast<std::shared_ptr<LinkState>*>(data); }
+void dropLink(gpointer data, GClosure*)
+{
+    delete static_cast<std::shared_ptr<LinkState>*>(data);
+}
 
 }  // namespace
 
@@ -53,7 +56,8 @@ Camera::Camera(const DeviceEntry& entry, ArvCamera* camera)
     if (m_gigE) {
         GSocketAddress* address = arv_gv_device_get_device_address(ARV_GV_DEVICE(m_device));
         if (address && G_IS_INET_SOCKET_ADDRESS(address))
-            m_loopback = g_inet_address_get_is_loopback(g_inet_socket_address_get_address(G_INET_SOCKET_ADDRESS(address)));
+            m_loopback =
+                g_inet_address_get_is_loopback(g_inet_socket_address_get_address(G_INET_SOCKET_ADDRESS(address)));
     }
     resolveFeatures();
     readInfo();

@@ -22,7 +22,7 @@ namespace lsxgc {
 
 // One camera as the last scan found it.
 struct DeviceEntry {
-    std::string id;        // Aravis' device id, the key to open it
+    std::string id;  // Aravis' device id, the key to open it
     std::string vendor;
     std::string model;
     std::string serial;
@@ -92,8 +92,19 @@ public:
     lsxStatus setTargetFormat(int32_t code);
 
     // ---- image processing switches: off where the camera has no such feature ----
-    enum class Switch { Saturation, ColorTemperature, Gamma, Contrast, BlackLevel, NoiseReduct2d, NoiseReduct3d,
-                        Sharpness, Mono, Inverse, FlipHorizontal };
+    enum class Switch {
+        Saturation,
+        ColorTemperature,
+        Gamma,
+        Contrast,
+        BlackLevel,
+        NoiseReduct2d,
+        NoiseReduct3d,
+        Sharpness,
+        Mono,
+        Inverse,
+        FlipHorizontal
+    };
     lsxStatus setSwitch(Switch which, bool on);
     lsxStatus setBoolValue(const char* name, bool value);
 
@@ -115,7 +126,6 @@ public:
     // Frames delivered and incomplete buffers skipped since the camera was opened.
     uint64_t framesDelivered() const { return m_frames.load(); }
     uint64_t framesIncomplete() const { return m_incomplete.load(); }
-
 
 private:
     Camera(const DeviceEntry& entry, ArvCamera* camera);

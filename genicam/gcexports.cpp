@@ -83,7 +83,10 @@ lsxStatus withCamera(lsxHandle h, F&& body)
     });
 }
 
-std::string text(const char* s) { return s ? std::string(s) : std::string(); }
+std::string text(const char* s)
+{
+    return s ? std::string(s) : std::string();
+}
 
 std::string trimmed(const std::string& s)
 {
@@ -302,9 +305,8 @@ LSX_API lsxStatus lsxStop(lsxHandle h)
 
 LSX_API lsxStatus lsxGetFrame(lsxHandle h, lsxFrame* frame, void** buffer, uint32_t timeoutMs)
 {
-    return withCamera(h, [&](Camera& c) {
-        return (frame && buffer) ? c.getFrame(frame, buffer, timeoutMs) : LSX_ERR_INVALID_ARG;
-    });
+    return withCamera(
+        h, [&](Camera& c) { return (frame && buffer) ? c.getFrame(frame, buffer, timeoutMs) : LSX_ERR_INVALID_ARG; });
 }
 
 LSX_API lsxStatus lsxGetTriggerState(lsxHandle h, bool* on)
@@ -459,10 +461,10 @@ LSX_API lsxStatus lsxGetResolutionModeSelDetail(lsxHandle h, int32_t index, lsxS
 
 // ---- image-processing switches ----
 
-#define LSX_GC_SWITCH(op, which)                                                                         \
-    LSX_API lsxStatus op(lsxHandle h, bool on)                                                            \
-    {                                                                                                     \
-        return withCamera(h, [&](Camera& c) { return c.setSwitch(Camera::Switch::which, on); });         \
+#define LSX_GC_SWITCH(op, which)                                                                 \
+    LSX_API lsxStatus op(lsxHandle h, bool on)                                                   \
+    {                                                                                            \
+        return withCamera(h, [&](Camera& c) { return c.setSwitch(Camera::Switch::which, on); }); \
     }
 LSX_GC_SWITCH(lsxSetSaturationState, Saturation)
 LSX_GC_SWITCH(lsxSetColorTemperatureState, ColorTemperature)
@@ -530,40 +532,38 @@ LSX_API lsxStatus lsxGetEnumValue(lsxHandle h, const char* name, int64_t* curren
 
 LSX_API lsxStatus lsxGetEnumNameValue(lsxHandle h, const char* name, int32_t index, char* text, uint32_t size)
 {
-    return withCamera(h, [&](Camera& c) {
-        return (name && text) ? c.getEnumName(name, index, text, size) : LSX_ERR_INVALID_ARG;
-    });
+    return withCamera(
+        h, [&](Camera& c) { return (name && text) ? c.getEnumName(name, index, text, size) : LSX_ERR_INVALID_ARG; });
 }
 
 LSX_API lsxStatus lsxSetEnumValueByString(lsxHandle h, const char* name, const char* value)
 {
-    return withCamera(h, [&](Camera& c) {
-        return (name && value) ? c.setEnumByString(name, value) : LSX_ERR_INVALID_ARG;
-    });
+    return withCamera(
+        h, [&](Camera& c) { return (name && value) ? c.setEnumByString(name, value) : LSX_ERR_INVALID_ARG; });
 }
 
 LSX_API lsxStatus lsxGetConfigString(lsxHandle h, const char* key, char* value, uint32_t size)
 {
-    return withCamera(h, [&](Camera& c) {
-        return (key && value) ? c.getConfigString(key, value, size) : LSX_ERR_INVALID_ARG;
-    });
+    return withCamera(
+        h, [&](Camera& c) { return (key && value) ? c.getConfigString(key, value, size) : LSX_ERR_INVALID_ARG; });
 }
 
 LSX_API lsxStatus lsxSetConfigString(lsxHandle h, const char* key, const char* value)
 {
-    return withCamera(h, [&](Camera& c) { return (key && value) ? c.setConfigString(key, value) : LSX_ERR_INVALID_ARG; });
+    return withCamera(h,
+                      [&](Camera& c) { return (key && value) ? c.setConfigString(key, value) : LSX_ERR_INVALID_ARG; });
 }
 
 LSX_API lsxStatus lsxGetSelectionDescr(lsxHandle h, const char* key, lsxSelectionDescr* descr)
 {
-    return withCamera(h, [&](Camera& c) { return (key && descr) ? c.selectionDescr(key, *descr) : LSX_ERR_INVALID_ARG; });
+    return withCamera(h,
+                      [&](Camera& c) { return (key && descr) ? c.selectionDescr(key, *descr) : LSX_ERR_INVALID_ARG; });
 }
 
 LSX_API lsxStatus lsxGetSelectionDetail(lsxHandle h, const char* key, int32_t index, lsxSelectionDetail* detail)
 {
-    return withCamera(h, [&](Camera& c) {
-        return (key && detail) ? c.selectionDetail(key, index, *detail) : LSX_ERR_INVALID_ARG;
-    });
+    return withCamera(
+        h, [&](Camera& c) { return (key && detail) ? c.selectionDetail(key, index, *detail) : LSX_ERR_INVALID_ARG; });
 }
 
 // ---- raw access ----

@@ -10,7 +10,10 @@ namespace lsxgc {
 namespace {
 
 // A float feature without an increment of its own reports the smallest double.
-double realIncrement(double inc) { return (inc > 1e-12 && std::isfinite(inc)) ? inc : 0.0; }
+double realIncrement(double inc)
+{
+    return (inc > 1e-12 && std::isfinite(inc)) ? inc : 0.0;
+}
 
 bool inRange(double v, double min, double max)
 {
@@ -141,7 +144,10 @@ lsxStatus Features::getInteger(const char* name, int64_t& value)
     return st;
 }
 
-lsxStatus Features::setInteger(const char* name, int64_t value) { return setNumber(name, double(value)); }
+lsxStatus Features::setInteger(const char* name, int64_t value)
+{
+    return setNumber(name, double(value));
+}
 
 lsxStatus Features::getEntry(const char* name, std::string& entry)
 {

@@ -125,17 +125,25 @@ lsxStatus Camera::setConfigString(const char* key, const char* value)
 // frames no longer fit its buffers after a write starts again with new ones.
 lsxStatus Camera::setFeatureText(const char* name, const std::string& text)
 {
-    static const char* const shaping[] = {"PixelFormat", "Width", "Height", "OffsetX", "OffsetY",
-                                          "BinningHorizontal", "BinningVertical", "DecimationHorizontal",
-                                          "DecimationVertical", "ReverseX", "ReverseY"};
+    static const char* const shaping[] = {"PixelFormat",
+                                          "Width",
+                                          "Height",
+                                          "OffsetX",
+                                          "OffsetY",
+                                          "BinningHorizontal",
+                                          "BinningVertical",
+                                          "DecimationHorizontal",
+                                          "DecimationVertical",
+                                          "ReverseX",
+                                          "ReverseY"};
     bool shapes = false;
     for (const char* s : shaping) shapes = shapes || std::strcmp(s, name) == 0;
     if (shapes || !streamingLocked()) return withStreamPaused([&] { return m_features.setText(name, text); });
     const lsxStatus st = m_features.setText(name, text);
     int64_t payload = 0;
     const std::shared_ptr<StreamSession> session = currentStream();
-    if (st == LSX_OK && session && m_features.getInteger("PayloadSize", payload) == LSX_OK &&
-        size_t(payload) != session->payload) {
+    if (st == LSX_OK && session && m_features.getInteger("PayloadSize", payload) == LSX_OK
+        && size_t(payload) != session->payload) {
         stopLocked();
         return startLocked() >= LSX_OK ? LSX_OK : LSX_ERR_UNKNOWN;
     }
@@ -222,8 +230,7 @@ lsxStatus Camera::set(uint32_t key, void* payload, uint32_t* size)
         // Switching off what is not there succeeds; switching it on cannot.
         return sw->enable == 0 ? LSX_OK : LSX_ERR_NOT_SUPPORTED;
     }
-    case LSX_KEY_FPN_ENABLE:
-        return *static_cast<const uint8_t*>(payload) == 0 ? LSX_OK : LSX_ERR_NOT_SUPPORTED;
+    case LSX_KEY_FPN_ENABLE: return *static_cast<const uint8_t*>(payload) == 0 ? LSX_OK : LSX_ERR_NOT_SUPPORTED;
     default:
         // Correction data and the maker's records have no place in a GenICam camera.
         return LSX_ERR_NOT_SUPPORTED;

@@ -2,7 +2,10 @@
 
 namespace lsxgc {
 
-uint32_t bytesPerPixelOf(uint32_t pixelFormat) { return (((pixelFormat >> 16) & 0xFFu) + 7u) / 8u; }
+uint32_t bytesPerPixelOf(uint32_t pixelFormat)
+{
+    return (((pixelFormat >> 16) & 0xFFu) + 7u) / 8u;
+}
 
 FrameLayout layoutOf(uint32_t pixelFormat)
 {
@@ -11,32 +14,15 @@ FrameLayout layoutOf(uint32_t pixelFormat)
     l.format = pixelFormat;
     l.bits = l.bytesPerPixel >= 2 ? LSX_BITS_16 : LSX_BITS_8;
     switch (pixelFormat) {
-    case kPfMono8:
-        l = {true, FORMAT_MONO, LSX_BITS_8, 1, 1, 0, 0xFF};
-        break;
-    case kPfMono10:
-        l = {true, FORMAT_MONO, LSX_BITS_16, 1, 2, 6, 0x3FF};
-        break;
-    case kPfMono12:
-        l = {true, FORMAT_MONO, LSX_BITS_16, 1, 2, 4, 0xFFF};
-        break;
-    case kPfMono16:
-        l = {true, FORMAT_MONO, LSX_BITS_16, 1, 2, 0, 0xFFFF};
-        break;
-    case kPfRGB8:
-        l = {true, FORMAT_RGB24, LSX_BITS_8, 3, 3, 0, 0xFF};
-        break;
-    case kPfBGR8:
-        l = {true, FORMAT_BGR24, LSX_BITS_8, 3, 3, 0, 0xFF};
-        break;
-    case kPfRGBa8:
-        l = {true, FORMAT_RGB32, LSX_BITS_8, 4, 4, 0, 0xFF};
-        break;
-    case kPfBGRa8:
-        l = {true, FORMAT_BGR32, LSX_BITS_8, 4, 4, 0, 0xFF};
-        break;
-    default:
-        break;
+    case kPfMono8: l = {true, FORMAT_MONO, LSX_BITS_8, 1, 1, 0, 0xFF}; break;
+    case kPfMono10: l = {true, FORMAT_MONO, LSX_BITS_16, 1, 2, 6, 0x3FF}; break;
+    case kPfMono12: l = {true, FORMAT_MONO, LSX_BITS_16, 1, 2, 4, 0xFFF}; break;
+    case kPfMono16: l = {true, FORMAT_MONO, LSX_BITS_16, 1, 2, 0, 0xFFFF}; break;
+    case kPfRGB8: l = {true, FORMAT_RGB24, LSX_BITS_8, 3, 3, 0, 0xFF}; break;
+    case kPfBGR8: l = {true, FORMAT_BGR24, LSX_BITS_8, 3, 3, 0, 0xFF}; break;
+    case kPfRGBa8: l = {true, FORMAT_RGB32, LSX_BITS_8, 4, 4, 0, 0xFF}; break;
+    case kPfBGRa8: l = {true, FORMAT_BGR32, LSX_BITS_8, 4, 4, 0, 0xFF}; break;
+    default: break;
     }
     return l;
 }
@@ -70,7 +56,10 @@ std::vector<uint32_t> pixelFormatsFor(int32_t target)
     }
 }
 
-bool isMonoCode(int32_t code) { return (code >= 0 && code <= 4) || (code >= 30 && code <= 34); }
+bool isMonoCode(int32_t code)
+{
+    return (code >= 0 && code <= 4) || (code >= 30 && code <= 34);
+}
 
 void liftToHighBits(uint16_t* samples, size_t count, int shift, uint16_t mask)
 {

@@ -31,9 +31,9 @@ enum : uint32_t {
 
 // How a frame of one pixel format is described to the program.
 struct FrameLayout {
-    bool known = false;      // a format of the contract
-    uint32_t format = 0;     // FORMAT_xxx, or the pixel format code itself when not known
-    uint32_t bits = 0;       // LSX_BITS_8 or LSX_BITS_16
+    bool known = false;   // a format of the contract
+    uint32_t format = 0;  // FORMAT_xxx, or the pixel format code itself when not known
+    uint32_t bits = 0;    // LSX_BITS_8 or LSX_BITS_16
     uint32_t channels = 1;
     uint32_t bytesPerPixel = 1;
     int liftShift = 0;       // left shift to the high bits of 16 (6 for Mono10, 4 for Mono12)

@@ -49,7 +49,10 @@ StreamSession::~StreamSession()
     if (stream) g_object_unref(stream);
 }
 
-bool Camera::streamingLocked() const { return currentStream() != nullptr; }
+bool Camera::streamingLocked() const
+{
+    return currentStream() != nullptr;
+}
 
 std::shared_ptr<StreamSession> Camera::currentStream() const
 {
@@ -137,7 +140,8 @@ lsxStatus Camera::stopLocked()
     // slice of its wait. The stream of a camera that is gone goes on a thread of its own, as its
     // last word to the camera would wait for the control channel's time-outs.
     const Clock::time_point deadline = Clock::now() + 4 * kWaitSlice;
-    while (session.use_count() > 1 && Clock::now() < deadline) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    while (session.use_count() > 1 && Clock::now() < deadline)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
     if (lost()) std::thread([s = std::move(session)]() mutable { s.reset(); }).detach();
     session.reset();
     return st;
@@ -188,8 +192,7 @@ lsxStatus Camera::getFrame(lsxFrame* frame, void** buffer, uint32_t timeoutMs)
                     continue;
                 }
                 int pending = m_pendingFires.load();
-                while (pending > 0 && !m_pendingFires.compare_exchange_weak(pending, pending - 1)) {
-                }
+                while (pending > 0 && !m_pendingFires.compare_exchange_weak(pending, pending - 1)) {}
                 m_heldStream = session;
                 m_heldBuffer = b;
                 m_frames.fetch_add(1);
@@ -212,8 +215,8 @@ lsxStatus Camera::takeFrame(ArvBuffer* b, lsxFrame* frame, void** data)
     // A buffer without a picture in its first part (chunk data alone, a leader of another kind)
     // is no frame.
     const ArvBufferPayloadType type = arv_buffer_get_payload_type(b);
-    if (type != ARV_BUFFER_PAYLOAD_TYPE_IMAGE && type != ARV_BUFFER_PAYLOAD_TYPE_EXTENDED_CHUNK_DATA &&
-        type != ARV_BUFFER_PAYLOAD_TYPE_MULTIPART)
+    if (type != ARV_BUFFER_PAYLOAD_TYPE_IMAGE && type != ARV_BUFFER_PAYLOAD_TYPE_EXTENDED_CHUNK_DATA
+        && type != ARV_BUFFER_PAYLOAD_TYPE_MULTIPART)
         return -1601;
     if (arv_buffer_get_n_parts(b) < 1 || arv_buffer_get_part_data_type(b, 0) != ARV_BUFFER_PART_DATA_TYPE_2D_IMAGE)
         return -1601;
@@ -305,7 +308,8 @@ lsxStatus Camera::getTriggerSource(int32_t& source)
     // Software is source 0, input line k is k + 1; any other source reads as 99.
     if (entry == "Software")
         source = 0;
-    else if (entry.rfind("Line", 0) == 0 && entry.size() > 4 && entry.find_first_not_of("0123456789", 4) == std::string::npos)
+    else if (entry.rfind("Line", 0) == 0 && entry.size() > 4
+             && entry.find_first_not_of("0123456789", 4) == std::string::npos)
         source = std::stoi(entry.substr(4)) + 1;
     else
         source = 99;

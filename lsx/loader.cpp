@@ -33,7 +33,10 @@ std::string g_path;
 
 // Answers of an unbound operation: no device; a refresh finds no camera.
 template <typename... A>
-lsxStatus notConnected(A...) { return LSX_ERR_NOT_CONNECTED; }
+lsxStatus notConnected(A...)
+{
+    return LSX_ERR_NOT_CONNECTED;
+}
 lsxStatus notConnected(int32_t* count)
 {
     if (count) *count = 0;
@@ -100,11 +103,20 @@ void unbindLibrary()
     g_path.clear();
 }
 
-bool isBound() { return g_library != nullptr; }
+bool isBound()
+{
+    return g_library != nullptr;
+}
 
-std::string boundLibraryPath() { return g_path; }
+std::string boundLibraryPath()
+{
+    return g_path;
+}
 
-bool hasSceneControl() { return g_scene.get != nullptr; }
+bool hasSceneControl()
+{
+    return g_scene.get != nullptr;
+}
 
 int32_t getScene(const std::string& camera, Scene& scene)
 {
@@ -118,7 +130,10 @@ int32_t setScene(const std::string& camera, const Scene& scene)
     return g_scene.set(camera.c_str(), scene.kind, scene.level, scene.slope, scene.falloff);
 }
 
-std::string simulatorFileName() { return "liblsxsim.so"; }
+std::string simulatorFileName()
+{
+    return "liblsxsim.so";
+}
 
 std::string chooseLibrary(const std::string& sdkOption, const std::string& exeDir)
 {
@@ -133,8 +148,11 @@ std::string chooseLibrary(const std::string& sdkOption, const std::string& exeDi
 // ---- The operations under their own names, forwarded to the bound library ----
 extern "C" {
 
-#define LSX_FORWARD(name, params, args) \
-    lsxStatus name params { return g_table.name ? g_table.name args : notConnected args; }
+#define LSX_FORWARD(name, params, args)                              \
+    lsxStatus name params                                            \
+    {                                                                \
+        return g_table.name ? g_table.name args : notConnected args; \
+    }
 LSX_OPERATIONS(LSX_FORWARD)
 #undef LSX_FORWARD
 

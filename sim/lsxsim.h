@@ -104,11 +104,11 @@ enum { LSX_SIM_SCENE_DARK = 0, LSX_SIM_SCENE_FLAT = 1, LSX_SIM_SCENE_PATTERN = 2
 
 /* Truth kinds of lsxSimGetTruth */
 enum {
-    LSX_SIM_TRUE_DARK = 0,     /* noise-free dark level before corrections: DOffset + gain*dark, DN10 */
-    LSX_SIM_TRUE_SIGNAL = 1,   /* noise-free scene signal above dark at the current settings, DN10 */
-    LSX_SIM_TRUE_RESPONSE = 2, /* the pixel's response factor (PRNU, weak columns), around 1.0 */
-    LSX_SIM_TRUE_LIGHT = 3,    /* the scene's light at the column, DN10 per microsecond at gain 1 */
-    LSX_SIM_TRUE_NOISE = 4,    /* temporal standard deviation before the ADC at the current settings, DN10 */
+    LSX_SIM_TRUE_DARK = 0,        /* noise-free dark level before corrections: DOffset + gain*dark, DN10 */
+    LSX_SIM_TRUE_SIGNAL = 1,      /* noise-free scene signal above dark at the current settings, DN10 */
+    LSX_SIM_TRUE_RESPONSE = 2,    /* the pixel's response factor (PRNU, weak columns), around 1.0 */
+    LSX_SIM_TRUE_LIGHT = 3,       /* the scene's light at the column, DN10 per microsecond at gain 1 */
+    LSX_SIM_TRUE_NOISE = 4,       /* temporal standard deviation before the ADC at the current settings, DN10 */
     LSX_SIM_TRUE_DARK_CURRENT = 5 /* the column's dark current, DN10 per millisecond at gain 1 */
 };
 

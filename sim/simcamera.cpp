@@ -37,7 +37,8 @@ Camera::Camera(const CameraDefinition& def) : m_def(def), m_s(std::make_unique<S
             current[x] = float(m_def.darkCurrent * std::max(0.0, 1.0 + m_def.darkCurrentSpread * normal(rng2)));
             // The shortfall at 80 % of full scale; bounded so that the response keeps rising up
             // to the full well.
-            const double shortfall = std::clamp(m_def.nonLinearity + m_def.nonLinearitySpread * normal(rng2), -0.1, 0.13);
+            const double shortfall =
+                std::clamp(m_def.nonLinearity + m_def.nonLinearitySpread * normal(rng2), -0.1, 0.13);
             roll[x] = float(shortfall / (kLevel80 * kLevel80));
         }
         // Hot columns are dark-current defects: they grow with the exposure, with their shot noise.
@@ -179,15 +180,22 @@ int Camera::verticalBinLocked() const
     return m_def.resModes[size_t(m_s->resMode)] == "USER" ? std::max(1, m_s->binV) : 1;
 }
 
-int Camera::outWidthLocked() const { return m_def.width / binFactorLocked(); }
+int Camera::outWidthLocked() const
+{
+    return m_def.width / binFactorLocked();
+}
 
-int Camera::maxHeightLocked() const { return m_def.area ? m_def.areaHeight : 16384; }
+int Camera::maxHeightLocked() const
+{
+    return m_def.area ? m_def.areaHeight : 16384;
+}
 
 bool Camera::roiFitsLocked(int x, int w, int h) const
 {
     const int maxW = outWidthLocked();
     const int minW = std::min(64, maxW);
-    return x >= 0 && x % 2 == 0 && w >= minW && w % 8 == 0 && int64_t(x) + w <= maxW && h >= 1 && h <= maxHeightLocked();
+    return x >= 0 && x % 2 == 0 && w >= minW && w % 8 == 0 && int64_t(x) + w <= maxW && h >= 1
+           && h <= maxHeightLocked();
 }
 
 int Camera::doffsetLocked() const
@@ -342,9 +350,18 @@ lsxStatus Camera::setRgbGain(float r, float g, float b)
 }
 
 namespace {
-bool monoSource(int f) { return f == 0 || f == 2; }
-bool monoTarget(int f) { return f == 0 || f == 30 || f == 34; }
-bool colourFormat(int f) { return f == 10 || f == 11 || f == 14 || f == 15; }
+bool monoSource(int f)
+{
+    return f == 0 || f == 2;
+}
+bool monoTarget(int f)
+{
+    return f == 0 || f == 30 || f == 34;
+}
+bool colourFormat(int f)
+{
+    return f == 10 || f == 11 || f == 14 || f == 15;
+}
 }  // namespace
 
 lsxStatus Camera::getSourceFormat(int32_t* f)
@@ -567,7 +584,9 @@ lsxStatus Camera::truth(int kind, int plane, int line, double level, float* out,
         }
         default: {
             const PixelTruth t = pixelTruthLocked(cls, i, level);
-            out[i] = float(kind == LSX_SIM_TRUE_DARK ? t.dark : kind == LSX_SIM_TRUE_SIGNAL ? t.signal : std::sqrt(t.var));
+            out[i] = float(kind == LSX_SIM_TRUE_DARK     ? t.dark
+                           : kind == LSX_SIM_TRUE_SIGNAL ? t.signal
+                                                         : std::sqrt(t.var));
         }
         }
     }

@@ -23,12 +23,12 @@ namespace lsxsim {
 struct CameraDefinition {
     std::string friendlyName, model, vendor = "Telorine Simulation", serial, version = "1.0.0";
     std::string sensorText, typeText = "LineScan";
-    int width = 4096;          // physical sensor columns
-    int lines = 1;             // sensor lines with their own data, interleaved row by row
-    int planes = 1;            // 3 for the trilinear colour sensor
-    bool area = false;         // one sensor readout (areaHeight rows) per frame
+    int width = 4096;   // physical sensor columns
+    int lines = 1;      // sensor lines with their own data, interleaved row by row
+    int planes = 1;     // 3 for the trilinear colour sensor
+    bool area = false;  // one sensor readout (areaHeight rows) per frame
     int areaHeight = 8;
-    bool blackLevelReg = true; // DOffset by GVR_SEN_BLACK_LEVEL, else key 129 registers 83/84
+    bool blackLevelReg = true;               // DOffset by GVR_SEN_BLACK_LEVEL, else key 129 registers 83/84
     std::map<uint32_t, uint32_t> registers;  // fixed register values (GVR_MULTI_FPN_SELECT, ...)
     std::array<uint8_t, 128> factory{};      // record of key 136
     std::vector<std::string> resModes{"Full"};
@@ -43,16 +43,16 @@ struct CameraDefinition {
     double prnu = 0.02, weakFactor = 0.7;
     int weakColumns = 3;
     std::array<double, 3> planeBalance{0.85, 1.0, 0.92};  // B, G, R
-    double nonLinearity = 0.01;         // mean shortfall of the response at 80 % of full scale
-    double nonLinearitySpread = 0.004;  // its column spread (standard deviation)
+    double nonLinearity = 0.01;                           // mean shortfall of the response at 80 % of full scale
+    double nonLinearitySpread = 0.004;                    // its column spread (standard deviation)
     double readNoise = 0.7, ePerDn = 20.0;
-    double postGainNoise = 0.3;         // share of the read-noise variance at gain 1 after the amplifier
-    double postGainOffset = 0.2;        // share of the dark offset added after the amplifier
+    double postGainNoise = 0.3;   // share of the read-noise variance at gain 1 after the amplifier
+    double postGainOffset = 0.2;  // share of the dark offset added after the amplifier
     bool noise = true;
-    bool fixedNoiseSeed = false;        // every opening starts the same noise (noiseSeed)
+    bool fixedNoiseSeed = false;  // every opening starts the same noise (noiseSeed)
     uint32_t noiseSeed = 0;
-    int scene = 1;             // LSX_SIM_SCENE_xxx
-    double light = 5.0;        // DN10 per microsecond at gain 1, line centre
+    int scene = 1;       // LSX_SIM_SCENE_xxx
+    double light = 5.0;  // DN10 per microsecond at gain 1, line centre
     double slope = 0.1, falloff = 0.25;
     double lineDistance = 2.0, pixelMismatch = 1.5;  // colour lines: offset the SCS keys correct
     double timeScale = 1.0;
@@ -87,20 +87,20 @@ void applyConfigFile(std::vector<CameraDefinition>& cameras, std::vector<FaultPl
 // A flat-field set of the camera (record type 4), K in fixed point 2^-14.
 struct FfcSet {
     bool written = false;
-    int channels = 0;                       // planes, or sensor lines on a multi-line camera
-    std::vector<std::vector<uint16_t>> k;   // [channel][column], channels in B, G, R order
-    int domain = 0;                         // 0 physical columns, 1 output columns, 2 ROI columns
+    int channels = 0;                      // planes, or sensor lines on a multi-line camera
+    std::vector<std::vector<uint16_t>> k;  // [channel][column], channels in B, G, R order
+    int domain = 0;                        // 0 physical columns, 1 output columns, 2 ROI columns
     int roiX = 0;
 };
 
 // An FPN set: rows of (K, B), B in DN10, over output columns from column 0.
 struct FpnSet {
     bool written = false;
-    bool perLine = false;     // rows are sensor lines (multi-line, area) rather than planes
+    bool perLine = false;  // rows are sensor lines (multi-line, area) rather than planes
     int rowsPerGain = 1;
     int gains = 1;
-    std::vector<std::vector<float>> k, b;    // [row][column]
-    std::vector<float> bandLevels;           // multi-level K, 8-bit levels, ascending
+    std::vector<std::vector<float>> k, b;                // [row][column]
+    std::vector<float> bandLevels;                       // multi-level K, 8-bit levels, ascending
     std::vector<std::vector<std::vector<float>>> bandK;  // [band][row][column]
     int doffset = 0;
 };
@@ -119,12 +119,12 @@ struct Pipeline {
     bool area = false, sixteen = false, sourceCoarse = false;
     int format = FORMAT_MONO, channels = 1;
     bool pattern = false, noise = true, flip = false, inverse = false, mono = false;
-    std::vector<std::vector<float>> mean, sd;   // [class][x]: noise-free level and temporal sd, DN10
-    std::vector<PatternTerms> pat;              // [class], pattern scene only
-    bool correct = false;                                   // any firmware correction
-    std::vector<std::vector<float>> corrB, corrM;            // [class][x], DN10 and factor
+    std::vector<std::vector<float>> mean, sd;      // [class][x]: noise-free level and temporal sd, DN10
+    std::vector<PatternTerms> pat;                 // [class], pattern scene only
+    bool correct = false;                          // any firmware correction
+    std::vector<std::vector<float>> corrB, corrM;  // [class][x], DN10 and factor
     std::vector<float> bandLevels;
-    std::vector<std::vector<std::vector<float>>> bandK;      // [band][class][x] incl. FFC/LSC
+    std::vector<std::vector<std::vector<float>>> bandK;  // [band][class][x] incl. FFC/LSC
     // pattern geometry
     int roiX = 0, binH = 1, sensorWidth = 0;
     double lineOffset[3] = {0, 0, 0}, stretch[3] = {0, 0, 0};
@@ -286,17 +286,17 @@ private:
     bool m_open = false, m_started = false;
     int m_mode = LSX_OPEN_NORMAL;
     double m_clockUs = 0, m_clockWall = 0;  // the camera's time at a steady-clock instant (s)
-    double m_readoutEnd = 0;              // free running: end of the read-out under way
-    double m_busyUntil = 0;               // triggered: end of the last read-out fired
+    double m_readoutEnd = 0;                // free running: end of the read-out under way
+    double m_busyUntil = 0;                 // triggered: end of the last read-out fired
     struct Readout {
         double end;
         uint64_t id;
     };
-    std::vector<Readout> m_triggers;      // read-outs fired and not yet delivered
-    uint64_t m_readouts = 0;              // read-outs since open (frame ids, dropped ones too)
+    std::vector<Readout> m_triggers;  // read-outs fired and not yet delivered
+    uint64_t m_readouts = 0;          // read-outs since open (frame ids, dropped ones too)
     uint64_t m_frames = 0, m_fires = 0, m_linesOut = 0;
     uint64_t m_noiseSeed = 0, m_noiseFrames = 0;  // the temporal noise of this opening
-    uint64_t m_generation = 0;            // bumped by stop/close to wake waiting readers
+    uint64_t m_generation = 0;                    // bumped by stop/close to wake waiting readers
     int m_timeouts = 0;
     long m_disconnectAfter = -1;
     std::array<std::vector<uint8_t>, 2> m_buffers;

@@ -203,62 +203,104 @@ void Fields::apply(const QJsonObject& o)
         const QString k = it.key();
         const QJsonValue v = it.value();
         given.insert(k);
-        if (k == "friendlyName") text(k, v, 127, c.friendlyName, false);
-        else if (k == "model") text(k, v, 255, c.model);
-        else if (k == "vendor") text(k, v, 127, c.vendor);
-        else if (k == "serial") text(k, v, 127, c.serial);
-        else if (k == "version") text(k, v, 127, c.version);
-        else if (k == "sensor") text(k, v, 63, c.sensorText);
-        else if (k == "type") text(k, v, 63, c.typeText);
-        else if (k == "width") integer(k, v, 16, 32768, c.width);
-        else if (k == "lines") integer(k, v, 1, 16, c.lines);
+        if (k == "friendlyName")
+            text(k, v, 127, c.friendlyName, false);
+        else if (k == "model")
+            text(k, v, 255, c.model);
+        else if (k == "vendor")
+            text(k, v, 127, c.vendor);
+        else if (k == "serial")
+            text(k, v, 127, c.serial);
+        else if (k == "version")
+            text(k, v, 127, c.version);
+        else if (k == "sensor")
+            text(k, v, 63, c.sensorText);
+        else if (k == "type")
+            text(k, v, 63, c.typeText);
+        else if (k == "width")
+            integer(k, v, 16, 32768, c.width);
+        else if (k == "lines")
+            integer(k, v, 1, 16, c.lines);
         else if (k == "planes") {
-            if (integer(k, v, 1, 3, c.planes) && c.planes == 2) refuse(k, QStringLiteral("= 2 is not 1 (mono) or 3 (colour)"));
-        }
-        else if (k == "areaHeight") integer(k, v, 1, 64, c.areaHeight);
-        else if (k == "roiHeight") integer(k, v, 1, 16384, c.roiHeight);
-        else if (k == "darkMean") number(k, v, 0, 500, c.darkMean, " DN10");
-        else if (k == "dsnu") number(k, v, 0, 100, c.dsnu, " DN10");
-        else if (k == "darkCurrent") number(k, v, 0, 10000, c.darkCurrent, " DN10/ms");
-        else if (k == "darkCurrentSpread") number(k, v, 0, 1, c.darkCurrentSpread);
-        else if (k == "hotColumns") integer(k, v, 0, 32768, c.hotColumns);
-        else if (k == "hotAmp") number(k, v, 0, 100000, c.hotAmp, " DN10/ms");
-        else if (k == "prnu") number(k, v, 0, 0.5, c.prnu);
-        else if (k == "weakColumns") integer(k, v, 0, 32768, c.weakColumns);
-        else if (k == "weakFactor") number(k, v, 0, 1, c.weakFactor);
-        else if (k == "nonLinearity") number(k, v, -0.05, 0.1, c.nonLinearity);
-        else if (k == "nonLinearitySpread") number(k, v, 0, 0.03, c.nonLinearitySpread);
-        else if (k == "readNoise") number(k, v, 0, 50, c.readNoise, " DN10");
-        else if (k == "postGainNoise") number(k, v, 0, 1, c.postGainNoise);
-        else if (k == "postGainOffset") number(k, v, 0, 1, c.postGainOffset);
-        else if (k == "ePerDn") number(k, v, 0.01, 100000, c.ePerDn, " electrons per DN10");
-        else if (k == "light") number(k, v, 0, 100000, c.light, " DN10/us");
-        else if (k == "slope") number(k, v, -1, 1, c.slope);
-        else if (k == "falloff") number(k, v, 0, 0.95, c.falloff);
-        else if (k == "lineDistance") number(k, v, -50, 50, c.lineDistance, " lines");
-        else if (k == "pixelMismatch") number(k, v, -50, 50, c.pixelMismatch, " pixels");
-        else if (k == "timeScale") number(k, v, 0, 1000, c.timeScale);
-        else if (k == "seed") integer(k, v, 0, 4294967295.0, c.seed);
+            if (integer(k, v, 1, 3, c.planes) && c.planes == 2)
+                refuse(k, QStringLiteral("= 2 is not 1 (mono) or 3 (colour)"));
+        } else if (k == "areaHeight")
+            integer(k, v, 1, 64, c.areaHeight);
+        else if (k == "roiHeight")
+            integer(k, v, 1, 16384, c.roiHeight);
+        else if (k == "darkMean")
+            number(k, v, 0, 500, c.darkMean, " DN10");
+        else if (k == "dsnu")
+            number(k, v, 0, 100, c.dsnu, " DN10");
+        else if (k == "darkCurrent")
+            number(k, v, 0, 10000, c.darkCurrent, " DN10/ms");
+        else if (k == "darkCurrentSpread")
+            number(k, v, 0, 1, c.darkCurrentSpread);
+        else if (k == "hotColumns")
+            integer(k, v, 0, 32768, c.hotColumns);
+        else if (k == "hotAmp")
+            number(k, v, 0, 100000, c.hotAmp, " DN10/ms");
+        else if (k == "prnu")
+            number(k, v, 0, 0.5, c.prnu);
+        else if (k == "weakColumns")
+            integer(k, v, 0, 32768, c.weakColumns);
+        else if (k == "weakFactor")
+            number(k, v, 0, 1, c.weakFactor);
+        else if (k == "nonLinearity")
+            number(k, v, -0.05, 0.1, c.nonLinearity);
+        else if (k == "nonLinearitySpread")
+            number(k, v, 0, 0.03, c.nonLinearitySpread);
+        else if (k == "readNoise")
+            number(k, v, 0, 50, c.readNoise, " DN10");
+        else if (k == "postGainNoise")
+            number(k, v, 0, 1, c.postGainNoise);
+        else if (k == "postGainOffset")
+            number(k, v, 0, 1, c.postGainOffset);
+        else if (k == "ePerDn")
+            number(k, v, 0.01, 100000, c.ePerDn, " electrons per DN10");
+        else if (k == "light")
+            number(k, v, 0, 100000, c.light, " DN10/us");
+        else if (k == "slope")
+            number(k, v, -1, 1, c.slope);
+        else if (k == "falloff")
+            number(k, v, 0, 0.95, c.falloff);
+        else if (k == "lineDistance")
+            number(k, v, -50, 50, c.lineDistance, " lines");
+        else if (k == "pixelMismatch")
+            number(k, v, -50, 50, c.pixelMismatch, " pixels");
+        else if (k == "timeScale")
+            number(k, v, 0, 1000, c.timeScale);
+        else if (k == "seed")
+            integer(k, v, 0, 4294967295.0, c.seed);
         else if (k == "noiseSeed") {
             if (integer(k, v, 0, 4294967295.0, c.noiseSeed)) c.fixedNoiseSeed = true;
-        }
-        else if (k == "exposure") number(k, v, 2, 20000, c.exposure, " us");
-        else if (k == "lineRate") number(k, v, 100, 200000, c.lineRate, " lines/s");
-        else if (k == "frameTimeouts") integer(k, v, 0, 1000000, c.frameTimeouts);
-        else if (k == "disconnectAfterFrames") integer(k, v, -1, 1000000000, c.disconnectAfterFrames);
-        else if (k == "area") boolean(k, v, c.area);
-        else if (k == "blackLevelReg") boolean(k, v, c.blackLevelReg);
-        else if (k == "binningEnums") boolean(k, v, c.binningEnums);
-        else if (k == "roiState") boolean(k, v, c.roiState);
-        else if (k == "noise") boolean(k, v, c.noise);
+        } else if (k == "exposure")
+            number(k, v, 2, 20000, c.exposure, " us");
+        else if (k == "lineRate")
+            number(k, v, 100, 200000, c.lineRate, " lines/s");
+        else if (k == "frameTimeouts")
+            integer(k, v, 0, 1000000, c.frameTimeouts);
+        else if (k == "disconnectAfterFrames")
+            integer(k, v, -1, 1000000000, c.disconnectAfterFrames);
+        else if (k == "area")
+            boolean(k, v, c.area);
+        else if (k == "blackLevelReg")
+            boolean(k, v, c.blackLevelReg);
+        else if (k == "binningEnums")
+            boolean(k, v, c.binningEnums);
+        else if (k == "roiState")
+            boolean(k, v, c.roiState);
+        else if (k == "noise")
+            boolean(k, v, c.noise);
         else if (k == "scene") {
             const QString s = v.toString();
             if (v.isString() && (s == "dark" || s == "flat" || s == "pattern"))
-                c.scene = s == "dark" ? LSX_SIM_SCENE_DARK : s == "pattern" ? LSX_SIM_SCENE_PATTERN : LSX_SIM_SCENE_FLAT;
+                c.scene = s == "dark"      ? LSX_SIM_SCENE_DARK
+                          : s == "pattern" ? LSX_SIM_SCENE_PATTERN
+                                           : LSX_SIM_SCENE_FLAT;
             else
                 refuse(k, QStringLiteral("= %1 is not \"dark\", \"flat\" or \"pattern\"").arg(shown(v)));
-        }
-        else if (k == "resModes") {
+        } else if (k == "resModes") {
             static const QStringList known{"Full", "SUM2", "BIN2", "SUM4", "BIN4", "USER"};
             const QJsonArray a = v.toArray();
             bool ok = v.isArray() && !a.isEmpty() && a.size() <= 16;
@@ -269,10 +311,12 @@ void Fields::apply(const QJsonObject& o)
                 c.resModes.clear();
                 for (const auto& m : a) c.resModes.push_back(m.toString().toStdString());
             }
-        }
-        else if (k == "factory") factory(v);
-        else if (k == "registers") registers(v);
-        else refuse(k, QStringLiteral("is not a field of a simulated camera"));
+        } else if (k == "factory")
+            factory(v);
+        else if (k == "registers")
+            registers(v);
+        else
+            refuse(k, QStringLiteral("is not a field of a simulated camera"));
     }
 }
 
@@ -328,7 +372,8 @@ void Fields::registers(const QJsonValue& v)
     }
     for (auto it = r.begin(); it != r.end(); ++it) {
         uint32_t reg = 0, value = 0;
-        if (word("registers." + it.key(), QJsonValue(it.key()), reg) && word("registers." + it.key(), it.value(), value))
+        if (word("registers." + it.key(), QJsonValue(it.key()), reg)
+            && word("registers." + it.key(), it.value(), value))
             m_c.registers[reg] = value;
     }
 }
@@ -341,21 +386,27 @@ void Fields::check()
     int bin = 1;
     for (const auto& m : c.resModes) bin = std::max(bin, m == "USER" || m.back() == '4' ? 4 : m.back() == '2' ? 2 : 1);
     if (c.width % (8 * bin))
-        refuse("width", bin == 1 ? QStringLiteral("= %1 is not a multiple of 8").arg(c.width)
-                                 : QStringLiteral("= %1 is not a multiple of 8 x its largest binning %2").arg(c.width).arg(bin));
+        refuse("width",
+               bin == 1 ? QStringLiteral("= %1 is not a multiple of 8").arg(c.width)
+                        : QStringLiteral("= %1 is not a multiple of 8 x its largest binning %2").arg(c.width).arg(bin));
     if (c.area) {
         if (given.contains("lines") && c.lines != c.areaHeight)
-            refuse("lines", QStringLiteral("= %1 differs from areaHeight %2 on an area camera").arg(c.lines).arg(c.areaHeight));
+            refuse("lines",
+                   QStringLiteral("= %1 differs from areaHeight %2 on an area camera").arg(c.lines).arg(c.areaHeight));
         c.lines = c.areaHeight;  // the area sensor's lines are its rows
         if (c.roiHeight != c.areaHeight) {
             if (given.contains("roiHeight"))
-                refuse("roiHeight", QStringLiteral("= %1 differs from areaHeight %2 on an area camera").arg(c.roiHeight).arg(c.areaHeight));
+                refuse("roiHeight", QStringLiteral("= %1 differs from areaHeight %2 on an area camera")
+                                        .arg(c.roiHeight)
+                                        .arg(c.areaHeight));
             c.roiHeight = c.areaHeight;
         }
     }
     if (int64_t(c.width) * c.lines * c.planes > (int64_t(1) << 20))
         refuse("width", QStringLiteral("x lines x planes = %1 x %2 x %3 is more than 1048576 columns of data")
-                            .arg(c.width).arg(c.lines).arg(c.planes));
+                            .arg(c.width)
+                            .arg(c.lines)
+                            .arg(c.planes));
     if (c.hotColumns > c.width)
         refuse("hotColumns", QStringLiteral("= %1 is more than the width %2").arg(c.hotColumns).arg(c.width));
     if (c.weakColumns > c.width)
@@ -394,7 +445,9 @@ void applyConfig(const QByteArray& text, const std::string& source, std::vector<
     QJsonParseError err{};
     const QJsonDocument doc = QJsonDocument::fromJson(text, &err);
     if (err.error != QJsonParseError::NoError) {
-        say(QStringLiteral("%1: not JSON (%2 at byte %3); no camera is built").arg(file, err.errorString()).arg(err.offset));
+        say(QStringLiteral("%1: not JSON (%2 at byte %3); no camera is built")
+                .arg(file, err.errorString())
+                .arg(err.offset));
         cameras.clear();
         return;
     }
@@ -423,7 +476,8 @@ void applyConfig(const QByteArray& text, const std::string& source, std::vector<
         for (auto it = o.begin(); it != o.end(); ++it) {
             if (it.key() == "op") {
                 if (!check.text("op", it.value(), 64, f.op, false) || !knownOperation(f.op))
-                    check.refuse("op", QStringLiteral("= %1 is not an operation of the camera library or \"*\"").arg(shown(it.value())));
+                    check.refuse("op", QStringLiteral("= %1 is not an operation of the camera library or \"*\"")
+                                           .arg(shown(it.value())));
             } else if (it.key() == "after") {
                 check.integer("after", it.value(), 0, 2147483647.0, f.after);
             } else if (it.key() == "status") {
@@ -445,9 +499,12 @@ void applyConfig(const QByteArray& text, const std::string& source, std::vector<
         CameraDefinition scratch;
         Fields check(scratch, QStringLiteral("%1: every camera").arg(file), refusals);
         check.apply(top);
-        if (!replace.isUndefined() && !replace.isBool()) check.refuse("replace", QStringLiteral("= %1 is not true or false").arg(shown(replace)));
-        if (!list.isUndefined() && !list.isArray()) check.refuse("cameras", QStringLiteral("= %1 is not a list").arg(shown(list)));
-        if (list.toArray().size() > 64) check.refuse("cameras", QStringLiteral("has %1 cameras, more than 64").arg(list.toArray().size()));
+        if (!replace.isUndefined() && !replace.isBool())
+            check.refuse("replace", QStringLiteral("= %1 is not true or false").arg(shown(replace)));
+        if (!list.isUndefined() && !list.isArray())
+            check.refuse("cameras", QStringLiteral("= %1 is not a list").arg(shown(list)));
+        if (list.toArray().size() > 64)
+            check.refuse("cameras", QStringLiteral("has %1 cameras, more than 64").arg(list.toArray().size()));
         if (!refusals.isEmpty()) {
             for (const QString& r : refusals) say(r + QStringLiteral("; no camera is built"));
             cameras.clear();
@@ -470,7 +527,8 @@ void applyConfig(const QByteArray& text, const std::string& source, std::vector<
     for (int i = 0; i < array.size(); ++i) {
         const QJsonObject o = array[i].toObject();
         const QString name = o.value("friendlyName").toString();
-        const QString who = QStringLiteral("%1: camera %2").arg(file, name.isEmpty() ? QString::number(i) : "\"" + name + "\"");
+        const QString who =
+            QStringLiteral("%1: camera %2").arg(file, name.isEmpty() ? QString::number(i) : "\"" + name + "\"");
         if (!array[i].isObject() || !o.value("friendlyName").isString() || name.isEmpty()) {
             say(QStringLiteral("%1: field \"friendlyName\" is missing; the camera is not built").arg(who));
             continue;
@@ -482,7 +540,8 @@ void applyConfig(const QByteArray& text, const std::string& source, std::vector<
         const QJsonValue remove = own.take("remove");
         const QJsonValue base = own.take("base");
         if (!remove.isUndefined() && !remove.isBool()) {
-            say(QStringLiteral("%1: field \"remove\" = %2 is not true or false; the camera is not built").arg(who, shown(remove)));
+            say(QStringLiteral("%1: field \"remove\" = %2 is not true or false; the camera is not built")
+                    .arg(who, shown(remove)));
             if (target) target->remove = true;
             continue;
         }
@@ -500,7 +559,8 @@ void applyConfig(const QByteArray& text, const std::string& source, std::vector<
             for (const auto& e : entries)
                 if (QString::fromStdString(e.def.friendlyName) == baseName) from = &e.def;
             if (!from || (!base.isUndefined() && !base.isString())) {
-                say(QStringLiteral("%1: field \"base\" = %2 names no camera; the camera is not built").arg(who, shown(base)));
+                say(QStringLiteral("%1: field \"base\" = %2 names no camera; the camera is not built")
+                        .arg(who, shown(base)));
                 continue;
             }
             Entry e{*from, own, false};
@@ -508,7 +568,8 @@ void applyConfig(const QByteArray& text, const std::string& source, std::vector<
             e.def.seed += uint32_t(entries.size() * 7 + 3);
             entries.push_back(e);
         } else if (!base.isUndefined()) {
-            say(QStringLiteral("%1: field \"base\" is for new cameras, this one is built in; the camera is not built").arg(who));
+            say(QStringLiteral("%1: field \"base\" is for new cameras, this one is built in; the camera is not built")
+                    .arg(who));
             target->remove = true;
         } else {
             for (auto it = own.begin(); it != own.end(); ++it) target->own.insert(it.key(), it.value());
@@ -519,7 +580,8 @@ void applyConfig(const QByteArray& text, const std::string& source, std::vector<
     for (Entry& e : entries) {
         if (e.remove) continue;
         QStringList refusals;
-        Fields check(e.def, QStringLiteral("%1: camera \"%2\"").arg(file, QString::fromStdString(e.def.friendlyName)), refusals);
+        Fields check(e.def, QStringLiteral("%1: camera \"%2\"").arg(file, QString::fromStdString(e.def.friendlyName)),
+                     refusals);
         check.apply(top);
         check.apply(e.own);
         check.check();
@@ -529,8 +591,9 @@ void applyConfig(const QByteArray& text, const std::string& source, std::vector<
         for (const QString& r : refusals) say(r + QStringLiteral("; the camera is not built"));
         bool twin = false;
         for (const auto& c : cameras) twin = twin || c.friendlyName == e.def.friendlyName;
-        if (twin) say(QStringLiteral("%1: camera \"%2\" is named twice; the second is not built")
-                          .arg(file, QString::fromStdString(e.def.friendlyName)));
+        if (twin)
+            say(QStringLiteral("%1: camera \"%2\" is named twice; the second is not built")
+                    .arg(file, QString::fromStdString(e.def.friendlyName)));
         if (refusals.isEmpty() && !twin) {
             cameras.push_back(e.def);
             columns += own;
@@ -545,7 +608,8 @@ void applyConfigFile(std::vector<CameraDefinition>& cameras, std::vector<FaultPl
     if (!path || !*path) return;
     QFile file(QString::fromLocal8Bit(path));
     if (!file.open(QIODevice::ReadOnly) || file.size() > (1 << 24)) {
-        messages.push_back(std::string("LSX_SIM_CONFIG ") + path + ": cannot be read (or is larger than 16 MB); no camera is built");
+        messages.push_back(std::string("LSX_SIM_CONFIG ") + path
+                           + ": cannot be read (or is larger than 16 MB); no camera is built");
         cameras.clear();
         return;
     }

@@ -188,13 +188,12 @@ lsxStatus withCamera(lsxHandle h, F&& fn)
 
 }  // namespace
 
-#define LSX_SIM_FAULT(op)                                        \
-    if (const lsxStatus fault = faultFor(#op); fault != LSX_OK) \
-        return fault;
-#define LSX_SIM_CALL(op, h, expr)                                     \
-    return guarded([&]() -> lsxStatus {                                \
-        LSX_SIM_FAULT(op)                                              \
-        return withCamera(h, [&](Camera & c) -> lsxStatus { return expr; }); \
+#define LSX_SIM_FAULT(op) \
+    if (const lsxStatus fault = faultFor(#op); fault != LSX_OK) return fault;
+#define LSX_SIM_CALL(op, h, expr)                                           \
+    return guarded([&]() -> lsxStatus {                                     \
+        LSX_SIM_FAULT(op)                                                   \
+        return withCamera(h, [&](Camera& c) -> lsxStatus { return expr; }); \
     });
 
 extern "C" {
@@ -274,9 +273,18 @@ lsxStatus lsxGetCameraInfo(lsxHandle h, lsxCameraInfo* info)
 {
     LSX_SIM_CALL(lsxGetCameraInfo, h, info ? (*info = c.info(), LSX_OK) : LSX_ERR_INVALID_ARG)
 }
-lsxStatus lsxGetSensorInfo(lsxHandle h, lsxSensorInfo* info) { LSX_SIM_CALL(lsxGetSensorInfo, h, c.sensorInfo(info)) }
-lsxStatus lsxSaveConfig(lsxHandle h, const char* path) { LSX_SIM_CALL(lsxSaveConfig, h, c.saveConfig(path)) }
-lsxStatus lsxLoadConfig(lsxHandle h, const char* path) { LSX_SIM_CALL(lsxLoadConfig, h, c.loadConfig(path)) }
+lsxStatus lsxGetSensorInfo(lsxHandle h, lsxSensorInfo* info)
+{
+    LSX_SIM_CALL(lsxGetSensorInfo, h, c.sensorInfo(info))
+}
+lsxStatus lsxSaveConfig(lsxHandle h, const char* path)
+{
+    LSX_SIM_CALL(lsxSaveConfig, h, c.saveConfig(path))
+}
+lsxStatus lsxLoadConfig(lsxHandle h, const char* path)
+{
+    LSX_SIM_CALL(lsxLoadConfig, h, c.loadConfig(path))
+}
 lsxStatus lsxShowPropertyModalDialog(lsxHandle h, uintptr_t)
 {
     // No dialog of its own: the scene is controlled through lsxSimSetScene.
@@ -300,37 +308,109 @@ lsxStatus lsxDebugFormat(lsxHandle, int32_t level, const char* tag, const char* 
 
 // ---- stream and trigger ----
 
-lsxStatus lsxStart(lsxHandle h) { LSX_SIM_CALL(lsxStart, h, c.start()) }
-lsxStatus lsxStop(lsxHandle h) { LSX_SIM_CALL(lsxStop, h, c.stop()) }
+lsxStatus lsxStart(lsxHandle h)
+{
+    LSX_SIM_CALL(lsxStart, h, c.start())
+}
+lsxStatus lsxStop(lsxHandle h)
+{
+    LSX_SIM_CALL(lsxStop, h, c.stop())
+}
 lsxStatus lsxGetFrame(lsxHandle h, lsxFrame* frame, void** buffer, uint32_t timeoutMs)
 {
     LSX_SIM_CALL(lsxGetFrame, h, c.getFrame(frame, buffer, timeoutMs))
 }
-lsxStatus lsxGetTriggerState(lsxHandle h, bool* on) { LSX_SIM_CALL(lsxGetTriggerState, h, c.getTriggerState(on)) }
-lsxStatus lsxSetTriggerState(lsxHandle h, bool on) { LSX_SIM_CALL(lsxSetTriggerState, h, c.setTriggerState(on)) }
-lsxStatus lsxGetTriggerSource(lsxHandle h, int32_t* s) { LSX_SIM_CALL(lsxGetTriggerSource, h, c.getTriggerSource(s)) }
-lsxStatus lsxSetTriggerSource(lsxHandle h, int32_t s) { LSX_SIM_CALL(lsxSetTriggerSource, h, c.setTriggerSource(s)) }
-lsxStatus lsxTriggerFire(lsxHandle h) { LSX_SIM_CALL(lsxTriggerFire, h, c.triggerFire()) }
+lsxStatus lsxGetTriggerState(lsxHandle h, bool* on)
+{
+    LSX_SIM_CALL(lsxGetTriggerState, h, c.getTriggerState(on))
+}
+lsxStatus lsxSetTriggerState(lsxHandle h, bool on)
+{
+    LSX_SIM_CALL(lsxSetTriggerState, h, c.setTriggerState(on))
+}
+lsxStatus lsxGetTriggerSource(lsxHandle h, int32_t* s)
+{
+    LSX_SIM_CALL(lsxGetTriggerSource, h, c.getTriggerSource(s))
+}
+lsxStatus lsxSetTriggerSource(lsxHandle h, int32_t s)
+{
+    LSX_SIM_CALL(lsxSetTriggerSource, h, c.setTriggerSource(s))
+}
+lsxStatus lsxTriggerFire(lsxHandle h)
+{
+    LSX_SIM_CALL(lsxTriggerFire, h, c.triggerFire())
+}
 
 // ---- image properties ----
 
-lsxStatus lsxGetRoi(lsxHandle h, lsxRegion* r) { LSX_SIM_CALL(lsxGetRoi, h, c.getRoi(r)) }
-lsxStatus lsxSetRoi(lsxHandle h, const lsxRegion* r) { LSX_SIM_CALL(lsxSetRoi, h, c.setRoi(r)) }
-lsxStatus lsxGetRoiDescr(lsxHandle h, lsxRegionDescr* d) { LSX_SIM_CALL(lsxGetRoiDescr, h, c.getRoiDescr(d)) }
-lsxStatus lsxGetRoiState(lsxHandle h, bool* on) { LSX_SIM_CALL(lsxGetRoiState, h, c.getRoiState(on)) }
-lsxStatus lsxGetExposure(lsxHandle h, double* us) { LSX_SIM_CALL(lsxGetExposure, h, c.getExposure(us)) }
-lsxStatus lsxSetExposure(lsxHandle h, double us) { LSX_SIM_CALL(lsxSetExposure, h, c.setExposure(us)) }
-lsxStatus lsxGetExposureDescr(lsxHandle h, lsxDoubleDescr* d) { LSX_SIM_CALL(lsxGetExposureDescr, h, c.getExposureDescr(d)) }
-lsxStatus lsxGetAnalogGain(lsxHandle h, float* g) { LSX_SIM_CALL(lsxGetAnalogGain, h, c.getGain(g)) }
-lsxStatus lsxSetAnalogGain(lsxHandle h, float g) { LSX_SIM_CALL(lsxSetAnalogGain, h, c.setGain(g)) }
-lsxStatus lsxGetAnalogGainDescr(lsxHandle h, lsxFloatDescr* d) { LSX_SIM_CALL(lsxGetAnalogGainDescr, h, c.getGainDescr(d)) }
-lsxStatus lsxSetRgbGain(lsxHandle h, float r, float g, float b) { LSX_SIM_CALL(lsxSetRgbGain, h, c.setRgbGain(r, g, b)) }
-lsxStatus lsxGetSourceFormat(lsxHandle h, int32_t* f) { LSX_SIM_CALL(lsxGetSourceFormat, h, c.getSourceFormat(f)) }
-lsxStatus lsxSetSourceFormat(lsxHandle h, int32_t f) { LSX_SIM_CALL(lsxSetSourceFormat, h, c.setSourceFormat(f)) }
-lsxStatus lsxGetTargetFormat(lsxHandle h, int32_t* f) { LSX_SIM_CALL(lsxGetTargetFormat, h, c.getTargetFormat(f)) }
-lsxStatus lsxSetTargetFormat(lsxHandle h, int32_t f) { LSX_SIM_CALL(lsxSetTargetFormat, h, c.setTargetFormat(f)) }
-lsxStatus lsxGetResolutionModeSel(lsxHandle h, int32_t* i) { LSX_SIM_CALL(lsxGetResolutionModeSel, h, c.getResMode(i)) }
-lsxStatus lsxSetResolutionModeSel(lsxHandle h, int32_t i) { LSX_SIM_CALL(lsxSetResolutionModeSel, h, c.setResMode(i)) }
+lsxStatus lsxGetRoi(lsxHandle h, lsxRegion* r)
+{
+    LSX_SIM_CALL(lsxGetRoi, h, c.getRoi(r))
+}
+lsxStatus lsxSetRoi(lsxHandle h, const lsxRegion* r)
+{
+    LSX_SIM_CALL(lsxSetRoi, h, c.setRoi(r))
+}
+lsxStatus lsxGetRoiDescr(lsxHandle h, lsxRegionDescr* d)
+{
+    LSX_SIM_CALL(lsxGetRoiDescr, h, c.getRoiDescr(d))
+}
+lsxStatus lsxGetRoiState(lsxHandle h, bool* on)
+{
+    LSX_SIM_CALL(lsxGetRoiState, h, c.getRoiState(on))
+}
+lsxStatus lsxGetExposure(lsxHandle h, double* us)
+{
+    LSX_SIM_CALL(lsxGetExposure, h, c.getExposure(us))
+}
+lsxStatus lsxSetExposure(lsxHandle h, double us)
+{
+    LSX_SIM_CALL(lsxSetExposure, h, c.setExposure(us))
+}
+lsxStatus lsxGetExposureDescr(lsxHandle h, lsxDoubleDescr* d)
+{
+    LSX_SIM_CALL(lsxGetExposureDescr, h, c.getExposureDescr(d))
+}
+lsxStatus lsxGetAnalogGain(lsxHandle h, float* g)
+{
+    LSX_SIM_CALL(lsxGetAnalogGain, h, c.getGain(g))
+}
+lsxStatus lsxSetAnalogGain(lsxHandle h, float g)
+{
+    LSX_SIM_CALL(lsxSetAnalogGain, h, c.setGain(g))
+}
+lsxStatus lsxGetAnalogGainDescr(lsxHandle h, lsxFloatDescr* d)
+{
+    LSX_SIM_CALL(lsxGetAnalogGainDescr, h, c.getGainDescr(d))
+}
+lsxStatus lsxSetRgbGain(lsxHandle h, float r, float g, float b)
+{
+    LSX_SIM_CALL(lsxSetRgbGain, h, c.setRgbGain(r, g, b))
+}
+lsxStatus lsxGetSourceFormat(lsxHandle h, int32_t* f)
+{
+    LSX_SIM_CALL(lsxGetSourceFormat, h, c.getSourceFormat(f))
+}
+lsxStatus lsxSetSourceFormat(lsxHandle h, int32_t f)
+{
+    LSX_SIM_CALL(lsxSetSourceFormat, h, c.setSourceFormat(f))
+}
+lsxStatus lsxGetTargetFormat(lsxHandle h, int32_t* f)
+{
+    LSX_SIM_CALL(lsxGetTargetFormat, h, c.getTargetFormat(f))
+}
+lsxStatus lsxSetTargetFormat(lsxHandle h, int32_t f)
+{
+    LSX_SIM_CALL(lsxSetTargetFormat, h, c.setTargetFormat(f))
+}
+lsxStatus lsxGetResolutionModeSel(lsxHandle h, int32_t* i)
+{
+    LSX_SIM_CALL(lsxGetResolutionModeSel, h, c.getResMode(i))
+}
+lsxStatus lsxSetResolutionModeSel(lsxHandle h, int32_t i)
+{
+    LSX_SIM_CALL(lsxSetResolutionModeSel, h, c.setResMode(i))
+}
 lsxStatus lsxGetResolutionModeSelDescr(lsxHandle h, lsxSelectionDescr* d)
 {
     LSX_SIM_CALL(lsxGetResolutionModeSelDescr, h, c.getResModeDescr(d))
@@ -342,14 +422,26 @@ lsxStatus lsxGetResolutionModeSelDetail(lsxHandle h, int32_t i, lsxSelectionDeta
 
 // ---- image-processing switches ----
 
-lsxStatus lsxSetSaturationState(lsxHandle h, bool on) { LSX_SIM_CALL(lsxSetSaturationState, h, c.setIspSwitch("saturation", on)) }
+lsxStatus lsxSetSaturationState(lsxHandle h, bool on)
+{
+    LSX_SIM_CALL(lsxSetSaturationState, h, c.setIspSwitch("saturation", on))
+}
 lsxStatus lsxSetColorTemperatureState(lsxHandle h, bool on)
 {
     LSX_SIM_CALL(lsxSetColorTemperatureState, h, c.setIspSwitch("colorTemperature", on))
 }
-lsxStatus lsxSetGammaState(lsxHandle h, bool on) { LSX_SIM_CALL(lsxSetGammaState, h, c.setIspSwitch("gamma", on)) }
-lsxStatus lsxSetContrastState(lsxHandle h, bool on) { LSX_SIM_CALL(lsxSetContrastState, h, c.setIspSwitch("contrast", on)) }
-lsxStatus lsxSetBlackLevelState(lsxHandle h, bool on) { LSX_SIM_CALL(lsxSetBlackLevelState, h, c.setIspSwitch("blackLevel", on)) }
+lsxStatus lsxSetGammaState(lsxHandle h, bool on)
+{
+    LSX_SIM_CALL(lsxSetGammaState, h, c.setIspSwitch("gamma", on))
+}
+lsxStatus lsxSetContrastState(lsxHandle h, bool on)
+{
+    LSX_SIM_CALL(lsxSetContrastState, h, c.setIspSwitch("contrast", on))
+}
+lsxStatus lsxSetBlackLevelState(lsxHandle h, bool on)
+{
+    LSX_SIM_CALL(lsxSetBlackLevelState, h, c.setIspSwitch("blackLevel", on))
+}
 lsxStatus lsxSetNoiseReduct2dState(lsxHandle h, bool on)
 {
     LSX_SIM_CALL(lsxSetNoiseReduct2dState, h, c.setIspSwitch("noiseReduct2d", on))
@@ -358,18 +450,42 @@ lsxStatus lsxSetNoiseReduct3dState(lsxHandle h, bool on)
 {
     LSX_SIM_CALL(lsxSetNoiseReduct3dState, h, c.setIspSwitch("noiseReduct3d", on))
 }
-lsxStatus lsxSetSharpnessState(lsxHandle h, bool on) { LSX_SIM_CALL(lsxSetSharpnessState, h, c.setIspSwitch("sharpness", on)) }
-lsxStatus lsxSetMonoState(lsxHandle h, bool on) { LSX_SIM_CALL(lsxSetMonoState, h, c.setIspSwitch("mono", on)) }
-lsxStatus lsxSetInverseState(lsxHandle h, bool on) { LSX_SIM_CALL(lsxSetInverseState, h, c.setIspSwitch("inverse", on)) }
-lsxStatus lsxSetFlipHorizontalState(lsxHandle h, bool on) { LSX_SIM_CALL(lsxSetFlipHorizontalState, h, c.setIspSwitch("flip", on)) }
-lsxStatus lsxSetBayerDecodeSel(lsxHandle h, int32_t i) { LSX_SIM_CALL(lsxSetBayerDecodeSel, h, c.setBayerDecode(i)) }
+lsxStatus lsxSetSharpnessState(lsxHandle h, bool on)
+{
+    LSX_SIM_CALL(lsxSetSharpnessState, h, c.setIspSwitch("sharpness", on))
+}
+lsxStatus lsxSetMonoState(lsxHandle h, bool on)
+{
+    LSX_SIM_CALL(lsxSetMonoState, h, c.setIspSwitch("mono", on))
+}
+lsxStatus lsxSetInverseState(lsxHandle h, bool on)
+{
+    LSX_SIM_CALL(lsxSetInverseState, h, c.setIspSwitch("inverse", on))
+}
+lsxStatus lsxSetFlipHorizontalState(lsxHandle h, bool on)
+{
+    LSX_SIM_CALL(lsxSetFlipHorizontalState, h, c.setIspSwitch("flip", on))
+}
+lsxStatus lsxSetBayerDecodeSel(lsxHandle h, int32_t i)
+{
+    LSX_SIM_CALL(lsxSetBayerDecodeSel, h, c.setBayerDecode(i))
+}
 lsxStatus lsxGetColorSolutionSelDetail(lsxHandle h, int32_t i, lsxSelectionDetail* d)
 {
     LSX_SIM_CALL(lsxGetColorSolutionSelDetail, h, c.getColorSolutionDetail(i, d))
 }
-lsxStatus lsxSetColorSolutionSel(lsxHandle h, int32_t i) { LSX_SIM_CALL(lsxSetColorSolutionSel, h, c.setColorSolution(i)) }
-lsxStatus lsxSetUserColorMatrix(lsxHandle h, const lsxColorMatrix* m) { LSX_SIM_CALL(lsxSetUserColorMatrix, h, c.setColorMatrix(m)) }
-lsxStatus lsxSetBoolValue(lsxHandle h, const char* name, bool v) { LSX_SIM_CALL(lsxSetBoolValue, h, c.setBoolValue(name, v)) }
+lsxStatus lsxSetColorSolutionSel(lsxHandle h, int32_t i)
+{
+    LSX_SIM_CALL(lsxSetColorSolutionSel, h, c.setColorSolution(i))
+}
+lsxStatus lsxSetUserColorMatrix(lsxHandle h, const lsxColorMatrix* m)
+{
+    LSX_SIM_CALL(lsxSetUserColorMatrix, h, c.setColorMatrix(m))
+}
+lsxStatus lsxSetBoolValue(lsxHandle h, const char* name, bool v)
+{
+    LSX_SIM_CALL(lsxSetBoolValue, h, c.setBoolValue(name, v))
+}
 
 // ---- named values ----
 
@@ -404,10 +520,22 @@ lsxStatus lsxGetSelectionDetail(lsxHandle h, const char* key, int32_t i, lsxSele
 
 // ---- raw access ----
 
-lsxStatus lsxGet(lsxHandle h, uint32_t key, void* payload, uint32_t* size) { LSX_SIM_CALL(lsxGet, h, c.get(key, payload, size)) }
-lsxStatus lsxSet(lsxHandle h, uint32_t key, void* payload, uint32_t* size) { LSX_SIM_CALL(lsxSet, h, c.set(key, payload, size)) }
-lsxStatus lsxReadGenICamReg(lsxHandle h, uint32_t reg, uint32_t* v) { LSX_SIM_CALL(lsxReadGenICamReg, h, c.readReg(reg, v)) }
-lsxStatus lsxWriteGenICamReg(lsxHandle h, uint32_t reg, uint32_t v) { LSX_SIM_CALL(lsxWriteGenICamReg, h, c.writeReg(reg, v)) }
+lsxStatus lsxGet(lsxHandle h, uint32_t key, void* payload, uint32_t* size)
+{
+    LSX_SIM_CALL(lsxGet, h, c.get(key, payload, size))
+}
+lsxStatus lsxSet(lsxHandle h, uint32_t key, void* payload, uint32_t* size)
+{
+    LSX_SIM_CALL(lsxSet, h, c.set(key, payload, size))
+}
+lsxStatus lsxReadGenICamReg(lsxHandle h, uint32_t reg, uint32_t* v)
+{
+    LSX_SIM_CALL(lsxReadGenICamReg, h, c.readReg(reg, v))
+}
+lsxStatus lsxWriteGenICamReg(lsxHandle h, uint32_t reg, uint32_t v)
+{
+    LSX_SIM_CALL(lsxWriteGenICamReg, h, c.writeReg(reg, v))
+}
 lsxStatus lsxReadGenICamMem(lsxHandle h, uint64_t address, void* buffer, uint32_t size)
 {
     LSX_SIM_CALL(lsxReadGenICamMem, h, c.readMem(address, buffer, size))
@@ -419,23 +547,23 @@ lsxStatus lsxWriteGenICamMem(lsxHandle h, uint64_t address, const void* buffer, 
 
 // ---- extensions for tests ----
 
-#define LSX_SIM_EACH(camera, stmt)                   \
-    return guarded([&]() -> lsxStatus {              \
-        auto list = named(camera);                   \
+#define LSX_SIM_EACH(camera, stmt)                       \
+    return guarded([&]() -> lsxStatus {                  \
+        auto list = named(camera);                       \
         if (list.empty()) return LSX_ERR_LOGICAL_DEVICE; \
-        for (auto& cam : list) {                     \
-            stmt;                                    \
-        }                                            \
-        return LSX_OK;                               \
+        for (auto& cam : list) {                         \
+            stmt;                                        \
+        }                                                \
+        return LSX_OK;                                   \
     });
 
 // The one camera `camera` names, or the status why not.
-#define LSX_SIM_ONE(camera, stmt)                                                      \
-    return guarded([&]() -> lsxStatus {                                                \
-        auto list = named(camera);                                                     \
+#define LSX_SIM_ONE(camera, stmt)                                                                 \
+    return guarded([&]() -> lsxStatus {                                                           \
+        auto list = named(camera);                                                                \
         if (list.size() != 1) return list.empty() ? LSX_ERR_LOGICAL_DEVICE : LSX_ERR_INVALID_ARG; \
-        auto& cam = list[0];                                                           \
-        stmt;                                                                          \
+        auto& cam = list[0];                                                                      \
+        stmt;                                                                                     \
     });
 
 lsxStatus lsxSimSetScene(const char* camera, int32_t kind, double level, double slope, double falloff)
@@ -451,11 +579,20 @@ lsxStatus lsxSimGetScene(const char* camera, int32_t* kind, double* level, doubl
     LSX_SIM_ONE(camera, cam->scene(kind, level, slope, falloff); return LSX_OK)
 }
 
-lsxStatus lsxSimSetNoise(const char* camera, bool on) { LSX_SIM_EACH(camera, cam->setNoise(on)) }
+lsxStatus lsxSimSetNoise(const char* camera, bool on)
+{
+    LSX_SIM_EACH(camera, cam->setNoise(on))
+}
 
-lsxStatus lsxSimSetNoiseSeed(const char* camera, uint32_t seed) { LSX_SIM_EACH(camera, cam->setNoiseSeed(seed)) }
+lsxStatus lsxSimSetNoiseSeed(const char* camera, uint32_t seed)
+{
+    LSX_SIM_EACH(camera, cam->setNoiseSeed(seed))
+}
 
-lsxStatus lsxSimSetNonLinearity(const char* camera, bool on) { LSX_SIM_EACH(camera, cam->setNonLinearity(on)) }
+lsxStatus lsxSimSetNonLinearity(const char* camera, bool on)
+{
+    LSX_SIM_EACH(camera, cam->setNonLinearity(on))
+}
 
 lsxStatus lsxSimSetTimeScale(const char* camera, double scale)
 {
@@ -484,11 +621,20 @@ lsxStatus lsxSimClearFaults(void)
     });
 }
 
-lsxStatus lsxSimFrameTimeouts(const char* camera, int32_t n) { LSX_SIM_EACH(camera, cam->frameTimeouts(n)) }
+lsxStatus lsxSimFrameTimeouts(const char* camera, int32_t n)
+{
+    LSX_SIM_EACH(camera, cam->frameTimeouts(n))
+}
 
-lsxStatus lsxSimDisconnectAfterFrames(const char* camera, int32_t n) { LSX_SIM_EACH(camera, cam->disconnectAfterFrames(n)) }
+lsxStatus lsxSimDisconnectAfterFrames(const char* camera, int32_t n)
+{
+    LSX_SIM_EACH(camera, cam->disconnectAfterFrames(n))
+}
 
-lsxStatus lsxSimReconnect(const char* camera) { LSX_SIM_EACH(camera, cam->setDisconnected(false)) }
+lsxStatus lsxSimReconnect(const char* camera)
+{
+    LSX_SIM_EACH(camera, cam->setDisconnected(false))
+}
 
 lsxStatus lsxSimGetTruth(const char* camera, int32_t kind, int32_t plane, int32_t line, float* out, int32_t* count)
 {

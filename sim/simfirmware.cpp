@@ -9,7 +9,10 @@ namespace lsxsim {
 
 namespace {
 
-bool rgbOrder(int target) { return target == FORMAT_RGB24 || target == FORMAT_RGB32; }
+bool rgbOrder(int target)
+{
+    return target == FORMAT_RGB24 || target == FORMAT_RGB32;
+}
 
 int indexOf(const std::vector<std::string>& list, const std::string& v)
 {
@@ -18,8 +21,14 @@ int indexOf(const std::vector<std::string>& list, const std::string& v)
     return -1;
 }
 
-uint16_t rd16(const uint8_t* p) { return uint16_t(p[0] | (p[1] << 8)); }
-uint32_t rd32(const uint8_t* p) { return uint32_t(p[0] | (p[1] << 8) | (p[2] << 16) | (uint32_t(p[3]) << 24)); }
+uint16_t rd16(const uint8_t* p)
+{
+    return uint16_t(p[0] | (p[1] << 8));
+}
+uint32_t rd32(const uint8_t* p)
+{
+    return uint32_t(p[0] | (p[1] << 8) | (p[2] << 16) | (uint32_t(p[3]) << 24));
+}
 
 }  // namespace
 
@@ -373,9 +382,12 @@ lsxStatus Camera::get(uint32_t key, void* payload, uint32_t* size)
         if (m_def.blackLevelReg) return LSX_ERR_NOT_SUPPORTED;
         auto* pair = static_cast<lsxRegPair*>(payload);
         Lock lock(m_mutex);
-        if (pair->reg == LSX_SENSOR_REG_DOFFSET_MAG) pair->value = m_s->reg83;
-        else if (pair->reg == LSX_SENSOR_REG_DOFFSET_SIGN) pair->value = m_s->reg84;
-        else return LSX_ERR_ADDRESS;
+        if (pair->reg == LSX_SENSOR_REG_DOFFSET_MAG)
+            pair->value = m_s->reg83;
+        else if (pair->reg == LSX_SENSOR_REG_DOFFSET_SIGN)
+            pair->value = m_s->reg84;
+        else
+            return LSX_ERR_ADDRESS;
         return LSX_OK;
     }
     case LSX_KEY_FACTORY: {
@@ -451,8 +463,8 @@ lsxStatus Camera::set(uint32_t key, void* payload, uint32_t* size)
 lsxStatus Camera::setFpnRecord(const lsxFpnHeader* h, uint32_t*)
 {
     const uint32_t type = h->type & 0xF;
-    if (type != LSX_FPN_WHOLE && type != LSX_FPN_DARK && type != LSX_FPN_BRIGHT && type != LSX_FPN_FACTORY_DARK &&
-        type != LSX_FPN_FACTORY_KBAND)
+    if (type != LSX_FPN_WHOLE && type != LSX_FPN_DARK && type != LSX_FPN_BRIGHT && type != LSX_FPN_FACTORY_DARK
+        && type != LSX_FPN_FACTORY_KBAND)
         return LSX_ERR_INVALID_ARG;
     if (!h->data) return LSX_ERR_INVALID_ARG;
     const uint64_t n = uint64_t(h->columns) * std::max<uint32_t>(1, h->lines);
@@ -460,8 +472,8 @@ lsxStatus Camera::setFpnRecord(const lsxFpnHeader* h, uint32_t*)
     const auto* pairs = static_cast<const float*>(h->data);
 
     Lock lock(m_mutex);
-    const bool factoryRecord = type == LSX_FPN_FACTORY_DARK || type == LSX_FPN_FACTORY_KBAND ||
-                               (type == LSX_FPN_WHOLE && !m_def.area);
+    const bool factoryRecord =
+        type == LSX_FPN_FACTORY_DARK || type == LSX_FPN_FACTORY_KBAND || (type == LSX_FPN_WHOLE && !m_def.area);
     const std::string target = factoryRecord ? std::string("factory") : m_s->fpnSel;
     if (target == "factory" && m_mode != LSX_OPEN_FACTORY) return LSX_ERR_WRITE_PROTECTED;
 
@@ -628,8 +640,10 @@ lsxStatus Camera::setFfcRecord(const lsxFpnHeader* h)
     f.roiX = m_s->roiX;
     f.written = true;
     const int i = indexOf(selectionLocked("PRNUC"), m_s->prnuc);
-    if (i > 0) m_ffc[size_t(i - 1)] = f;
-    else m_ffcPending = f;
+    if (i > 0)
+        m_ffc[size_t(i - 1)] = f;
+    else
+        m_ffcPending = f;
     invalidateLocked();
     return LSX_OK;
 }

@@ -9,8 +9,8 @@
 #include <atomic>
 #include <cmath>
 #include <limits>
-#include <new>
 #include <mutex>
+#include <new>
 #include <thread>
 
 namespace lsxsim {
@@ -26,10 +26,10 @@ constexpr uint64_t kGaussMask = (1u << kGaussBits) - 1;
 double inverseNormal(double p)
 {
     // Acklam's rational approximation, refined by one Halley step on erfc.
-    static const double a[] = {-3.969683028665376e+01, 2.209460984245205e+02, -2.759285104469687e+02,
+    static const double a[] = {-3.969683028665376e+01, 2.209460984245205e+02,  -2.759285104469687e+02,
                                1.383577518672690e+02,  -3.066479806614716e+01, 2.506628277459239e+00};
     static const double b[] = {-5.447609879822406e+01, 1.615858368580409e+02, -1.556989798598866e+02,
-                               6.680131188771972e+01,  -1.328068155288572e+01};
+                               6.680131188771972e+01, -1.328068155288572e+01};
     static const double c[] = {-7.784894002430293e-03, -3.223964580411365e-01, -2.400758277161838e+00,
                                -2.549732539343734e+00, 4.374664141464968e+00,  2.938163982698783e+00};
     static const double d[] = {7.784695709041462e-03, 3.224671290700398e-01, 2.445134137142996e+00,
@@ -38,13 +38,13 @@ double inverseNormal(double p)
     double x;
     if (p < low || p > 1 - low) {
         const double q = std::sqrt(-2 * std::log(p < low ? p : 1 - p));
-        x = (((((c[0] * q + c[1]) * q + c[2]) * q + c[3]) * q + c[4]) * q + c[5]) /
-            ((((d[0] * q + d[1]) * q + d[2]) * q + d[3]) * q + 1);
+        x = (((((c[0] * q + c[1]) * q + c[2]) * q + c[3]) * q + c[4]) * q + c[5])
+            / ((((d[0] * q + d[1]) * q + d[2]) * q + d[3]) * q + 1);
         if (p > 1 - low) x = -x;
     } else {
         const double q = p - 0.5, r = q * q;
-        x = (((((a[0] * r + a[1]) * r + a[2]) * r + a[3]) * r + a[4]) * r + a[5]) * q /
-            (((((b[0] * r + b[1]) * r + b[2]) * r + b[3]) * r + b[4]) * r + 1);
+        x = (((((a[0] * r + a[1]) * r + a[2]) * r + a[3]) * r + a[4]) * r + a[5]) * q
+            / (((((b[0] * r + b[1]) * r + b[2]) * r + b[3]) * r + b[4]) * r + 1);
     }
     const double e = 0.5 * std::erfc(-x / std::sqrt(2.0)) - p;
     const double u = e * std::sqrt(6.283185307179586) * std::exp(x * x / 2);
@@ -191,8 +191,10 @@ void drawRows(const Pipeline& p, uint8_t* buf, int bpp, int y0, int y1, uint64_t
         for (int pl = 0; pl < p.planes; ++pl) {
             const int cls = line * p.planes + pl;
             int16_t* r = raw.data() + size_t(pl) * W;
-            if (p.pattern) drawPatternRow(p, cls, double(firstLine + uint64_t(y)), rng, r);
-            else drawRow(p.mean[size_t(cls)].data(), p.sd[size_t(cls)].data(), W, p.noise, rng, r);
+            if (p.pattern)
+                drawPatternRow(p, cls, double(firstLine + uint64_t(y)), rng, r);
+            else
+                drawRow(p.mean[size_t(cls)].data(), p.sd[size_t(cls)].data(), W, p.noise, rng, r);
             if (p.sourceCoarse)
                 for (int i = 0; i < W; ++i) r[i] = int16_t(r[i] & ~3);
             if (p.correct) correctRow(p, cls, r);

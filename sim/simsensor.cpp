@@ -19,8 +19,14 @@ namespace lsxsim {
 
 namespace {
 
-inline double response(double q, double coef) { return q * (1.0 - coef * q * q); }
-inline double responseSlope(double q, double coef) { return q >= kFullWell ? 0.0 : 1.0 - 3.0 * coef * q * q; }
+inline double response(double q, double coef)
+{
+    return q * (1.0 - coef * q * q);
+}
+inline double responseSlope(double q, double coef)
+{
+    return q >= kFullWell ? 0.0 : 1.0 - 3.0 * coef * q * q;
+}
 
 }  // namespace
 
@@ -54,8 +60,10 @@ PixelTruth Camera::pixelTruthLocked(int cls, int i, double level) const
         const double c = s.nonLinear ? m_nonLinear[at] : 0.0;
         const double qd = std::min(kFullWell, double(m_darkCurrent[at]) * t * 1e-3);
         double qp = 0.0;
-        if (level >= 0) qp = level / (g * (sum ? f * v : 1));
-        else if (s.scene != LSX_SIM_SCENE_DARK) qp = m_resp[at] * lightAt(px) * t;
+        if (level >= 0)
+            qp = level / (g * (sum ? f * v : 1));
+        else if (s.scene != LSX_SIM_SCENE_DARK)
+            qp = m_resp[at] * lightAt(px) * t;
         const double q = std::min(kFullWell, qd + qp);
         const double fd = response(qd, c);
         out.dark += m_dark[at] * offsetGain + g * fd;

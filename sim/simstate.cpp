@@ -128,8 +128,10 @@ lsxStatus Camera::loadConfig(const char* path)
     auto text = [&](const char* k, std::string& field, const std::vector<std::string>& allowed) {
         auto it = kv.find(k);
         if (it == kv.end()) return;
-        if (std::find(allowed.begin(), allowed.end(), it->second) == allowed.end()) ok = false;
-        else field = it->second;
+        if (std::find(allowed.begin(), allowed.end(), it->second) == allowed.end())
+            ok = false;
+        else
+            field = it->second;
     };
     num("exposure", s.exposure, 2.0, 20000.0);
     num("gain", s.gain, 1.0, 8.0);
@@ -183,31 +185,31 @@ lsxStatus Camera::loadConfig(const char* path)
         for (size_t i = 0; ok && i < 104; ++i) {
             long long v = 0;
             const std::string pair = "0x" + hex.substr(2 * i, 2);
-            if (!std::isxdigit(static_cast<unsigned char>(hex[2 * i])) ||
-                !std::isxdigit(static_cast<unsigned char>(hex[2 * i + 1])) || !whole(pair, v))
+            if (!std::isxdigit(static_cast<unsigned char>(hex[2 * i]))
+                || !std::isxdigit(static_cast<unsigned char>(hex[2 * i + 1])) || !whole(pair, v))
                 ok = false;
             else
                 s.sw[i] = uint8_t(v);
         }
     }
-    static const std::vector<std::string> ispNames{"saturation", "colorTemperature", "gamma", "contrast",
-                                                   "blackLevel", "noiseReduct2d", "noiseReduct3d", "sharpness",
-                                                   "mono", "inverse", "flip"};
+    static const std::vector<std::string> ispNames{"saturation", "colorTemperature", "gamma",         "contrast",
+                                                   "blackLevel", "noiseReduct2d",    "noiseReduct3d", "sharpness",
+                                                   "mono",       "inverse",          "flip"};
     for (const auto& [k, v] : kv) {
         const bool isp = k.rfind("isp.", 0) == 0, flag = k.rfind("bool.", 0) == 0, reg = k.rfind("reg.", 0) == 0;
         if (!isp && !flag && !reg) continue;
         if (isp || flag) {
             const std::string name = k.substr(isp ? 4 : 5);
-            if ((v != "0" && v != "1") || name.empty() || name.size() > 64 ||
-                (isp && std::find(ispNames.begin(), ispNames.end(), name) == ispNames.end())) {
+            if ((v != "0" && v != "1") || name.empty() || name.size() > 64
+                || (isp && std::find(ispNames.begin(), ispNames.end(), name) == ispNames.end())) {
                 ok = false;
                 break;
             }
             (isp ? s.isp : s.bools)[name] = v == "1";
         } else {
             long long r = 0, value = 0;
-            if (!whole(k.substr(4), r) || r < 0 || r > 0xFFFFFFFFLL || !whole(v, value) || value < 0 ||
-                value > 0xFFFFFFFFLL || s.regs.size() >= 1024) {
+            if (!whole(k.substr(4), r) || r < 0 || r > 0xFFFFFFFFLL || !whole(v, value) || value < 0
+                || value > 0xFFFFFFFFLL || s.regs.size() >= 1024) {
                 ok = false;
                 break;
             }

@@ -8,58 +8,69 @@
 #include <QMenu>
 
 BaseItem::BaseItem(const QPixmap& pixmap, bool fixed, QGraphicsItem* parent)
-    : QObject(nullptr), QGraphicsPixmapItem(pixmap, parent), m_fixed(fixed) {
+    : QObject(nullptr), QGraphicsPixmapItem(pixmap, parent), m_fixed(fixed)
+{
     updateRects();
     setFlag(ItemSendsGeometryChanges, true);
     setFlag(ItemIsMovable, !m_fixed);
 }
 
-BaseItem::~BaseItem() {
+BaseItem::~BaseItem()
+{
     delete m_menu.data();
 }
 
-void BaseItem::setPixmap(const QPixmap& pixmap) {
+void BaseItem::setPixmap(const QPixmap& pixmap)
+{
     const bool sizeChanged = pixmap.size() != QGraphicsPixmapItem::pixmap().size();
     if (sizeChanged) prepareGeometryChange();
     QGraphicsPixmapItem::setPixmap(pixmap);
     if (sizeChanged) updateRects();
 }
 
-void BaseItem::updateRects() {
+void BaseItem::updateRects()
+{
     const QSizeF size = QGraphicsPixmapItem::pixmap().size();
     m_boundingRect = QRectF(QPointF(0, 0), size);
     m_innerRect = QRectF(0, 0, size.width() - 1, size.height() - 1);
 }
 
-QPointF BaseItem::center() const {
+QPointF BaseItem::center() const
+{
     return m_boundingRect.center();
 }
 
-QRectF BaseItem::realRect() const {
+QRectF BaseItem::realRect() const
+{
     return m_innerRect;
 }
 
-QRectF BaseItem::boundingRect() const {
+QRectF BaseItem::boundingRect() const
+{
     return m_boundingRect;
 }
 
-QPainterPath BaseItem::shape() const {
+QPainterPath BaseItem::shape() const
+{
     QPainterPath path;
     path.addRect(m_boundingRect);
     return path;
 }
 
-bool BaseItem::contains(const QPointF& point) const {
+bool BaseItem::contains(const QPointF& point) const
+{
     return m_innerRect.contains(point);
 }
 
-void BaseItem::setViewScale(double scale) {
+void BaseItem::setViewScale(double scale)
+{
     if (scale <= 0) return;
     m_scale = scale;
     update();
 }
 
-void BaseItem::changeFixState() {
+void BaseItem::changeFixState()
+{
     m_fixed = !m_fixed;
     if (m_fixed) {
         m_savedPenColor = m_penColor;
@@ -71,12 +82,14 @@ void BaseItem::changeFixState() {
     update();
 }
 
-void BaseItem::changePenColor() {
+void BaseItem::changePenColor()
+{
     const QColor color = QColorDialog::getColor(m_penColor, nullptr, QStringLiteral("Select pen color"));
     if (color.isValid()) setPenColor(color);
 }
 
-void BaseItem::contextMenuEvent(QGraphicsSceneContextMenuEvent* event) {
+void BaseItem::contextMenuEvent(QGraphicsSceneContextMenuEvent* event)
+{
     if (!m_menu) {
         QWidget* parentWidget = nullptr;
         if (scene() && !scene()->views().isEmpty()) parentWidget = scene()->views().first();
@@ -93,7 +106,8 @@ void BaseItem::contextMenuEvent(QGraphicsSceneContextMenuEvent* event) {
     m_menu->exec(event->screenPos());
 }
 
-QVariant BaseItem::itemChange(GraphicsItemChange change, const QVariant& value) {
+QVariant BaseItem::itemChange(GraphicsItemChange change, const QVariant& value)
+{
     if (change == ItemPositionHasChanged && scene()) emit posChanged(mapToScene(center()));
     return QGraphicsPixmapItem::itemChange(change, value);
 }

@@ -33,7 +33,8 @@ public:
 
     bool isFixed() const { return m_fixed; }
     QColor penColor() const { return m_penColor; }
-    void setPenColor(const QColor& color) {
+    void setPenColor(const QColor& color)
+    {
         m_penColor = color;
         update();
     }

@@ -20,25 +20,29 @@ constexpr double handleSize = 10.0;
 }  // namespace
 
 ImageItem::ImageItem(const QPixmap& pixmap, bool fixed, QGraphicsItem* parent)
-    : BaseItem(pixmap, fixed, parent), m_showOverlay(!fixed), m_width(pixmap.width()), m_height(pixmap.height()) {
+    : BaseItem(pixmap, fixed, parent), m_showOverlay(!fixed), m_width(pixmap.width()), m_height(pixmap.height())
+{
     m_spinCenter = QPointF(m_width / 2.0, m_height / 2.0);
     setAcceptHoverEvents(true);
     updateOverlay();
 }
 
-void ImageItem::setSpinData(const QPointF& spinCenter, double spinAngle) {
+void ImageItem::setSpinData(const QPointF& spinCenter, double spinAngle)
+{
     m_spinCenter = spinCenter;
     m_spinAngle = spinAngle;
     updateOverlay();
     update();
 }
 
-void ImageItem::setViewScale(double scale) {
+void ImageItem::setViewScale(double scale)
+{
     BaseItem::setViewScale(scale);
     updateOverlay();
 }
 
-double ImageItem::spinAngleTo(const QPointF& center, const QPointF& point) {
+double ImageItem::spinAngleTo(const QPointF& center, const QPointF& point)
+{
     const double dx = point.x() - center.x();
     const double dy = point.y() - center.y();
     if (dy == 0.0) return dx < 0.0 ? 180.0 : 0.0;
@@ -47,7 +51,8 @@ double ImageItem::spinAngleTo(const QPointF& center, const QPointF& point) {
     return dy < 0.0 ? -angle : angle;
 }
 
-void ImageItem::updateOverlay() {
+void ImageItem::updateOverlay()
+{
     m_width = pixmap().width();
     m_height = pixmap().height();
     const double length = arrowLength / m_scale;
@@ -78,7 +83,8 @@ void ImageItem::updateOverlay() {
     m_rotationHandle = QRectF(tip - QPointF(half, half), tip + QPointF(half, half));
 }
 
-void ImageItem::paint(QPainter* painter, const QStyleOptionGraphicsItem* option, QWidget* widget) {
+void ImageItem::paint(QPainter* painter, const QStyleOptionGraphicsItem* option, QWidget* widget)
+{
     QGraphicsPixmapItem::paint(painter, option, widget);
     if (!m_showOverlay) return;
     painter->save();
@@ -96,7 +102,8 @@ void ImageItem::paint(QPainter* painter, const QStyleOptionGraphicsItem* option,
     painter->restore();
 }
 
-void ImageItem::contextMenuEvent(QGraphicsSceneContextMenuEvent* event) {
+void ImageItem::contextMenuEvent(QGraphicsSceneContextMenuEvent* event)
+{
     if (m_showOverlay) {
         BaseItem::contextMenuEvent(event);
         return;
@@ -104,7 +111,8 @@ void ImageItem::contextMenuEvent(QGraphicsSceneContextMenuEvent* event) {
     event->ignore();
 }
 
-void ImageItem::hoverMoveEvent(QGraphicsSceneHoverEvent* event) {
+void ImageItem::hoverMoveEvent(QGraphicsSceneHoverEvent* event)
+{
     const QPointF pos = event->pos();
     if (m_showOverlay && m_centerHandle.contains(pos))
         setCursor(Qt::SizeAllCursor);
@@ -134,7 +142,8 @@ void ImageItem::hoverMoveEvent(QGraphicsSceneHoverEvent* event) {
     BaseItem::hoverMoveEvent(event);
 }
 
-void ImageItem::mousePressEvent(QGraphicsSceneMouseEvent* event) {
+void ImageItem::mousePressEvent(QGraphicsSceneMouseEvent* event)
+{
     if (m_showOverlay && event->button() == Qt::LeftButton) {
         if (m_centerHandle.contains(event->pos())) {
             m_dragState = DragCenter;
@@ -150,7 +159,8 @@ void ImageItem::mousePressEvent(QGraphicsSceneMouseEvent* event) {
     BaseItem::mousePressEvent(event);
 }
 
-void ImageItem::mouseMoveEvent(QGraphicsSceneMouseEvent* event) {
+void ImageItem::mouseMoveEvent(QGraphicsSceneMouseEvent* event)
+{
     if (m_showOverlay && m_dragState != DragNone) {
         if (m_dragState == DragCenter)
             m_spinCenter = event->pos();
@@ -165,7 +175,8 @@ void ImageItem::mouseMoveEvent(QGraphicsSceneMouseEvent* event) {
     BaseItem::mouseMoveEvent(event);
 }
 
-void ImageItem::mouseReleaseEvent(QGraphicsSceneMouseEvent* event) {
+void ImageItem::mouseReleaseEvent(QGraphicsSceneMouseEvent* event)
+{
     if (m_showOverlay && m_dragState != DragNone) {
         m_dragState = DragNone;
         setCursor(Qt::ArrowCursor);
@@ -176,19 +187,23 @@ void ImageItem::mouseReleaseEvent(QGraphicsSceneMouseEvent* event) {
     BaseItem::mouseReleaseEvent(event);
 }
 
-void ImageItem::setViewDragMode(int mode) {
+void ImageItem::setViewDragMode(int mode)
+{
     if (!scene() || scene()->views().isEmpty()) return;
     scene()->views().first()->setDragMode(QGraphicsView::DragMode(mode));
 }
 
-void ImageItem::enableArrow() {
+void ImageItem::enableArrow()
+{
     setViewDragMode(QGraphicsView::NoDrag);
 }
 
-void ImageItem::enableHandDrag() {
+void ImageItem::enableHandDrag()
+{
     setViewDragMode(QGraphicsView::ScrollHandDrag);
 }
 
-void ImageItem::enableRubberBand() {
+void ImageItem::enableRubberBand()
+{
     setViewDragMode(QGraphicsView::RubberBandDrag);
 }

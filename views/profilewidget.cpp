@@ -20,38 +20,39 @@ constexpr double hoverLabelHeight = 16.0;
 constexpr double minZoom = 1.0;
 
 // Curve colours by channel: B, G, R and the fourth channel; a single channel is gray.
-QColor channelColor(int channel, int channels) {
+QColor channelColor(int channel, int channels)
+{
     if (channels == 1) return QColor(Qt::gray);
     switch (channel) {
-        case 0:
-            return QColor(Qt::blue);
-        case 1:
-            return QColor(Qt::green);
-        case 2:
-            return QColor(Qt::red);
-        default:
-            return QColor(Qt::white);
+    case 0: return QColor(Qt::blue);
+    case 1: return QColor(Qt::green);
+    case 2: return QColor(Qt::red);
+    default: return QColor(Qt::white);
     }
 }
 
 // The flatten menu holds one action for one channel, and "all three" plus one per channel
 // otherwise.
-int menuLengthFor(int channels) {
+int menuLengthFor(int channels)
+{
     return channels == 1 ? 1 : 4;
 }
 
-QString valueText(double value) {
+QString valueText(double value)
+{
     return QStringLiteral("%1").arg(value, 0, 'f', 2);
 }
 }  // namespace
 
-ProfileWidget::ProfileWidget(QWidget* parent) : QWidget(parent) {
+ProfileWidget::ProfileWidget(QWidget* parent) : QWidget(parent)
+{
     setMouseTracking(true);
     m_menu = new QMenu(this);
     connect(m_menu, &QMenu::aboutToHide, this, &ProfileWidget::menuHidden);
 }
 
-void ProfileWidget::setProfile(const cv::Mat& data, double left, double right, bool editable) {
+void ProfileWidget::setProfile(const cv::Mat& data, double left, double right, bool editable)
+{
     if (!data.empty() && data.depth() != CV_32F)
         data.convertTo(m_data, CV_32F);
     else
@@ -61,17 +62,19 @@ void ProfileWidget::setProfile(const cv::Mat& data, double left, double right, b
     m_editable = editable;
     setToolTip(m_data.empty() ? QString() : guideToolTip);
     // The menu is never rebuilt under the operator's cursor: frames keep coming while it is open.
-    if (m_editable && !m_data.empty() && !m_menu->isVisible() &&
-        m_menu->actions().size() != menuLengthFor(m_data.channels()))
+    if (m_editable && !m_data.empty() && !m_menu->isVisible()
+        && m_menu->actions().size() != menuLengthFor(m_data.channels()))
         rebuildMenu(m_data.channels());
     update();
 }
 
-void ProfileWidget::clearProfile() {
+void ProfileWidget::clearProfile()
+{
     setProfile(cv::Mat(), 0.0, 0.0, false);
 }
 
-void ProfileWidget::rebuildMenu(int channels) {
+void ProfileWidget::rebuildMenu(int channels)
+{
     m_menu->clear();  // deletes the actions the menu made
     QStringList texts;
     if (channels == 1)
@@ -86,7 +89,8 @@ void ProfileWidget::rebuildMenu(int channels) {
     }
 }
 
-void ProfileWidget::setYMax(double yMax) {
+void ProfileWidget::setYMax(double yMax)
+{
     if (yMax == m_yMax) return;
     m_yMax = yMax;
     m_offset = 0.0;
@@ -95,44 +99,50 @@ void ProfileWidget::setYMax(double yMax) {
     update();
 }
 
-void ProfileWidget::setHoverX(double x) {
+void ProfileWidget::setHoverX(double x)
+{
     m_hoverX = x;
     update();
 }
 
-double ProfileWidget::xOfColumn(double column) const {
+double ProfileWidget::xOfColumn(double column) const
+{
     return (column - m_left) * width() / (m_right - m_left);
 }
 
-double ProfileWidget::yOfValue(double value) const {
+double ProfileWidget::yOfValue(double value) const
+{
     return (m_yMax - value) * height() * m_scale / m_yMax - m_offset;
 }
 
-double ProfileWidget::valueAtY(double y) const {
+double ProfileWidget::valueAtY(double y) const
+{
     return (1.0 - ((y + m_offset) / m_scale) / height()) * m_yMax;
 }
 
-void ProfileWidget::menuHidden() {
+void ProfileWidget::menuHidden()
+{
     m_selecting = false;
     update();
 }
 
-void ProfileWidget::adjustData() {
+void ProfileWidget::adjustData()
+{
     auto* action = qobject_cast<QAction*>(sender());
     if (!action || m_data.empty() || m_right == m_left) return;
 
     if (m_selStart > m_selEnd) std::swap(m_selStart, m_selEnd);
     const float sx = float(width() / (m_right - m_left));
     bool changed = false;
-    const cv::Mat copy =
-        ffcFlattenStretch(m_data, m_selStart, m_selEnd, sx, m_left, action->data().toInt(), &changed);
+    const cv::Mat copy = ffcFlattenStretch(m_data, m_selStart, m_selEnd, sx, m_left, action->data().toInt(), &changed);
     // Nothing is sent for data of another channel count, an action it has no channel for, or a
     // stretch inside one column, whose column keeps its value.
     if (!changed) return;
     emit dataAdjusted(copy);
 }
 
-void ProfileWidget::paintEvent(QPaintEvent* event) {
+void ProfileWidget::paintEvent(QPaintEvent* event)
+{
     if (m_data.empty()) {
         QWidget::paintEvent(event);
         return;
@@ -192,13 +202,15 @@ void ProfileWidget::paintEvent(QPaintEvent* event) {
 
 // The value at a horizontal line, written above the line in the lower part of the strip and
 // below it in the upper part, so that it stays clear of the middle scale label.
-void ProfileWidget::drawValueLabel(QPainter& painter, double y, double rectHeight) const {
+void ProfileWidget::drawValueLabel(QPainter& painter, double y, double rectHeight) const
+{
     const double h = height();
     const double top = y > h / 2 + 48 ? y - 16 : y;
     painter.drawText(QRectF(0, top, labelWidth, rectHeight), Qt::AlignLeft, valueText(valueAtY(y)));
 }
 
-void ProfileWidget::wheelEvent(QWheelEvent* event) {
+void ProfileWidget::wheelEvent(QWheelEvent* event)
+{
     const int delta = event->angleDelta().y();
     if (delta == 0) {
         event->ignore();
@@ -225,7 +237,8 @@ void ProfileWidget::wheelEvent(QWheelEvent* event) {
     update();
 }
 
-void ProfileWidget::mousePressEvent(QMouseEvent* event) {
+void ProfileWidget::mousePressEvent(QMouseEvent* event)
+{
     const QPointF pos = event->position();
     if (event->button() == Qt::LeftButton) {
         m_dragging = true;
@@ -240,7 +253,8 @@ void ProfileWidget::mousePressEvent(QMouseEvent* event) {
     update();
 }
 
-void ProfileWidget::mouseMoveEvent(QMouseEvent* event) {
+void ProfileWidget::mouseMoveEvent(QMouseEvent* event)
+{
     const QPointF pos = event->position();
     m_hoverX = pos.x();
     m_hoverY = pos.y();
@@ -252,7 +266,8 @@ void ProfileWidget::mouseMoveEvent(QMouseEvent* event) {
     update();
 }
 
-void ProfileWidget::mouseReleaseEvent(QMouseEvent* event) {
+void ProfileWidget::mouseReleaseEvent(QMouseEvent* event)
+{
     if (m_dragging) {
         m_dragging = false;
     } else if (m_selecting) {
@@ -264,7 +279,8 @@ void ProfileWidget::mouseReleaseEvent(QMouseEvent* event) {
     update();
 }
 
-void ProfileWidget::mouseDoubleClickEvent(QMouseEvent* event) {
+void ProfileWidget::mouseDoubleClickEvent(QMouseEvent* event)
+{
     if (height() <= 0) return;
     const double value = valueAtY(event->position().y());
     if (m_guideLines.contains(value)) {
@@ -276,12 +292,14 @@ void ProfileWidget::mouseDoubleClickEvent(QMouseEvent* event) {
     update();
 }
 
-void ProfileWidget::enterEvent(QEnterEvent* event) {
+void ProfileWidget::enterEvent(QEnterEvent* event)
+{
     m_hover = true;
     QWidget::enterEvent(event);
 }
 
-void ProfileWidget::leaveEvent(QEvent* event) {
+void ProfileWidget::leaveEvent(QEvent* event)
+{
     m_hover = false;
     update();
     QWidget::leaveEvent(event);

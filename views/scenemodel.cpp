@@ -17,22 +17,26 @@ namespace {
 constexpr double backdropZ = -1000.0;
 }
 
-double SceneModel::zoomStep() {
+double SceneModel::zoomStep()
+{
     static const double step = std::pow(2.0, 0.2);
     return step;
 }
 
 SceneModel::SceneModel(double width, double height, QObject* parent)
-    : QGraphicsScene(parent), m_sceneWidth(width), m_sceneHeight(height) {
+    : QGraphicsScene(parent), m_sceneWidth(width), m_sceneHeight(height)
+{
     setBackgroundBrush(QBrush(Qt::transparent, Qt::SolidPattern));
 }
 
-SceneModel::~SceneModel() {
+SceneModel::~SceneModel()
+{
     // The items go while the lists they leave are still here.
     clear();
 }
 
-ImageItem* SceneModel::addImage(const QPixmap& pixmap, bool fixed) {
+ImageItem* SceneModel::addImage(const QPixmap& pixmap, bool fixed)
+{
     auto* item = new ImageItem(pixmap, fixed);
     double z = m_images.isEmpty() ? backdropZ : m_images.last()->zValue();
     if (fixed) {
@@ -62,7 +66,8 @@ ImageItem* SceneModel::addImage(const QPixmap& pixmap, bool fixed) {
     return item;
 }
 
-void SceneModel::forget(BaseItem* item) {
+void SceneModel::forget(BaseItem* item)
+{
     const auto same = [item](BaseItem* listed) { return listed == item; };
     m_images.removeIf(same);
     m_points.removeIf(same);
@@ -70,7 +75,8 @@ void SceneModel::forget(BaseItem* item) {
     if (m_histogram == item) m_histogram = nullptr;
 }
 
-void SceneModel::removeItem(QGraphicsItem* item) {
+void SceneModel::removeItem(QGraphicsItem* item)
+{
     if (!item) return;
     if (auto* base = dynamic_cast<BaseItem*>(item)) {
         disconnect(base, nullptr, this, nullptr);
@@ -79,7 +85,8 @@ void SceneModel::removeItem(QGraphicsItem* item) {
     if (item->scene() == this) QGraphicsScene::removeItem(item);
 }
 
-void SceneModel::addPoint(PointItem* item) {
+void SceneModel::addPoint(PointItem* item)
+{
     if (!item || m_points.contains(item)) return;
     m_points.append(item);
     item->setViewScale(m_scale);
@@ -87,7 +94,8 @@ void SceneModel::addPoint(PointItem* item) {
     addItem(item);
 }
 
-void SceneModel::addShape(ShapeItem* item) {
+void SceneModel::addShape(ShapeItem* item)
+{
     if (!item || m_shapes.contains(item)) return;
     m_shapes.append(item);
     item->setViewScale(m_scale);
@@ -95,7 +103,8 @@ void SceneModel::addShape(ShapeItem* item) {
     addItem(item);
 }
 
-void SceneModel::setHistogram(HistogramItem* item) {
+void SceneModel::setHistogram(HistogramItem* item)
+{
     if (m_histogram == item) return;
     if (m_histogram) removeItem(m_histogram);
     m_histogram = item;
@@ -105,7 +114,8 @@ void SceneModel::setHistogram(HistogramItem* item) {
     addItem(item);
 }
 
-void SceneModel::setScale(double scale) {
+void SceneModel::setScale(double scale)
+{
     if (views().isEmpty() || scale == m_scale) return;
     m_scale = scale;
     views().first()->setTransform(QTransform::fromScale(scale, scale));
@@ -117,22 +127,26 @@ void SceneModel::setScale(double scale) {
     emit scaleChanged(scale);
 }
 
-void SceneModel::setSceneSize(double width, double height) {
+void SceneModel::setSceneSize(double width, double height)
+{
     m_sceneWidth = width;
     m_sceneHeight = height;
 }
 
-void SceneModel::dragMoveEvent(QGraphicsSceneDragDropEvent* event) {
+void SceneModel::dragMoveEvent(QGraphicsSceneDragDropEvent* event)
+{
     qDebug() << "dragMoveEvent";
     QGraphicsScene::dragMoveEvent(event);
 }
 
-void SceneModel::mousePressEvent(QGraphicsSceneMouseEvent* event) {
+void SceneModel::mousePressEvent(QGraphicsSceneMouseEvent* event)
+{
     m_buttonPressed = true;
     QGraphicsScene::mousePressEvent(event);
 }
 
-void SceneModel::mouseMoveEvent(QGraphicsSceneMouseEvent* event) {
+void SceneModel::mouseMoveEvent(QGraphicsSceneMouseEvent* event)
+{
     // The base class also turns the move into the hover events that feed the row read-out.
     QGraphicsScene::mouseMoveEvent(event);
     if (m_images.isEmpty()) return;
@@ -150,7 +164,8 @@ void SceneModel::mouseMoveEvent(QGraphicsSceneMouseEvent* event) {
     emit mousePosChanged(scenePos, 0, false);
 }
 
-void SceneModel::mouseReleaseEvent(QGraphicsSceneMouseEvent* event) {
+void SceneModel::mouseReleaseEvent(QGraphicsSceneMouseEvent* event)
+{
     if (m_buttonPressed) {
         m_buttonPressed = false;
         emit mouseClicked(event->scenePos());
@@ -158,7 +173,8 @@ void SceneModel::mouseReleaseEvent(QGraphicsSceneMouseEvent* event) {
     QGraphicsScene::mouseReleaseEvent(event);
 }
 
-void SceneModel::wheelEvent(QGraphicsSceneWheelEvent* event) {
+void SceneModel::wheelEvent(QGraphicsSceneWheelEvent* event)
+{
     // A wheel that only tilts sideways carries no zoom.
     if (event->delta() == 0) {
         QGraphicsScene::wheelEvent(event);

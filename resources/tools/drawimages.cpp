@@ -133,13 +133,12 @@ void drawIcon(QPainter& p, int side)
     p.drawEllipse(QPointF(52, 19), 2.2, 2.2);
 }
 
-} // namespace
+}  // namespace
 
 int main(int argc, char* argv[])
 {
     // No display is needed: everything is painted into images.
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
-        qputenv("QT_QPA_PLATFORM", "offscreen");
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
     QGuiApplication app(argc, argv);
     if (argc < 2) {
         QTextStream(stderr) << "usage: drawimages <resources folder>\n";

@@ -27,9 +27,8 @@ lsxStatus recordCall(const char* name, const std::string& args)
     return status;
 }
 
-#define RECORD(name, ...)                                           \
-    if (lsxStatus fault_ = recordCall(#name, recordArgs(__VA_ARGS__))) \
-    return fault_
+#define RECORD(name, ...) \
+    if (lsxStatus fault_ = recordCall(#name, recordArgs(__VA_ARGS__))) return fault_
 
 namespace {
 
@@ -52,7 +51,10 @@ lsxStatus defaultFrame(RecordCam& c, lsxFrame& frame, std::vector<uint8_t>& buff
     return LSX_OK;
 }
 
-void copyText(char* to, size_t size, const char* from) { std::snprintf(to, size, "%s", from); }
+void copyText(char* to, size_t size, const char* from)
+{
+    std::snprintf(to, size, "%s", from);
+}
 
 }  // namespace
 
@@ -121,9 +123,12 @@ lsxStatus lsxGetSensorInfo(lsxHandle, lsxSensorInfo* info)
 lsxStatus lsxReadGenICamReg(lsxHandle, uint32_t reg, uint32_t* value)
 {
     RECORD(lsxReadGenICamReg, reg);
-    if (reg == GVR_SEN_BLACK_LEVEL) *value = g->blackLevelReg;
-    else if (reg == GVR_MULTI_FPN_SELECT) *value = g->lineReg;
-    else return LSX_ERR_ADDRESS;
+    if (reg == GVR_SEN_BLACK_LEVEL)
+        *value = g->blackLevelReg;
+    else if (reg == GVR_MULTI_FPN_SELECT)
+        *value = g->lineReg;
+    else
+        return LSX_ERR_ADDRESS;
     return LSX_OK;
 }
 

@@ -89,11 +89,26 @@ struct RecordCam {
 lsxStatus recordCall(const char* name, const std::string& args);
 
 // The arguments of a call as the record shows them.
-inline std::string recordArg(bool v) { return v ? "true" : "false"; }
-inline std::string recordArg(int32_t v) { return std::to_string(v); }
-inline std::string recordArg(uint32_t v) { return std::to_string(v); }
-inline std::string recordArg(int64_t v) { return std::to_string(v); }
-inline std::string recordArg(uint64_t v) { return std::to_string(v); }
+inline std::string recordArg(bool v)
+{
+    return v ? "true" : "false";
+}
+inline std::string recordArg(int32_t v)
+{
+    return std::to_string(v);
+}
+inline std::string recordArg(uint32_t v)
+{
+    return std::to_string(v);
+}
+inline std::string recordArg(int64_t v)
+{
+    return std::to_string(v);
+}
+inline std::string recordArg(uint64_t v)
+{
+    return std::to_string(v);
+}
 inline std::string recordArg(double v)
 {
     std::string text = std::to_string(v);
@@ -101,9 +116,18 @@ inline std::string recordArg(double v)
     if (!text.empty() && text.back() == '.') text.pop_back();
     return text;
 }
-inline std::string recordArg(float v) { return recordArg(double(v)); }
-inline std::string recordArg(const char* v) { return v ? v : "null"; }
-inline std::string recordArg(const void*) { return "*"; }
+inline std::string recordArg(float v)
+{
+    return recordArg(double(v));
+}
+inline std::string recordArg(const char* v)
+{
+    return v ? v : "null";
+}
+inline std::string recordArg(const void*)
+{
+    return "*";
+}
 template <typename... A>
 std::string recordArgs(A... a)
 {

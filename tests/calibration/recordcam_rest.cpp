@@ -14,8 +14,11 @@ lsxStatus answer(const char* name, H, A... a)
 }  // namespace
 
 extern "C" {
-#define RECORDCAM_WEAK(name, params, args) \
-    __attribute__((weak)) lsxStatus name params { return [](auto... a) { return answer(#name, a...); } args; }
+#define RECORDCAM_WEAK(name, params, args)                         \
+    __attribute__((weak)) lsxStatus name params                    \
+    {                                                              \
+        return [](auto... a) { return answer(#name, a...); } args; \
+    }
 LSX_OPERATIONS(RECORDCAM_WEAK)
 #undef RECORDCAM_WEAK
 }

@@ -28,8 +28,8 @@ inline std::vector<double> columnMeansOf(const cv::Mat& img, int channel, int fi
     for (int y = firstRow; y < firstRow + rows; ++y)
         for (int x = 0; x < img.cols; ++x) {
             const int c = img.channels();
-            m[size_t(x)] += img.depth() == CV_16U ? img.ptr<uint16_t>(y)[x * c + channel]
-                                                  : img.ptr<uint8_t>(y)[x * c + channel];
+            m[size_t(x)] +=
+                img.depth() == CV_16U ? img.ptr<uint16_t>(y)[x * c + channel] : img.ptr<uint8_t>(y)[x * c + channel];
         }
     for (double& v : m) v /= rows;
     return m;
@@ -77,7 +77,10 @@ inline double nonUniformity(const std::vector<double>& m)
 }
 
 // Standard deviation of the column means.
-inline double columnSpread(const std::vector<double>& m) { return nonUniformity(m) * meanOf(m); }
+inline double columnSpread(const std::vector<double>& m)
+{
+    return nonUniformity(m) * meanOf(m);
+}
 
 // The mean of m over [max(0, i - w), min(i + w, n)) for each i: the local reference of the fit.
 inline std::vector<double> localMeans(const std::vector<double>& m, int w)
@@ -185,8 +188,7 @@ protected:
         const int fpnSel = QSettings(fpnIniPath(), QSettings::IniFormat).value(FpnIni::FpnSel, 9).toInt();
         const PreviewCorrections c = buildPreviewCorrections(
             fpnLevelsFor(fpnSel), s->m_bList, s->m_kList, s->m_kScaleList,
-            [s](uint8_t level, QList<double>& out, int rows) { s->kAtLevel(level, out, rows); }, s->m_lineCount,
-            {});
+            [s](uint8_t level, QList<double>& out, int rows) { s->kAtLevel(level, out, rows); }, s->m_lineCount, {});
         PreviewSwitches on;
         on.fpn = true;
         on.lineCount = s->m_lineCount;

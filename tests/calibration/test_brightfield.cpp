@@ -59,14 +59,13 @@ private slots:
         const QVector<double> found = s->fpnExposureCheck({100.0});
         // From lo = min 2: hi = 32 (its first frame thrown away), doubled until a frame reaches
         // the window [99, 101), then bisected.
-        QCOMPARE(exposuresSet(cam()),
-                 (QList<double>{32, 32, 64, 128, 256, 129, 192.5, 224.25, 208.375, 200.4375}));
+        QCOMPARE(exposuresSet(cam()), (QList<double>{32, 32, 64, 128, 256, 129, 192.5, 224.25, 208.375, 200.4375}));
         QCOMPARE(found, (QVector<double>{200.4375}));
         // The short image, the camera's exposure range, stream and DOffset before the search.
         const QStringList calls = toList(cam().calls);
-        QCOMPARE(calls.mid(0, 7), (QStringList{"lsxGetRoiState()", "lsxGetRoi()", "lsxSetRoi(0,0,8,100)",
-                                               "lsxGetExposureDescr()", "lsxStart()", "lsxWriteGenICamReg(16777764,0)",
-                                               "lsxSetExposure(32)"}));
+        QCOMPARE(calls.mid(0, 7),
+                 (QStringList{"lsxGetRoiState()", "lsxGetRoi()", "lsxSetRoi(0,0,8,100)", "lsxGetExposureDescr()",
+                              "lsxStart()", "lsxWriteGenICamReg(16777764,0)", "lsxSetExposure(32)"}));
         QCOMPARE(calls.mid(7, 2), (QStringList{"lsxTriggerFire()", "lsxGetFrame(3000)"}));
         QCOMPARE(calls.last(), QStringLiteral("lsxStop()"));
         QCOMPARE(s->m_frameBits, int(LSX_BITS_16));
@@ -238,7 +237,8 @@ private slots:
         double lower = 0.0, upper = 0.0;
         QVERIFY(!s->fpnExposureCheck(lower, upper, 0, 255));
         QCOMPARE(reportsOf(info).last(),
-                 Report(101, QStringLiteral("光照太强，最小曝光时间下也无法达到预设亮度。请调低光照强度，或增加预设亮度后重试")));
+                 Report(101, QStringLiteral(
+                                 "光照太强，最小曝光时间下也无法达到预设亮度。请调低光照强度，或增加预设亮度后重试")));
         QCOMPARE(toList(cam().calls).last(), QStringLiteral("lsxStop()"));
     }
 
@@ -265,9 +265,8 @@ private slots:
         QList<cv::Mat> images;
         QVERIFY(s->fpnCapture({}, images));
         QVERIFY(images.isEmpty());
-        QCOMPARE(toList(cam().calls),
-                 (QStringList{"lsxGetRoiState()", "lsxGetRoi()", "lsxSetRoi(0,0,8,1000)", "lsxStart()",
-                              "lsxWriteGenICamReg(16777764,0)", "lsxStop()"}));
+        QCOMPARE(toList(cam().calls), (QStringList{"lsxGetRoiState()", "lsxGetRoi()", "lsxSetRoi(0,0,8,1000)",
+                                                   "lsxStart()", "lsxWriteGenICamReg(16777764,0)", "lsxStop()"}));
     }
 
     void seriesProgress_data()
@@ -292,7 +291,8 @@ private slots:
         QCOMPARE(images.size(), exposures.size());
         QList<Report> expected{{10, QStringLiteral("DOffset设置为：0.")}};
         for (int i = 0; i < exposures.size(); ++i)
-            expected.append({progress[i], QStringLiteral("曝光设为 %1 us, 第 %2 张图像采集完成").arg(exposures[i]).arg(i + 1)});
+            expected.append(
+                {progress[i], QStringLiteral("曝光设为 %1 us, 第 %2 张图像采集完成").arg(exposures[i]).arg(i + 1)});
         QCOMPARE(reportsOf(info), expected);
         // Three shots per exposure, LineRate 10000 each time, the frame of the last one kept.
         QCOMPARE(cam().count("lsxTriggerFire"), 3 * int(exposures.size()));
@@ -393,8 +393,7 @@ private slots:
         QCOMPARE(s->m_kScaleList.size(), 1);
         QVERIFY(std::abs(s->m_kScaleList[0] - scale) < 1e-12);
         QVERIFY(std::abs(s->m_kList[0][7] - scale) < 1e-12);
-        for (int x = 0; x < 7; ++x)
-            QVERIFY(std::abs(s->m_kList[0][x] * (0.8 + 0.1 * x) - 1.5 * scale) < 2e-3);
+        for (int x = 0; x < 7; ++x) QVERIFY(std::abs(s->m_kList[0][x] * (0.8 + 0.1 * x) - 1.5 * scale) < 2e-3);
         // B lifted by the dark run's lift over the largest K (the weakest column's, x = 0).
         const double k0 = s->m_kList[0][0];
         for (int x = 0; x < 8; ++x) QVERIFY(std::abs(s->m_bList[0][x] - (1024.0 + 512.0 / k0)) < 1e-9);
@@ -611,7 +610,9 @@ private slots:
     {
         auto s = server();
         cam().source = 14;
-        cam().fpnPair = [](int column, int plane, float) { return std::pair<float, float>(1.0f, plane * 100 + column); };
+        cam().fpnPair = [](int column, int plane, float) {
+            return std::pair<float, float>(1.0f, plane * 100 + column);
+        };
         cam().faults["lsxSetAnalogGain"] = {1, -5, 1};
         s->fpnStart();
         QCOMPARE(s->m_bList.size(), 3);
@@ -628,7 +629,8 @@ private slots:
         QSignalSpy info(s.get(), &CameraServer::OS_FpnInfo);
         s->fpnStart();
         QVERIFY(cam().callsOf("lsxGet(45,").empty());
-        QVERIFY(!textsOf(reportsOf(info)).contains(QStringLiteral("明场校正-未进行暗场校正，尝试读取相机内部暗场参数...")));
+        QVERIFY(
+            !textsOf(reportsOf(info)).contains(QStringLiteral("明场校正-未进行暗场校正，尝试读取相机内部暗场参数...")));
         // No dark rows for the two lines: the fit cannot run.
         QCOMPARE(reportsOf(info).last(), Report(101, QStringLiteral("明场校正-明场校正执行失败")));
     }
@@ -642,12 +644,14 @@ private slots:
         QTest::newRow("sensor width") << "lsxGetRoiDescr" << 0 << QList<Report>{{101, none}};
         QTest::newRow("source format") << "lsxGetSourceFormat" << 0 << QList<Report>{{101, none}};
         QTest::newRow("unknown format") << "" << 99
-                                        << QList<Report>{{101, QStringLiteral("明场校正-不支持的目标图像格式，无法继续。")}};
+                                        << QList<Report>{
+                                               {101, QStringLiteral("明场校正-不支持的目标图像格式，无法继续。")}};
         QTest::newRow("gain") << "lsxSetAnalogGain" << 0 << QList<Report>{{101, none}};
-        QTest::newRow("record") << "lsxGet" << 0
-                                << QList<Report>{{90, QStringLiteral("明场校正-读取暗场参数出错，错误原因：-1104-%1.")
-                                                          .arg(statusText(-1104))},
-                                                 {101, none}};
+        QTest::newRow("record")
+            << "lsxGet" << 0
+            << QList<Report>{
+                   {90, QStringLiteral("明场校正-读取暗场参数出错，错误原因：-1104-%1.").arg(statusText(-1104))},
+                   {101, none}};
     }
 
     void readBackFailures()
@@ -690,12 +694,11 @@ private slots:
         cam().frame = cameraFrames(LSX_BITS_8, [](const RecordCam&, int x, int) { return 100 + x; });
         QSignalSpy info(s.get(), &CameraServer::OS_FpnInfo);
         s->fpnStart();
-        QCOMPARE(reportsOf(info),
-                 (QList<Report>{{0, QStringLiteral("明场校正开始")},
-                                {20, QStringLiteral("明场校正-开始采图...")},
-                                {60, QStringLiteral("明场校正-明场校正图像采集完成")},
-                                {60, QStringLiteral("明场校正-开始执行明场校正...")},
-                                {100, QStringLiteral("明场校正-明场校正执行完成")}}));
+        QCOMPARE(reportsOf(info), (QList<Report>{{0, QStringLiteral("明场校正开始")},
+                                                 {20, QStringLiteral("明场校正-开始采图...")},
+                                                 {60, QStringLiteral("明场校正-明场校正图像采集完成")},
+                                                 {60, QStringLiteral("明场校正-开始执行明场校正...")},
+                                                 {100, QStringLiteral("明场校正-明场校正执行完成")}}));
         // One K list against the brightest column; no final step, no scale.
         QCOMPARE(s->m_kList.size(), 1);
         QCOMPARE(s->m_kList[0][7], 1.0);

@@ -82,8 +82,7 @@ private slots:
         QCOMPARE(n, 2048);
         std::vector<float> light(static_cast<size_t>(n));
         int32_t count = n;
-        QCOMPARE(m_api->getTruth(name.toLatin1().constData(), LSX_SIM_TRUE_LIGHT, 0, 0, light.data(), &count),
-                 LSX_OK);
+        QCOMPARE(m_api->getTruth(name.toLatin1().constData(), LSX_SIM_TRUE_LIGHT, 0, 0, light.data(), &count), LSX_OK);
         QCOMPARE(count, n);
         // Where the fit's window lies whole (at the ends it is one-sided and pulls the profile
         // toward the inside), the output follows the light, and its pixels follow their

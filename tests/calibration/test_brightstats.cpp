@@ -22,7 +22,10 @@ cv::Mat plane16(int columns, int rows, const std::function<int(int)>& value)
     return m;
 }
 
-QList<double> constant(int n, double v) { return QList<double>(n, v); }
+QList<double> constant(int n, double v)
+{
+    return QList<double>(n, v);
+}
 
 }  // namespace
 
@@ -104,7 +107,7 @@ private slots:
         QCOMPARE(a.cur, 2.0);
         // At winHigh the lower search is inside its window.
         ExposureSearch b = ExposureSearch::lower(100, 255, 2.0, 800.0, 2.0);  // window 99..101
-        QCOMPARE(b.judge(50.0), Verdict::Measure);                           // too low: lo 2, cur (2+800)/2
+        QCOMPARE(b.judge(50.0), Verdict::Measure);                            // too low: lo 2, cur (2+800)/2
         QCOMPARE(b.cur, 401.0);
         QCOMPARE(b.judge(101.0), Verdict::Found);
         ExposureSearch c = ExposureSearch::lower(100, 255, 2.0, 800.0, 2.0);
@@ -269,8 +272,8 @@ private slots:
         QVERIFY(!fitColumnGains({cv::Mat(2, 4, CV_8UC2, cv::Scalar(5, 5))}, b, 1, true, 600, kList, kPoints));
         QVERIFY(!fitColumnGains({cv::Mat(cv::Mat::zeros(2, 4, CV_8UC(5)))}, b, 1, true, 600, kList, kPoints));
         // A dark row short of the planes, or of the width.
-        QVERIFY(!fitColumnGains({cv::Mat(2, 4, CV_8UC3, cv::Scalar(5, 5, 5))}, b.mid(0, 2), 1, true, 600, kList,
-                                kPoints));
+        QVERIFY(
+            !fitColumnGains({cv::Mat(2, 4, CV_8UC3, cv::Scalar(5, 5, 5))}, b.mid(0, 2), 1, true, 600, kList, kPoints));
         QVERIFY(!fitColumnGains({cv::Mat(2, 4, CV_8UC1, cv::Scalar(5))}, {}, 1, true, 600, kList, kPoints));
         QVERIFY(!fitColumnGains({cv::Mat(2, 5, CV_8UC1, cv::Scalar(5))}, b, 1, true, 600, kList, kPoints));
         QVERIFY(!fitColumnGains({cv::Mat(4, 4, CV_8UC1, cv::Scalar(5))}, b.mid(0, 1), 2, true, 600, kList, kPoints));
@@ -308,8 +311,8 @@ private slots:
         // Four channels go the same way.
         kList.clear();
         kPoints.clear();
-        QVERIFY(fitColumnGains({cv::Mat(1, 2, CV_8UC4, cv::Scalar(1, 2, 3, 4))}, b + QList<QList<double>>{{0.0, 0.0}}, 1,
-                               true, 600, kList, kPoints));
+        QVERIFY(fitColumnGains({cv::Mat(1, 2, CV_8UC4, cv::Scalar(1, 2, 3, 4))}, b + QList<QList<double>>{{0.0, 0.0}},
+                               1, true, 600, kList, kPoints));
         QCOMPARE(kList.size(), 4);
         QCOMPARE(kPoints[3][0].x, 4.0);
     }

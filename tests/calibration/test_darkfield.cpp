@@ -14,13 +14,20 @@ namespace {
 // whose colour solutions are `solutions`, "user" at index `userAt` (-1: none).
 QStringList ispCalls(int solutions, int userAt)
 {
-    QStringList calls{"lsxSetSaturationState(false)",   "lsxSetColorTemperatureState(false)",
-                      "lsxSetBayerDecodeSel(0)",        "lsxSetGammaState(false)",
-                      "lsxSetContrastState(false)",     "lsxSetBlackLevelState(false)",
-                      "lsxSetNoiseReduct2dState(false)", "lsxSetNoiseReduct3dState(false)",
-                      "lsxSetSharpnessState(false)",    "lsxSetFlipHorizontalState(false)",
-                      "lsxSetMonoState(false)",         "lsxSetInverseState(false)",
-                      "lsxSetConfigString(ReverseX,false)", "lsxSetConfigString(SCS.LineShift,0)",
+    QStringList calls{"lsxSetSaturationState(false)",
+                      "lsxSetColorTemperatureState(false)",
+                      "lsxSetBayerDecodeSel(0)",
+                      "lsxSetGammaState(false)",
+                      "lsxSetContrastState(false)",
+                      "lsxSetBlackLevelState(false)",
+                      "lsxSetNoiseReduct2dState(false)",
+                      "lsxSetNoiseReduct3dState(false)",
+                      "lsxSetSharpnessState(false)",
+                      "lsxSetFlipHorizontalState(false)",
+                      "lsxSetMonoState(false)",
+                      "lsxSetInverseState(false)",
+                      "lsxSetConfigString(ReverseX,false)",
+                      "lsxSetConfigString(SCS.LineShift,0)",
                       "lsxSetBoolValue(CCMEnable,false)"};
     const int last = userAt >= 0 ? userAt : solutions;
     for (int i = 0; i <= last; ++i) calls.append(QStringLiteral("lsxGetColorSolutionSelDetail(%1)").arg(i));
@@ -142,8 +149,7 @@ private slots:
         auto s = server();
         cam().roiOn = false;
         QVERIFY(s->fpnRoiCheck(1000));
-        QCOMPARE(toList(cam().calls),
-                 (QStringList{"lsxGetRoiState()", "lsxGetRoi()", "lsxSetRoi(0,0,0,1000)"}));
+        QCOMPARE(toList(cam().calls), (QStringList{"lsxGetRoiState()", "lsxGetRoi()", "lsxSetRoi(0,0,0,1000)"}));
     }
 
     void areaCameraCappedBySensor()
@@ -299,8 +305,8 @@ private slots:
         QSignalSpy info(s.get(), &CameraServer::OS_FpnInfo);
         QVERIFY(!s->fpnSetDoffset());
         QCOMPARE(toList(cam().calls), (QStringList{"lsxSet(129,83,3)", "lsxStop()"}));
-        QCOMPARE(reportsOf(info), (QList<Report>{{101, QStringLiteral("DOffset设置出错，错误原因：-1104-%1.")
-                                                              .arg(statusText(-1104))}}));
+        QCOMPARE(reportsOf(info),
+                 (QList<Report>{{101, QStringLiteral("DOffset设置出错，错误原因：-1104-%1.").arg(statusText(-1104))}}));
     }
 
     // ---- DOffset: the walk on a camera whose image follows it ----
@@ -358,7 +364,8 @@ private slots:
         QCOMPARE(cam().doffsetWrites.size(), size_t(127));
         QCOMPARE(cam().doffsetWrites.back(), 127);
         QCOMPARE(reportsOf(info),
-                 (QList<Report>{{101, QStringLiteral("检测DOffset出错，使用最大DOffset也无法满足条件，请手动输入数值重试。")}}));
+                 (QList<Report>{
+                     {101, QStringLiteral("检测DOffset出错，使用最大DOffset也无法满足条件，请手动输入数值重试。")}}));
         QCOMPARE(setting(FpnIni::DOffset).toInt(), 126);
         QCOMPARE(cam().calls.back(), std::string("lsxStop()"));
     }
@@ -492,11 +499,20 @@ private slots:
         QSignalSpy info(s.get(), &CameraServer::OS_FpnInfo);
         s->dsnuStart(false);
         const QStringList calls = toList(cam().calls);
-        QStringList expected{"lsxReadGenICamReg(16782880)", "lsxSet(46,false,0)", "lsxGet(40)", "lsxSet(40,0)",
-                             "lsxGetSourceFormat()",        "lsxGetTargetFormat()", "lsxSetSourceFormat(2)",
-                             "lsxSetTargetFormat(34)",      "lsxGetTriggerSource()", "lsxSetTriggerSource(0)",
-                             "lsxGetTriggerState()",        "lsxSetTriggerState(true)",
-                             "lsxSetConfigString(LineRate,10000)", "lsxSetRgbGain(1,1,1)"};
+        QStringList expected{"lsxReadGenICamReg(16782880)",
+                             "lsxSet(46,false,0)",
+                             "lsxGet(40)",
+                             "lsxSet(40,0)",
+                             "lsxGetSourceFormat()",
+                             "lsxGetTargetFormat()",
+                             "lsxSetSourceFormat(2)",
+                             "lsxSetTargetFormat(34)",
+                             "lsxGetTriggerSource()",
+                             "lsxSetTriggerSource(0)",
+                             "lsxGetTriggerState()",
+                             "lsxSetTriggerState(true)",
+                             "lsxSetConfigString(LineRate,10000)",
+                             "lsxSetRgbGain(1,1,1)"};
         expected << ispCalls(3, 2);
         expected << "lsxStart()"
                  << "lsxSetAnalogGain(1)"
@@ -515,8 +531,7 @@ private slots:
                               QStringLiteral("暗场校正-增益范围 : [1, 1]"), QStringLiteral("暗场校正-增益设为 1."),
                               QStringLiteral("DOffset设置为：3."), QStringLiteral("\n"),
                               QStringLiteral("暗场校正-最小列均值为1.75，最大列均值为1.75."), QStringLiteral("\n"),
-                              QStringLiteral("暗场校正-抓图完成."),
-                              QStringLiteral("暗场校正-增益为 1 暗场校正完成.\n"),
+                              QStringLiteral("暗场校正-抓图完成."), QStringLiteral("暗场校正-增益为 1 暗场校正完成.\n"),
                               QStringLiteral("暗场校正-暗场校正执行完成。")}));
         const QList<Report> reports = reportsOf(info);
         QCOMPARE(reports[1].first, 1);
@@ -640,8 +655,8 @@ private slots:
                                 << "[1, 3]";
         QTest::newRow("min above max") << QVariant(3.0) << QVariant(2.0) << QStringList{} << "[3, 2]";
         // A text that is no number reads as 0, as any float setting does.
-        QTest::newRow("not a number") << QVariant("x") << QVariant(2.0)
-                                      << QStringList{"lsxSetAnalogGain(0)", "lsxSetAnalogGain(1)", "lsxSetAnalogGain(2)"}
+        QTest::newRow("not a number") << QVariant(
+            "x") << QVariant(2.0) << QStringList{"lsxSetAnalogGain(0)", "lsxSetAnalogGain(1)", "lsxSetAnalogGain(2)"}
                                       << "[0, 2]";
     }
 
@@ -734,9 +749,8 @@ private slots:
         store(FpnIni::GainMin, 1.0);
         store(FpnIni::GainMax, 3.0);
         // Line 2 goes above the limit (64 on the 8-bit scale) at gain 2.
-        cam().frame = monoFrames(LSX_BITS_16, [](int, int y, float gain) {
-            return (y % 4 == 2 && gain >= 2.0f) ? 70 * 256 : 20 * 256;
-        });
+        cam().frame = monoFrames(
+            LSX_BITS_16, [](int, int y, float gain) { return (y % 4 == 2 && gain >= 2.0f) ? 70 * 256 : 20 * 256; });
         QSignalSpy info(s.get(), &CameraServer::OS_FpnInfo);
         s->dsnuStart(false);
         QCOMPARE(s->m_bList.size(), 4);
@@ -857,7 +871,8 @@ private slots:
         s->dsnuStart(false);
         const QList<Report> reports = reportsOf(info);
         QCOMPARE(reports[reports.size() - 2],
-                 Report(90, QStringLiteral("暗场校正-不支持的图像格式，当前仅支持 FORMAT_MONO & FORMAT_BGR24 & FORMAT_RGB24.")));
+                 Report(90, QStringLiteral(
+                                "暗场校正-不支持的图像格式，当前仅支持 FORMAT_MONO & FORMAT_BGR24 & FORMAT_RGB24.")));
         QCOMPARE(reports.last().first, 101);
     }
 
@@ -901,20 +916,19 @@ private slots:
         cam().frame = monoFrames(LSX_BITS_16, [](int x, int y, float) { return 6400 + 256 * (x + y); });
         QSignalSpy info(s.get(), &CameraServer::OS_FpnInfo);
         s->dsnuStart(true);
-        QStringList expected{"lsxGetSourceFormat()", "lsxGetTargetFormat()", "lsxSetSourceFormat(2)",
-                             "lsxSetTargetFormat(34)", "lsxSet(46,false,0)", "lsxStart()"};
+        QStringList expected{"lsxGetSourceFormat()",   "lsxGetTargetFormat()", "lsxSetSourceFormat(2)",
+                             "lsxSetTargetFormat(34)", "lsxSet(46,false,0)",   "lsxStart()"};
         for (int i = 0; i < 512; ++i) expected << "lsxGetFrame(1000000)";
         expected << "lsxStop()";
         QCOMPARE(toList(cam().calls), expected);
-        QCOMPARE(reportsOf(info),
-                 (QList<Report>{{1, QStringLiteral("暗场校正-TVK317.")},
-                                {20, QStringLiteral("\n已关闭相机内部FPN。")},
-                                {30, QStringLiteral("\n已启动视频流。")},
-                                {20, QStringLiteral("\n")},
-                                {40, QStringLiteral("暗场校正-最小列均值为25.00，最大列均值为29.00.")},
-                                {80, QStringLiteral("\n")},
-                                {90, QStringLiteral("暗场校正-抓图完成.")},
-                                {100, QStringLiteral("暗场校正-暗场校正执行完成。")}}));
+        QCOMPARE(reportsOf(info), (QList<Report>{{1, QStringLiteral("暗场校正-TVK317.")},
+                                                 {20, QStringLiteral("\n已关闭相机内部FPN。")},
+                                                 {30, QStringLiteral("\n已启动视频流。")},
+                                                 {20, QStringLiteral("\n")},
+                                                 {40, QStringLiteral("暗场校正-最小列均值为25.00，最大列均值为29.00.")},
+                                                 {80, QStringLiteral("\n")},
+                                                 {90, QStringLiteral("暗场校正-抓图完成.")},
+                                                 {100, QStringLiteral("暗场校正-暗场校正执行完成。")}}));
         // One row of the readout's 8 samples, kept on the 8-bit scale.
         QCOMPARE(s->m_bList, (QList<QList<double>>{{25, 26, 27, 28, 26, 27, 28, 29}}));
         QVERIFY(s->m_incBList.isEmpty());

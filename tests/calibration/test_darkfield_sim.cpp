@@ -11,7 +11,10 @@ namespace {
 constexpr double kReadNoise = 0.7;
 constexpr int kWidth = 256;
 
-double normalCdf(double z) { return 0.5 * std::erfc(-z / std::sqrt(2.0)); }
+double normalCdf(double z)
+{
+    return 0.5 * std::erfc(-z / std::sqrt(2.0));
+}
 
 // Mean and standard deviation of a sample as the camera delivers it: the 10-bit value t plus
 // Gaussian noise sigma, rounded to a whole number, clipped to 0..1023, then put on the frame's
@@ -104,7 +107,8 @@ private slots:
         // The DOffset found at each gain, as the search applied it.
         QList<int> found;
         for (const Report& r : reports)
-            if (r.second.startsWith(QStringLiteral("DOffset设置为："))) found.append(r.second.mid(11).chopped(1).toInt());
+            if (r.second.startsWith(QStringLiteral("DOffset设置为：")))
+                found.append(r.second.mid(11).chopped(1).toInt());
         QCOMPARE(found.size(), 3);
 
         const int rows = 1000;  // per plane: one sensor line in every fourth row of 4000 on four lines
@@ -127,7 +131,8 @@ private slots:
                 QCOMPARE(m_api->getTrueDark(cam.constData(), plane, line, truth.data(), &count), LSX_OK);
                 QCOMPARE(count, kWidth);
                 std::vector<float> noise(kWidth);
-                QCOMPARE(m_api->getTruth(cam.constData(), LSX_SIM_TRUE_NOISE, plane, line, noise.data(), &count), LSX_OK);
+                QCOMPARE(m_api->getTruth(cam.constData(), LSX_SIM_TRUE_NOISE, plane, line, noise.data(), &count),
+                         LSX_OK);
                 QCOMPARE(count, kWidth);
                 for (int x = 0; x < kWidth; ++x) {
                     // At gain 1 the noise is the read noise alone, to a few hundredths.
@@ -139,7 +144,12 @@ private slots:
                     const double tolerance = 5.0 * m.sd / std::sqrt(double(rows)) + (eightBit ? 1e-9 : 1.0);
                     if (std::abs(row[x] - m.mean) > tolerance)
                         QFAIL(qPrintable(QStringLiteral("gain %1 plane %2 column %3: B %4, truth %5 (tolerance %6)")
-                                             .arg(gain).arg(p).arg(x).arg(row[x]).arg(m.mean).arg(tolerance)));
+                                             .arg(gain)
+                                             .arg(p)
+                                             .arg(x)
+                                             .arg(row[x])
+                                             .arg(m.mean)
+                                             .arg(tolerance)));
                     darkest = std::min(darkest, row[x] * walkScale);
                     brightest = std::max(brightest, row[x] * walkScale);
                 }
@@ -175,7 +185,8 @@ private slots:
         QTest::addColumn<QString>("words");
         QTest::newRow("trigger") << "trigger" << 1 << QString();
         QTest::newRow("frame") << "frame" << 1 << QString();
-        QTest::newRow("gain setter") << "gain" << 1 << QStringLiteral("暗场校正-设置增益出错，错误原因：-5-%1.").arg(statusText(-5));
+        QTest::newRow("gain setter") << "gain" << 1
+                                     << QStringLiteral("暗场校正-设置增益出错，错误原因：-5-%1.").arg(statusText(-5));
         QTest::newRow("disconnect") << "disconnect" << 1
                                     << QStringLiteral("DOffset设置出错，错误原因：-1104-%1.").arg(statusText(-1104));
     }

@@ -46,16 +46,15 @@ private slots:
         QTest::addColumn<double>("n");
         QTest::addColumn<double>("last");
         QTest::addColumn<QVector<double>>("exposures");
-        QTest::newRow("20 to 1020, step 1") << 20.0 << 1020.0 << 1.0 << 10 << 100.0 << 100.0 << 11.0 << 1120.0
-                                            << evenly(20.0, 100.0, 11);
-        QTest::newRow("20 to 1020, step 25") << 20.0 << 1020.0 << 25.0 << 10 << 4.0 << 100.0 << 11.0 << 1120.0
-                                             << evenly(20.0, 100.0, 11);
+        QTest::newRow("20 to 1020, step 1")
+            << 20.0 << 1020.0 << 1.0 << 10 << 100.0 << 100.0 << 11.0 << 1120.0 << evenly(20.0, 100.0, 11);
+        QTest::newRow("20 to 1020, step 25")
+            << 20.0 << 1020.0 << 25.0 << 10 << 4.0 << 100.0 << 11.0 << 1120.0 << evenly(20.0, 100.0, 11);
         // Narrower than ten steps: ceil(5 / 10) / 1 is 1, so k is 1 and the interval the step.
-        QTest::newRow("narrow range") << 20.0 << 25.0 << 1.0 << 10 << 1.0 << 1.0 << 6.0 << 26.0
-                                      << evenly(20.0, 1.0, 6);
+        QTest::newRow("narrow range") << 20.0 << 25.0 << 1.0 << 10 << 1.0 << 1.0 << 6.0 << 26.0 << evenly(20.0, 1.0, 6);
         // Narrower still: ceil(3 / 10) / 25 is 0.04, truncated to 0, so k is raised to 1.
-        QTest::newRow("range below one step") << 20.0 << 23.0 << 25.0 << 10 << 1.0 << 25.0 << 1.0 << 45.0
-                                              << QVector<double>{20.0};
+        QTest::newRow("range below one step")
+            << 20.0 << 23.0 << 25.0 << 10 << 1.0 << 25.0 << 1.0 << 45.0 << QVector<double>{20.0};
         QTest::newRow("one exposure") << 300.0 << 300.0 << 1.0 << 10 << 1.0 << 1.0 << 1.0 << 301.0
                                       << QVector<double>{300.0};
         // The count is a target: ceil(1000 / 7) = 143 on a step of 25 is k 5, interval 125, and
@@ -202,9 +201,9 @@ private slots:
 
     void emptyFrameKeepsItsPlace()
     {
-        const QList<cv::Mat> rows = exposureRows({cv::Mat(2, 2, CV_8UC1, cv::Scalar(4)), cv::Mat(),
-                                                  cv::Mat(2, 2, CV_8UC1, cv::Scalar(8))},
-                                                 ExposureRowLayout{});
+        const QList<cv::Mat> rows =
+            exposureRows({cv::Mat(2, 2, CV_8UC1, cv::Scalar(4)), cv::Mat(), cv::Mat(2, 2, CV_8UC1, cv::Scalar(8))},
+                         ExposureRowLayout{});
         QCOMPARE(rows.size(), 3);
         QCOMPARE(valuesOf(rows[0]), (QList<float>{4, 4}));
         QVERIFY(rows[1].empty());

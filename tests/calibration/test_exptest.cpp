@@ -16,7 +16,10 @@ namespace {
 // camera's minimum of 2 us.
 constexpr double kPerUs = 254.0 / 250.0;
 
-int sample16(double e) { return int(std::lround(kPerUs * e * 256.0)); }
+int sample16(double e)
+{
+    return int(std::lround(kPerUs * e * 256.0));
+}
 
 // A uniform 16-bit mono scene at kPerUs.
 FrameMaker uniformScene()
@@ -80,8 +83,9 @@ class TestExpTest : public QObject, RecordCamHarness {
     {
         Run r;
         QObject here;
-        QObject::connect(s, &CameraServer::OS_FpnInfo, &here,
-                         [&r](int progress, QString info) { r.reports.append({progress, info}); });
+        QObject::connect(s, &CameraServer::OS_FpnInfo, &here, [&r](int progress, QString info) {
+            r.reports.append({progress, info});
+        });
         QObject::connect(s, &CameraServer::OS_ExpTestFinished, &here, [&r](QVector<double> e, QList<cv::Mat> rows) {
             ++r.finished;
             r.reportsBeforeFinished = int(r.reports.size());
@@ -128,17 +132,24 @@ private slots:
                              "lsxGetRoiState()", "lsxGetRoi()", "lsxSetRoi(0,0,8,100)", "lsxGetExposureDescr()",
                              "lsxStart()", "lsxWriteGenICamReg(16777764,0)"};
         for (double e : {250.0, 250.0, 2.0})
-            expected << QStringLiteral("lsxSetExposure(%1)").arg(e) << "lsxTriggerFire()" << "lsxGetFrame(3000)";
+            expected << QStringLiteral("lsxSetExposure(%1)").arg(e) << "lsxTriggerFire()"
+                     << "lsxGetFrame(3000)";
         expected << "lsxStop()"
                  << "lsxSetRgbGain(1,1,1)"
                  // The series at the image height of a measurement.
-                 << "lsxGetRoiState()" << "lsxGetRoi()" << "lsxSetRoi(0,0,8,4)" << "lsxStart()"
+                 << "lsxGetRoiState()"
+                 << "lsxGetRoi()"
+                 << "lsxSetRoi(0,0,8,4)"
+                 << "lsxStart()"
                  << "lsxWriteGenICamReg(16777764,0)";
         for (double e : expectedExposures()) {
             expected << QStringLiteral("lsxSetExposure(%1)").arg(e) << "lsxSetConfigString(LineRate,10000)";
-            for (int shot = 0; shot < 3; ++shot) expected << "lsxTriggerFire()" << "lsxGetFrame(3000)";
+            for (int shot = 0; shot < 3; ++shot)
+                expected << "lsxTriggerFire()"
+                         << "lsxGetFrame(3000)";
         }
-        expected << "lsxStop()" << "lsxGetTargetFormat()";
+        expected << "lsxStop()"
+                 << "lsxGetTargetFormat()";
         QCOMPARE(toList(cam().calls), expected);
         // The camera is measured as it is set: its FPN, flat field and image processing are
         // not touched (no key 46 or 40, no colour or flip settings), nor its gain.
@@ -153,11 +164,12 @@ private slots:
         cam().target = FORMAT_MONO16;
         const Run r = run(s.get());
 
-        QList<Report> expected{{10, QStringLiteral("DOffset设置为：0.")}, {30, kRangeText},
-                               {10, QStringLiteral("DOffset设置为：0.")}};
+        QList<Report> expected{
+            {10, QStringLiteral("DOffset设置为：0.")}, {30, kRangeText}, {10, QStringLiteral("DOffset设置为：0.")}};
         const QVector<double> exposures = expectedExposures();
         for (int i = 0; i < exposures.size(); ++i)
-            expected.append({35 + 5 * i, QStringLiteral("曝光设为 %1 us, 第 %2 张图像采集完成").arg(exposures[i]).arg(i + 1)});
+            expected.append(
+                {35 + 5 * i, QStringLiteral("曝光设为 %1 us, 第 %2 张图像采集完成").arg(exposures[i]).arg(i + 1)});
         expected.append({100, kDoneText});
         QCOMPARE(r.reports, expected);
 
@@ -229,12 +241,10 @@ private slots:
             << int(FORMAT_RGB24) << int(FORMAT_RGB24) << 3 << QList<int>{10, 20, 30} << QList<float>{30, 20, 10};
         QTest::newRow("10: B 30, G 20, R 10 as delivered")
             << int(FORMAT_BGR24) << int(FORMAT_BGR24) << 3 << QList<int>{30, 20, 10} << QList<float>{30, 20, 10};
-        QTest::newRow("15: four channels as delivered")
-            << int(FORMAT_RGB32) << int(FORMAT_RGB32) << 4 << QList<int>{10, 20, 30, 40}
-            << QList<float>{10, 20, 30, 40};
-        QTest::newRow("11: four channels as delivered")
-            << int(FORMAT_BGR32) << int(FORMAT_BGR32) << 4 << QList<int>{30, 20, 10, 40}
-            << QList<float>{30, 20, 10, 40};
+        QTest::newRow("15: four channels as delivered") << int(FORMAT_RGB32) << int(FORMAT_RGB32) << 4
+                                                        << QList<int>{10, 20, 30, 40} << QList<float>{10, 20, 30, 40};
+        QTest::newRow("11: four channels as delivered") << int(FORMAT_BGR32) << int(FORMAT_BGR32) << 4
+                                                        << QList<int>{30, 20, 10, 40} << QList<float>{30, 20, 10, 40};
     }
 
     void targetFormats()
@@ -333,7 +343,8 @@ private slots:
         const Run r = run(s.get());
         QCOMPARE(failures(r.reports), 2);
         QCOMPARE(r.reports.at(r.reports.size() - 2),
-                 Report(101, QStringLiteral("光照太强，最小曝光时间下也无法达到预设亮度。请调低光照强度，或增加预设亮度后重试")));
+                 Report(101, QStringLiteral(
+                                 "光照太强，最小曝光时间下也无法达到预设亮度。请调低光照强度，或增加预设亮度后重试")));
         QCOMPARE(r.reports.last(), Report(101, QStringLiteral("曝光范围检测出错，请重试。")));
         QCOMPARE(r.finished, 0);
         QCOMPARE(cam().count("lsxSetRgbGain"), 0);

@@ -5,9 +5,9 @@
 // plane's balance, whatever the target format's channel order. The truth is asked for at each
 // exposure of the run, so the comparison holds for a linear sensor and for one that bends toward
 // full scale alike.
+#include "calibration/reports.h"
 #include "calibration/simharness.h"
 #include "camera/cameraserver.h"
-#include "calibration/reports.h"
 #include "common/threadspy.h"
 #include "loader.h"
 #include "sim/lsxsim.h"
@@ -107,8 +107,7 @@ class TestExpTestSim : public QObject, SimHarness {
                 for (int l = 0; l < lines; ++l) {
                     std::vector<float> dark(kWidth), signal(kWidth);
                     int32_t n = kWidth, m = kWidth;
-                    if (m_api->getTruth(cam.constData(), LSX_SIM_TRUE_DARK, p, l, dark.data(), &n) != LSX_OK)
-                        return {};
+                    if (m_api->getTruth(cam.constData(), LSX_SIM_TRUE_DARK, p, l, dark.data(), &n) != LSX_OK) return {};
                     if (m_api->getTruth(cam.constData(), LSX_SIM_TRUE_SIGNAL, p, l, signal.data(), &m) != LSX_OK)
                         return {};
                     if (n != kWidth || m != kWidth) return {};
@@ -174,14 +173,13 @@ class TestExpTestSim : public QObject, SimHarness {
                 worstOffset = std::max(worstOffset, offsetError);
                 slopes[size_t(k)].push_back(got.slope);
             }
-        qInfo("%s: %d columns x %d channels, worst slope error %.3f %%, worst offset error %.3f DN8",
-              qPrintable(what), kWidth, channels, 100 * worstSlope, worstOffset);
+        qInfo("%s: %d columns x %d channels, worst slope error %.3f %%, worst offset error %.3f DN8", qPrintable(what),
+              kWidth, channels, 100 * worstSlope, worstOffset);
         if (worstSlope > 0.01 || worstOffset > 1.0) {
-            QTest::qFail(qPrintable(QStringLiteral("%1: slope error %2, offset error %3")
-                                        .arg(what)
-                                        .arg(worstSlope)
-                                        .arg(worstOffset)),
-                         __FILE__, __LINE__);
+            QTest::qFail(
+                qPrintable(
+                    QStringLiteral("%1: slope error %2, offset error %3").arg(what).arg(worstSlope).arg(worstOffset)),
+                __FILE__, __LINE__);
             return {};
         }
         return slopes;
@@ -230,7 +228,8 @@ class TestExpTestSim : public QObject, SimHarness {
                 if (bend > 0.05) continue;
                 ++straight;
                 const double darkDrift = (darkLast[size_t(k)][size_t(x)] - darkFirst[size_t(k)][size_t(x)]) / (e1 - e0);
-                const double model = (gain * response[size_t(k)][size_t(x)] * light[size_t(k)][size_t(x)] + darkDrift) / 4.0;
+                const double model =
+                    (gain * response[size_t(k)][size_t(x)] * light[size_t(k)][size_t(x)] + darkDrift) / 4.0;
                 worst = std::max(worst, std::abs(slopes[size_t(k)][size_t(x)] / model - 1.0));
             }
         qInfo("%s: %d of %d columns on a straight truth; their slope against gain x response x light within %.3f %%",

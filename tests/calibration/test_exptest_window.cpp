@@ -56,10 +56,11 @@ private slots:
         const QString config = m_root.path() + QStringLiteral("/sim.json");
         QFile f(config);
         QVERIFY(f.open(QIODevice::WriteOnly));
-        f.write(QStringLiteral(R"({"timeScale": 0, "cameras": [{"friendlyName": "%1", "width": %2, "roiHeight": 200}]})")
-                    .arg(QString::fromLatin1(kCamera))
-                    .arg(kWidth)
-                    .toLatin1());
+        f.write(
+            QStringLiteral(R"({"timeScale": 0, "cameras": [{"friendlyName": "%1", "width": %2, "roiHeight": 200}]})")
+                .arg(QString::fromLatin1(kCamera))
+                .arg(kWidth)
+                .toLatin1());
         f.close();
         qputenv("LSX_SIM_CONFIG", config.toLocal8Bit());
         qputenv("TELORINE_DOCUMENT_PATH", m_root.path().toLocal8Bit());
@@ -135,7 +136,8 @@ private slots:
         // The profile of the first exposure: the whole row.
         QCOMPARE(stats->profile()->data().cols, kWidth);
         stats->expSBox()->setValue(e.at(e.size() / 2));
-        QCOMPARE(stats->profile()->data().at<cv::Vec3f>(0, 7), stats->dataMatList().at(e.size() / 2).at<cv::Vec3f>(0, 7));
+        QCOMPARE(stats->profile()->data().at<cv::Vec3f>(0, 7),
+                 stats->dataMatList().at(e.size() / 2).at<cv::Vec3f>(0, 7));
 
         // The tooltip of a point of the green line, near the point.
         auto* green = qobject_cast<QScatterSeries*>(series.at(5));

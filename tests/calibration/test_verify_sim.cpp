@@ -65,7 +65,10 @@ double sampleSd(const std::vector<double>& v)
     return std::sqrt(s2 / double(v.size() - 1));
 }
 
-double sampleVar(const std::vector<double>& v) { return sampleSd(v) * sampleSd(v); }
+double sampleVar(const std::vector<double>& v)
+{
+    return sampleSd(v) * sampleSd(v);
+}
 
 }  // namespace
 
@@ -78,10 +81,18 @@ struct Heard {
 
     Heard(CameraServer* s, QObject* here)
     {
-        QObject::connect(s, &CameraServer::OS_VerifyAsk, here,
-                         [this](int step, QString text) { asked.append({step, text}); }, Qt::QueuedConnection);
-        QObject::connect(s, &CameraServer::OS_FpnInfo, here,
-                         [this](int progress, QString text) { info.append({progress, text}); }, Qt::QueuedConnection);
+        QObject::connect(
+            s, &CameraServer::OS_VerifyAsk, here,
+            [this](int step, QString text) {
+                asked.append({step, text});
+            },
+            Qt::QueuedConnection);
+        QObject::connect(
+            s, &CameraServer::OS_FpnInfo, here,
+            [this](int progress, QString text) {
+                info.append({progress, text});
+            },
+            Qt::QueuedConnection);
         QObject::connect(
             s, &CameraServer::OS_VerifyFinished, here,
             [this](VerifyReport r) {
@@ -202,8 +213,10 @@ private slots:
 
         VerifyReport r;
         const QList<Report> reports = verify(s.get(), name, &r);
-        QCOMPARE(reports.last(), Report(100, QStringLiteral("校正验证-校正验证完成，结果：不合格。点击确定查看报告。")));
-        QVERIFY(reports.contains(Report(5, QStringLiteral("校正验证-相机FPN与平场校正均未打开，校正后的数值将与校正前相同。"))));
+        QCOMPARE(reports.last(),
+                 Report(100, QStringLiteral("校正验证-校正验证完成，结果：不合格。点击确定查看报告。")));
+        QVERIFY(reports.contains(
+            Report(5, QStringLiteral("校正验证-相机FPN与平场校正均未打开，校正后的数值将与校正前相同。"))));
         QCOMPARE(r.planes.size(), planes * lines);
         QVERIFY(r.lines >= 1000);
         QCOMPARE(r.fpnOn, false);
@@ -274,10 +287,11 @@ private slots:
         QVERIFY(r.fpnOn);
         QCOMPARE(r.planes.size(), planes * lines);
         for (const VerifyPlane& p : r.planes) {
-            qInfo("%s %s: before DSNU %.3f DN10 PRNU %.3f %% defects %d; after DSNU %.3f DN10 PRNU %.3f %% "
-                  "defects %d, dark at 0: %.0f %%",
-                  qPrintable(name), qPrintable(p.name), p.before.dsnu, p.before.prnu, int(p.before.defects.size()),
-                  p.after.dsnu, p.after.prnu, int(p.after.defects.size()), 100.0 * p.after.darkZero);
+            qInfo(
+                "%s %s: before DSNU %.3f DN10 PRNU %.3f %% defects %d; after DSNU %.3f DN10 PRNU %.3f %% "
+                "defects %d, dark at 0: %.0f %%",
+                qPrintable(name), qPrintable(p.name), p.before.dsnu, p.before.prnu, int(p.before.defects.size()),
+                p.after.dsnu, p.after.prnu, int(p.after.defects.size()), 100.0 * p.after.darkZero);
             QVERIFY2(p.after.prnu < 0.3, qPrintable(QString::number(p.after.prnu)));
             QVERIFY2(p.after.dsnu < 0.3, qPrintable(QString::number(p.after.dsnu)));
             QCOMPARE(p.after.defects, QVector<int>());
@@ -305,8 +319,9 @@ private slots:
 
         VerifyReport r;
         const QList<Report> reports = verify(s.get(), name, &r);
-        QVERIFY2(reports.last() == Report(100, QStringLiteral("校正验证-校正验证完成，结果：不合格。点击确定查看报告。")),
-                 qPrintable(textsOf(reports).join(QLatin1Char('|'))));
+        QVERIFY2(
+            reports.last() == Report(100, QStringLiteral("校正验证-校正验证完成，结果：不合格。点击确定查看报告。")),
+            qPrintable(textsOf(reports).join(QLatin1Char('|'))));
         QVERIFY(!reportPasses(r));
         // Each defect left is a column at the K limit.
         const double kLimit = s->m_maxK - 0.2;
@@ -364,8 +379,9 @@ private slots:
         QVERIFY2(switchesOf(s->m_handle) == found, qPrintable(describe(switchesOf(s->m_handle))));
         if (!fault.isEmpty()) {
             QCOMPARE(reports.mid(reports.size() - 2),
-                     (QList<Report>{{101, QStringLiteral("校正验证-采集图像失败，错误原因：-1601-%1.").arg(statusText(-1601))},
-                                    {101, QStringLiteral("校正验证-校正验证执行失败，请重试。")}}));
+                     (QList<Report>{
+                         {101, QStringLiteral("校正验证-采集图像失败，错误原因：-1601-%1.").arg(statusText(-1601))},
+                         {101, QStringLiteral("校正验证-校正验证执行失败，请重试。")}}));
             QCOMPARE(finished.size(), 0);
         } else if (atStep != 0) {
             // Quiet: no closing report either way, no result.
@@ -391,11 +407,13 @@ private slots:
         QTest::addColumn<double>("level");
         QTest::addColumn<QString>("message");
         QTest::newRow("clipping") << 1500.0
-                                  << QStringLiteral("校正验证-明场图像过亮：黑白 有 %1% 的像素达到满量程（最多允许 "
-                                                    "0.1%），请降低光源亮度或曝光时间后重试。");
+                                  << QStringLiteral(
+                                         "校正验证-明场图像过亮：黑白 有 %1% 的像素达到满量程（最多允许 "
+                                         "0.1%），请降低光源亮度或曝光时间后重试。");
         QTest::newRow("too dark") << 60.0
-                                  << QStringLiteral("校正验证-明场图像过暗：黑白 的平均亮度只有满量程的 %1%（至少需要 "
-                                                    "10%），请提高光源亮度或曝光时间后重试。");
+                                  << QStringLiteral(
+                                         "校正验证-明场图像过暗：黑白 的平均亮度只有满量程的 %1%（至少需要 "
+                                         "10%），请提高光源亮度或曝光时间后重试。");
     }
 
     void brightFrameRefused()
@@ -432,9 +450,10 @@ private slots:
         QCOMPARE(verify(s.get(), name).last().first, 100);
         QCOMPARE(m_api->frameTimeouts(camera.constData(), 3), LSX_OK);
         const QList<Report> reports = verify(s.get(), name);
-        QCOMPARE(reports.mid(reports.size() - 2),
-                 (QList<Report>{{101, QStringLiteral("校正验证-采集图像失败，错误原因：-1000-%1.").arg(statusText(-1000))},
-                                {101, QStringLiteral("校正验证-校正验证执行失败，请重试。")}}));
+        QCOMPARE(
+            reports.mid(reports.size() - 2),
+            (QList<Report>{{101, QStringLiteral("校正验证-采集图像失败，错误原因：-1000-%1.").arg(statusText(-1000))},
+                           {101, QStringLiteral("校正验证-校正验证执行失败，请重试。")}}));
     }
 
     // The camera gone in the middle of the run: the failure, then that the camera could not be
@@ -450,11 +469,12 @@ private slots:
         m_api->reconnect(name.toLatin1().constData());
         QCOMPARE(finished.size(), 0);
         QCOMPARE(reports.mid(reports.size() - 3),
-                 (QList<Report>{{101, QStringLiteral("校正验证-采集图像失败，错误原因：-1104-%1.").arg(statusText(-1104))},
-                                {101, QStringLiteral("校正验证-恢复相机设置出错，错误原因：-1104-%1.请检查相机的FPN与平场使能、"
-                                                     "触发方式和图像格式。")
-                                          .arg(statusText(-1104))},
-                                {101, QStringLiteral("校正验证-校正验证执行失败，请重试。")}}));
+                 (QList<Report>{
+                     {101, QStringLiteral("校正验证-采集图像失败，错误原因：-1104-%1.").arg(statusText(-1104))},
+                     {101, QStringLiteral("校正验证-恢复相机设置出错，错误原因：-1104-%1.请检查相机的FPN与平场使能、"
+                                          "触发方式和图像格式。")
+                               .arg(statusText(-1104))},
+                     {101, QStringLiteral("校正验证-校正验证执行失败，请重试。")}}));
     }
 
     // The lens left open at the dark question: refused as the dark field refuses it, the switches
@@ -473,7 +493,8 @@ private slots:
         disconnect(c);
         QCOMPARE(reports.last(), Report(101, QStringLiteral("校正验证-校正验证执行失败，请重试。")));
         const QString refusal = reports.at(reports.size() - 2).second;
-        QVERIFY2(refusal.startsWith(QStringLiteral("校正验证-暗场图像过亮：黑白 的最大列均值为 ")), qPrintable(refusal));
+        QVERIFY2(refusal.startsWith(QStringLiteral("校正验证-暗场图像过亮：黑白 的最大列均值为 ")),
+                 qPrintable(refusal));
         QVERIFY(refusal.endsWith(QStringLiteral("（限制 64），请确认镜头盖已盖好后重试。")));
         QVERIFY(switchesOf(s->m_handle) == found);
     }

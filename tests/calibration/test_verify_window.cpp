@@ -25,8 +25,8 @@
 #include <QMessageBox>
 #include <QPlainTextEdit>
 #include <QProcess>
-#include <QRegularExpression>
 #include <QPushButton>
+#include <QRegularExpression>
 #include <QScreen>
 #include <QStandardPaths>
 #include <QTableWidget>
@@ -69,7 +69,10 @@ void answerBox(QString* title, QString* text, int triesLeft = 500)
 }
 
 // A tool of poppler-utils, or empty.
-QString poppler(const QString& tool) { return QStandardPaths::findExecutable(tool); }
+QString poppler(const QString& tool)
+{
+    return QStandardPaths::findExecutable(tool);
+}
 
 QString run(const QString& program, const QStringList& args)
 {
@@ -275,9 +278,9 @@ private slots:
         const QString pdftotext = poppler(QStringLiteral("pdftotext"));
         QVERIFY2(!pdftoppm.isEmpty() && !pdftotext.isEmpty(), "poppler-utils missing: run scripts/setup.sh");
         const QString stem = m_out.filePath(QStringLiteral("page"));
-        run(pdftoppm, {QStringLiteral("-png"), QStringLiteral("-r"), QStringLiteral("110"), QStringLiteral("-f"),
-                       QStringLiteral("1"), QStringLiteral("-l"), QStringLiteral("1"), QStringLiteral("-singlefile"), pdf,
-                       stem});
+        run(pdftoppm,
+            {QStringLiteral("-png"), QStringLiteral("-r"), QStringLiteral("110"), QStringLiteral("-f"),
+             QStringLiteral("1"), QStringLiteral("-l"), QStringLiteral("1"), QStringLiteral("-singlefile"), pdf, stem});
         const QImage page(stem + QStringLiteral(".png"));
         QVERIFY(!page.isNull());
         QVERIFY(page.height() > page.width());  // A4 upright
@@ -290,10 +293,10 @@ private slots:
         if (!dir.isEmpty()) QVERIFY(page.save(QString::fromLocal8Bit(dir) + QStringLiteral("/verify_report.png")));
         const QString text = run(pdftotext, {QStringLiteral("-f"), QStringLiteral("1"), QStringLiteral("-l"),
                                              QStringLiteral("1"), QStringLiteral("-layout"), pdf, QStringLiteral("-")});
-        for (const QString& expected :
-             {QStringLiteral("线扫相机校正验证报告"), r.serial, QStringLiteral("LSM4096A"), QStringLiteral("结论：合格"),
-              QStringLiteral("校正前"), QStringLiteral("校正后"), QString::number(p.before.prnu, 'f', 3),
-              QString::number(p.after.prnu, 'f', 3), QString::number(p.after.dsnu, 'f', 3)})
+        for (const QString& expected : {QStringLiteral("线扫相机校正验证报告"), r.serial, QStringLiteral("LSM4096A"),
+                                        QStringLiteral("结论：合格"), QStringLiteral("校正前"),
+                                        QStringLiteral("校正后"), QString::number(p.before.prnu, 'f', 3),
+                                        QString::number(p.after.prnu, 'f', 3), QString::number(p.after.dsnu, 'f', 3)})
             QVERIFY2(text.contains(expected), qPrintable(expected + QStringLiteral(" not in:\n") + text));
     }
 
@@ -329,8 +332,9 @@ private slots:
         const QString info = run(poppler(QStringLiteral("pdfinfo")), {pdf});
         QVERIFY2(info.contains(QRegularExpression(QStringLiteral("Pages:\\s+3\\n"))), qPrintable(info));
         auto page = [&](int n) {
-            return run(poppler(QStringLiteral("pdftotext")), {QStringLiteral("-f"), QString::number(n), QStringLiteral("-l"),
-                                                            QString::number(n), pdf, QStringLiteral("-")});
+            return run(poppler(QStringLiteral("pdftotext")),
+                       {QStringLiteral("-f"), QString::number(n), QStringLiteral("-l"), QString::number(n), pdf,
+                        QStringLiteral("-")});
         };
         QVERIFY(page(1).contains(QStringLiteral("平面：B")));
         QVERIFY(page(2).contains(QStringLiteral("平面：G")));

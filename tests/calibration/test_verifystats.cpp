@@ -74,7 +74,8 @@ private slots:
             QCOMPARE(s.lines, 1000);
             QCOMPARE(s.columns, 512);
             QCOMPARE(s.means.cols, 512);
-            QVERIFY2(std::abs(s.temporalVar / (sigma * sigma) - 1.0) < 0.02, qPrintable(QString::number(s.temporalVar)));
+            QVERIFY2(std::abs(s.temporalVar / (sigma * sigma) - 1.0) < 0.02,
+                     qPrintable(QString::number(s.temporalVar)));
             QVERIFY2(std::abs(dsnu1288(s) / spread - 1.0) < 0.02, qPrintable(QString::number(dsnu1288(s))));
             QVERIFY(std::abs(s.mean - 40.0) < 0.01);
         }
@@ -290,7 +291,8 @@ private slots:
         QCOMPARE(j[QStringLiteral("passed")].toBool(), false);
         QCOMPARE(j[QStringLiteral("camera")].toObject()[QStringLiteral("serial")].toString(), QStringLiteral("SN1"));
         QCOMPARE(j[QStringLiteral("settings")].toObject()[QStringLiteral("exposureUs")].toDouble(), 123.5);
-        const QJsonObject before = j[QStringLiteral("planes")].toArray()[0].toObject()[QStringLiteral("before")].toObject();
+        const QJsonObject before =
+            j[QStringLiteral("planes")].toArray()[0].toObject()[QStringLiteral("before")].toObject();
         QCOMPARE(before[QStringLiteral("dsnu")].toDouble(), f.dsnu);
         QCOMPARE(before[QStringLiteral("prnu")].toDouble(), f.prnu);
         QCOMPARE(before[QStringLiteral("defectColumns")].toArray(), QJsonArray{100});

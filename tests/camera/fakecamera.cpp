@@ -23,7 +23,10 @@ void copyText(char* to, std::size_t size, const char* from)
 
 extern "C" {
 
-FakeCamControl* fakecamControl() { return &g; }
+FakeCamControl* fakecamControl()
+{
+    return &g;
+}
 
 void fakecamReset()
 {
@@ -167,6 +170,9 @@ lsxStatus lsxReadGenICamReg(lsxHandle h, uint32_t reg, uint32_t* value)
     return LSX_OK;
 }
 
-lsxStatus lsxDebugFormat(lsxHandle, int32_t, const char*, const char*, ...) { return LSX_OK; }
+lsxStatus lsxDebugFormat(lsxHandle, int32_t, const char*, const char*, ...)
+{
+    return LSX_OK;
+}
 
 }  // extern "C"

@@ -8,12 +8,12 @@ enum { FAKECAM_MAX_CAMERAS = 4, FAKECAM_PATH_SIZE = 512 };
 
 struct FakeCam {
     lsxCameraInfo info;
-    lsxStatus enumStatus;       // answer of lsxEnum for this index
-    lsxStatus factoryStatus;    // answer of lsxGet(136)
+    lsxStatus enumStatus;     // answer of lsxEnum for this index
+    lsxStatus factoryStatus;  // answer of lsxGet(136)
     lsxFactoryRecord factory;
-    lsxStatus lineRegStatus;    // answer of the GVR_MULTI_FPN_SELECT read
+    lsxStatus lineRegStatus;  // answer of the GVR_MULTI_FPN_SELECT read
     uint32_t lineReg;
-    int32_t state;              // the camera's whole state, as lsxSaveConfig/lsxLoadConfig see it
+    int32_t state;  // the camera's whole state, as lsxSaveConfig/lsxLoadConfig see it
     int32_t roiWidth;
     lsxStatus roiStatus;
 };

@@ -4,12 +4,18 @@
 
 namespace {
 template <typename... A>
-lsxStatus answerOk(A...) { return LSX_OK; }
+lsxStatus answerOk(A...)
+{
+    return LSX_OK;
+}
 }  // namespace
 
 extern "C" {
-#define FAKECAM_WEAK(name, params, args) \
-    __attribute__((weak)) lsxStatus name params { return answerOk args; }
+#define FAKECAM_WEAK(name, params, args)        \
+    __attribute__((weak)) lsxStatus name params \
+    {                                           \
+        return answerOk args;                   \
+    }
 LSX_OPERATIONS(FAKECAM_WEAK)
 #undef FAKECAM_WEAK
 }

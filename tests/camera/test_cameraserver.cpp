@@ -170,8 +170,8 @@ private slots:
 
     void supportedModelsInOrder()
     {
-        QCOMPARE(supportedModels, (QStringList{"TQW4A1N60", "TQW4A2N60", "TQW4A2N61", "TQW32A2N60",
-                                               "TQW4A3D60", "TQW32A3D60"}));
+        QCOMPARE(supportedModels,
+                 (QStringList{"TQW4A1N60", "TQW4A2N60", "TQW4A2N61", "TQW32A2N60", "TQW4A3D60", "TQW32A3D60"}));
     }
 
     void metaTypesRegistered()
@@ -194,13 +194,20 @@ private slots:
         MetaCallWatcher watcher;
         watcher.worker = s.m_thread;
         watcher.moveToThread(s.m_thread);
-        QMetaObject::invokeMethod(&s, [&] { s.installEventFilter(&watcher); }, Qt::BlockingQueuedConnection);
+        QMetaObject::invokeMethod(
+            &s, [&] { s.installEventFilter(&watcher); }, Qt::BlockingQueuedConnection);
 
-        const char* inputs[] = {SIGNAL(IS_Capture(bool)), SIGNAL(IS_DSNUStart(bool)), SIGNAL(IS_FpnStart()),
-                                SIGNAL(IS_FpnWriteDown(int)), SIGNAL(IS_ExpTest(int)),
-                                SIGNAL(IS_ApplyFFC(cv::Mat,cv::Mat,float)), SIGNAL(IS_SaveFFC(QString)),
-                                SIGNAL(IS_FFCWriteDown(int,QString)), SIGNAL(IS_ApplyLSC(float)),
-                                SIGNAL(IS_SavaLSC()), SIGNAL(IS_LSCWriteDown(int,QString))};
+        const char* inputs[] = {SIGNAL(IS_Capture(bool)),
+                                SIGNAL(IS_DSNUStart(bool)),
+                                SIGNAL(IS_FpnStart()),
+                                SIGNAL(IS_FpnWriteDown(int)),
+                                SIGNAL(IS_ExpTest(int)),
+                                SIGNAL(IS_ApplyFFC(cv::Mat, cv::Mat, float)),
+                                SIGNAL(IS_SaveFFC(QString)),
+                                SIGNAL(IS_FFCWriteDown(int, QString)),
+                                SIGNAL(IS_ApplyLSC(float)),
+                                SIGNAL(IS_SavaLSC()),
+                                SIGNAL(IS_LSCWriteDown(int, QString))};
         for (const char* signal : inputs) QCOMPARE(CameraServerTestAccess::receivers(s, signal), 1);
 
         // The preview loop would hold the worker; stop it at once, as the window does.
@@ -221,10 +228,13 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(watcher.calls.load(), 11, 10000);
         QCOMPARE(watcher.offWorker.load(), 0);
         QThread* here = QThread::currentThread();
-        QMetaObject::invokeMethod(&s, [&] {
-            s.removeEventFilter(&watcher);
-            watcher.moveToThread(here);
-        }, Qt::BlockingQueuedConnection);
+        QMetaObject::invokeMethod(
+            &s,
+            [&] {
+                s.removeEventFilter(&watcher);
+                watcher.moveToThread(here);
+            },
+            Qt::BlockingQueuedConnection);
     }
 
     // ---- Enumeration ----

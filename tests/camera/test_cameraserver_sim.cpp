@@ -50,8 +50,8 @@ private slots:
     {
         CameraServer s;
         const QStringList names = s.enumerate();
-        for (const char* name : {"SIM-LS4096-M", "SIM-LS2048-ML4", "SIM-LS2048-C", "SIM-LS8192-MLK",
-                                 "SIM-TQW4A2N60", "SIM-TVK317", "EDGE-BOTH"})
+        for (const char* name : {"SIM-LS4096-M", "SIM-LS2048-ML4", "SIM-LS2048-C", "SIM-LS8192-MLK", "SIM-TQW4A2N60",
+                                 "SIM-TVK317", "EDGE-BOTH"})
             QVERIFY2(names.contains(QLatin1String(name)), name);
         QCOMPARE(cameraInfoMap.size(), names.size());
     }

@@ -70,8 +70,14 @@ LSX_API void scriptPushDescriptor(const lsxFrame* descriptor, const void* data, 
 }
 // With nothing queued, time out at once instead of after a short wait: a library that answers
 // -1000 as fast as it is asked, for ever, whatever happens to the handle.
-LSX_API void scriptTimeoutsAtOnce(int32_t on) { timeoutsAtOnce = on != 0; }
-LSX_API void scriptSetRegionX(int32_t x) { regionX = x; }
+LSX_API void scriptTimeoutsAtOnce(int32_t on)
+{
+    timeoutsAtOnce = on != 0;
+}
+LSX_API void scriptSetRegionX(int32_t x)
+{
+    regionX = x;
+}
 LSX_API int32_t scriptCount(int32_t what)
 {
     return what == 0 ? getFrames.load() : what == 1 ? starts.load() : what == 2 ? stops.load() : closes.load();
@@ -128,7 +134,10 @@ lsxStatus lsxGetRoi(lsxHandle, lsxRegion* region)
 #define lsxGetRoi scriptedUnusedGetRoi
 #define lsxClose scriptedUnusedClose
 #define LSX_ANSWER(name, params, args) \
-    lsxStatus name params { return answer args; }
+    lsxStatus name params              \
+    {                                  \
+        return answer args;            \
+    }
 LSX_OPERATIONS(LSX_ANSWER)
 #undef LSX_ANSWER
 #undef lsxGetFrame
@@ -136,5 +145,8 @@ LSX_OPERATIONS(LSX_ANSWER)
 #undef lsxStop
 #undef lsxGetRoi
 #undef lsxClose
-lsxStatus lsxDebugFormat(lsxHandle, int32_t, const char*, const char*, ...) { return LSX_OK; }
+lsxStatus lsxDebugFormat(lsxHandle, int32_t, const char*, const char*, ...)
+{
+    return LSX_OK;
+}
 }

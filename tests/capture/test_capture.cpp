@@ -41,7 +41,7 @@ struct Script {
 
     void frame(uint32_t format, uint32_t bits, int w, int h, int value, int delayMs = 0)
     {
-        const int bytesPer = format == FORMAT_MONO ? (bits == LSX_BITS_16 ? 2 : 1)
+        const int bytesPer = format == FORMAT_MONO                                ? (bits == LSX_BITS_16 ? 2 : 1)
                              : (format == FORMAT_BGR24 || format == FORMAT_RGB24) ? 3
                                                                                   : 4;
         std::vector<uint8_t> data(static_cast<size_t>(w) * h * bytesPer);
@@ -250,7 +250,7 @@ private slots:
         script.frame(FORMAT_MONO, LSX_BITS_8, 4, 2, 9, 60);
         emit server->IS_Capture(true);
         QTRY_VERIFY(script.getFrames() >= 8);  // all six taken and the camera gone quiet
-        QCoreApplication::processEvents();  // the spy records what the worker has posted
+        QCoreApplication::processEvents();     // the spy records what the worker has posted
         QCOMPARE(frames.count(), 2);
         server->stopCapture();
         script.frame(FORMAT_MONO, LSX_BITS_8, 4, 2, 9, 40);

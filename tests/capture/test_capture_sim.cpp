@@ -26,7 +26,7 @@ struct Seen {
     static constexpr int kFrames = 12;
     QElapsedTimer clock;
     std::vector<qint64> emittedMs;
-    cv::Mat kept, keptCopy;   // m_lastFrame after the first frame, and a copy of its pixels then
+    cv::Mat kept, keptCopy;  // m_lastFrame after the first frame, and a copy of its pixels then
     bool keptUnchanged = false;
     bool laterFrameDiffers = false;
     int format = 0;
@@ -124,7 +124,8 @@ private slots:
         QVERIFY2(delivered >= 3u * Seen::kFrames, qPrintable(QString::number(delivered)));
         for (size_t i = 1; i < seen.emittedMs.size(); ++i) {
             const qint64 gap = seen.emittedMs[i] - seen.emittedMs[i - 1];
-            QVERIFY2(gap >= 20, qPrintable(QStringLiteral("frames %1 and %2 shown %3 ms apart").arg(i - 1).arg(i).arg(gap)));
+            QVERIFY2(gap >= 20,
+                     qPrintable(QStringLiteral("frames %1 and %2 shown %3 ms apart").arg(i - 1).arg(i).arg(gap)));
         }
         const qint64 span = seen.emittedMs.back() - seen.emittedMs.front();
         QVERIFY2(span >= 29 * (Seen::kFrames - 1), qPrintable(QString::number(span)));

@@ -96,10 +96,10 @@ private slots:
 
     void commandLine()
     {
-        const CliPlan p = parseCommandLine({"-d", "CAM", "--yes", "--sim-scene", "dark", "dark", "--auto-doffset",
-                                            "--sim-scene", "flat", "bright", "write-fpn", "UserSet0", "--json",
-                                            "r.json", "save-fpn", "x.FAC.FPN", "ffc", "--goal", "rate:0.5", "--write",
-                                            "UserSet1", "verify", "--report", "a.pdf"});
+        const CliPlan p = parseCommandLine(
+            {"-d",   "CAM",    "--yes",     "--sim-scene", "dark",     "dark",   "--auto-doffset", "--sim-scene",
+             "flat", "bright", "write-fpn", "UserSet0",    "--json",   "r.json", "save-fpn",       "x.FAC.FPN",
+             "ffc",  "--goal", "rate:0.5",  "--write",     "UserSet1", "verify", "--report",       "a.pdf"});
         QVERIFY2(p.error.isEmpty(), qPrintable(p.error));
         QCOMPARE(p.camera, QStringLiteral("CAM"));
         QVERIFY(p.yes);
@@ -124,7 +124,8 @@ private slots:
         QTest::newRow("unknown step") << QStringList{"fly"} << "未知的步骤 \"fly\"。";
         QTest::newRow("unknown option") << QStringList{"dark", "--fast"} << "未知的选项 \"--fast\"。";
         QTest::newRow("missing set") << QStringList{"write-fpn"} << "步骤 write-fpn 需要 1 个参数。";
-        QTest::newRow("scene") << QStringList{"--sim-scene", "sunny", "dark"} << "未知的模拟场景 \"sunny\"（可选 dark、flat、pattern）。";
+        QTest::newRow("scene") << QStringList{"--sim-scene", "sunny", "dark"}
+                               << "未知的模拟场景 \"sunny\"（可选 dark、flat、pattern）。";
         QTest::newRow("scene at the end") << QStringList{"dark", "--sim-scene", "flat"} << "--sim-scene 之后缺少步骤。";
         QTest::newRow("-d alone") << QStringList{"dark", "-d"} << "选项 -d 缺少参数。";
     }
@@ -141,9 +142,10 @@ private slots:
         const QString file = path("station.ini");
         QFile f(file);
         QVERIFY(f.open(QIODevice::WriteOnly));
-        f.write("; a station's calibration\n[camera]\nname = SIM-LS4096-M\n[params]\nGainMin = 1\nGainMax = 2 # two gains\n"
-                "[verify]\nMaxPRNU = 0.5\n[steps]\nstep = --sim-scene dark dark --auto-doffset\nstep = bright\n"
-                "step = save-fpn \"a b.FAC.FPN\"\n");
+        f.write(
+            "; a station's calibration\n[camera]\nname = SIM-LS4096-M\n[params]\nGainMin = 1\nGainMax = 2 # two gains\n"
+            "[verify]\nMaxPRNU = 0.5\n[steps]\nstep = --sim-scene dark dark --auto-doffset\nstep = bright\n"
+            "step = save-fpn \"a b.FAC.FPN\"\n");
         f.close();
         CliPlan p;
         QVERIFY2(readRecipe(file, p), qPrintable(p.error));
@@ -191,16 +193,17 @@ private slots:
     {
         const Run r = run({"--help"});
         QCOMPARE(r.exit, 0);
-        for (const char* step : {"list", "info", "exposure US", "dark", "bright", "write-fpn SET", "save-fpn FILE", "load-fpn FILE", "ffc",
-                                 "lsc", "verify", "run RECIPE.ini", "--sim-scene", "--json", "--yes"})
+        for (const char* step :
+             {"list", "info", "exposure US", "dark", "bright", "write-fpn SET", "save-fpn FILE", "load-fpn FILE", "ffc",
+              "lsc", "verify", "run RECIPE.ini", "--sim-scene", "--json", "--yes"})
             QVERIFY2(r.out.contains(QLatin1String(step)), step);
     }
 
     void stationCalibration()
     {
         const QString result = path("r.json"), file = path("x.FAC.FPN");
-        const Run r = run({"-d", "SIM-LS4096-M", "--yes", "--sim-scene", "dark", "dark", "--sim-scene", "flat", "bright",
-                           "write-fpn", "UserSet0", "save-fpn", "x.FAC.FPN", "--json", "r.json"});
+        const Run r = run({"-d", "SIM-LS4096-M", "--yes", "--sim-scene", "dark", "dark", "--sim-scene", "flat",
+                           "bright", "write-fpn", "UserSet0", "save-fpn", "x.FAC.FPN", "--json", "r.json"});
         QVERIFY2(r.exit == 0, qPrintable(r.err));
         QVERIFY(r.err.contains(QStringLiteral("暗场校正-暗场校正执行完成。")));
         QVERIFY(r.err.contains(QStringLiteral("明场校正-明场校正执行完成")));
@@ -213,9 +216,11 @@ private slots:
                  QStringLiteral("LSM4096A"));
         const QJsonArray steps = j.value(QStringLiteral("steps")).toArray();
         QCOMPARE(steps.size(), 4);
-        for (const QJsonValue& s : steps) QCOMPARE(s.toObject().value(QStringLiteral("outcome")).toString(), QStringLiteral("ok"));
-        QCOMPARE(steps[0].toObject().value(QStringLiteral("figures")).toObject().value(QStringLiteral("bRows")).toArray(),
-                 (QJsonArray{256}));
+        for (const QJsonValue& s : steps)
+            QCOMPARE(s.toObject().value(QStringLiteral("outcome")).toString(), QStringLiteral("ok"));
+        QCOMPARE(
+            steps[0].toObject().value(QStringLiteral("figures")).toObject().value(QStringLiteral("bRows")).toArray(),
+            (QJsonArray{256}));
         QCOMPARE(steps[3].toObject().value(QStringLiteral("files")).toArray().first().toString(),
                  QFileInfo(file).absoluteFilePath());
 
@@ -243,9 +248,9 @@ private slots:
 
     void flatFieldAndLensShading()
     {
-        const Run r = run({"-d", "SIM-LS4096-M", "--yes", "--sim-scene", "flat", "ffc", "--goal", "level:150", "--write",
-                           "UserSet1", "--save", "cam", "lsc", "--write", "UserSet0", "--save", "cam.LSC.FAC", "--json",
-                           "flat.json"});
+        const Run r = run({"-d", "SIM-LS4096-M", "--yes", "--sim-scene", "flat", "ffc", "--goal", "level:150",
+                           "--write", "UserSet1", "--save", "cam", "lsc", "--write", "UserSet0", "--save",
+                           "cam.LSC.FAC", "--json", "flat.json"});
         QVERIFY2(r.exit == 0, qPrintable(r.err));
         // The FFC file carries the camera's model in its name.
         QVERIFY(QFile::exists(path("LSM4096A.FAC.FFC.cam")));
@@ -258,8 +263,14 @@ private slots:
         const QJsonObject channel = ffc.value(QStringLiteral("channels")).toArray().first().toObject();
         QCOMPARE(channel.value(QStringLiteral("columns")).toInt(), 256);
         QVERIFY(channel.value(QStringLiteral("maxK")).toDouble() > channel.value(QStringLiteral("minK")).toDouble());
-        const QJsonArray poly = steps[1].toObject().value(QStringLiteral("figures")).toObject()
-                                    .value(QStringLiteral("channels")).toArray().first().toArray();
+        const QJsonArray poly = steps[1]
+                                    .toObject()
+                                    .value(QStringLiteral("figures"))
+                                    .toObject()
+                                    .value(QStringLiteral("channels"))
+                                    .toArray()
+                                    .first()
+                                    .toArray();
         QCOMPARE(poly.size(), 8);
     }
 
@@ -370,9 +381,10 @@ private slots:
         const QString file = path("strict.ini");
         QFile f(file);
         QVERIFY(f.open(QIODevice::WriteOnly));
-        f.write("[camera]\nname = SIM-LS4096-M\n[params]\nFlatEnable = true\n[verify]\nMaxPRNU = 0.001\n"
-                "[steps]\nstep = exposure 100\nstep = --sim-scene dark dark\nstep = --sim-scene flat bright\n"
-                "step = exposure 100\nstep = write-fpn UserSet0\nstep = verify\nstep = info\n");
+        f.write(
+            "[camera]\nname = SIM-LS4096-M\n[params]\nFlatEnable = true\n[verify]\nMaxPRNU = 0.001\n"
+            "[steps]\nstep = exposure 100\nstep = --sim-scene dark dark\nstep = --sim-scene flat bright\n"
+            "step = exposure 100\nstep = write-fpn UserSet0\nstep = verify\nstep = info\n");
         f.close();
         const Run r = run({"--yes", "--json", "strict.json", "run", file});
         QCOMPARE(r.exit, 3);
@@ -383,7 +395,12 @@ private slots:
         // The run ends at the verification: "info" does not run.
         QCOMPARE(steps.size(), 6);
         QCOMPARE(steps.last().toObject().value(QStringLiteral("outcome")).toString(), QStringLiteral("limits"));
-        QVERIFY(!steps.last().toObject().value(QStringLiteral("figures")).toObject().value(QStringLiteral("passes")).toBool());
+        QVERIFY(!steps.last()
+                     .toObject()
+                     .value(QStringLiteral("figures"))
+                     .toObject()
+                     .value(QStringLiteral("passes"))
+                     .toBool());
     }
 
     // The report is the JSON one; a bad exposure is refused before anything runs.

@@ -24,6 +24,8 @@ inline std::vector<Operation> everyOperation(const QByteArray& configPath)
     static void* buffer;
     static lsxCorrectionSwitch sw;
     const QByteArray path = configPath;
+    // One operation a line, as a table.
+    // clang-format off
     return {
         {"lsxGetCameraInfo", [](lsxHandle h) { lsxCameraInfo i; return lsxGetCameraInfo(h, &i); }},
         {"lsxGetSensorInfo", [](lsxHandle h) { lsxSensorInfo i; return lsxGetSensorInfo(h, &i); }},
@@ -93,6 +95,7 @@ inline std::vector<Operation> everyOperation(const QByteArray& configPath)
         {"lsxWriteGenICamMem", [](lsxHandle h) { uint8_t b[16] = {}; return lsxWriteGenICamMem(h, LSX_MEM_LSC_BLOCK, b, 16); }},
         {"lsxClose", [](lsxHandle h) { return lsxClose(h); }},
     };
+    // clang-format on
 }
 
 }  // namespace contract

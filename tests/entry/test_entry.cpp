@@ -39,10 +39,7 @@ private slots:
         qputenv("TELORINE_PICTURE_PATH", m_savedPic);
     }
 
-    void toolListInTabOrder()
-    {
-        QCOMPARE(toolList, (QStringList{"FPN", "FFC", "LSC", "SCS"}));
-    }
+    void toolListInTabOrder() { QCOMPARE(toolList, (QStringList{"FPN", "FFC", "LSC", "SCS"})); }
 
     void tabIndexFromTheToolOption_data()
     {

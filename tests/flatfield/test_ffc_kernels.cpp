@@ -95,8 +95,7 @@ private slots:
     {
         const std::vector<double> three = ffcChannelRatios({row1({80, 90}), row1({100, 50}), row1({120, 1})});
         QCOMPARE(three, (std::vector<double>{0.9, 1.0, 1.2}));
-        const std::vector<double> four =
-            ffcChannelRatios({row1({80}), row1({100}), row1({120}), row1({60})});
+        const std::vector<double> four = ffcChannelRatios({row1({80}), row1({100}), row1({120}), row1({60})});
         QCOMPARE(four, (std::vector<double>{0.8, 1.0, 120.0, 60.0}));
         QCOMPARE(ffcChannelRatios({row1({5}), row1({7})}), (std::vector<double>{1.0, 1.0}));
     }

@@ -4,10 +4,10 @@
 // written to the record's fixed point; the same per channel on the colour camera. Then the
 // write-down on the multi-level camera in BIN2, and the loaded picture refused where it does not
 // fit the camera, with the camera untouched.
+#include "calibration/reports.h"
 #include "calibration/simharness.h"
 #include "camera/cameraserver.h"
 #include "camera/tables.h"
-#include "calibration/reports.h"
 #include "loader.h"
 #include "sim/lsxsim.h"
 #include "statustext.h"
@@ -104,10 +104,7 @@ class TestFfcSim : public QObject, SimHarness {
     }
 
     // A flat scene, a little brighter than the target at the line's centre.
-    void flatScene(const char* name)
-    {
-        QCOMPARE(m_api->setScene(name, LSX_SIM_SCENE_FLAT, 8.0, 0.1, 0.25), LSX_OK);
-    }
+    void flatScene(const char* name) { QCOMPARE(m_api->setScene(name, LSX_SIM_SCENE_FLAT, 8.0, 0.1, 0.25), LSX_OK); }
 
     void setRoiHeight(lsxHandle h, int rows)
     {
@@ -222,7 +219,10 @@ private slots:
             for (int x = 0; x < kWidth; ++x)
                 if (std::abs(back[c][x] - s->m_ffcKList[c][x]) > 0.5 / 16384.0 + 1e-12)
                     QFAIL(qPrintable(QStringLiteral("channel %1 column %2: %3 read, %4 written")
-                                         .arg(c).arg(x).arg(back[c][x]).arg(s->m_ffcKList[c][x])));
+                                         .arg(c)
+                                         .arg(x)
+                                         .arg(back[c][x])
+                                         .arg(s->m_ffcKList[c][x])));
         }
         QVERIFY(s->readFfcParam(0).isEmpty());
     }
@@ -319,8 +319,8 @@ private slots:
         const QString size = QStringLiteral("加载图像与相机尺寸不一致，无法进行对应平场操作。");
         QTest::newRow("wider than the sensor") << "SIM-LS4096-M" << kWidth + 1 << 0 << kWidth << size;
         QTest::newRow("ROI beyond the picture") << "SIM-LS4096-M" << 600 << 200 << 512 << size;
-        QTest::newRow("multi-line camera") << "SIM-LS2048-ML4" << kWidth << 0 << kWidth
-                                           << QStringLiteral("当前机型不支持图像FFC。");
+        QTest::newRow("multi-line camera")
+            << "SIM-LS2048-ML4" << kWidth << 0 << kWidth << QStringLiteral("当前机型不支持图像FFC。");
     }
 
     void picturesThatDoNotFitAreRefused()

@@ -9,7 +9,6 @@
 
 #include <cstring>
 
-
 #include <memory>
 
 namespace {
@@ -18,10 +17,21 @@ namespace {
 // trigger, the stream and the records.
 std::vector<std::string> story(const std::vector<std::string>& calls)
 {
-    static const std::vector<std::string> names = {"lsxGet(40", "lsxSet(40", "lsxGetConfigString(", "lsxSetConfigString(PRNUC",
-                                                   "lsxSetConfigString(LSC", "lsxSetTriggerState", "lsxReadGenICamReg(" ,
-                                                   "lsxSetSaturationState", "lsxStart()", "lsxTriggerFire()", "lsxGetFrame",
-                                                   "lsxStop", "lsxSet(45", "lsxWriteGenICamMem", "lsxWriteGenICamReg"};
+    static const std::vector<std::string> names = {"lsxGet(40",
+                                                   "lsxSet(40",
+                                                   "lsxGetConfigString(",
+                                                   "lsxSetConfigString(PRNUC",
+                                                   "lsxSetConfigString(LSC",
+                                                   "lsxSetTriggerState",
+                                                   "lsxReadGenICamReg(",
+                                                   "lsxSetSaturationState",
+                                                   "lsxStart()",
+                                                   "lsxTriggerFire()",
+                                                   "lsxGetFrame",
+                                                   "lsxStop",
+                                                   "lsxSet(45",
+                                                   "lsxWriteGenICamMem",
+                                                   "lsxWriteGenICamReg"};
     std::vector<std::string> out;
     for (const std::string& c : calls)
         for (const std::string& n : names)
@@ -62,10 +72,9 @@ private slots:
         QCOMPARE(reportsOf(info).last().first, 100);
         const std::vector<std::string> expected = {
             "lsxReadGenICamReg(16782880)",  // line count
-            "lsxSetTriggerState(true)",    "lsxGet(40)",        "lsxGetConfigString(LSC", "lsxSet(40",
-            "lsxReadGenICamReg(16777764)", // DOffset
-            "lsxSetSaturationState(false)", "lsxStart()",         "lsxTriggerFire()",         "lsxGetFrame(3000)",
-            "lsxStop()"};
+            "lsxSetTriggerState(true)",     "lsxGet(40)", "lsxGetConfigString(LSC", "lsxSet(40",
+            "lsxReadGenICamReg(16777764)",  // DOffset
+            "lsxSetSaturationState(false)", "lsxStart()", "lsxTriggerFire()",       "lsxGetFrame(3000)", "lsxStop()"};
         QCOMPARE(story(cam().calls), expected);
         // The measurement with the camera's flat field off; the rest of the record as it was.
         QCOMPARE(int(cam().correction.enable), 1);  // lens shading stays on: "LSC" is not "Disable"
@@ -78,11 +87,16 @@ private slots:
         auto s = server();
         QSignalSpy info(s.get(), &CameraServer::OS_FpnInfo);
         s->applyLSC(-1.0f);
-        const std::vector<std::string> expected = {"lsxGet(40)",          "lsxGetConfigString(PRNUC",
-                                                   "lsxSet(40",           "lsxSetTriggerState(true)",
-                                                   "lsxReadGenICamReg(16777764)", "lsxSetSaturationState(false)",
-                                                   "lsxStart()",            "lsxTriggerFire()",
-                                                   "lsxGetFrame(3000)",   "lsxStop()"};
+        const std::vector<std::string> expected = {"lsxGet(40)",
+                                                   "lsxGetConfigString(PRNUC",
+                                                   "lsxSet(40",
+                                                   "lsxSetTriggerState(true)",
+                                                   "lsxReadGenICamReg(16777764)",
+                                                   "lsxSetSaturationState(false)",
+                                                   "lsxStart()",
+                                                   "lsxTriggerFire()",
+                                                   "lsxGetFrame(3000)",
+                                                   "lsxStop()"};
         QCOMPARE(story(cam().calls), expected);
         QCOMPARE(int(cam().correction.enable), 1);
         QCOMPARE(int(cam().correction.mode), int(LSX_SWITCH_FLAT_ONLY));
@@ -106,17 +120,17 @@ private slots:
         std::memcpy(&head, cam().fpnRecords[0].data(), sizeof head);
         QCOMPARE(head.type, uint32_t(LSX_FPN_FLATFIELD));
         QCOMPARE(toList(cam().callsOf("lsxSet(45")), (QStringList{"lsxSet(45,40)"}));
-        const std::vector<std::string> expected = {"lsxSet(45", "lsxSetConfigString(PRNUC", "lsxSetConfigString(PRNUC",
-                                                   "lsxGet(40)", "lsxGetConfigString(LSC", "lsxSet(40"};
+        const std::vector<std::string> expected = {"lsxSet(45",  "lsxSetConfigString(PRNUC", "lsxSetConfigString(PRNUC",
+                                                   "lsxGet(40)", "lsxGetConfigString(LSC",   "lsxSet(40"};
         QCOMPARE(story(cam().calls), expected);
         const std::vector<std::string> sets = cam().callsOf("lsxSetConfigString(PRNUC");
-        QCOMPARE(sets, (std::vector<std::string>{"lsxSetConfigString(PRNUC,Disable)", "lsxSetConfigString(PRNUC,UserSet2)"}));
+        QCOMPARE(sets,
+                 (std::vector<std::string>{"lsxSetConfigString(PRNUC,Disable)", "lsxSetConfigString(PRNUC,UserSet2)"}));
         QCOMPARE(int(cam().correction.enable), 1);
         QCOMPARE(int(cam().correction.mode), int(LSX_SWITCH_BOTH));
-        QCOMPARE(reportsOf(info),
-                 (QList<Report>{{99, QStringLiteral("FFC参数成功写入")},
-                                {99, QStringLiteral("\nFFC参数组设为UserSet2.")},
-                                {100, QStringLiteral("\nFFC使能成功。")}}));
+        QCOMPARE(reportsOf(info), (QList<Report>{{99, QStringLiteral("FFC参数成功写入")},
+                                                 {99, QStringLiteral("\nFFC参数组设为UserSet2.")},
+                                                 {100, QStringLiteral("\nFFC使能成功。")}}));
     }
 
     void ffcWriteDownEndsAtTheFirstSelectionFailure()
@@ -130,8 +144,9 @@ private slots:
         cam().faults["lsxSetConfigString"] = RecordCam::Fault{0, -5, 1};
         QSignalSpy info(s.get(), &CameraServer::OS_FpnInfo);
         s->ffcWriteDown(0, QStringLiteral("UserSet2"));
-        QCOMPARE(reportsOf(info).last(),
-                 Report(101, QStringLiteral("\n切换Disable失败失败，失败原因：-5-%1。请手动重试。").arg(statusText(-5))));
+        QCOMPARE(
+            reportsOf(info).last(),
+            Report(101, QStringLiteral("\n切换Disable失败失败，失败原因：-5-%1。请手动重试。").arg(statusText(-5))));
         QCOMPARE(cam().count("lsxSetConfigString"), 1);
         QCOMPARE(cam().count("lsxGet"), 0);
     }
@@ -144,7 +159,8 @@ private slots:
         QTest::addColumn<QString>("message");
         const QString format = QStringLiteral("不支持的图像格式，仅支持 FORMAT_MONO & FORMAT_BGR24 & FORMAT_RGB24.");
         QTest::newRow("mono of 12 bits") << 0 << 1 << 101
-                                         << QStringLiteral("没有用于平场校正的图像。请加载本地图像或打开相机采集图像。");
+                                         << QStringLiteral(
+                                                "没有用于平场校正的图像。请加载本地图像或打开相机采集图像。");
         QTest::newRow("format 12") << 12 << 0 << 90 << format;
     }
 

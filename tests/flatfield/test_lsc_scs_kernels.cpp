@@ -61,7 +61,8 @@ private slots:
         QCOMPARE(poly[7], 120.0);
         QVERIFY(lscFitUsable(poly));
         const QList<double> gains = lscSensorGains(poly, 0, 300, 300);
-        for (int x = 0; x < 300; ++x) QVERIFY2(std::abs(gains[x] - 1.0) < 1e-6, qPrintable(QString::number(gains[x], 'g', 12)));
+        for (int x = 0; x < 300; ++x)
+            QVERIFY2(std::abs(gains[x] - 1.0) < 1e-6, qPrintable(QString::number(gains[x], 'g', 12)));
         const QList<double> at180 = lscSensorGains(lscFitChannel(row, 300, 180.0f, 1.0f), 0, 300, 300);
         for (int x = 0; x < 300; x += 17) QVERIFY(std::abs(at180[x] - 1.5) < 1e-6);
     }
@@ -69,7 +70,10 @@ private slots:
     void knownPolynomialIsRecovered()
     {
         // 200 - 0.002 (i - 100)^2 + 1e-9 (i - 100)^4 over 200 columns: highest power first.
-        auto f = [](int i) { const double u = i - 100.0; return float(200.0 - 0.002 * u * u + 1e-9 * u * u * u * u); };
+        auto f = [](int i) {
+            const double u = i - 100.0;
+            return float(200.0 - 0.002 * u * u + 1e-9 * u * u * u * u);
+        };
         const cv::Mat row = rowOf(200, f);
         const QList<double> poly = lscFitChannel(row, 200, 1.0f, 1.0f);
         for (int i = 0; i < 200; i += 13) QVERIFY(std::abs(lscPolyValue(poly, i) - f(i)) < 1e-3);
@@ -92,9 +96,9 @@ private slots:
 
     void ratiosOnlyForThreeRows()
     {
-        const std::vector<float> r = lscChannelRatios({rowOf(2, [](int i) { return 80.0f + i; }),
-                                                       rowOf(2, [](int) { return 100.0f; }),
-                                                       rowOf(2, [](int i) { return 110.0f + i; })});
+        const std::vector<float> r =
+            lscChannelRatios({rowOf(2, [](int i) { return 80.0f + i; }), rowOf(2, [](int) { return 100.0f; }),
+                              rowOf(2, [](int i) { return 110.0f + i; })});
         QCOMPARE(r, (std::vector<float>{float(81.0 / 100.0), 1.0f, float(111.0 / 100.0)}));
         QCOMPARE(lscChannelRatios({rowOf(2, [](int) { return 5.0f; })}), (std::vector<float>{1.0f, 1.0f, 1.0f}));
     }
@@ -239,7 +243,8 @@ private slots:
         QByteArray noRoi = good;
         noRoi.replace("Width=10\n", "");
         QTest::newRow("no width") << noRoi << QStringLiteral("参数文件中 FFC_ROI/Width 缺失或无效，无法解析。");
-        QTest::newRow("version") << QByteArray("[FFC]\nVersion=3\n") << QStringLiteral("不支持的参数版本号，无法解析及加载。");
+        QTest::newRow("version") << QByteArray("[FFC]\nVersion=3\n")
+                                 << QStringLiteral("不支持的参数版本号，无法解析及加载。");
     }
 
     void badFiles()

@@ -3,10 +3,10 @@
 // the camera's own output (on the mono and the colour camera); the block, the set index register
 // and the switch as the camera holds them; a block with a wrong checksum refused by the camera
 // with its message; gains that are not numbers never written.
+#include "calibration/reports.h"
 #include "calibration/simharness.h"
 #include "camera/cameraserver.h"
 #include "camera/tables.h"
-#include "calibration/reports.h"
 #include "flatfield/lscfit.h"
 #include "loader.h"
 #include "sim/lsxsim.h"
@@ -243,9 +243,10 @@ private slots:
         QSignalSpy info(s.get(), &CameraServer::OS_FpnInfo);
         s->lscWriteDown(0, QStringLiteral("NoSuchSet"));
         const QList<Report> reports = reportsOf(info);
-        QCOMPARE(reports.at(reports.size() - 2),
-                 Report(101, QStringLiteral("\n设为选中的LSC参数组失败，失败原因：-5-%1.请手动选择写入的参数组-NoSuchSet")
-                                 .arg(statusText(-5))));
+        QCOMPARE(
+            reports.at(reports.size() - 2),
+            Report(101, QStringLiteral("\n设为选中的LSC参数组失败，失败原因：-5-%1.请手动选择写入的参数组-NoSuchSet")
+                            .arg(statusText(-5))));
         QCOMPARE(reports.last(), Report(100, QStringLiteral("\nLSC使能成功。")));
     }
 

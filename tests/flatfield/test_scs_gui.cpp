@@ -131,8 +131,7 @@ std::vector<cv::Mat> grabPlanes(lsxHandle h)
     if (lsxStart(h) < LSX_OK) return planes;
     lsxFrame frame;
     void* buffer = nullptr;
-    if (lsxTriggerFire(h) == LSX_OK && lsxGetFrame(h, &frame, &buffer, 3000) == LSX_OK &&
-        frame.format == FORMAT_BGR24)
+    if (lsxTriggerFire(h) == LSX_OK && lsxGetFrame(h, &frame, &buffer, 3000) == LSX_OK && frame.format == FORMAT_BGR24)
         cv::split(cv::Mat(frame.height, frame.width, CV_8UC3, buffer).clone(), planes);
     lsxStop(h);
     return planes;

@@ -161,7 +161,8 @@ private slots:
         auto s = openServer(name);
         calibrate(s.get(), name);
         const QList<Report> r = reportsOfRun(s.get(), [&] { s->fpnWriteDown(1); });
-        QCOMPARE(r, (QList<Report>{{101, QStringLiteral("FPN参数写入失败，失败原因：-1202-%1.").arg(statusText(-1202))}}));
+        QCOMPARE(r,
+                 (QList<Report>{{101, QStringLiteral("FPN参数写入失败，失败原因：-1202-%1.").arg(statusText(-1202))}}));
         QCOMPARE(cameraFpnSwitch(s.get()), QStringLiteral("false"));
     }
 
@@ -220,7 +221,8 @@ private slots:
         QCOMPARE(m_api->injectFault("*", 3, LSX_ERR_DISCONNECTED, 0), LSX_OK);
         const QList<Report> r = reportsOfRun(s.get(), [&] { s->fpnWriteDown(0); });
         m_api->clearFaults();
-        QCOMPARE(r, (QList<Report>{{101, QStringLiteral("FPN参数写入失败，失败原因：-1104-%1.").arg(statusText(-1104))}}));
+        QCOMPARE(r,
+                 (QList<Report>{{101, QStringLiteral("FPN参数写入失败，失败原因：-1104-%1.").arg(statusText(-1104))}}));
         // The camera's FPN stays off, as the calibration left it.
         QCOMPARE(cameraFpnSwitch(s.get()), QStringLiteral("false"));
     }

@@ -14,8 +14,14 @@
 
 namespace {
 
-float pairK(const FpnRecord& r, int e) { return r.pairs()[2 * e]; }
-float pairB(const FpnRecord& r, int e) { return r.pairs()[2 * e + 1]; }
+float pairK(const FpnRecord& r, int e)
+{
+    return r.pairs()[2 * e];
+}
+float pairB(const FpnRecord& r, int e)
+{
+    return r.pairs()[2 * e + 1];
+}
 
 }  // namespace
 
@@ -265,7 +271,8 @@ private slots:
         QTest::newRow("no version") << "Camera=CAM\nSupportMLK=0\n" + rest << 0 << int(FpnFileCheck::Version);
         QTest::newRow("other camera") << "Version=1\nCamera=OTHER\nSupportMLK=0\n" + rest << 0
                                       << int(FpnFileCheck::Camera);
-        QTest::newRow("no X") << QByteArray("Version=1\nCamera=CAM\nSupportMLK=0\nSourceFormat=2\nTargetFormat=34\nW=4\n")
+        QTest::newRow("no X") << QByteArray(
+            "Version=1\nCamera=CAM\nSupportMLK=0\nSourceFormat=2\nTargetFormat=34\nW=4\n")
                               << 0 << int(FpnFileCheck::MissingKey);
     }
 
@@ -314,7 +321,8 @@ private slots:
 
     void colsNotReadAndNoBGroupLoadsEmpty()
     {
-        const QByteArray head = "[Head]\nVersion=1\nCamera=CAM\nSupportMLK=0\nSourceFormat=0\nTargetFormat=0\nX=0\nW=4\n";
+        const QByteArray head =
+            "[Head]\nVersion=1\nCamera=CAM\nSupportMLK=0\nSourceFormat=0\nTargetFormat=0\nX=0\nW=4\n";
         const QString p = path("cols.FAC.FPN");
         writeText(p, head + "Cols=99\n[B_0]\n0=1\n1=2\n");
         QSettings in(p, QSettings::IniFormat);
@@ -344,7 +352,8 @@ private slots:
     {
         QFETCH(QByteArray, values);
         const QString p = path(QStringLiteral("damaged-%1.FAC.FPN").arg(QTest::currentDataTag()).replace(' ', '_'));
-        writeText(p, "[Head]\nVersion=1\nCamera=CAM\nSupportMLK=0\nSourceFormat=0\nTargetFormat=0\nX=0\nW=4\n" + values);
+        writeText(p,
+                  "[Head]\nVersion=1\nCamera=CAM\nSupportMLK=0\nSourceFormat=0\nTargetFormat=0\nX=0\nW=4\n" + values);
         QSettings in(p, QSettings::IniFormat);
         FpnFileHead h;
         QCOMPARE(checkFpnFile(in, QStringLiteral("CAM"), 0, h), FpnFileCheck::BadValues);

@@ -258,11 +258,10 @@ private slots:
         QStringList log;
         for (const std::string& l : cam().log) log.append(QString::fromStdString(l));
         QCOMPARE(log, (QStringList{"16 Vesmira lsxset dsnu : totalsize - 104", "16 Vesmira lsxset dsnu : succeed",
-                                   "16 Vesmira lsxset calc kgain - channels : 1.",
-                                   "16 Vesmira lsxset set 0's k val.", "16 Vesmira lsxset set 0's k val succeed.",
-                                   "16 Vesmira lsxset set 1's k val.", "16 Vesmira lsxset set 1's k val succeed.",
-                                   "16 Vesmira lsxset set 2's k val.", "16 Vesmira lsxset set 2's k val succeed.",
-                                   "16 Vesmira lsxset succeed."}));
+                                   "16 Vesmira lsxset calc kgain - channels : 1.", "16 Vesmira lsxset set 0's k val.",
+                                   "16 Vesmira lsxset set 0's k val succeed.", "16 Vesmira lsxset set 1's k val.",
+                                   "16 Vesmira lsxset set 1's k val succeed.", "16 Vesmira lsxset set 2's k val.",
+                                   "16 Vesmira lsxset set 2's k val succeed.", "16 Vesmira lsxset succeed."}));
     }
 
     void factoryBandAtOneHalfWrittenAsOne()
@@ -310,8 +309,9 @@ private slots:
         store(FpnIni::FpnSel, 3);
         cam().faults["lsxSet"] = {2, -1201, 1};
         const QList<Report> reports = write(s.get(), 1);
-        QCOMPARE(reports, (QList<Report>{{101, QStringLiteral("FPN明场参数写入失败，失败原因：-1201-%1.")
-                                                   .arg(statusText(-1201))}}));
+        QCOMPARE(
+            reports,
+            (QList<Report>{{101, QStringLiteral("FPN明场参数写入失败，失败原因：-1201-%1.").arg(statusText(-1201))}}));
         // Two records went; nothing after the failure, the camera's FPN not switched on.
         QCOMPARE(cam().fpnRecords.size(), size_t(2));
         QCOMPARE(cam().count("lsxSetConfigString"), 0);
@@ -324,17 +324,23 @@ private slots:
         QTest::addColumn<QList<Report>>("reports");
         const QString t = statusText(-1104);
         QTest::newRow("region") << "lsxGetRoi" << 0
-                                << QList<Report>{{101, QStringLiteral("获取FPN校正范围出错，错误原因：-1104-%1").arg(t)}};
+                                << QList<Report>{
+                                       {101, QStringLiteral("获取FPN校正范围出错，错误原因：-1104-%1").arg(t)}};
         QTest::newRow("sensor width") << "lsxGetRoiDescr" << 0
-                                      << QList<Report>{{101, QStringLiteral("获取FPN校正范围出错，错误原因：-1104-%1").arg(t)}};
+                                      << QList<Report>{
+                                             {101, QStringLiteral("获取FPN校正范围出错，错误原因：-1104-%1").arg(t)}};
         QTest::newRow("dark half") << "lsxSet" << 0
-                                   << QList<Report>{{101, QStringLiteral("FPN参数写入失败，失败原因：-1104-%1.").arg(t)}};
+                                   << QList<Report>{
+                                          {101, QStringLiteral("FPN参数写入失败，失败原因：-1104-%1.").arg(t)}};
         QTest::newRow("bright half") << "lsxSet" << 1
-                                     << QList<Report>{{101, QStringLiteral("FPN参数写入失败，失败原因：-1104-%1.").arg(t)}};
+                                     << QList<Report>{
+                                            {101, QStringLiteral("FPN参数写入失败，失败原因：-1104-%1.").arg(t)}};
         QTest::newRow("switching on")
             << "lsxSetConfigString" << 0
-            << QList<Report>{{100, QStringLiteral("FPN参数成功写入")},
-                             {101, QStringLiteral("\n使能相机内部FPN失败，失败原因：-1104-%1.请手动打开相机内部FPN使能。").arg(t)}};
+            << QList<Report>{
+                   {100, QStringLiteral("FPN参数成功写入")},
+                   {101,
+                    QStringLiteral("\n使能相机内部FPN失败，失败原因：-1104-%1.请手动打开相机内部FPN使能。").arg(t)}};
     }
 
     void failures()
@@ -374,7 +380,8 @@ private slots:
         store(FpnIni::GainMax, gainMax);
         const QList<Report> reports = write(s.get(), 0);
         if (refused)
-            QCOMPARE(reports, (QList<Report>{{101, QStringLiteral("错误的增益范围-[%1, %2]").arg(gainMin).arg(gainMax)}}));
+            QCOMPARE(reports,
+                     (QList<Report>{{101, QStringLiteral("错误的增益范围-[%1, %2]").arg(gainMin).arg(gainMax)}}));
         else
             QCOMPARE(reports.first().first, 100);
     }
@@ -429,7 +436,7 @@ private slots:
         s->m_bList = {{1, 2, 3, 4, 5, 6, 7, 8}};
         s->m_kList = {{1.5, 1, 1, 1, 1, 1, 1, 1.25}};
         QCOMPARE(write(s.get(), 0), (QList<Report>{{99, QStringLiteral("FPN参数成功写入")},
-                                                    {100, QStringLiteral("\n已使能相机内部FPN，点击确定查看效果。")}}));
+                                                   {100, QStringLiteral("\n已使能相机内部FPN，点击确定查看效果。")}}));
         const Received r = decode(cam().fpnRecords[0]);
         QCOMPARE(r.head.columns, 4u);
         QCOMPARE(r.head.lines, 2u);
@@ -535,7 +542,8 @@ private slots:
     void refusedFilesLeaveEverything_data()
     {
         QTest::addColumn<QByteArray>("text");
-        const QByteArray head = "[Head]\nVersion=1\nCamera=REC-1\nSupportMLK=0\nSourceFormat=2\nTargetFormat=34\nX=0\nW=8\n";
+        const QByteArray head =
+            "[Head]\nVersion=1\nCamera=REC-1\nSupportMLK=0\nSourceFormat=2\nTargetFormat=34\nX=0\nW=8\n";
         QTest::newRow("other camera") << QByteArray(head).replace("REC-1", "REC-2") + "[B_0]\n0=1\n";
         QTest::newRow("version 2") << QByteArray(head).replace("Version=1", "Version=2") + "[B_0]\n0=1\n";
         QTest::newRow("truncated") << head + "[B_0]\n0=1\n1=2\n[B_1]\n0=1\n";

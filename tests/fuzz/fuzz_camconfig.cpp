@@ -5,18 +5,18 @@
 #include "lsx.h"
 #include "sim/lsxsim.h"
 
+#include <unistd.h>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <iterator>
 #include <string>
-#include <unistd.h>
 
 namespace {
 
-const char* const kCameras[] = {"SIM-LS4096-M", "SIM-LS2048-ML4", "SIM-LS2048-C", "SIM-LS8192-MLK", "SIM-TQW4A2N60",
-                                "SIM-TVK317"};
+const char* const kCameras[] = {"SIM-LS4096-M",   "SIM-LS2048-ML4", "SIM-LS2048-C",
+                                "SIM-LS8192-MLK", "SIM-TQW4A2N60",  "SIM-TVK317"};
 
 std::string tempPath(const char* stem)
 {
@@ -85,9 +85,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         require(lsxGetExposure(h, &us) == LSX_OK && us >= 2 && us <= 20000, "exposure 2 .. 20000 us");
         require(lsxGetAnalogGain(h, &gain) == LSX_OK && gain >= 1 && gain <= 8, "gain 1 .. 8");
         require(lsxGetRoi(h, &r) == LSX_OK && lsxGetRoiDescr(h, &d) == LSX_OK, "ROI and its limits read");
-        require(r.X >= 0 && r.W >= 1 && r.X + r.W <= d.maxWidth && r.H >= 1 && r.H <= d.maxHeight, "ROI within its limits");
-        require(lsxGetSourceFormat(h, &source) == LSX_OK && lsxSetSourceFormat(h, source) == LSX_OK, "source format settable");
-        require(lsxGetTargetFormat(h, &target) == LSX_OK && lsxSetTargetFormat(h, target) == LSX_OK, "target format settable");
+        require(r.X >= 0 && r.W >= 1 && r.X + r.W <= d.maxWidth && r.H >= 1 && r.H <= d.maxHeight,
+                "ROI within its limits");
+        require(lsxGetSourceFormat(h, &source) == LSX_OK && lsxSetSourceFormat(h, source) == LSX_OK,
+                "source format settable");
+        require(lsxGetTargetFormat(h, &target) == LSX_OK && lsxSetTargetFormat(h, target) == LSX_OK,
+                "target format settable");
         // Saved and loaded back, it stays the same.
         require(lsxSaveConfig(h, setup.first.c_str()) == LSX_OK, "state saved");
         require(lsxLoadConfig(h, setup.first.c_str()) == LSX_OK, "saved state loads");

@@ -6,8 +6,8 @@
 #include <QDir>
 #include <QFile>
 
-#include <cmath>
 #include <unistd.h>
+#include <cmath>
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {

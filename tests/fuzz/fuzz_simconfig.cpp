@@ -6,11 +6,11 @@
 #include "lsx.h"
 #include "sim/lsxsim.h"
 
-#include <cstdio>
-#include <cstring>
-#include <cstdlib>
-#include <string>
 #include <unistd.h>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
 #include <vector>
 
 namespace {
@@ -84,7 +84,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         void* buffer = nullptr;
         const lsxStatus got = lsxGetFrame(h, &frame, &buffer, 50);
         // Without faults a frame comes, unless the file has it time out or the camera leave.
-        require(!strict || got == LSX_OK || got == LSX_ERR_TIMEOUT || got == LSX_ERR_DISCONNECTED, "a frame or a status the file asked for");
+        require(!strict || got == LSX_OK || got == LSX_ERR_TIMEOUT || got == LSX_ERR_DISCONNECTED,
+                "a frame or a status the file asked for");
         if (got == LSX_OK) {
             const size_t pixels = size_t(frame.width) * size_t(frame.height);
             const size_t bytes = pixels * (frame.bits == LSX_BITS_16 ? 2 : frame.channels);

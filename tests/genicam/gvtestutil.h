@@ -17,7 +17,8 @@ namespace gvtest {
 constexpr int kWidth = 1024;
 inline QString simConfig()
 {
-    return QStringLiteral(R"({"timeScale": 0, "cameras": [{"friendlyName": "SIM-LS4096-M", "width": %1}]})").arg(kWidth);
+    return QStringLiteral(R"({"timeScale": 0, "cameras": [{"friendlyName": "SIM-LS4096-M", "width": %1}]})")
+        .arg(kWidth);
 }
 
 // An open camera, closed when the test function ends, however it ends.
@@ -43,11 +44,11 @@ inline lsxHandle openReset(const QString& name)
     lsxRegion r{};
     r.W = kWidth;
     r.H = 1000;
-    const bool reset = lsxSetRoi(h, &r) == LSX_OK && lsxSetExposure(h, 100.0) == LSX_OK &&
-                       lsxSetAnalogGain(h, 1.0f) == LSX_OK && lsxSetTargetFormat(h, FORMAT_MONO) == LSX_OK &&
-                       lsxSetConfigString(h, "LineRate", "20000") == LSX_OK &&
-                       lsxWriteGenICamReg(h, GVR_SEN_BLACK_LEVEL, 0) == LSX_OK && lsxSetTriggerState(h, false) == LSX_OK &&
-                       lsxSetTriggerSource(h, 0) == LSX_OK;
+    const bool reset = lsxSetRoi(h, &r) == LSX_OK && lsxSetExposure(h, 100.0) == LSX_OK
+                       && lsxSetAnalogGain(h, 1.0f) == LSX_OK && lsxSetTargetFormat(h, FORMAT_MONO) == LSX_OK
+                       && lsxSetConfigString(h, "LineRate", "20000") == LSX_OK
+                       && lsxWriteGenICamReg(h, GVR_SEN_BLACK_LEVEL, 0) == LSX_OK
+                       && lsxSetTriggerState(h, false) == LSX_OK && lsxSetTriggerSource(h, 0) == LSX_OK;
     if (!reset) {
         lsxClose(h);
         return 0;

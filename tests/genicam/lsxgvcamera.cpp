@@ -94,8 +94,8 @@ struct State {
     float gain = -1.0f;
     int32_t blackLevel = INT32_MIN;
     int32_t target = -1;
-    bool drawEach = true;        // a new picture of the simulated camera for every frame
-    std::vector<uint8_t> held;   // the last picture, sent again while drawEach is off
+    bool drawEach = true;       // a new picture of the simulated camera for every frame
+    std::vector<uint8_t> held;  // the last picture, sent again while drawEach is off
 };
 
 guint32 reg(State& s, guint32 address)
@@ -157,8 +157,8 @@ bool syncSim(State& s, guint32 exposureUs, guint32 gainRaw, guint32 pixelFormat)
     // top 8 bits for 8-bit pixels.
     const bool deep = pixelFormat == kMono10 || pixelFormat == kMono12 || pixelFormat == kMono16;
     const int32_t target = deep ? FORMAT_MONO16 : FORMAT_MONO;
-    if (target != s.target && lsxSetSourceFormat(s.sim, deep ? FORMAT_MONO16_SOURCE : FORMAT_MONO) == LSX_OK &&
-        lsxSetTargetFormat(s.sim, target) == LSX_OK)
+    if (target != s.target && lsxSetSourceFormat(s.sim, deep ? FORMAT_MONO16_SOURCE : FORMAT_MONO) == LSX_OK
+        && lsxSetTargetFormat(s.sim, target) == LSX_OK)
         s.target = target;
     return true;
 }
@@ -180,8 +180,8 @@ void fill(ArvBuffer* buffer, void* data, guint32 exposureUs, guint32 gain, ArvPi
     }
     lsxFrame f{};
     void* in = nullptr;
-    const bool ok = syncSim(s, exposureUs, gain, pixelFormat) && lsxTriggerFire(s.sim) == LSX_OK &&
-                    lsxGetFrame(s.sim, &f, &in, 1000) == LSX_OK && size_t(f.width) * size_t(f.height) == n;
+    const bool ok = syncSim(s, exposureUs, gain, pixelFormat) && lsxTriggerFire(s.sim) == LSX_OK
+                    && lsxGetFrame(s.sim, &f, &in, 1000) == LSX_OK && size_t(f.width) * size_t(f.height) == n;
     if (!ok) {
         std::memset(out, 0, n * bytes);
     } else if (f.bits == LSX_BITS_16) {
@@ -244,7 +244,9 @@ std::string command(State& s, const std::string& line)
     in >> verb >> arg;
     const char* cam = s.simName.c_str();
     if (verb == "scene") {
-        const int kind = arg == "dark" ? LSX_SIM_SCENE_DARK : arg == "pattern" ? LSX_SIM_SCENE_PATTERN : LSX_SIM_SCENE_FLAT;
+        const int kind = arg == "dark"      ? LSX_SIM_SCENE_DARK
+                         : arg == "pattern" ? LSX_SIM_SCENE_PATTERN
+                                            : LSX_SIM_SCENE_FLAT;
         return s.api.setScene(cam, kind, -1, -1, -1) == LSX_OK ? "ok" : "error scene";
     }
     if (verb == "light") {
@@ -305,13 +307,20 @@ int main(int argc, char** argv)
     for (int i = 1; i < argc; ++i) {
         const std::string a = argv[i];
         auto next = [&]() { return i + 1 < argc ? std::string(argv[++i]) : std::string(); };
-        if (a == "--serial") serial = next();
-        else if (a == "--xml") xml = next();
-        else if (a == "--builtin") builtin = true;
-        else if (a == "--camera") simCamera = next();
-        else if (a == "--model") model = next();
-        else if (a == "--sim") simLibrary = next();
-        else return fail("unknown option " + a);
+        if (a == "--serial")
+            serial = next();
+        else if (a == "--xml")
+            xml = next();
+        else if (a == "--builtin")
+            builtin = true;
+        else if (a == "--camera")
+            simCamera = next();
+        else if (a == "--model")
+            model = next();
+        else if (a == "--sim")
+            simLibrary = next();
+        else
+            return fail("unknown option " + a);
     }
     if (serial.empty()) return fail("--serial is required");
     if (xml.empty() && !builtin) return fail("--xml or --builtin is required");

@@ -20,11 +20,11 @@ namespace {
 
 // What the library answers -2 to on a camera without the maker's firmware: the property dialog,
 // colour solutions, binning enumerations, the FPN sets, the LSC set register, memory windows.
-const std::set<std::string> kNotSupported = {
-    "lsxShowPropertyModalDialog", "lsxGetColorSolutionSelDetail", "lsxSetColorSolutionSel",
-    "lsxGetEnumValue",            "lsxGetEnumNameValue",          "lsxSetEnumValueByString",
-    "lsxGetConfigString",         "lsxWriteGenICamReg",           "lsxReadGenICamMem",
-    "lsxWriteGenICamMem"};
+const std::set<std::string> kNotSupported = {"lsxShowPropertyModalDialog", "lsxGetColorSolutionSelDetail",
+                                             "lsxSetColorSolutionSel",     "lsxGetEnumValue",
+                                             "lsxGetEnumNameValue",        "lsxSetEnumValueByString",
+                                             "lsxGetConfigString",         "lsxWriteGenICamReg",
+                                             "lsxReadGenICamMem",          "lsxWriteGenICamMem"};
 
 }  // namespace
 
@@ -64,11 +64,12 @@ private slots:
         QVERIFY(h);
         for (const contract::Operation& op : ops) {
             // The table asks for the second LSC set; the camera offers one choice, "Disable".
-            const lsxStatus expected = kNotSupported.count(op.name)                    ? LSX_ERR_NOT_SUPPORTED
+            const lsxStatus expected = kNotSupported.count(op.name)                     ? LSX_ERR_NOT_SUPPORTED
                                        : QByteArray(op.name) == "lsxGetSelectionDetail" ? LSX_ERR_OUT_OF_RANGE
-                                                                                       : LSX_OK;
+                                                                                        : LSX_OK;
             const lsxStatus st = op.call(h);
-            QVERIFY2(st == expected, qPrintable(QStringLiteral("%1: %2, expected %3").arg(op.name).arg(st).arg(expected)));
+            QVERIFY2(st == expected,
+                     qPrintable(QStringLiteral("%1: %2, expected %3").arg(op.name).arg(st).arg(expected)));
         }
     }
 

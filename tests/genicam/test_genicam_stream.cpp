@@ -78,8 +78,8 @@ private slots:
             QVERIFY2(offStep == 0, d.name);
             QVERIFY2(aboveFull == 0, d.name);
             // The same picture as the 8-bit one, on the 16-bit scale.
-            QVERIFY2(std::abs(mean / 256.0 - mean8) < 1.0, qPrintable(QStringLiteral("%1: %2 against %3")
-                                                                        .arg(d.name).arg(mean / 256.0).arg(mean8)));
+            QVERIFY2(std::abs(mean / 256.0 - mean8) < 1.0,
+                     qPrintable(QStringLiteral("%1: %2 against %3").arg(d.name).arg(mean / 256.0).arg(mean8)));
         }
         for (int32_t code : {FORMAT_RGB24, FORMAT_BGR24}) {
             QCOMPARE(lsxSetTargetFormat(h, code), LSX_OK);

@@ -17,11 +17,11 @@
 #include "loader.h"
 #include "views/profilewidget.h"
 
-#include <QTemporaryDir>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QPushButton>
 #include <QSettings>
+#include <QTemporaryDir>
 #include <QTreeWidget>
 #include <QtTest>
 
@@ -245,7 +245,11 @@ private slots:
             for (int x = 0; x < kWidth; ++x)
                 if (std::abs(b[x] - 64.0 * t[x]) > tolerance)
                     QFAIL(qPrintable(QStringLiteral("gain %1 column %2: B %3, truth %4 (tolerance %5)")
-                                         .arg(gain).arg(x).arg(b[x]).arg(64.0 * t[x]).arg(tolerance)));
+                                         .arg(gain)
+                                         .arg(x)
+                                         .arg(b[x])
+                                         .arg(64.0 * t[x])
+                                         .arg(tolerance)));
         }
 
         // The operator's "确定": the panel goes, the panels are read again from the camera.

@@ -23,10 +23,10 @@
 namespace gvtest {
 
 struct Options {
-    QString serial;               // unique per test run
-    bool builtinTree = false;     // Aravis' own area-camera feature tree instead of ours
+    QString serial;            // unique per test run
+    bool builtinTree = false;  // Aravis' own area-camera feature tree instead of ours
     QString simCamera = QStringLiteral("SIM-LS4096-M");
-    QString simConfig;            // JSON for the simulated camera (LSX_SIM_CONFIG), or empty
+    QString simConfig;  // JSON for the simulated camera (LSX_SIM_CONFIG), or empty
 };
 
 class TestCamera {

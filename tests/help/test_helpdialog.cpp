@@ -42,24 +42,75 @@ private:
     {
         return {
             // top row, list, right column
-            "刷新", "连接", "断开", "帮助", "采图", "暂停", "存图", "x",
+            "刷新",
+            "连接",
+            "断开",
+            "帮助",
+            "采图",
+            "暂停",
+            "存图",
+            "x",
             // common functions
-            "常用功能", "分辨率模式", "USER", "图像合并模式选择", "水平合并模式", "垂直合并模式",
-            "曝光时间", "ROI设置", "水平偏移(X)", "宽度(W)", "高度(H)", "应用", "撤销", "更多调节",
+            "常用功能",
+            "分辨率模式",
+            "USER",
+            "图像合并模式选择",
+            "水平合并模式",
+            "垂直合并模式",
+            "曝光时间",
+            "ROI设置",
+            "水平偏移(X)",
+            "宽度(W)",
+            "高度(H)",
+            "应用",
+            "撤销",
+            "更多调节",
             // tabs
-            "FPN校正", "平场校正", "镜头校正", "SCS校正",
+            "FPN校正",
+            "平场校正",
+            "镜头校正",
+            "SCS校正",
             // FPN tab
-            "校正参数", "增益选择", "亮度范围", "调节量", "Auto", "同时进行感光平场(FFC)", "校正功能",
-            "暗场校正", "明场校正", "相机FPN使能", "存储", "写入", "导出", "factory",
-            "保存FPN参数到本地", "软件模拟FPN",
+            "校正参数",
+            "增益选择",
+            "亮度范围",
+            "调节量",
+            "Auto",
+            "同时进行感光平场(FFC)",
+            "校正功能",
+            "暗场校正",
+            "明场校正",
+            "相机FPN使能",
+            "存储",
+            "写入",
+            "导出",
+            "factory",
+            "保存FPN参数到本地",
+            "软件模拟FPN",
             // FFC tab
-            "加载本地图像", "加载FFC参数", "目标亮度", "自定义比例", "平均值", "自定义亮度",
-            "像素采样半径", "FFC校正", "软件模拟FFC", "显示平场系数", "平场调节系数", "保存至本地",
+            "加载本地图像",
+            "加载FFC参数",
+            "目标亮度",
+            "自定义比例",
+            "平均值",
+            "自定义亮度",
+            "像素采样半径",
+            "FFC校正",
+            "软件模拟FFC",
+            "显示平场系数",
+            "平场调节系数",
+            "保存至本地",
             "拉平平场系数",
             // LSC tab
-            "LSC校正", "写入相机", "软件模拟LSC",
+            "LSC校正",
+            "写入相机",
+            "软件模拟LSC",
             // the progress panel and its messages
-            "确定", "取消", "错误", "开始执行平场校正...", "参数无效",
+            "确定",
+            "取消",
+            "错误",
+            "开始执行平场校正...",
+            "参数无效",
         };
     }
 
@@ -70,8 +121,7 @@ private:
         timer->setInterval(20);
         connect(timer, &QTimer::timeout, this, [timer, title, message] {
             auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
-            if (!box)
-                return;
+            if (!box) return;
             *title = box->windowTitle();
             *message = box->text();
             box->accept();
@@ -165,8 +215,8 @@ private slots:
         HelpDialog d;
         const QString t = text(d, "textBrowser");
         QVERIFY(t.startsWith(QStringLiteral("使用说明")));
-        for (const char* word : {"刷新", "连接", "粗体", "采图", "存图", "相机常用功能：", "分辨率模式",
-                                 "增益", "ROI设置", "更多调节"})
+        for (const char* word :
+             {"刷新", "连接", "粗体", "采图", "存图", "相机常用功能：", "分辨率模式", "增益", "ROI设置", "更多调节"})
             QVERIFY2(t.contains(QString::fromUtf8(word)), word);
     }
 
@@ -175,9 +225,8 @@ private slots:
         HelpDialog d;
         const QString t = text(d, "textBrowser_2");
         QVERIFY(t.startsWith(QStringLiteral("FPN校正使用说明")));
-        for (const char* word : {"第一步", "第二步", "增益选择", "亮度范围", "调节量", "Auto",
-                                 "同时进行感光平场(FFC)", "完全黑暗", "均匀的光源", "相机FPN使能",
-                                 "写入", "软件模拟FPN"})
+        for (const char* word : {"第一步", "第二步", "增益选择", "亮度范围", "调节量", "Auto", "同时进行感光平场(FFC)",
+                                 "完全黑暗", "均匀的光源", "相机FPN使能", "写入", "软件模拟FPN"})
             QVERIFY2(t.contains(QString::fromUtf8(word)), word);
     }
 
@@ -195,8 +244,7 @@ private slots:
 
         const QTextList* items = nullptr;
         for (QTextBlock b = doc->firstBlock(); b.isValid() && !items; b = b.next())
-            if (b.textList() && b.textList()->format().style() == QTextListFormat::ListDecimal)
-                items = b.textList();
+            if (b.textList() && b.textList()->format().style() == QTextListFormat::ListDecimal) items = b.textList();
         QVERIFY(items);
         QCOMPARE(items->count(), 9);
     }

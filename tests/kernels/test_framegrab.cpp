@@ -95,8 +95,8 @@ private slots:
     void descriptorsThatHoldTogether()
     {
         const std::vector<uint8_t> data(24, 9);
-        for (const BadFrame& good : {BadFrame{"mono", 0, 0, 3, 2, 6, false, LSX_OK},
-                                     BadFrame{"colour", 11, 0, 3, 2, 24, false, LSX_OK}}) {
+        for (const BadFrame& good :
+             {BadFrame{"mono", 0, 0, 3, 2, 6, false, LSX_OK}, BadFrame{"colour", 11, 0, 3, 2, 24, false, LSX_OK}}) {
             const FrameCheck check = checkFrame(descriptorOf(good), data.data());
             QVERIFY2(check.ok() && check.why.isEmpty(), good.name);
             QCOMPARE(frameToMat(descriptorOf(good), data.data()).total(), size_t(6));
@@ -140,9 +140,9 @@ private slots:
         struct Case {
             int format, bits, type;
         };
-        const Case cases[] = {{FORMAT_MONO, LSX_BITS_8, CV_8UC1},  {FORMAT_MONO, LSX_BITS_16, CV_16UC1},
-                              {FORMAT_BGR24, 0, CV_8UC3},          {FORMAT_RGB24, 0, CV_8UC3},
-                              {FORMAT_BGR32, 0, CV_8UC4},          {FORMAT_RGB32, 0, CV_8UC4}};
+        const Case cases[] = {{FORMAT_MONO, LSX_BITS_8, CV_8UC1}, {FORMAT_MONO, LSX_BITS_16, CV_16UC1},
+                              {FORMAT_BGR24, 0, CV_8UC3},         {FORMAT_RGB24, 0, CV_8UC3},
+                              {FORMAT_BGR32, 0, CV_8UC4},         {FORMAT_RGB32, 0, CV_8UC4}};
         for (const Case& c : cases)
             for (int width : {1, 17, 53, 300})
                 for (int height : {1, 3, 5, 1001})
@@ -167,8 +167,8 @@ private slots:
         // Every 16-bit value.
         cv::Mat all(256, 256, CV_16UC1);
         for (int v = 0; v < 65536; ++v) all.at<uint16_t>(v / 256, v % 256) = static_cast<uint16_t>(v);
-        QVERIFY(matToPixmap(all, FORMAT_MONO, LSX_BITS_16).toImage().convertToFormat(QImage::Format_RGB32) ==
-                matToImage(all, FORMAT_MONO, LSX_BITS_16).convertToFormat(QImage::Format_RGB32));
+        QVERIFY(matToPixmap(all, FORMAT_MONO, LSX_BITS_16).toImage().convertToFormat(QImage::Format_RGB32)
+                == matToImage(all, FORMAT_MONO, LSX_BITS_16).convertToFormat(QImage::Format_RGB32));
     }
 
     // A pixmap the window still holds keeps its pixels while the next frames are converted.
@@ -255,8 +255,9 @@ private slots:
             int format, type;
             QColor shown;
         };
-        for (const Case& c : {Case{FORMAT_MONO, CV_8UC1, QColor(10, 10, 10)}, Case{FORMAT_RGB24, CV_8UC3, QColor(10, 20, 30)},
-                              Case{FORMAT_BGR24, CV_8UC3, QColor(30, 20, 10)}}) {
+        for (const Case& c :
+             {Case{FORMAT_MONO, CV_8UC1, QColor(10, 10, 10)}, Case{FORMAT_RGB24, CV_8UC3, QColor(10, 20, 30)},
+              Case{FORMAT_BGR24, CV_8UC3, QColor(30, 20, 10)}}) {
             FrameBuffers buffers;
             cv::Mat frame = buffers.take(4, 40, c.type);
             frame.setTo(cv::Scalar(10, 20, 30));
@@ -296,8 +297,8 @@ private slots:
         QCOMPARE(view.size(), cv::Size(4, 3));
         cv::Mat img, staticMat;
         FrameBuffers buffers;
-        QVERIFY(previewFrame(view, img, FORMAT_MONO, LSX_BITS_8, PreviewCorrections{}, PreviewSwitches{}, {}, 1, staticMat,
-                             &buffers));
+        QVERIFY(previewFrame(view, img, FORMAT_MONO, LSX_BITS_8, PreviewCorrections{}, PreviewSwitches{}, {}, 1,
+                             staticMat, &buffers));
         QVERIFY(img.data != buffer.data());
         buffer[5] = 200;
         QCOMPARE(img.at<uint8_t>(1, 1), uint8_t(7));

@@ -130,11 +130,11 @@ private slots:
         // The level table of the preview asks K at each band's sampling level: with FpnSel 6
         // the bands are 0-8 at 6, 9-12 at 10, 13-16 at 12, 17-32 at 24, 33-64 at 48, 65-255 at 160.
         std::vector<int> asked;
-        const FpnLevelTable t = buildFpnLevelTable(
-            fpnLevels6, {QList<double>(2, 0.0)}, {1.0}, [&](uint8_t level, QList<double>& out, int rows) {
-                asked.push_back(level);
-                out = QList<double>(2 * rows, double(level));
-            });
+        const FpnLevelTable t = buildFpnLevelTable(fpnLevels6, {QList<double>(2, 0.0)}, {1.0},
+                                                   [&](uint8_t level, QList<double>& out, int rows) {
+                                                       asked.push_back(level);
+                                                       out = QList<double>(2 * rows, double(level));
+                                                   });
         QCOMPARE(asked, (std::vector<int>{6, 10, 12, 24, 48, 160}));
         auto sampledAt = [&](int level) { return t.kAt(level, 0, 1); };
         for (int l = 0; l <= 8; ++l) QCOMPARE(sampledAt(l), 6.0f);

@@ -115,8 +115,8 @@ void literalApply(cv::Mat& img, int format, const Literal& L)
             T* p = img.ptr<T>(y);
             for (int x = 0; x < width; ++x)
                 for (int c = 0; c < ch; ++c)
-                    p[x * ch + c] = cv::saturate_cast<T>(double(p[x * ch + c]) *
-                                                         double(float(L.lsc[lists[c]][L.regionX + x])));
+                    p[x * ch + c] =
+                        cv::saturate_cast<T>(double(p[x * ch + c]) * double(float(L.lsc[lists[c]][L.regionX + x])));
         }
     }
     // Regrouping
@@ -286,15 +286,16 @@ class TestPreviewKernels : public QObject {
                 for (int threads : kThreadCounts) {
                     setPreviewIsa(isa);
                     QCOMPARE(setPreviewThreads(threads), threads);
-                    const QString where = QStringLiteral("format %1 bits %2 lines %3 %4 x %5 mask %6, %7 kernels, %8 threads")
-                                              .arg(format)
-                                              .arg(bits)
-                                              .arg(lineCount)
-                                              .arg(width)
-                                              .arg(height)
-                                              .arg(mask)
-                                              .arg(previewIsaName(isa))
-                                              .arg(threads);
+                    const QString where =
+                        QStringLiteral("format %1 bits %2 lines %3 %4 x %5 mask %6, %7 kernels, %8 threads")
+                            .arg(format)
+                            .arg(bits)
+                            .arg(lineCount)
+                            .arg(width)
+                            .arg(height)
+                            .arg(mask)
+                            .arg(previewIsaName(isa))
+                            .arg(threads);
                     cv::Mat fast = frame.clone();
                     QVERIFY(applyPreview(fast, format, pc, s2, L.ffc));
                     QVERIFY2(sameMat(fast, expected), qPrintable(where));
@@ -428,7 +429,8 @@ private:
             const KAtLevelFn kAt = [&](uint8_t level, QList<double>& out, int n) { kAtLevel(pts, 2, level, out, n); };
             const PreviewCorrections pc = buildPreviewCorrections(fpnLevels9, b, k, QList<double>(rows, 1.0), kAt,
                                                                   c.lines, randomLists(rng, ch, c.width, 0.7, 1.4));
-            const QList<QList<double>> ffc = randomLists(rng, c.format == FORMAT_MONO ? c.lines : ch, c.width, 0.7, 1.4);
+            const QList<QList<double>> ffc =
+                randomLists(rng, c.format == FORMAT_MONO ? c.lines : ch, c.width, 0.7, 1.4);
             PreviewSwitches sw;
             sw.fpn = sw.ffc = sw.lsc = true;
             sw.lineCount = c.lines;
@@ -440,21 +442,23 @@ private:
             cv::Mat stepwise = frame.clone();
             QVERIFY(applyPreview(stepwise, c.format, pc, sw, ffc));
             if (c.sum > 1)
-                stepwise = c.bits == LSX_BITS_16 ? literalSum<uint16_t>(stepwise, c.sum) : literalSum<uint8_t>(stepwise, c.sum);
+                stepwise = c.bits == LSX_BITS_16 ? literalSum<uint16_t>(stepwise, c.sum)
+                                                 : literalSum<uint8_t>(stepwise, c.sum);
             const cv::Mat means = literalMeans(stepwise, c.format, c.bits);
             for (PreviewIsa isa : availableIsas())
                 for (int threads : kThreadCounts) {
                     setPreviewIsa(isa);
                     setPreviewThreads(threads);
-                    const QString where = QStringLiteral("format %1 bits %2 lines %3 sum %4, %5 x %6, %7 kernels, %8 threads")
-                                              .arg(c.format)
-                                              .arg(c.bits)
-                                              .arg(c.lines)
-                                              .arg(c.sum)
-                                              .arg(c.width)
-                                              .arg(c.height)
-                                              .arg(previewIsaName(isa))
-                                              .arg(threads);
+                    const QString where =
+                        QStringLiteral("format %1 bits %2 lines %3 sum %4, %5 x %6, %7 kernels, %8 threads")
+                            .arg(c.format)
+                            .arg(c.bits)
+                            .arg(c.lines)
+                            .arg(c.sum)
+                            .arg(c.width)
+                            .arg(c.height)
+                            .arg(previewIsaName(isa))
+                            .arg(threads);
                     cv::Mat fused = frame.clone();
                     cv::Mat staticMat;
                     QVERIFY(previewFrame(fused, c.format, c.bits, pc, sw, ffc, c.sum, staticMat));
@@ -509,9 +513,8 @@ private slots:
     void kScaleMultipliesEachRow()
     {
         const KAtLevelFn kAt = [](uint8_t, QList<double>& out, int rows) { out = QList<double>(2 * rows, 1.0); };
-        const FpnLevelTable t = buildFpnLevelTable(fpnLevels3, {QList<double>(2, 0.0), QList<double>(2, 0.0),
-                                                                QList<double>(2, 0.0)},
-                                                   {1.0, 0.5, 2.0}, kAt);
+        const FpnLevelTable t = buildFpnLevelTable(
+            fpnLevels3, {QList<double>(2, 0.0), QList<double>(2, 0.0), QList<double>(2, 0.0)}, {1.0, 0.5, 2.0}, kAt);
         QCOMPARE(t.kAt(100, 0, 1), 1.0f);
         QCOMPARE(t.kAt(100, 1, 1), 0.5f);
         QCOMPARE(t.kAt(100, 2, 0), 2.0f);
@@ -586,8 +589,9 @@ private slots:
                 cv::Mat wide(height, 257, CV_16UC1), colour(height, 91, CV_8UC3);
                 cv::randu(wide, 0, 65536);
                 cv::randu(colour, 0, 256);
-                QVERIFY2(sameMat(columnMeans(wide, FORMAT_MONO, LSX_BITS_16), literalMeans(wide, FORMAT_MONO, LSX_BITS_16)),
-                         qPrintable(where));
+                QVERIFY2(
+                    sameMat(columnMeans(wide, FORMAT_MONO, LSX_BITS_16), literalMeans(wide, FORMAT_MONO, LSX_BITS_16)),
+                    qPrintable(where));
                 QVERIFY2(sameMat(columnMeans(colour, FORMAT_RGB24, 0), literalMeans(colour, FORMAT_RGB24, 0)),
                          qPrintable(where));
                 for (int s : {2, 3}) {

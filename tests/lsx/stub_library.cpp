@@ -5,7 +5,10 @@
 
 namespace {
 template <typename... A>
-lsxStatus stubAnswer(A...) { return LSX_OK; }
+lsxStatus stubAnswer(A...)
+{
+    return LSX_OK;
+}
 lsxStatus stubAnswer(int32_t* count)
 {
     *count = 3;
@@ -15,8 +18,14 @@ lsxStatus stubAnswer(int32_t* count)
 
 extern "C" {
 #define LSX_STUB(name, params, args) \
-    lsxStatus name params { return stubAnswer args; }
+    lsxStatus name params            \
+    {                                \
+        return stubAnswer args;      \
+    }
 LSX_OPERATIONS(LSX_STUB)
 #undef LSX_STUB
-lsxStatus lsxDebugFormat(lsxHandle, int32_t, const char*, const char*, ...) { return LSX_OK; }
+lsxStatus lsxDebugFormat(lsxHandle, int32_t, const char*, const char*, ...)
+{
+    return LSX_OK;
+}
 }

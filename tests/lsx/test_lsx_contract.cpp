@@ -11,8 +11,7 @@ private slots:
     void everyCodeOfTheTable()
     {
         QCOMPARE(int(std::size(kExpectedStatusTexts)), 83);
-        for (const auto& [code, text] : kExpectedStatusTexts)
-            QCOMPARE(statusText(code), QString::fromUtf8(text));
+        for (const auto& [code, text] : kExpectedStatusTexts) QCOMPARE(statusText(code), QString::fromUtf8(text));
     }
 
     void knownTextsByHand()

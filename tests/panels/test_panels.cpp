@@ -6,9 +6,9 @@
 #include "panels/windowharness.h"
 #include "ui_mainwindow.h"
 
-#include "statustext.h"
 #include "app/progressinfowidget.h"
 #include "app/scenecontrol.h"
+#include "statustext.h"
 
 #include "views/imageitem.h"
 #include "views/profilewidget.h"
@@ -17,11 +17,11 @@
 #include <QCheckBox>
 #include <QDir>
 #include <QDoubleSpinBox>
-#include <QTextEdit>
 #include <QElapsedTimer>
 #include <QRegularExpression>
 #include <QSettings>
 #include <QSignalSpy>
+#include <QTextEdit>
 
 #include <opencv2/core.hpp>
 
@@ -605,8 +605,10 @@ private slots:
         w->cameraTypeChanged(false);
         QCOMPARE(boxes.boxes().size(), 1);
         QCOMPARE(boxes.boxes().first().title, QStringLiteral("注意"));
-        QCOMPARE(boxes.boxes().first().text,
-                 QStringLiteral("检测到当前选择相机不是线扫型相机，可能是驱动版本太低导致。如果出现软件闪退等问题，请联系售后解决！"));
+        QCOMPARE(
+            boxes.boxes().first().text,
+            QStringLiteral(
+                "检测到当前选择相机不是线扫型相机，可能是驱动版本太低导致。如果出现软件闪退等问题，请联系售后解决！"));
     }
 
     void roiApplyAndCancel()
@@ -930,7 +932,8 @@ private slots:
         QVERIFY(connectCamera(kMono));
         QTRY_VERIFY_WITH_TIMEOUT(w->ui->startBut->isChecked(), 3000);
         QVERIFY(lsx::sim::api().injectFault("lsxGetFrame", 0, LSX_ERR_DISCONNECTED, 1) == LSX_OK);
-        const QString reason = QStringLiteral("采集停止：%1-%2").arg(LSX_ERR_DISCONNECTED).arg(statusText(LSX_ERR_DISCONNECTED));
+        const QString reason =
+            QStringLiteral("采集停止：%1-%2").arg(LSX_ERR_DISCONNECTED).arg(statusText(LSX_ERR_DISCONNECTED));
         QTRY_COMPARE_WITH_TIMEOUT(w->ui->captureRateLabel->text(), reason, 5000);
         QVERIFY(!w->ui->startBut->isChecked());
         QCOMPARE(w->ui->captureRateLabel->toolTip(), reason);

@@ -4,12 +4,12 @@
 // boxes that the window raises (they would otherwise block the test in their own event loop).
 
 #include "app/mainwindow.h"
-#include "ui_mainwindow.h"
 #include "app/progressinfowidget.h"
 #include "camera/cameraserver.h"
 #include "camera/tables.h"
 #include "loader.h"
 #include "sim/lsxsim.h"
+#include "ui_mainwindow.h"
 
 #include <QApplication>
 #include <QFile>

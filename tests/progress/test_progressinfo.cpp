@@ -97,7 +97,7 @@ private slots:
         m_panel->showProgressInfo(0, QString());
 
         QCOMPARE(contentEdit()->toPlainText(), QString());
-        QCOMPARE(progressBar()->value(), 100); // the bar is not moved
+        QCOMPARE(progressBar()->value(), 100);  // the bar is not moved
         QVERIFY(!defineBut()->isVisible());
         QVERIFY(cancelBut()->isVisible());
     }
@@ -108,7 +108,7 @@ private slots:
         QSignalSpy canceled(m_panel, &ProgressInfoWidget::canceled);
 
         m_panel->showProgressInfo(0, QStringLiteral("暗场校正执行中..."));
-        defineBut()->click(); // the construction's connection alone
+        defineBut()->click();  // the construction's connection alone
         QCOMPARE(defined.count(), 1);
         defined.clear();
 
@@ -154,7 +154,7 @@ private slots:
         QCOMPARE(m_panel->windowModality(), Qt::WindowModal);
         QVERIFY(m_panel->isWindow());
         QCOMPARE(m_panel->parentWidget(), m_parent);
-        QVERIFY(!m_panel->windowIcon().isNull()); // the panel registers the resources itself
+        QVERIFY(!m_panel->windowIcon().isNull());  // the panel registers the resources itself
 
         QCOMPARE(m_panel->findChild<QLabel*>("label")->text(), QStringLiteral("进度"));
         QCOMPARE(progressBar()->value(), 24);
@@ -274,7 +274,7 @@ private slots:
         QSignalSpy defined(m_panel, &ProgressInfoWidget::defined);
         QSignalSpy canceled(m_panel, &ProgressInfoWidget::canceled);
         m_panel->showProgressInfo(101, QStringLiteral("失败"));
-        m_panel->showProgressInfo(100, QString()); // stops before the swap
+        m_panel->showProgressInfo(100, QString());  // stops before the swap
         defineBut()->click();
         QCOMPARE(canceled.count(), 1);
         QCOMPARE(defined.count(), 0);

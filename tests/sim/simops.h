@@ -20,7 +20,10 @@ struct Op {
     std::function<lsxStatus(const QString&)> expected;
 };
 
-inline lsxStatus ok(const QString&) { return LSX_OK; }
+inline lsxStatus ok(const QString&)
+{
+    return LSX_OK;
+}
 
 inline std::vector<Op> everyOperation(const QString& configPath)
 {

@@ -23,7 +23,10 @@ inline lsxHandle openCamera(const char* name, int mode = LSX_OPEN_NORMAL)
     return st == LSX_OK ? h : 0;
 }
 
-inline std::string handleName(lsxHandle h) { return std::to_string(h); }
+inline std::string handleName(lsxHandle h)
+{
+    return std::to_string(h);
+}
 
 // A configuration file for the simulated camera, in force from the next lsxSimReset: written
 // into `dir` and named by LSX_SIM_CONFIG. An empty text names no file (the built-in cameras).

@@ -62,9 +62,9 @@ private slots:
         QVERIFY(api.ok());
         QCOMPARE(reinterpret_cast<void*>(api.reset), reinterpret_cast<void*>(&lsxSimReset));
         QCOMPARE(reinterpret_cast<void*>(api.getTruth), reinterpret_cast<void*>(&lsxSimGetTruth));
-        QVERIFY(api.setScene && api.setNoise && api.setTimeScale && api.injectFault && api.clearFaults &&
-                api.frameTimeouts && api.disconnectAfterFrames && api.reconnect && api.getTrueDark &&
-                api.getTrueResponse && api.getCounters && api.logCount && api.logLine);
+        QVERIFY(api.setScene && api.setNoise && api.setTimeScale && api.injectFault && api.clearFaults
+                && api.frameTimeouts && api.disconnectAfterFrames && api.reconnect && api.getTrueDark
+                && api.getTrueResponse && api.getCounters && api.logCount && api.logLine);
         QVERIFY(!lsx::sim::loadApi("/nonexistent/liblsxsim.so").ok());
     }
 

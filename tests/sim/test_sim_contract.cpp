@@ -7,13 +7,12 @@
 #include <QTemporaryDir>
 
 #include <atomic>
+#include <chrono>
 #include <functional>
 #include <map>
-#include <chrono>
 #include <thread>
 
 using namespace simtest;
-
 
 class TestSimContract : public QObject {
     Q_OBJECT
@@ -26,8 +25,8 @@ private slots:
         QTemporaryDir dir;
         const auto ops = everyOperation(dir.path() + "/state.ini");
         QCOMPARE(int(ops.size()) + 3, LSX_OPERATION_COUNT);  // plus lsxRefresh, lsxEnum, lsxOpenByName
-        for (const char* name : {"SIM-LS4096-M", "SIM-LS2048-ML4", "SIM-LS2048-C", "SIM-LS8192-MLK", "SIM-TQW4A2N60",
-                                 "SIM-TVK317"}) {
+        for (const char* name :
+             {"SIM-LS4096-M", "SIM-LS2048-ML4", "SIM-LS2048-C", "SIM-LS8192-MLK", "SIM-TQW4A2N60", "SIM-TVK317"}) {
             lsxHandle h = openCamera(name);
             QVERIFY2(h, name);
             lsxSimSetTimeScale(name, 0);
@@ -64,8 +63,8 @@ private slots:
         int32_t count = 0;
         QCOMPARE(lsxRefresh(&count), LSX_OK);
         QCOMPARE(count, 6);
-        const char* names[] = {"SIM-LS4096-M", "SIM-LS2048-ML4", "SIM-LS2048-C", "SIM-LS8192-MLK", "SIM-TQW4A2N60",
-                               "SIM-TVK317"};
+        const char* names[] = {"SIM-LS4096-M",   "SIM-LS2048-ML4", "SIM-LS2048-C",
+                               "SIM-LS8192-MLK", "SIM-TQW4A2N60",  "SIM-TVK317"};
         for (int i = 0; i < 6; ++i) {
             lsxCameraInfo info;
             QCOMPARE(lsxEnum(i, &info), LSX_OK);
@@ -202,8 +201,10 @@ private slots:
             bool blackReg;
             uint8_t maxK, maxB;
             bool mlk;
-        } rows[] = {{"SIM-LS4096-M", 1, true, 2, 64, false},   {"SIM-LS2048-ML4", 4, true, 2, 64, false},
-                    {"SIM-LS2048-C", 1, true, 2, 64, false},   {"SIM-LS8192-MLK", 1, false, 4, 64, true},
+        } rows[] = {{"SIM-LS4096-M", 1, true, 2, 64, false},
+                    {"SIM-LS2048-ML4", 4, true, 2, 64, false},
+                    {"SIM-LS2048-C", 1, true, 2, 64, false},
+                    {"SIM-LS8192-MLK", 1, false, 4, 64, true},
                     {"SIM-TQW4A2N60", 1, true, 2, 64, false}};
         for (const Row& row : rows) {
             lsxHandle h = openCamera(row.name);
@@ -312,7 +313,8 @@ private slots:
             int count;
             const char* first;
             const char* current;
-        } sels[] = {{"FPNC.Selector", 4, "factory", "UserSet0"}, {"PRNUC", 5, "Disable", "Disable"},
+        } sels[] = {{"FPNC.Selector", 4, "factory", "UserSet0"},
+                    {"PRNUC", 5, "Disable", "Disable"},
                     {"LSC", 17, "Disable", "Disable"}};
         for (const Sel& s : sels) {
             lsxSelectionDescr d;
@@ -455,8 +457,8 @@ private slots:
         QCOMPARE(lsxSetConfigString(h, "PRNUC", "UserSet1"), LSX_OK);
         FpnRecord ffc(2048 * 3, 1, LSX_FPN_FLATFIELD);
         for (int x = 0; x < 2048; ++x) {
-            ffc.pairs()[2 * (3 * x + 0)] = 1.25f;  // R
-            ffc.pairs()[2 * (3 * x + 1)] = 1.0f;   // G
+            ffc.pairs()[2 * (3 * x + 0)] = 1.25f;               // R
+            ffc.pairs()[2 * (3 * x + 1)] = 1.0f;                // G
             ffc.pairs()[2 * (3 * x + 2)] = 0.5f + x / 8192.0f;  // B
         }
         QCOMPARE(ffc.send(h), LSX_OK);
@@ -470,10 +472,10 @@ private slots:
         std::vector<uint16_t> all(8 + 2048 * 3);
         QCOMPARE(lsxReadGenICamMem(h, LSX_MEM_FFC_SET, all.data(), 16 + payload), LSX_OK);
         const uint16_t* k = all.data() + 8;
-        QCOMPARE(int(k[0]), 8192);             // B at column 0: 0.5
-        QCOMPARE(int(k[100]), 8192 + 200);     // B at column 100
-        QCOMPARE(int(k[2048 + 5]), 16384);     // G
-        QCOMPARE(int(k[4096 + 7]), 20480);     // R: 1.25
+        QCOMPARE(int(k[0]), 8192);          // B at column 0: 0.5
+        QCOMPARE(int(k[100]), 8192 + 200);  // B at column 100
+        QCOMPARE(int(k[2048 + 5]), 16384);  // G
+        QCOMPARE(int(k[4096 + 7]), 20480);  // R: 1.25
         // Another set selected: its memory is empty.
         lsxSetConfigString(h, "PRNUC", "UserSet0");
         QCOMPARE(lsxReadGenICamMem(h, LSX_MEM_FFC_SET, head, 16), LSX_OK);

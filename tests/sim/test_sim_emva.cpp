@@ -82,7 +82,10 @@ Line fit(const std::vector<double>& x, const std::vector<double>& y)
     return {my - sxy / sxx * mx, sxy / sxx};
 }
 
-QString num(double v) { return QString::number(v, 'g', 6); }
+QString num(double v)
+{
+    return QString::number(v, 'g', 6);
+}
 
 }  // namespace
 
@@ -130,12 +133,14 @@ private slots:
             }
             const double k = fit(mu, var).b;  // DN per electron
             const double expectK = g / kEPerDn;
-            QVERIFY2(std::abs(k / expectK - 1) < tolerance, qPrintable(QString("gain %1: K %2 vs %3").arg(g).arg(num(k), num(expectK))));
+            QVERIFY2(std::abs(k / expectK - 1) < tolerance,
+                     qPrintable(QString("gain %1: K %2 vs %3").arg(g).arg(num(k), num(expectK))));
             // Read noise: the dark variance less the ADC's 1/12.
             const double read = dark.var - 1.0 / 12;
             const double expectRead = kReadNoise * kReadNoise * ((1 - kPostGainNoise) * g * g + kPostGainNoise);
-            QVERIFY2(std::abs(read / expectRead - 1) < 0.03,
-                     qPrintable(QString("gain %1: read noise variance %2 vs %3").arg(g).arg(num(read), num(expectRead))));
+            QVERIFY2(
+                std::abs(read / expectRead - 1) < 0.03,
+                qPrintable(QString("gain %1: read noise variance %2 vs %3").arg(g).arg(num(read), num(expectRead))));
             // The dark level: a fifth of the offset comes after the amplifier.
             const double expectDark = kDarkMean * (g * (1 - kPostGainOffset) + kPostGainOffset);
             QVERIFY2(std::abs(dark.mean - expectDark) < 0.1 * g,
@@ -146,7 +151,8 @@ private slots:
         QVERIFY2(std::abs(electrons[0] / (kReadNoise * kEPerDn) - 1) < tolerance + 0.01, qPrintable(num(electrons[0])));
         const double ratio = electrons[1] / electrons[0];
         const double expectRatio = std::sqrt((1 - kPostGainNoise) + kPostGainNoise / 4);
-        QVERIFY2(std::abs(ratio - expectRatio) < tolerance + 0.01, qPrintable(QString("%1 vs %2").arg(num(ratio), num(expectRatio))));
+        QVERIFY2(std::abs(ratio - expectRatio) < tolerance + 0.01,
+                 qPrintable(QString("%1 vs %2").arg(num(ratio), num(expectRatio))));
     }
 
     void darkSignalGrowsWithExposure()
@@ -212,9 +218,11 @@ private slots:
             }
             const double rise100 = level[1] - level[0], rise1000 = level[2] - level[0];
             QVERIFY2(rise100 > 16 && rise100 < 28, qPrintable(num(rise100)));
-            QVERIFY2(std::abs(rise1000 / rise100 - 11) < 0.4, qPrintable(QString("%1 %2").arg(num(rise100), num(rise1000))));
+            QVERIFY2(std::abs(rise1000 / rise100 - 11) < 0.4,
+                     qPrintable(QString("%1 %2").arg(num(rise100), num(rise1000))));
             const double expectNoise = kReadNoise * kReadNoise + (level[2] - kDarkMean) / kEPerDn + 1.0 / 12;
-            QVERIFY2(std::abs(noise[2] / expectNoise - 1) < 0.3, qPrintable(QString("%1 vs %2").arg(num(noise[2]), num(expectNoise))));
+            QVERIFY2(std::abs(noise[2] / expectNoise - 1) < 0.3,
+                     qPrintable(QString("%1 vs %2").arg(num(noise[2]), num(expectNoise))));
         }
         QVERIFY2(hot >= 2 && hot <= 4, qPrintable(QString::number(hot)));
     }
@@ -311,8 +319,8 @@ private slots:
         QCOMPARE(lsxSetAnalogGain(h, 4.0f), LSX_OK);
         const std::vector<bool> all(8192, true);
         auto measure = [&](const char* mode, const char* vertical) {
-            if (lsxSetEnumValueByString(h, "BinningMode", mode) != LSX_OK ||
-                lsxSetEnumValueByString(h, "BinningVertical", vertical) != LSX_OK)
+            if (lsxSetEnumValueByString(h, "BinningMode", mode) != LSX_OK
+                || lsxSetEnumValueByString(h, "BinningVertical", vertical) != LSX_OK)
                 return Pair{-1, -1};
             return twoFrames(h, all);
         };
@@ -321,7 +329,8 @@ private slots:
         const double read1 = one.var - 1.0 / 12, readBin = bin2.var - 1.0 / 12, readSum = sum2.var - 1.0 / 12;
         QVERIFY2(std::abs(readBin / read1 - 0.5) < 0.02, qPrintable(QString("%1 %2").arg(num(read1), num(readBin))));
         QVERIFY2(std::abs(readSum / read1 - 2.0) < 0.05, qPrintable(QString("%1 %2").arg(num(read1), num(readSum))));
-        QVERIFY2(std::abs(bin2.mean - one.mean) < 0.05, qPrintable(QString("%1 %2").arg(num(one.mean), num(bin2.mean))));
+        QVERIFY2(std::abs(bin2.mean - one.mean) < 0.05,
+                 qPrintable(QString("%1 %2").arg(num(one.mean), num(bin2.mean))));
         QCOMPARE(lsxSimSetScene(cam, LSX_SIM_SCENE_FLAT, 0.75, -1, -1), LSX_OK);
         const Pair litOne = measure("BIN", "1"), litBin = measure("BIN", "2"), litSum = measure("SUM", "2");
         QVERIFY2(litOne.mean > 250 && litOne.mean < 400, qPrintable(num(litOne.mean)));
@@ -407,7 +416,8 @@ private slots:
                 << bandsAt215;
         QVERIFY2(oneAt100 < 0.6, qPrintable(num(oneAt100)));
         QVERIFY2(oneAt215 > 1.2, qPrintable(num(oneAt215)));
-        QVERIFY2(bandsAt40 < 0.6 && bandsAt215 < 0.6, qPrintable(QString("%1 %2").arg(num(bandsAt40), num(bandsAt215))));
+        QVERIFY2(bandsAt40 < 0.6 && bandsAt215 < 0.6,
+                 qPrintable(QString("%1 %2").arg(num(bandsAt40), num(bandsAt215))));
     }
 };
 

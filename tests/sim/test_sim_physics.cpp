@@ -75,8 +75,10 @@ private slots:
         }();
         QVERIFY(std::abs(median - 6.0) < 0.1);
         for (float d : dark) {
-            if (d > median + 10) ++hot;
-            else plain.push_back(d);
+            if (d > median + 10)
+                ++hot;
+            else
+                plain.push_back(d);
         }
         QVERIFY2(hot >= 2 && hot <= 4, qPrintable(QString::number(hot)));
         QVERIFY2(std::abs(stddev(plain) - 1.0) < 0.1, qPrintable(QString::number(stddev(plain))));

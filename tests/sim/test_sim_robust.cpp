@@ -29,7 +29,10 @@ bool logHas(const QString& words)
     return false;
 }
 
-QString logText() { return logLines().join('\n'); }
+QString logText()
+{
+    return logLines().join('\n');
+}
 
 }  // namespace
 
@@ -86,13 +89,16 @@ private slots:
         row("not a number", "SIM-LS4096-M", R"("readNoise": "0.7")",
             R"(field "readNoise" = "0.7" is not a number in 0 .. 50 DN10)");
         row("wrong type", "SIM-LS4096-M", R"("noise": "yes")", R"(field "noise" = "yes" is not true or false)");
-        row("unknown field", "SIM-LS4096-M", R"("exposur": 10)", R"(field "exposur" is not a field of a simulated camera)");
+        row("unknown field", "SIM-LS4096-M", R"("exposur": 10)",
+            R"(field "exposur" is not a field of a simulated camera)");
         row("unknown scene", "SIM-LS4096-M", R"("scene": "bright")",
             R"(field "scene" = "bright" is not "dark", "flat" or "pattern")");
-        row("unknown mode", "SIM-LS8192-MLK", R"("resModes": ["Full", "SUM8"])", R"(field "resModes" = an array is not a list)");
+        row("unknown mode", "SIM-LS8192-MLK", R"("resModes": ["Full", "SUM8"])",
+            R"(field "resModes" = an array is not a list)");
         row("register text", "SIM-LS4096-M", R"("registers": {"0x1001620": "lots"})",
             R"(field "registers.0x1001620" = "lots" is not a 32-bit word)");
-        row("factory byte", "SIM-LS4096-M", R"("factory": {"bytes": {"200": 1}})", R"(field "factory.bytes.200" is not an offset 0 .. 127)");
+        row("factory byte", "SIM-LS4096-M", R"("factory": {"bytes": {"200": 1}})",
+            R"(field "factory.bytes.200" is not an offset 0 .. 127)");
         row("non-linearity", "SIM-LS4096-M", R"("nonLinearity": 0.5)",
             R"(field "nonLinearity" = 0.5 is not a number in -0.05 .. 0.1)");
         row("width off the binning", "SIM-LS8192-MLK", R"("width": 1000)",
@@ -136,8 +142,9 @@ private slots:
                                           << "the top level is an array, not an object; no camera is built";
         QTest::newRow("not JSON") << QByteArray(R"({"cameras": [)") << "not JSON (";
         QTest::newRow("empty") << QByteArray(" ") << "not JSON (";
-        QTest::newRow("field at the top") << QByteArray(R"({"exposure": -1})")
-                                          << R"(every camera: field "exposure" = -1 is not a number in 2 .. 20000 us; no camera is built)";
+        QTest::newRow("field at the top")
+            << QByteArray(R"({"exposure": -1})")
+            << R"(every camera: field "exposure" = -1 is not a number in 2 .. 20000 us; no camera is built)";
         QTest::newRow("cameras not a list") << QByteArray(R"({"cameras": 5})")
                                             << R"(every camera: field "cameras" = 5 is not a list; no camera is built)";
     }
@@ -172,7 +179,8 @@ private slots:
         QVERIFY(!names.contains("SIM-TVK317"));
         QVERIFY(!names.contains("SIM-LS2048-C"));
         QVERIFY(names.contains("TWIN"));
-        QVERIFY2(logHas(R"(camera "SIM-LS2048-C": field "remove" = "yes" is not true or false)"), qPrintable(logText()));
+        QVERIFY2(logHas(R"(camera "SIM-LS2048-C": field "remove" = "yes" is not true or false)"),
+                 qPrintable(logText()));
     }
 
     void badFaultsAreNotInjected()
@@ -182,10 +190,14 @@ private slots:
             {"op": "lsxSetExposure", "after": -1, "status": -1001},
             {"op": "lsxGetExposure", "status": -1001, "times": 1},
             {"op": "lsxSetAnalogGain", "status": -1001, "colour": 1}]})"));
-        QVERIFY2(logHas(R"(fault 0: field "op" = "lsxNoSuch" is not an operation of the camera library or "*"; the fault is not injected)"),
-                 qPrintable(logText()));
-        QVERIFY2(logHas(R"(fault 1: field "after" = -1 is not a whole number in 0 .. 2147483647; the fault is not injected)"),
-                 qPrintable(logText()));
+        QVERIFY2(
+            logHas(
+                R"(fault 0: field "op" = "lsxNoSuch" is not an operation of the camera library or "*"; the fault is not injected)"),
+            qPrintable(logText()));
+        QVERIFY2(
+            logHas(
+                R"(fault 1: field "after" = -1 is not a whole number in 0 .. 2147483647; the fault is not injected)"),
+            qPrintable(logText()));
         QVERIFY2(logHas(R"(fault 3: field "colour" is not one of op, after, status, times)"), qPrintable(logText()));
         lsxHandle h = openCamera("SIM-LS4096-M");
         QVERIFY(h);
@@ -293,8 +305,10 @@ private slots:
         const QStringList names = cameraNames();
         QCOMPARE(names.size(), 6 + 7);
         QVERIFY(names.contains("BIG6") && !names.contains("BIG7") && !names.contains("BIG8"));
-        QVERIFY2(logHas(R"(camera "BIG7": field "width" makes the cameras' data together more than 4194304 columns; the camera is not built)"),
-                 qPrintable(logText()));
+        QVERIFY2(
+            logHas(
+                R"(camera "BIG7": field "width" makes the cameras' data together more than 4194304 columns; the camera is not built)"),
+            qPrintable(logText()));
     }
 
     void loadedRoiIsOneTheSetterTakes()

@@ -26,10 +26,9 @@ QtMessageHandler g_previous = nullptr;
 void collect(QtMsgType type, const QMessageLogContext& context, const QString& message)
 {
     g_messages << message;
-    if (g_previous)
-        g_previous(type, context, message);
+    if (g_previous) g_previous(type, context, message);
 }
-} // namespace
+}  // namespace
 
 class TestStyle : public QObject {
     Q_OBJECT
@@ -41,8 +40,7 @@ private:
     {
         const QString path = m_dir.filePath(name);
         QFile f(path);
-        if (!f.open(QFile::WriteOnly))
-            return QString();
+        if (!f.open(QFile::WriteOnly)) return QString();
         f.write(bytes);
         return path;
     }
@@ -58,7 +56,7 @@ private slots:
     {
         QVERIFY(m_dir.isValid());
         ensureResources();
-        ensureResources(); // a second call does nothing
+        ensureResources();  // a second call does nothing
         QVERIFY(QFile::exists(QStringLiteral(":/psblack.css")));
     }
 
@@ -94,10 +92,10 @@ private slots:
 
     void whiteSpaceIsFoldedIntoOneWordPerLine()
     {
-        const QString path = writeFile("spaces.css", "QPalette{background:#00BB9E;}\n\n  QWidget {\tcolor : red ; }\r\n");
+        const QString path =
+            writeFile("spaces.css", "QPalette{background:#00BB9E;}\n\n  QWidget {\tcolor : red ; }\r\n");
         QVERIFY(loadStyle(path));
-        QCOMPARE(qApp->styleSheet(),
-                 QStringLiteral("QPalette{background:#00BB9E;}\nQWidget\n{\ncolor\n:\nred\n;\n}"));
+        QCOMPARE(qApp->styleSheet(), QStringLiteral("QPalette{background:#00BB9E;}\nQWidget\n{\ncolor\n:\nred\n;\n}"));
         QCOMPARE(QApplication::palette().color(QPalette::Window), QColor(0x00, 0xBB, 0x9E));
     }
 
@@ -169,8 +167,7 @@ private slots:
         const QRegularExpression url(QStringLiteral("url\\((:[^)]+)\\)"));
         auto it = url.globalMatch(sheet);
         QSet<QString> names;
-        while (it.hasNext())
-            names.insert(it.next().captured(1));
+        while (it.hasNext()) names.insert(it.next().captured(1));
         QVERIFY(names.size() >= 16);
         for (const QString& name : std::as_const(names)) {
             QVERIFY2(name.startsWith(QStringLiteral(":/qss/psblack/")), qPrintable(name));
@@ -180,12 +177,24 @@ private slots:
 
     void themeImagesAreSmallAndComplete()
     {
-        const QStringList expected = {
-            "add_bottom.png", "add_left.png", "add_right.png", "add_top.png", "branch_close.png",
-            "branch_open.png", "calendar_nextmonth.png", "calendar_prevmonth.png", "checkbox_checked.png",
-            "checkbox_checked_disable.png", "checkbox_parcial.png", "checkbox_parcial_disable.png",
-            "checkbox_unchecked.png", "checkbox_unchecked_disable.png", "radiobutton_checked.png",
-            "radiobutton_checked_disable.png", "radiobutton_unchecked.png", "radiobutton_unchecked_disable.png"};
+        const QStringList expected = {"add_bottom.png",
+                                      "add_left.png",
+                                      "add_right.png",
+                                      "add_top.png",
+                                      "branch_close.png",
+                                      "branch_open.png",
+                                      "calendar_nextmonth.png",
+                                      "calendar_prevmonth.png",
+                                      "checkbox_checked.png",
+                                      "checkbox_checked_disable.png",
+                                      "checkbox_parcial.png",
+                                      "checkbox_parcial_disable.png",
+                                      "checkbox_unchecked.png",
+                                      "checkbox_unchecked_disable.png",
+                                      "radiobutton_checked.png",
+                                      "radiobutton_checked_disable.png",
+                                      "radiobutton_unchecked.png",
+                                      "radiobutton_unchecked_disable.png"};
         for (const QString& name : expected) {
             const QImage image(QStringLiteral(":/qss/psblack/") + name);
             QVERIFY2(!image.isNull(), qPrintable(name));

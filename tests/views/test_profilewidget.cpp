@@ -11,7 +11,8 @@
 #include "views/profilewidget.h"
 
 namespace {
-bool sendWheel(ProfileWidget& widget, int delta, double y) {
+bool sendWheel(ProfileWidget& widget, int delta, double y)
+{
     const QPointF pos(10.0, y);
     QWheelEvent event(pos, widget.mapToGlobal(pos), QPoint(), QPoint(0, delta), Qt::NoButton, Qt::NoModifier,
                       Qt::NoScrollPhase, false);
@@ -19,27 +20,31 @@ bool sendWheel(ProfileWidget& widget, int delta, double y) {
     return event.isAccepted();
 }
 
-cv::Mat oneChannel(std::initializer_list<float> values) {
+cv::Mat oneChannel(std::initializer_list<float> values)
+{
     cv::Mat mat(1, int(values.size()), CV_32FC1);
     int i = 0;
     for (float v : values) mat.at<float>(0, i++) = v;
     return mat;
 }
 
-cv::Mat threeChannels(int columns, float b, float g, float r) {
+cv::Mat threeChannels(int columns, float b, float g, float r)
+{
     return cv::Mat(1, columns, CV_32FC3, cv::Scalar(b, g, r));
 }
 
 // A 100 x 100 strip over 10 columns: one column is 10 pixels wide.
 struct Strip {
     ProfileWidget widget;
-    Strip() {
+    Strip()
+    {
         widget.resize(100, 100);
         widget.show();
     }
 };
 
-bool isGray(QRgb p) {
+bool isGray(QRgb p)
+{
     return p == QColor(Qt::gray).rgb();
 }
 }  // namespace
@@ -78,14 +83,16 @@ private slots:
 
 private:
     // Marks a stretch with the right button from x0 to x1 and releases.
-    static void markStretch(ProfileWidget& w, int x0, int x1) {
+    static void markStretch(ProfileWidget& w, int x0, int x1)
+    {
         QTest::mousePress(&w, Qt::RightButton, Qt::NoModifier, QPoint(x0, 50));
         QTest::mouseMove(&w, QPoint(x1, 50));
         QTest::mouseRelease(&w, Qt::RightButton, Qt::NoModifier, QPoint(x1, 50));
     }
     // Marks the stretch and picks action `index` of the flatten menu; returns what was emitted.
     static inline bool menuShown = false;
-    static QList<cv::Mat> flatten(ProfileWidget& w, int x0, int x1, int index) {
+    static QList<cv::Mat> flatten(ProfileWidget& w, int x0, int x1, int index)
+    {
         QList<cv::Mat> emitted;
         menuShown = false;
         auto c = QObject::connect(&w, &ProfileWidget::dataAdjusted, [&](const cv::Mat& m) { emitted << m.clone(); });
@@ -100,7 +107,8 @@ private:
     }
 };
 
-void TestProfileWidget::zoomLimitInGainMode() {
+void TestProfileWidget::zoomLimitInGainMode()
+{
     Strip s;
     s.widget.setProfile(oneChannel({1.0f, 1.1f}), 0, 2, true);
     s.widget.setYMax(4.0);
@@ -116,7 +124,8 @@ void TestProfileWidget::zoomLimitInGainMode() {
     QCOMPARE(s.widget.scale(), 1.0);
 }
 
-void TestProfileWidget::zoomLimitInMeansMode() {
+void TestProfileWidget::zoomLimitInMeansMode()
+{
     Strip s;
     s.widget.setProfile(oneChannel({10, 20}), 0, 2, false);
     s.widget.setYMax(255.0);
@@ -129,7 +138,8 @@ void TestProfileWidget::zoomLimitInMeansMode() {
     QCOMPARE(s.widget.scale(), 255.0);
 }
 
-void TestProfileWidget::zoomKeepsTheValueUnderTheCursor() {
+void TestProfileWidget::zoomKeepsTheValueUnderTheCursor()
+{
     Strip s;
     s.widget.setProfile(oneChannel({10, 20}), 0, 2, false);
     const double y = 30.0;
@@ -144,7 +154,8 @@ void TestProfileWidget::zoomKeepsTheValueUnderTheCursor() {
     QVERIFY(std::abs(s.widget.valueAtY(80) - at80) < 1e-9);
 }
 
-void TestProfileWidget::limitedStepAppliesTheLimitedFactor() {
+void TestProfileWidget::limitedStepAppliesTheLimitedFactor()
+{
     Strip s;
     s.widget.setProfile(oneChannel({1.0f}), 0, 1, true);
     s.widget.setYMax(4.0);
@@ -157,7 +168,8 @@ void TestProfileWidget::limitedStepAppliesTheLimitedFactor() {
     QCOMPARE(s.widget.offset(), (40 + offset) * (4.0 / scale) - 40);
 }
 
-void TestProfileWidget::horizontalWheelIsPassedOn() {
+void TestProfileWidget::horizontalWheelIsPassedOn()
+{
     Strip s;
     QWheelEvent event(QPointF(5, 5), QPointF(5, 5), QPoint(), QPoint(120, 0), Qt::NoButton, Qt::NoModifier,
                       Qt::NoScrollPhase, false);
@@ -166,7 +178,8 @@ void TestProfileWidget::horizontalWheelIsPassedOn() {
     QCOMPARE(s.widget.scale(), 1.0);
 }
 
-void TestProfileWidget::dragPans() {
+void TestProfileWidget::dragPans()
+{
     Strip s;
     s.widget.setProfile(oneChannel({10, 20}), 0, 2, false);
     QTest::mousePress(&s.widget, Qt::LeftButton, Qt::NoModifier, QPoint(20, 50));
@@ -182,7 +195,8 @@ void TestProfileWidget::dragPans() {
     QCOMPARE(s.widget.hoverY(), 10.0);
 }
 
-void TestProfileWidget::threeDoubleClicksLeaveTheLastTwo() {
+void TestProfileWidget::threeDoubleClicksLeaveTheLastTwo()
+{
     Strip s;
     s.widget.setProfile(oneChannel({10, 20}), 0, 2, false);
     QTest::mouseDClick(&s.widget, Qt::LeftButton, Qt::NoModifier, QPoint(30, 20));
@@ -193,7 +207,8 @@ void TestProfileWidget::threeDoubleClicksLeaveTheLastTwo() {
     QCOMPARE(s.widget.guideLines().at(1), (1.0 - 80.0 / 100.0) * 255.0);
 }
 
-void TestProfileWidget::doubleClickOnALineRemovesIt() {
+void TestProfileWidget::doubleClickOnALineRemovesIt()
+{
     Strip s;
     s.widget.setProfile(oneChannel({10, 20}), 0, 2, false);
     QTest::mouseDClick(&s.widget, Qt::LeftButton, Qt::NoModifier, QPoint(30, 25));
@@ -205,7 +220,8 @@ void TestProfileWidget::doubleClickOnALineRemovesIt() {
     QVERIFY(s.widget.guideLines().isEmpty());
 }
 
-void TestProfileWidget::newYMaxResetsZoomPanAndLines() {
+void TestProfileWidget::newYMaxResetsZoomPanAndLines()
+{
     Strip s;
     s.widget.setProfile(oneChannel({10, 20}), 0, 2, false);
     s.widget.setYMax(255.0);
@@ -221,7 +237,8 @@ void TestProfileWidget::newYMaxResetsZoomPanAndLines() {
     QVERIFY(s.widget.guideLines().isEmpty());
 }
 
-void TestProfileWidget::leftPressCancelsTheStretch() {
+void TestProfileWidget::leftPressCancelsTheStretch()
+{
     Strip s;
     s.widget.setProfile(oneChannel({1, 1, 1, 1}), 0, 4, true);
     QTest::mousePress(&s.widget, Qt::RightButton, Qt::NoModifier, QPoint(10, 50));
@@ -236,7 +253,8 @@ void TestProfileWidget::leftPressCancelsTheStretch() {
     QVERIFY(!s.widget.menu()->isVisible());
 }
 
-void TestProfileWidget::rightClickWithoutMovingShowsNoMenu() {
+void TestProfileWidget::rightClickWithoutMovingShowsNoMenu()
+{
     Strip s;
     s.widget.setProfile(oneChannel({1, 1, 1, 1}), 0, 4, true);
     QTest::mousePress(&s.widget, Qt::RightButton, Qt::NoModifier, QPoint(30, 50));
@@ -246,7 +264,8 @@ void TestProfileWidget::rightClickWithoutMovingShowsNoMenu() {
     QVERIFY(!s.widget.isSelecting());
 }
 
-void TestProfileWidget::stretchInGainModeShowsTheMenu() {
+void TestProfileWidget::stretchInGainModeShowsTheMenu()
+{
     Strip s;
     s.widget.setProfile(oneChannel({1, 1, 1, 1}), 0, 4, true);
     markStretch(s.widget, 20, 70);
@@ -260,7 +279,8 @@ void TestProfileWidget::stretchInGainModeShowsTheMenu() {
     QVERIFY(!s.widget.isSelecting());
 }
 
-void TestProfileWidget::noMenuInMeansMode() {
+void TestProfileWidget::noMenuInMeansMode()
+{
     Strip s;
     s.widget.setProfile(oneChannel({1, 1, 1, 1}), 0, 4, false);
     markStretch(s.widget, 20, 70);
@@ -268,7 +288,8 @@ void TestProfileWidget::noMenuInMeansMode() {
     QVERIFY(!s.widget.isSelecting());
 }
 
-void TestProfileWidget::menuTextsAndData() {
+void TestProfileWidget::menuTextsAndData()
+{
     Strip s;
     s.widget.setProfile(oneChannel({1, 1}), 0, 2, true);
     QList<QAction*> actions = s.widget.menu()->actions();
@@ -290,7 +311,8 @@ void TestProfileWidget::menuTextsAndData() {
     QCOMPARE(s.widget.menu()->actions(), actions);
 }
 
-void TestProfileWidget::toolTip() {
+void TestProfileWidget::toolTip()
+{
     Strip s;
     s.widget.setProfile(oneChannel({1, 2}), 0, 2, false);
     QCOMPARE(s.widget.toolTip(), QStringLiteral("双击添加固定辅助线"));
@@ -299,7 +321,8 @@ void TestProfileWidget::toolTip() {
     QVERIFY(s.widget.data().empty());
 }
 
-void TestProfileWidget::hover() {
+void TestProfileWidget::hover()
+{
     Strip s;
     QCOMPARE(s.widget.hoverX(), -1.0);
     s.widget.setHoverX(42.0);
@@ -312,7 +335,8 @@ void TestProfileWidget::hover() {
     QVERIFY(!s.widget.isHovering());
 }
 
-void TestProfileWidget::flattenOneChannel() {
+void TestProfileWidget::flattenOneChannel()
+{
     Strip s;
     s.widget.setProfile(oneChannel({1.0f, 1.1f, 1.2f, 0.5f, 2.0f, 0.7f, 1.3f, 1.7f, 0.9f, 1.0f}), 0, 10, true);
     const QList<cv::Mat> out = flatten(s.widget, 25, 75, 0);  // columns 2 to 7
@@ -331,7 +355,8 @@ void TestProfileWidget::flattenOneChannel() {
     QCOMPARE(cv::norm(back.at(0), m, cv::NORM_INF), 0.0);
 }
 
-void TestProfileWidget::flattenFromLeftOfTheData() {
+void TestProfileWidget::flattenFromLeftOfTheData()
+{
     Strip s;
     // Column -2 at the left edge: x = 5 is column -1.5, x = 45 column 2.5.
     s.widget.setProfile(oneChannel({1.0f, 1.1f, 1.2f, 0.5f, 2.0f, 0.7f, 1.3f, 1.7f, 0.9f, 1.0f}), -2, 8, true);
@@ -341,7 +366,8 @@ void TestProfileWidget::flattenFromLeftOfTheData() {
     QCOMPARE(out.at(0).at<float>(0, 3), 0.5f);
 }
 
-void TestProfileWidget::flattenPastTheRightEdge() {
+void TestProfileWidget::flattenPastTheRightEdge()
+{
     Strip s;
     // Column 2 at the left edge: x = 55 is column 7.5, x = 95 column 11.5, past the last (9).
     s.widget.setProfile(oneChannel({1.0f, 1.1f, 1.2f, 0.5f, 2.0f, 0.7f, 1.3f, 1.7f, 0.9f, 1.0f}), 2, 12, true);
@@ -351,7 +377,8 @@ void TestProfileWidget::flattenPastTheRightEdge() {
     QCOMPARE(out.at(0).at<float>(0, 6), 1.3f);
 }
 
-void TestProfileWidget::flattenInsideOneColumnChangesNothing() {
+void TestProfileWidget::flattenInsideOneColumnChangesNothing()
+{
     Strip s;
     s.widget.setProfile(oneChannel({1.0f, 1.1f, 1.2f, 0.5f, 2.0f, 0.7f, 1.3f, 1.7f, 0.9f, 1.0f}), 0, 10, true);
     const QList<cv::Mat> out = flatten(s.widget, 31, 38, 0);  // both in column 3
@@ -365,7 +392,8 @@ void TestProfileWidget::flattenInsideOneColumnChangesNothing() {
     QVERIFY(menuShown);
 }
 
-void TestProfileWidget::flattenOneOfThreeChannels() {
+void TestProfileWidget::flattenOneOfThreeChannels()
+{
     Strip s;
     cv::Mat bgr(1, 10, CV_32FC3);
     for (int c = 0; c < 10; ++c) bgr.at<cv::Vec3f>(0, c) = cv::Vec3f(1.0f + c, 2.0f * c, 0.5f + 0.25f * c * c);
@@ -397,7 +425,8 @@ void TestProfileWidget::flattenOneOfThreeChannels() {
     QCOMPARE(m.at<cv::Vec3f>(0, 6), bgr.at<cv::Vec3f>(0, 6));
 }
 
-void TestProfileWidget::stairCurveOnThePixels() {
+void TestProfileWidget::stairCurveOnThePixels()
+{
     ProfileWidget w;
     w.resize(200, 100);
     w.show();
@@ -419,7 +448,8 @@ void TestProfileWidget::stairCurveOnThePixels() {
     QVERIFY(!isGray(img.pixel(125, 50)));
 }
 
-void TestProfileWidget::leftEdgeBelowZeroIsClipped() {
+void TestProfileWidget::leftEdgeBelowZeroIsClipped()
+{
     ProfileWidget w;
     w.resize(200, 100);
     w.show();
@@ -433,7 +463,8 @@ void TestProfileWidget::leftEdgeBelowZeroIsClipped() {
         for (int y = 0; y < 100; ++y) QVERIFY2(!isGray(img.pixel(x, y)), qPrintable(QString("%1,%2").arg(x).arg(y)));
 }
 
-void TestProfileWidget::channelColours() {
+void TestProfileWidget::channelColours()
+{
     ProfileWidget w;
     w.resize(200, 100);
     w.show();
@@ -445,7 +476,8 @@ void TestProfileWidget::channelColours() {
     QCOMPARE(QColor(img.pixel(120, 60)), QColor(Qt::red));
 }
 
-void TestProfileWidget::guideLineIsDrawn() {
+void TestProfileWidget::guideLineIsDrawn()
+{
     ProfileWidget w;
     w.resize(200, 100);
     w.show();
@@ -458,7 +490,8 @@ void TestProfileWidget::guideLineIsDrawn() {
     QCOMPARE(QColor(img.pixel(190, 70)), QColor(Qt::white));
 }
 
-void TestProfileWidget::emptyDataDrawsNothing() {
+void TestProfileWidget::emptyDataDrawsNothing()
+{
     ProfileWidget w;
     w.resize(200, 100);
     w.show();

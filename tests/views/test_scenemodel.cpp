@@ -18,7 +18,8 @@
 
 namespace {
 // A picture whose every pixel is known: R = 10 * x + y, G = 200 - 10 * x, B = 7 * (y + 1).
-QPixmap knownPixmap(int w, int h) {
+QPixmap knownPixmap(int w, int h)
+{
     QImage image(w, h, QImage::Format_RGB32);
     for (int y = 0; y < h; ++y)
         for (int x = 0; x < w; ++x) image.setPixel(x, y, qRgb(10 * x + y, 200 - 10 * x, 7 * (y + 1)));
@@ -29,7 +30,8 @@ QPixmap knownPixmap(int w, int h) {
 struct ShownScene {
     SceneModel scene;
     QGraphicsView view{&scene};
-    explicit ShownScene(const QPixmap& pixmap) {
+    explicit ShownScene(const QPixmap& pixmap)
+    {
         view.resize(300, 300);
         view.setTransformationAnchor(QGraphicsView::AnchorUnderMouse);
         view.show();
@@ -39,7 +41,8 @@ struct ShownScene {
     void moveTo(QPointF scenePos) { QTest::mouseMove(view.viewport(), view.mapFromScene(scenePos)); }
 };
 
-void sendWheel(SceneModel& scene, int delta) {
+void sendWheel(SceneModel& scene, int delta)
+{
     QGraphicsSceneWheelEvent event(QEvent::GraphicsSceneWheel);
     event.setDelta(delta);
     event.setOrientation(Qt::Vertical);
@@ -47,7 +50,8 @@ void sendWheel(SceneModel& scene, int delta) {
     QCoreApplication::sendEvent(&scene, &event);
 }
 
-void sendMouse(SceneModel& scene, QEvent::Type type, QPointF scenePos, Qt::MouseButton button = Qt::NoButton) {
+void sendMouse(SceneModel& scene, QEvent::Type type, QPointF scenePos, Qt::MouseButton button = Qt::NoButton)
+{
     QGraphicsSceneMouseEvent event(type);
     event.setScenePos(scenePos);
     event.setLastScenePos(scenePos);
@@ -86,7 +90,8 @@ private slots:
     void movedItemReportsItsCentre();
 };
 
-void TestSceneModel::wheelAtScaleFiftyChangesNothing() {
+void TestSceneModel::wheelAtScaleFiftyChangesNothing()
+{
     SceneModel scene;
     QGraphicsView view(&scene);
     QSignalSpy spy(&scene, &SceneModel::scaleChanged);
@@ -104,7 +109,8 @@ void TestSceneModel::wheelAtScaleFiftyChangesNothing() {
     QCOMPARE(spy.last().at(0).toDouble(), 50.0);
 }
 
-void TestSceneModel::wheelStepsAndLowerLimit() {
+void TestSceneModel::wheelStepsAndLowerLimit()
+{
     SceneModel scene;
     QGraphicsView view(&scene);
     QSignalSpy spy(&scene, &SceneModel::scaleChanged);
@@ -130,14 +136,16 @@ void TestSceneModel::wheelStepsAndLowerLimit() {
     QCOMPARE(spy.count(), 1);
 }
 
-void TestSceneModel::zeroWheelDeltaIsNoZoom() {
+void TestSceneModel::zeroWheelDeltaIsNoZoom()
+{
     SceneModel scene;
     QGraphicsView view(&scene);
     sendWheel(scene, 0);
     QCOMPARE(scene.scale(), 1.0);
 }
 
-void TestSceneModel::wheelThroughTheView() {
+void TestSceneModel::wheelThroughTheView()
+{
     ShownScene s(knownPixmap(40, 30));
     QVERIFY(QTest::qWaitForWindowExposed(&s.view));
     const double fitted = s.scene.scale();
@@ -152,7 +160,8 @@ void TestSceneModel::wheelThroughTheView() {
     QCOMPARE(s.view.transform(), QTransform::fromScale(s.scene.scale(), s.scene.scale()));
 }
 
-void TestSceneModel::setScaleNeedsAView() {
+void TestSceneModel::setScaleNeedsAView()
+{
     SceneModel scene;
     QSignalSpy spy(&scene, &SceneModel::scaleChanged);
     scene.setScale(3.0);
@@ -160,7 +169,8 @@ void TestSceneModel::setScaleNeedsAView() {
     QCOMPARE(spy.count(), 0);
 }
 
-void TestSceneModel::firstPictureIsFitted() {
+void TestSceneModel::firstPictureIsFitted()
+{
     SceneModel scene(800.0, 800.0);
     QGraphicsView view(&scene);
     QSignalSpy spy(&scene, &SceneModel::scaleChanged);
@@ -180,7 +190,8 @@ void TestSceneModel::firstPictureIsFitted() {
     QCOMPARE(spy.count(), 0);
 }
 
-void TestSceneModel::fitUsesTheSceneSize() {
+void TestSceneModel::fitUsesTheSceneSize()
+{
     SceneModel scene;
     QGraphicsView view(&scene);
     scene.setSceneSize(300.0, 120.0);
@@ -194,7 +205,8 @@ void TestSceneModel::fitUsesTheSceneSize() {
     QCOMPARE(noView.sceneRect(), QRectF(0, 0, 600, 40));
 }
 
-void TestSceneModel::cursorReadOut() {
+void TestSceneModel::cursorReadOut()
+{
     SceneModel scene;
     scene.addImage(knownPixmap(4, 3), true);
     QSignalSpy spy(&scene, &SceneModel::mousePosChanged);
@@ -212,7 +224,8 @@ void TestSceneModel::cursorReadOut() {
     QCOMPARE(spy.at(1).at(2).toBool(), false);
 }
 
-void TestSceneModel::lastColumnHasNoPixelButRowReadOutWorks() {
+void TestSceneModel::lastColumnHasNoPixelButRowReadOutWorks()
+{
     ShownScene s(knownPixmap(4, 3));
     QVERIFY(QTest::qWaitForWindowExposed(&s.view));
     QSignalSpy pos(&s.scene, &SceneModel::mousePosChanged);
@@ -235,7 +248,8 @@ void TestSceneModel::lastColumnHasNoPixelButRowReadOutWorks() {
     QCOMPARE(row.last().at(0).toInt(), 2);
 }
 
-void TestSceneModel::rowReadOutMinimaAndMaxima() {
+void TestSceneModel::rowReadOutMinimaAndMaxima()
+{
     // Each channel has its extremes in a different column.
     QImage image(3, 2, QImage::Format_RGB32);
     image.fill(qRgb(128, 128, 128));
@@ -259,7 +273,8 @@ void TestSceneModel::rowReadOutMinimaAndMaxima() {
     QCOMPARE(row.last().at(3).value<QRgb>(), qRgba(128, 128, 128, 255));
 }
 
-void TestSceneModel::rowOutsideThePictureSendsNothing() {
+void TestSceneModel::rowOutsideThePictureSendsNothing()
+{
     SceneModel scene;
     scene.addImage(knownPixmap(4, 3), true);
     QSignalSpy row(&scene, &SceneModel::selRowChanged);
@@ -268,14 +283,16 @@ void TestSceneModel::rowOutsideThePictureSendsNothing() {
     QCOMPARE(row.count(), 0);
 }
 
-void TestSceneModel::noImageNoReadOut() {
+void TestSceneModel::noImageNoReadOut()
+{
     SceneModel scene;
     QSignalSpy pos(&scene, &SceneModel::mousePosChanged);
     sendMouse(scene, QEvent::GraphicsSceneMouseMove, QPointF(1.0, 1.0));
     QCOMPARE(pos.count(), 0);
 }
 
-void TestSceneModel::readOutThroughTheView() {
+void TestSceneModel::readOutThroughTheView()
+{
     SceneModel scene;
     QGraphicsView view(&scene);
     view.resize(300, 300);
@@ -299,7 +316,8 @@ void TestSceneModel::readOutThroughTheView() {
     QCOMPARE(row.last().at(1).toInt(), 1);
 }
 
-void TestSceneModel::clickNeedsAPress() {
+void TestSceneModel::clickNeedsAPress()
+{
     SceneModel scene;
     scene.addImage(knownPixmap(4, 3), true);
     QSignalSpy clicks(&scene, &SceneModel::mouseClicked);
@@ -313,7 +331,8 @@ void TestSceneModel::clickNeedsAPress() {
     QCOMPARE(clicks.count(), 1);
 }
 
-void TestSceneModel::changedSizeReplacesItem() {
+void TestSceneModel::changedSizeReplacesItem()
+{
     SceneModel scene;
     QGraphicsView view(&scene);
     QSignalSpy row(&scene, &SceneModel::selRowChanged);
@@ -344,7 +363,8 @@ void TestSceneModel::changedSizeReplacesItem() {
     QCOMPARE(replacement->realRect(), QRectF(0, 0, 15, 4));
 }
 
-void TestSceneModel::deletedItemLeavesTheLists() {
+void TestSceneModel::deletedItemLeavesTheLists()
+{
     SceneModel scene;
     ImageItem* item = scene.addImage(knownPixmap(4, 3), true);
     auto* point = new PointItem(3);
@@ -359,7 +379,8 @@ void TestSceneModel::deletedItemLeavesTheLists() {
     QCOMPARE(pos.count(), 0);
 }
 
-void TestSceneModel::movableImagesStackAndFollowTheZoom() {
+void TestSceneModel::movableImagesStackAndFollowTheZoom()
+{
     SceneModel scene;
     QGraphicsView view(&scene);
     ImageItem* backdrop = scene.addImage(knownPixmap(100, 100), true);
@@ -394,7 +415,8 @@ void TestSceneModel::movableImagesStackAndFollowTheZoom() {
     QCOMPARE(pos.last().at(2).toBool(), true);
 }
 
-void TestSceneModel::fixedImageIgnoresContextMenu() {
+void TestSceneModel::fixedImageIgnoresContextMenu()
+{
     SceneModel scene;
     ImageItem* item = scene.addImage(knownPixmap(4, 3), true);
     QGraphicsSceneContextMenuEvent event(QEvent::GraphicsSceneContextMenu);
@@ -406,7 +428,8 @@ void TestSceneModel::fixedImageIgnoresContextMenu() {
     QVERIFY(item->contextMenu() == nullptr);
 }
 
-void TestSceneModel::fixStateSwapsPenColour() {
+void TestSceneModel::fixStateSwapsPenColour()
+{
     ImageItem item(knownPixmap(4, 3), false);
     QCOMPARE(item.penColor(), QColor(Qt::green));
     item.setPenColor(QColor(Qt::red));
@@ -420,7 +443,8 @@ void TestSceneModel::fixStateSwapsPenColour() {
     QVERIFY(item.flags() & QGraphicsItem::ItemIsMovable);
 }
 
-void TestSceneModel::spinAngle_data() {
+void TestSceneModel::spinAngle_data()
+{
     QTest::addColumn<QPointF>("point");
     QTest::addColumn<double>("angle");
     QTest::newRow("right") << QPointF(15, 10) << 0.0;
@@ -431,13 +455,15 @@ void TestSceneModel::spinAngle_data() {
     QTest::newRow("above left") << QPointF(7, 7) << -135.0;
 }
 
-void TestSceneModel::spinAngle() {
+void TestSceneModel::spinAngle()
+{
     QFETCH(QPointF, point);
     QFETCH(double, angle);
     QCOMPARE(ImageItem::spinAngleTo(QPointF(10, 10), point), angle);
 }
 
-void TestSceneModel::movedItemReportsItsCentre() {
+void TestSceneModel::movedItemReportsItsCentre()
+{
     SceneModel scene;
     ImageItem* item = scene.addImage(knownPixmap(10, 6), false);
     QSignalSpy spy(item, &BaseItem::posChanged);

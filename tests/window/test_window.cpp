@@ -146,41 +146,96 @@ void TestWindow::texts_data()
     QTest::addColumn<QString>("expected");
     const char* rows[][2] = {
         // top row
-        {"refreshBut", "刷新"}, {"connectBut", "连接"}, {"helpBut", "帮助"},
+        {"refreshBut", "刷新"},
+        {"connectBut", "连接"},
+        {"helpBut", "帮助"},
         // common functions
-        {"groupBox_4", "常用功能"}, {"label_6", "分辨率模式"}, {"label_23", "图像合并模式选择"},
-        {"label_24", "水平合并模式"}, {"label_25", "垂直合并模式"}, {"label_7", "曝光时间"},
-        {"roiGroup", "ROI设置"}, {"label_9", "水平偏移(X)"}, {"label_16", "宽度(W)"}, {"label_17", "高度(H)"},
-        {"roiApplyBut", "应用"}, {"roiCancelBut", "撤销"}, {"propertyDialogBut", "更多调节"},
+        {"groupBox_4", "常用功能"},
+        {"label_6", "分辨率模式"},
+        {"label_23", "图像合并模式选择"},
+        {"label_24", "水平合并模式"},
+        {"label_25", "垂直合并模式"},
+        {"label_7", "曝光时间"},
+        {"roiGroup", "ROI设置"},
+        {"label_9", "水平偏移(X)"},
+        {"label_16", "宽度(W)"},
+        {"label_17", "高度(H)"},
+        {"roiApplyBut", "应用"},
+        {"roiCancelBut", "撤销"},
+        {"propertyDialogBut", "更多调节"},
         // FPN tab
-        {"groupBox", "校正参数"}, {"label", "增益选择"}, {"label_3", "亮度范围"}, {"label_4", "—"},
-        {"label_5", "调节量"}, {"autoDoffsetCheck", "Auto"}, {"flatEnableCheck", "同时进行感光平场(FFC)"},
-        {"loadFPNBut", "加载本地FPN参数"}, {"groupBox_2", "校正功能"}, {"dsnuProcessBut", "暗场校正"},
-        {"prnuProcessBut", "明场校正"}, {"fpnEnableCheck", "相机FPN使能"}, {"label_8", "存储"},
-        {"writeFpnBut", "写入"}, {"exportFpnBut", "导出"}, {"saveFPNBut", "保存FPN参数到本地"},
-        {"applyFpnCheck", "软件模拟FPN"}, {"hideGroupBox", "其它功能"}, {"linescanRatio", "线扫"},
-        {"matrixRatio", "面阵"}, {"applyFpnMannerTwoCheck", "原厂FPN使能"}, {"label_10", "Sum"},
-        {"applyFilterCheck", "长光Sensor滤波使能"}, {"label_11", "自动检测曝光范围，取"},
-        {"label_18", "个曝光数据"}, {"expTestBut", "曝光测试"},
+        {"groupBox", "校正参数"},
+        {"label", "增益选择"},
+        {"label_3", "亮度范围"},
+        {"label_4", "—"},
+        {"label_5", "调节量"},
+        {"autoDoffsetCheck", "Auto"},
+        {"flatEnableCheck", "同时进行感光平场(FFC)"},
+        {"loadFPNBut", "加载本地FPN参数"},
+        {"groupBox_2", "校正功能"},
+        {"dsnuProcessBut", "暗场校正"},
+        {"prnuProcessBut", "明场校正"},
+        {"fpnEnableCheck", "相机FPN使能"},
+        {"label_8", "存储"},
+        {"writeFpnBut", "写入"},
+        {"exportFpnBut", "导出"},
+        {"saveFPNBut", "保存FPN参数到本地"},
+        {"applyFpnCheck", "软件模拟FPN"},
+        {"hideGroupBox", "其它功能"},
+        {"linescanRatio", "线扫"},
+        {"matrixRatio", "面阵"},
+        {"applyFpnMannerTwoCheck", "原厂FPN使能"},
+        {"label_10", "Sum"},
+        {"applyFilterCheck", "长光Sensor滤波使能"},
+        {"label_11", "自动检测曝光范围，取"},
+        {"label_18", "个曝光数据"},
+        {"expTestBut", "曝光测试"},
         // FFC tab
-        {"loadBut", "加载本地图像"}, {"loadFfcParamBut", "加载FFC参数"}, {"groupBox_3", "FFC功能"},
-        {"label_2", "目标亮度"}, {"customRBut", "自定义比例"}, {"avgRBut", "平均值"},
-        {"customLumRBut", "自定义亮度"}, {"label_15", "像素采样半径"}, {"ffcBut", "FFC校正"},
-        {"label_14", "存储"}, {"writeDownBut", "写入"}, {"ffcExportBut", "导出"}, {"ffcCheck", "软件模拟FFC"},
-        {"ffcKListCheck", "显示平场系数"}, {"ffcSaveBut", "保存至本地"}, {"label_21", "平场调节系数"},
-        {"label_22", "平场调节系数"}, {"ffcAdjustSaveBut", "保存平场调节系数"},
+        {"loadBut", "加载本地图像"},
+        {"loadFfcParamBut", "加载FFC参数"},
+        {"groupBox_3", "FFC功能"},
+        {"label_2", "目标亮度"},
+        {"customRBut", "自定义比例"},
+        {"avgRBut", "平均值"},
+        {"customLumRBut", "自定义亮度"},
+        {"label_15", "像素采样半径"},
+        {"ffcBut", "FFC校正"},
+        {"label_14", "存储"},
+        {"writeDownBut", "写入"},
+        {"ffcExportBut", "导出"},
+        {"ffcCheck", "软件模拟FFC"},
+        {"ffcKListCheck", "显示平场系数"},
+        {"ffcSaveBut", "保存至本地"},
+        {"label_21", "平场调节系数"},
+        {"label_22", "平场调节系数"},
+        {"ffcAdjustSaveBut", "保存平场调节系数"},
         // LSC tab
-        {"groupBox_5", "LSC校正功能"}, {"lscAvgRBut", "平均值"}, {"lscCustomRBut", "自定义比例"},
-        {"label_12", "目标亮度"}, {"lscCustomLumRBut", "自定义亮度"}, {"lscBut", "LSC校正"},
-        {"label_13", "存储"}, {"lscWriteDownBut", "写入相机"}, {"lscCheck", "软件模拟LSC"},
+        {"groupBox_5", "LSC校正功能"},
+        {"lscAvgRBut", "平均值"},
+        {"lscCustomRBut", "自定义比例"},
+        {"label_12", "目标亮度"},
+        {"lscCustomLumRBut", "自定义亮度"},
+        {"lscBut", "LSC校正"},
+        {"label_13", "存储"},
+        {"lscWriteDownBut", "写入相机"},
+        {"lscCheck", "软件模拟LSC"},
         {"lscSaveBut", "保存至本地"},
         // SCS tab
-        {"scsLoadBut", "加载本地图像"}, {"label_19", "垂直SCS"}, {"label_20", "水平SCS"},
-        {"scsWriteBut", "写入"}, {"scsCancelBut", "撤销"},
+        {"scsLoadBut", "加载本地图像"},
+        {"label_19", "垂直SCS"},
+        {"label_20", "水平SCS"},
+        {"scsWriteBut", "写入"},
+        {"scsCancelBut", "撤销"},
         // right column
-        {"startBut", "采图"}, {"picSaveBut", "存图"}, {"captureRateLabel", "采集帧率"},
-        {"imageSizeLabel", "图像大小"}, {"mousePosLabel", "位置"}, {"rgbLabel", "RGB"}, {"avgLabel", "AVG"},
-        {"minLabel", "MIN"}, {"maxLabel", "MAX"},
+        {"startBut", "采图"},
+        {"picSaveBut", "存图"},
+        {"captureRateLabel", "采集帧率"},
+        {"imageSizeLabel", "图像大小"},
+        {"mousePosLabel", "位置"},
+        {"rgbLabel", "RGB"},
+        {"avgLabel", "AVG"},
+        {"minLabel", "MIN"},
+        {"maxLabel", "MAX"},
     };
     for (const auto& r : rows) QTest::newRow(r[0]) << QString::fromLatin1(r[0]) << QString::fromUtf8(r[1]);
 }
@@ -198,7 +253,8 @@ void TestWindow::toolTips_data()
 {
     QTest::addColumn<QString>("name");
     QTest::addColumn<QString>("tip");
-    const QString range = QStringLiteral("自定义可选范围为0.5-1.0，表示用 最小值+(最大值-最小值)*自定义值 作为平场校正的目标亮度");
+    const QString range =
+        QStringLiteral("自定义可选范围为0.5-1.0，表示用 最小值+(最大值-最小值)*自定义值 作为平场校正的目标亮度");
     const QString lum = QStringLiteral("自定义亮度可选范围为10-255，直接将对应亮度数据作为目标亮度。");
     const QString avg = QStringLiteral("计算图像的平均值用作平场的目标亮度");
     QTest::newRow("customLumRangeSBox") << "customLumRangeSBox" << lum;
@@ -429,7 +485,7 @@ void TestWindow::statusLabelsArePanels()
 {
     auto* row = find<QBoxLayout>("horizontalLayout_3");
     const QStringList names{"captureRateLabel", "imageSizeLabel", "mousePosLabel", "rgbLabel",
-                            "avgLabel", "minLabel", "maxLabel"};
+                            "avgLabel",         "minLabel",       "maxLabel"};
     QCOMPARE(row->count(), names.size());
     for (int i = 0; i < names.size(); ++i) {
         auto* label = qobject_cast<QLabel*>(row->itemAt(i)->widget());

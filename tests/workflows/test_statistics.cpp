@@ -110,8 +110,8 @@ private slots:
     // The lists are paired by index; a list shorter than the exposures is refused as a whole.
     void listsOfDifferentLengthAreIgnored()
     {
-        m_w->dataReady({1.0, 2.0, 3.0}, {row(4, 1, [](int, int) { return 1.0f; }),
-                                         row(4, 1, [](int, int) { return 2.0f; })});
+        m_w->dataReady({1.0, 2.0, 3.0},
+                       {row(4, 1, [](int, int) { return 1.0f; }), row(4, 1, [](int, int) { return 2.0f; })});
         QVERIFY(m_w->expVec().isEmpty());
         QCOMPARE(m_w->chart()->series().size(), 0);
     }

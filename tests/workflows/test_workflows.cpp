@@ -4,12 +4,12 @@
 // failure (101) or "取消" takes the cancel path, and the start button ends as the capture rule
 // says. The procedures behind the signals are unplugged from the worker: the tests report into
 // the panel as a procedure would, and no real run races them for the cancel flag or the panel.
-#include "common/threadspy.h"
 #include "app/mainwindow.h"
 #include "app/progressinfowidget.h"
 #include "camera/cameraserver.h"
 #include "camera/metatypes.h"
 #include "camera/tables.h"
+#include "common/threadspy.h"
 #include "loader.h"
 #include "sim/lsxsim.h"
 #include "ui_mainwindow.h"
@@ -263,7 +263,8 @@ private slots:
         // The frame loop ends by itself a little later: work queued on the worker now runs, and
         // no frame comes after it.
         std::atomic<bool> workerFree{false};
-        QMetaObject::invokeMethod(server(), [&workerFree] { workerFree = true; }, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(
+            server(), [&workerFree] { workerFree = true; }, Qt::QueuedConnection);
         QTRY_VERIFY_WITH_TIMEOUT(workerFree.load(), 5000);
         QCoreApplication::processEvents();
         const int framesAtEnd = frames.count();
@@ -631,8 +632,8 @@ private slots:
         QFETCH(int, sel);
         makeWindow(true);
         setFactoryRight(factoryRight);
-        fillQuietly(ui()->fpnSelCBox, {QStringLiteral("factory"), QStringLiteral("UserSet0"),
-                                           QStringLiteral("UserSet3")});
+        fillQuietly(ui()->fpnSelCBox,
+                    {QStringLiteral("factory"), QStringLiteral("UserSet0"), QStringLiteral("UserSet3")});
         selectQuietly(ui()->fpnSelCBox, entry);
         QSignalSpy writes(server(), &CameraServer::IS_FpnWriteDown);
         m_window->fpnWriteDown();
@@ -756,8 +757,8 @@ private slots:
         QCOMPARE(cv::norm(sentSrc, src, cv::NORM_INF), 0.0);
         QCOMPARE(cv::norm(sentStat, stat, cv::NORM_INF), 0.0);
         QVERIFY(m_window->m_ffcSavedKList.isEmpty());
-        for (QDoubleSpinBox* box : {ui()->bFfcAdjustSBox, ui()->gFfcAdjustSBox, ui()->rFfcAdjustSBox,
-                                    ui()->grayffcAdjustSBox})
+        for (QDoubleSpinBox* box :
+             {ui()->bFfcAdjustSBox, ui()->gFfcAdjustSBox, ui()->rFfcAdjustSBox, ui()->grayffcAdjustSBox})
             QCOMPARE(box->value(), 1.0);
         checkPanelStarted(QStringLiteral("平场校正执行中..."), QStringLiteral("开始执行平场校正..."));
     }
