@@ -123,14 +123,14 @@ private slots:
         std::vector<double> columns(static_cast<size_t>(n));
         for (int x = 0; x < n; ++x) columns[size_t(x)] = a * std::sin(2.0 * kPi * k0 * x / n);
         const StackStats s = stackStats(stackOf(columns, 50.0, 2.0, 1000, 9));
-        const std::vector<double> spec = spectrogram(s.means);
-        QCOMPARE(int(spec.size()), n / 2 + 1);
-        QCOMPARE(spec[0], 0.0);
-        const auto peak = std::max_element(spec.begin(), spec.end());
-        QCOMPARE(int(peak - spec.begin()), k0);
+        const std::vector<double> spectrum = spectrogram(s.means);
+        QCOMPARE(int(spectrum.size()), n / 2 + 1);
+        QCOMPARE(spectrum[0], 0.0);
+        const auto peak = std::max_element(spectrum.begin(), spectrum.end());
+        QCOMPARE(int(peak - spectrum.begin()), k0);
         QVERIFY2(std::abs(*peak / (a * std::sqrt(double(n)) / 2.0) - 1.0) < 0.02, qPrintable(QString::number(*peak)));
-        for (int k = 0; k < int(spec.size()); ++k)
-            if (k != k0) QVERIFY2(spec[size_t(k)] < 0.05 * *peak, qPrintable(QString::number(k)));
+        for (int k = 0; k < int(spectrum.size()); ++k)
+            if (k != k0) QVERIFY2(spectrum[size_t(k)] < 0.05 * *peak, qPrintable(QString::number(k)));
     }
 
     // The mean of the squared amplitudes over all N frequencies is the row's variance (1/N): here
@@ -140,10 +140,10 @@ private slots:
         const int n = 256;
         const std::vector<double> p = pattern(n, 2.0, 11);
         const cv::Mat row(1, n, CV_64F, const_cast<double*>(p.data()));
-        const std::vector<double> spec = spectrogram(row);
+        const std::vector<double> spectrum = spectrogram(row);
         double power = 0.0;
-        for (int k = 1; k < n / 2; ++k) power += 2.0 * spec[size_t(k)] * spec[size_t(k)];
-        power += spec[size_t(n / 2)] * spec[size_t(n / 2)];
+        for (int k = 1; k < n / 2; ++k) power += 2.0 * spectrum[size_t(k)] * spectrum[size_t(k)];
+        power += spectrum[size_t(n / 2)] * spectrum[size_t(n / 2)];
         const double variance = 4.0 * (n - 1) / n;
         QVERIFY(std::abs(power / n - variance) < 1e-9);
         QVERIFY(spectrogram(cv::Mat()).empty());

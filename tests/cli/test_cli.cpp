@@ -202,8 +202,14 @@ private slots:
     void stationCalibration()
     {
         const QString result = path("r.json"), file = path("x.FAC.FPN");
+        // The station's settings: K takes in the lens fall-off too ("同时进行感光平场(FFC)"), so
+        // that the camera's output is flat and not only its columns.
+        {
+            QSettings ini(m_dir.path() + QStringLiteral("/FPN/FPN.ini"), QSettings::IniFormat);
+            ini.setValue(QStringLiteral("Params/FlatEnable"), true);
+        }
         const Run r = run({"-d", "SIM-LS4096-M", "--yes", "--sim-scene", "dark", "dark", "--sim-scene", "flat",
-                           "bright", "write-fpn", "UserSet0", "save-fpn", "x.FAC.FPN", "--json", "r.json"});
+                           "bright", "write-fpn", "UserSet0", "save-fpn", "x.FAC.FPN", "verify", "--json", "r.json"});
         QVERIFY2(r.exit == 0, qPrintable(r.err));
         QVERIFY(r.err.contains(QStringLiteral("暗场校正-暗场校正执行完成。")));
         QVERIFY(r.err.contains(QStringLiteral("明场校正-明场校正执行完成")));
@@ -215,9 +221,18 @@ private slots:
         QCOMPARE(j.value(QStringLiteral("camera")).toObject().value(QStringLiteral("model")).toString(),
                  QStringLiteral("LSM4096A"));
         const QJsonArray steps = j.value(QStringLiteral("steps")).toArray();
-        QCOMPARE(steps.size(), 4);
+        QCOMPARE(steps.size(), 5);
         for (const QJsonValue& s : steps)
             QCOMPARE(s.toObject().value(QStringLiteral("outcome")).toString(), QStringLiteral("ok"));
+        // The verification: the camera's own output flat, within the limits of FPN.ini.
+        const QJsonObject verified = steps[4].toObject().value(QStringLiteral("figures")).toObject();
+        QVERIFY(verified.value(QStringLiteral("passes")).toBool());
+        const QJsonObject plane = verified.value(QStringLiteral("planes")).toArray().first().toObject();
+        QVERIFY(plane.value(QStringLiteral("prnuAfter")).toDouble()
+                < verified.value(QStringLiteral("maxPrnu")).toDouble());
+        QVERIFY(plane.value(QStringLiteral("dsnuAfter")).toDouble()
+                < verified.value(QStringLiteral("maxDsnu")).toDouble());
+        QVERIFY(plane.value(QStringLiteral("prnuBefore")).toDouble() > 1.0);
         QCOMPARE(
             steps[0].toObject().value(QStringLiteral("figures")).toObject().value(QStringLiteral("bRows")).toArray(),
             (QJsonArray{256}));
