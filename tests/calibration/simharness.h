@@ -134,11 +134,14 @@ protected:
         ini.setValue(key, value);
     }
 
+    // The camera opened on a server of the test's own; the procedures' settling pauses off (the
+    // simulated camera needs none).
     std::unique_ptr<CameraServer> openServer(const QString& name)
     {
         auto s = std::make_unique<CameraServer>();
         s->enumerate();
         s->open(name);
+        s->m_pauseScale = 0.0;
         return s;
     }
 

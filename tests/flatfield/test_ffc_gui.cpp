@@ -127,17 +127,11 @@ private slots:
     void initTestCase()
     {
         QVERIFY(m_root.isValid());
-        const QString config = m_root.filePath(QStringLiteral("sim.json"));
-        QFile f(config);
-        QVERIFY(f.open(QIODevice::WriteOnly));
-        f.write(QStringLiteral(R"({"timeScale": 0, "cameras": [
+        const QString json = QStringLiteral(R"({"timeScale": 0, "cameras": [
             {"friendlyName": "SIM-LS4096-M", "width": %1, "roiHeight": 100, "light": 8.0}
         ]})")
-                    .arg(kWidth)
-                    .toLatin1());
-        f.close();
-        qputenv("LSX_SIM_CONFIG", config.toLocal8Bit());
-        const QString failed = harness::bindSimulator();
+                                 .arg(kWidth);
+        const QString failed = harness::bindSimulator(m_root.path(), json);
         QVERIFY2(failed.isEmpty(), qPrintable(failed));
     }
     void init() { w = harness::makeWindow(); }

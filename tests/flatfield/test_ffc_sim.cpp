@@ -8,6 +8,7 @@
 #include "calibration/simharness.h"
 #include "camera/cameraserver.h"
 #include "camera/tables.h"
+#include "flatfield/flatharness.h"
 #include "loader.h"
 #include "sim/lsxsim.h"
 #include "statustext.h"
@@ -27,36 +28,6 @@ namespace {
 
 constexpr int kWidth = 1024;
 constexpr int kRows = 200;
-
-// Column means of the camera's own output over `frames` soft-triggered frames, per channel (B,
-// G, R for colour), on the 8-bit scale.
-std::vector<std::vector<double>> outputMeans(lsxHandle h, int frames)
-{
-    std::vector<std::vector<double>> sums;
-    int rows = 0;
-    if (lsxStart(h) < LSX_OK) return {};
-    for (int f = 0; f < frames; ++f) {
-        if (lsxTriggerFire(h) != LSX_OK) break;
-        lsxFrame frame;
-        void* buffer = nullptr;
-        if (lsxGetFrame(h, &frame, &buffer, 3000) != LSX_OK) break;
-        const int ch = frame.format == FORMAT_MONO ? 1 : 3;
-        if (sums.empty()) sums.assign(size_t(ch), std::vector<double>(size_t(frame.width), 0.0));
-        for (int r = 0; r < frame.height; ++r)
-            for (int x = 0; x < frame.width; ++x)
-                for (int c = 0; c < ch; ++c) {
-                    const size_t at = (size_t(r) * frame.width + x) * ch + c;
-                    const double v = frame.bits == LSX_BITS_16 ? static_cast<const uint16_t*>(buffer)[at] / 256.0
-                                                               : static_cast<const uint8_t*>(buffer)[at];
-                    sums[size_t(c)][size_t(x)] += v;
-                }
-        rows += frame.height;
-    }
-    lsxStop(h);
-    for (auto& channel : sums)
-        for (double& v : channel) v /= rows;
-    return sums;
-}
 
 struct Flatness {
     double mean = 0, sd = 0, pp = 0;
@@ -80,28 +51,10 @@ Flatness flatness(const std::vector<double>& v)
     return f;
 }
 
-lsxCorrectionSwitch switchOf(lsxHandle h)
-{
-    lsxCorrectionSwitch sw;
-    std::memset(&sw, 0, sizeof sw);
-    uint32_t size = sizeof sw;
-    lsxGet(h, LSX_KEY_CORRECTION_SWITCH, &sw, &size);
-    return sw;
-}
-
 }  // namespace
 
 class TestFfcSim : public QObject, SimHarness {
     Q_OBJECT
-
-    std::unique_ptr<CameraServer> openServer(const char* name)
-    {
-        auto s = std::make_unique<CameraServer>();
-        s->enumerate();
-        s->open(QString::fromLatin1(name));
-        s->m_pauseScale = 0.0;
-        return s;
-    }
 
     // A flat scene, a little brighter than the target at the line's centre.
     void flatScene(const char* name) { QCOMPARE(m_api->setScene(name, LSX_SIM_SCENE_FLAT, 8.0, 0.1, 0.25), LSX_OK); }

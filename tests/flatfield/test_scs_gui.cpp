@@ -166,23 +166,17 @@ private slots:
         QVERIFY(m_root.isValid());
         // The colour camera without noise, weak or hot columns: the edges of its test pattern are
         // then where the geometry puts them, and a single column does not make an edge of its own.
-        const QString config = m_root.filePath(QStringLiteral("sim.json"));
-        QFile f(config);
-        QVERIFY(f.open(QIODevice::WriteOnly));
-        f.write(QStringLiteral(R"({"timeScale": 0, "cameras": [
+        const QString json = QStringLiteral(R"({"timeScale": 0, "cameras": [
             {"friendlyName": "SIM-LS2048-C", "width": %1, "roiHeight": %2, "noise": false,
              "weakColumns": 0, "hotColumns": 0,
              "lineDistance": %3, "pixelMismatch": %4},
             {"friendlyName": "SIM-LS4096-M", "width": %1, "roiHeight": %2}
         ]})")
-                    .arg(kWidth)
-                    .arg(kRows)
-                    .arg(kLineDistance)
-                    .arg(kPixelMismatch)
-                    .toLatin1());
-        f.close();
-        qputenv("LSX_SIM_CONFIG", config.toLocal8Bit());
-        const QString failed = harness::bindSimulator();
+                                 .arg(kWidth)
+                                 .arg(kRows)
+                                 .arg(kLineDistance)
+                                 .arg(kPixelMismatch);
+        const QString failed = harness::bindSimulator(m_root.path(), json);
         QVERIFY2(failed.isEmpty(), qPrintable(failed));
     }
     void init() { w = harness::makeWindow(); }

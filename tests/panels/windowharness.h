@@ -32,6 +32,17 @@ inline QString bindSimulator()
     return QString();
 }
 
+// The same on the cameras of a JSON configuration, written into `folder` as sim.json.
+inline QString bindSimulator(const QString& folder, const QString& json)
+{
+    const QString config = folder + QStringLiteral("/sim.json");
+    QFile f(config);
+    if (!f.open(QIODevice::WriteOnly) || f.write(json.toLatin1()) < 0) return QStringLiteral("cannot write ") + config;
+    f.close();
+    qputenv("LSX_SIM_CONFIG", config.toLocal8Bit());
+    return bindSimulator();
+}
+
 // A message box seen and answered by the catcher.
 struct Box {
     QString title;
