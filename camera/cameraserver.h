@@ -193,14 +193,11 @@ private:
         std::atomic<int>& m_count;
     };
     // Runs a worker slot's body; an exception is logged and answered by `failed`, so that none
-    // leaves the slot. The slot reads the settings file as it stands when it starts: the window
-    // writes it through settings objects of its own thread, which the worker's own object only
-    // sees after a sync.
+    // leaves the slot.
     template <typename Body, typename Failed>
     void guarded(const char* slot, Body&& body, Failed&& failed)
     {
         const BusyGuard busy(m_busy);
-        syncSettings();
         try {
             body();
         } catch (const std::exception& e) {
