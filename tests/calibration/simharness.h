@@ -212,13 +212,15 @@ protected:
         QCOMPARE(r.last(), Report(100, QStringLiteral("明场校正-明场校正执行完成")));
     }
 
-    // The calibration a station runs before it verifies: a first calibration to find the
-    // exposure of the working grey level `level`, then the dark run again at that exposure (a hot
-    // column's dark grows with the exposure, so B holds at the exposure it was taken at), the
-    // bright run, and the working exposure set again.
+    // The calibration a station runs before it verifies: a dark run (it prepares the camera) to
+    // find the exposure of the working grey level `level`, then the dark run again at that
+    // exposure (a hot column's dark grows with the exposure, so B holds at the exposure it was
+    // taken at), the bright run, and the working exposure set again.
     void calibrateAt(CameraServer* s, const QString& name, double level)
     {
-        calibrate(s, name);
+        setScene(name, LSX_SIM_SCENE_DARK);
+        QCOMPARE(reportsOfRun(s, [s] { s->dsnuStart(true); }).last().first, 100);
+        setScene(name, LSX_SIM_SCENE_FLAT);
         QVERIFY(!frameAtLevel(s, level).empty());
         double working = 0.0;
         QCOMPARE(lsxGetExposure(s->m_handle, &working), LSX_OK);
