@@ -34,7 +34,9 @@ function(lsx_test name)
     set(T_TIMEOUT 120)
   endif()
   set(_home ${CMAKE_BINARY_DIR}/testhome/${name})
-  file(MAKE_DIRECTORY ${_home})
+  # The document folder must exist before the program starts: when it is missing, FPN.ini sits
+  # in it directly until the first settings write creates it, and in its "FPN" folder after.
+  file(MAKE_DIRECTORY ${_home}/doc ${_home}/pic)
   add_test(NAME ${name} COMMAND ${name} WORKING_DIRECTORY ${_home})
   set_tests_properties(${name} PROPERTIES
     LABELS "${T_LABELS}"

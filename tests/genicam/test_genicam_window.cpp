@@ -224,15 +224,16 @@ private slots:
         QCOMPARE(all.last(), Report(100, QStringLiteral("暗场校正-暗场校正执行完成。")));
         QVERIFY(!w->ui->startBut->isChecked());
 
-        QVERIFY(all.contains(Report(1, QStringLiteral("暗场校正-增益范围 : [2, 2]"))));
+        QStringList lines;
+        for (const Report& r : all) lines << QStringLiteral("%1 %2").arg(r.first).arg(r.second);
+        QVERIFY2(all.contains(Report(1, QStringLiteral("暗场校正-增益范围 : [2, 2]"))),
+                 qPrintable(lines.join(QLatin1Char('|'))));
 
         // The DOffset the search found at that gain.
         QList<int> found;
         for (const Report& r : all)
             if (r.second.startsWith(QStringLiteral("DOffset设置为：")))
                 found.append(r.second.mid(11).chopped(1).toInt());
-        QStringList lines;
-        for (const Report& r : all) lines << QStringLiteral("%1 %2").arg(r.first).arg(r.second);
         QVERIFY2(found.size() == 1, qPrintable(lines.join(QLatin1Char('|'))));
         QCOMPARE(server()->m_bList.size(), 1);
 
