@@ -38,7 +38,7 @@ run_window_test() {
   local name="$1" exe="$2" fn="$3" sim="$4"
   [ -x "$exe" ] || { echo "$name: $exe not found; build $(basename "$exe") first" >&2; exit 1; }
   [ -f "$sim" ] || { echo "$name: $sim not found" >&2; exit 1; }
-  mkdir -p screenshots
+  mkdir -p screenshots "$work/doc" "$work/pic"
   HOME="$work" TELORINE_DOCUMENT_PATH="$work/doc" TELORINE_PICTURE_PATH="$work/pic" QT_QPA_PLATFORM=xcb \
     LSX_LIBRARY="$sim" LSX_SCREENSHOT_DIR="$PWD/screenshots" \
     "$exe" "$fn" >"$work/test.log" 2>&1 || { cat "$work/test.log" >&2; exit 1; }
