@@ -8,8 +8,9 @@
 //     a. set the gain;
 //     b. DOffset: searched at this gain (automatic) or the stored one applied, and the image
 //        height of a measurement;
-//     c. grab one triggered frame, waiting through any number of time-outs until it comes or
-//        the operator cancels;
+//     c. grab one triggered frame, waiting through any number of time-outs (told with their count
+//        and the time waited) until it comes or the operator cancels, or until the server's frame
+//        time-out when it has one;
 //     d. check: each plane's brightest column mean must not exceed the camera's B limit;
 //     e. store: one row of B per plane (m_bList) and its lift (m_incBList);
 //  3. stop the stream and report.
@@ -161,14 +162,18 @@ bool CameraServer::dsnuGain(float gain, bool autoDoffset)
     }
 
     // One triggered frame. A time-out triggers again, for as long as it takes; only the
-    // operator's cancel ends the wait.
+    // operator's cancel ends the wait (or the server's frame time-out).
     lsxFrame frame;
     void* buffer = nullptr;
+    FrameWait silence;
     for (;;) {
         if (cancelRequested()) return false;
         if (lsxTriggerFire(m_handle) != LSX_OK) return false;
         const lsxStatus got = lsxGetFrame(m_handle, &frame, &buffer, kDarkFrameTimeoutMs);
-        if (got == LSX_ERR_TIMEOUT) continue;
+        if (got == LSX_ERR_TIMEOUT) {
+            if (!frameRetry(silence, QStringLiteral("暗场校正-"), 2)) return false;
+            continue;
+        }
         if (got != LSX_OK) return false;
         break;
     }

@@ -64,6 +64,7 @@ CameraServer::SearchEnd CameraServer::runExposureSearch(ExposureSearch& search)
     // The first frame of the bright-field and the upper search comes from before the exposure
     // change settled; the lower search follows the upper one and uses its first frame.
     bool discard = search.kind != ExposureSearch::Kind::Lower;
+    FrameWait silence;
     for (;;) {
         if (cancelRequested()) return SearchEnd::Found;
         if (lsxSetExposure(m_handle, search.cur) != LSX_OK) return SearchEnd::Failed;
@@ -71,8 +72,14 @@ CameraServer::SearchEnd CameraServer::runExposureSearch(ExposureSearch& search)
         lsxFrame frame{};
         void* buffer = nullptr;
         const lsxStatus got = lsxGetFrame(m_handle, &frame, &buffer, kSearchFrameTimeoutMs);
-        if (got == LSX_ERR_TIMEOUT) continue;  // same exposure again; a time-out is not the discarded frame
+        if (got == LSX_ERR_TIMEOUT) {
+            // Same exposure again; a time-out is not the discarded frame. A cancel ends the search
+            // at the top of the loop.
+            if (frameRetry(silence, QString(), 20) || cancelRequested()) continue;
+            return SearchEnd::Silent;
+        }
         if (got != LSX_OK) return SearchEnd::Failed;
+        silence.delivered();
         if (discard) {
             discard = false;
             continue;
@@ -112,9 +119,11 @@ QVector<double> CameraServer::fpnExposureCheck(std::vector<double> targets)
         // The sensor's minimum reached is taken as the answer: the target lies below what the
         // light allows, and the shortest exposure is the nearest to it.
         const SearchEnd end = runExposureSearch(search);
-        const bool ok = end != SearchEnd::Failed;
+        const bool ok = end != SearchEnd::Failed && end != SearchEnd::Silent;
         qDebug() << "fpnExposureCheck : " << t << " -- " << ok;
         if (ok) found.append(search.cur);
+        // A camera that has gone silent is not waited for again at the next target.
+        if (end == SearchEnd::Silent) break;
     }
 
     lsxStop(m_handle);

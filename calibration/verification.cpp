@@ -23,6 +23,7 @@
 
 #include "calibration/darkstats.h"
 #include "calibration/verifystats.h"
+#include "camera/framegrab.h"
 #include "camera/tables.h"
 #include "statustext.h"
 
@@ -211,11 +212,12 @@ struct StackGrab {
     Stop stop;
 };
 
-StackGrab grabStack(CameraServer& s, int lines, const std::function<bool()>& cancelled)
+StackGrab grabStack(CameraServer& s, int lines, int progress, const std::function<bool()>& cancelled)
 {
     StackGrab g;
     std::vector<std::vector<cv::Mat>> parts;
     int timeouts = 0;
+    FrameWait silence;
     bool settled = false;
     for (;;) {
         if (cancelled()) {
@@ -227,12 +229,15 @@ StackGrab grabStack(CameraServer& s, int lines, const std::function<bool()>& can
         std::memset(&frame, 0, sizeof frame);
         void* buffer = nullptr;
         if (status == LSX_OK) status = lsxGetFrame(s.m_handle, &frame, &buffer, kFrameTimeoutMs);
-        if (status == LSX_ERR_TIMEOUT && ++timeouts < kMaxTimeouts) continue;
+        if (status == LSX_ERR_TIMEOUT && ++timeouts < kMaxTimeouts
+            && (s.frameRetry(silence, kPrefix, progress) || cancelled()))
+            continue;
         if (status != LSX_OK) {
             g.stop = Stop::failure(withStatusText(kFrameFailed, status));
             return g;
         }
         timeouts = 0;
+        silence.delivered();
         if (!settled) {
             settled = true;
             continue;
@@ -400,7 +405,7 @@ void CameraServer::verifyRun()
                 const lsxStatus asFound = keeper.correctionsAsFound();
                 if (asFound != LSX_OK) return Stop::failure(withStatus(kAsFoundFailed, asFound));
             }
-            const StackGrab g = grabStack(*this, kLines, cancelled);
+            const StackGrab g = grabStack(*this, kLines, progress + 10 * pass, cancelled);
             if (g.stop.any()) return g.stop;
             report.bits = g.bits;
             format = g.format;

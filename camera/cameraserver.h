@@ -30,11 +30,13 @@
 
 #include <atomic>
 #include <exception>
+#include <optional>
 #include <vector>
 
 #include <opencv2/core.hpp>
 
 class FpnRecord;
+class FrameWait;
 class QSettings;
 class QThread;
 struct ExposureSearch;
@@ -94,6 +96,10 @@ public:
     // Set from the start of a close until the next open: the worker's waits end at the next
     // chance, and procedures take it as a cancel.
     bool closing() const { return m_closing.load(); }
+    // How long a procedure waits for a frame from a silent camera before it gives up, in
+    // milliseconds; 0 (the window's way) waits until the operator cancels. Any thread.
+    void setFrameTimeout(int ms) { m_frameTimeoutMs = ms > 0 ? ms : 0; }
+    int frameTimeout() const { return m_frameTimeoutMs.load(); }
     // Whether a slot runs on the worker now.
     bool workerBusy() const { return m_busy.load() > 0; }
     // At teardown a worker that does not leave its slot in time is killed. The program's own
@@ -216,6 +222,9 @@ private:
 
     QSettings* m_workerSettings = nullptr;
     std::atomic<bool> m_closing{false};
+    std::atomic<int> m_frameTimeoutMs{0};
+    // A handle whose lsxClose failed: closed again at the next open.
+    std::optional<lsxHandle> m_staleHandle;
     std::atomic<int> m_busy{0};
     QStringList m_warned;
 
@@ -246,8 +255,8 @@ private:
     void dsnuTvk317();
     // ---- Bright field (calibration/exposure.cpp, calibration/brightfield.cpp) ----
     // How one exposure search ended: in its window (or cancelled), at the sensor's minimum
-    // exposure, or on a camera call that failed.
-    enum class SearchEnd { Found, AtMinimum, Failed };
+    // exposure, on a camera call that failed, or with no frame within the frame time-out.
+    enum class SearchEnd { Found, AtMinimum, Failed, Silent };
     // One exposure search: frames taken on soft trigger and judged until the search ends.
     SearchEnd runExposureSearch(ExposureSearch& search);
     void fpnRun();
@@ -286,6 +295,12 @@ public:
     // calibrations don't take.
     bool splitFramePlanes(const lsxFrame& frameInfo, const void* buffer, bool deinterleave,
                           std::vector<cv::Mat>& planes) const;
+    // A procedure's frame loop after a time-out (camera/framegrab.cpp): the count and the time
+    // waited told at `progress` with the procedure's prefix (at the first time-out, then at most
+    // once a second), and a pause when the library answers at once. False when the loop must end:
+    // the frame time-out has passed (the camera's silence told with progress 101), or the operator
+    // cancelled.
+    bool frameRetry(FrameWait& wait, const QString& prefix, int progress);
     // DOffset (calibration/doffset.cpp). fpnReadDoffset also runs on the GUI thread at open.
     lsxStatus fpnReadDoffset();
     bool fpnSetDoffset();
@@ -319,6 +334,9 @@ public:
 private:
     // A procedure's pause of `ms` times m_pauseScale; it ends early when the camera is closing.
     void settle(int ms) const;
+    // The same pause in a measurement the operator may cancel: it ends early on a cancel too, and
+    // then answers false.
+    bool settleUnlessCancelled(int ms) const;
     void ffcRun(cv::Mat srcImg, cv::Mat statisticMat, float goalRate);
     // The picture path: checks the loaded picture against the camera and crops the statistic to
     // the ROI; false after a failure it has reported.

@@ -6,6 +6,8 @@
 //  3. Loop: grab, drop what comes within 30 ms of the last frame shown, deep copy and correct
 //     in one sweep (into a buffer of the run that nothing else holds), sum, column means,
 //     pixmap, publish, stop check. The per-frame work is shared out among the processor's cores.
+//     Time-outs go on for ever, paced when the library answers them at once; a camera that has
+//     left the link ends the loop and is reported lost.
 //
 // The TVK317 family has its own loop: 512 single readouts stacked into one image, FPN without
 // level bands, and Sum as a gain.
@@ -82,6 +84,7 @@ void CameraServer::captureRun(bool continuous)
             status = grabLines(this, m_handle, &frame, img);
             if (status != LSX_OK) {
                 emit OS_CaptureFailed(status);
+                if (status == LSX_ERR_DISCONNECTED) emit OS_CameraLostConnection();
                 qDebug() << "get frame failed with : " << status;
                 lsxStop(m_handle);
                 return;
@@ -126,6 +129,7 @@ void CameraServer::captureRun(bool continuous)
     // The run's frame buffers: the copy of the next frame goes into one that nothing holds any
     // more, while the frame kept as m_lastFrame keeps its own.
     FrameBuffers buffers;
+    FrameWait silence;
     for (;;) {
         lsxRegion region{};
         lsxGetRoi(m_handle, &region);
@@ -134,16 +138,21 @@ void CameraServer::captureRun(bool continuous)
         status = lsxGetFrame(m_handle, &frame, &buffer, kLineScanTimeoutMs);
         if (status == LSX_ERR_TIMEOUT) {
             // No frame: the stop flag is only looked at after a frame was shown. A camera being
-            // closed ends the loop all the same, in case its library keeps answering time-outs.
+            // closed ends the loop all the same, in case its library keeps answering time-outs;
+            // one that answers them at once is asked again after a growing pause, not in a loop.
             log.line(QStringLiteral("get frame failed with : %1").arg(status));
             if (!continuous || closing()) break;
+            pauseUnless(silence.timedOut(), [this] { return closing(); });
             continue;
         }
         if (status != LSX_OK) {
             emit OS_CaptureFailed(status);
             log.line(QStringLiteral("get frame failed with : %1").arg(status));
+            // A camera gone from the link: the window counts it as closed.
+            if (status == LSX_ERR_DISCONNECTED) emit OS_CameraLostConnection();
             break;
         }
+        silence.delivered();
         // A descriptor that does not hold together ends capture before its buffer is read.
         const FrameCheck check = checkFrame(frame, buffer);
         if (!check.ok()) {

@@ -5,6 +5,7 @@
 #include "camera/preview_stripes.h"
 
 #include <QDebug>
+#include <QThread>
 
 #include <opencv2/imgproc.hpp>
 
@@ -92,12 +93,84 @@ cv::Mat FrameBuffers::take(int rows, int cols, int type)
     return *slot;
 }
 
+FrameWait::FrameWait()
+{
+    m_since.start();
+    m_attempt.start();
+}
+
+int FrameWait::timedOut()
+{
+    ++m_count;
+    const int shift = std::min(m_count - 1, 16);
+    const qint64 spacing = std::min<qint64>(qint64(kFirstPauseMs) << shift, kLongestPauseMs);
+    // The time the attempt took, from the end of the last pause to its time-out.
+    const qint64 spent = std::max<qint64>(0, m_attempt.elapsed() - m_lastPauseMs);
+    const qint64 pause = std::max<qint64>(0, spacing - spent);
+    m_attempt.start();
+    m_lastPauseMs = pause;
+    return int(pause);
+}
+
+void FrameWait::delivered()
+{
+    m_count = 0;
+    m_since.start();
+    m_attempt.start();
+    m_lastPauseMs = 0;
+    m_reported.invalidate();
+}
+
+bool FrameWait::reportDue()
+{
+    if (m_reported.isValid() && m_reported.elapsed() < 1000) return false;
+    m_reported.start();
+    return true;
+}
+
+bool pauseUnless(int ms, const std::function<bool()>& stop)
+{
+    QElapsedTimer clock;
+    clock.start();
+    for (;;) {
+        if (stop && stop()) return false;
+        const qint64 left = ms - clock.elapsed();
+        if (left <= 0) return true;
+        QThread::msleep(static_cast<unsigned long>(std::min<qint64>(20, left)));
+    }
+}
+
+bool CameraServer::frameRetry(FrameWait& wait, const QString& prefix, int progress)
+{
+    int pause = wait.timedOut();
+    const int limit = frameTimeout();
+    const QString seconds = QString::number(wait.elapsedMs() / 1000.0, 'f', 1);
+    if (limit > 0 && wait.elapsedMs() >= limit) {
+        emit OS_FpnInfo(
+            101,
+            QStringLiteral("%1相机已 %2 秒没有送出图像（超时 %3 次），停止等待。请检查相机的连接、触发方式与光路。")
+                .arg(prefix, seconds)
+                .arg(wait.count()));
+        return false;
+    }
+    if (wait.reportDue())
+        emit OS_FpnInfo(
+            progress,
+            QStringLiteral("%1等待相机图像：已超时 %2 次，已等待 %3 秒。").arg(prefix).arg(wait.count()).arg(seconds));
+    // The last attempt comes at the time-out itself, not a long pause after it.
+    if (limit > 0) pause = int(std::min<qint64>(pause, std::max<qint64>(0, limit - wait.elapsedMs())));
+    return pauseUnless(pause, [this] { return cancelRequested(); });
+}
+
 lsxStatus grabLines(CameraServer* server, lsxHandle handle, lsxFrame* frame, cv::Mat& out)
 {
     out.release();
     std::vector<cv::Mat> rows;
     lsxStatus status = LSX_OK;
     int count = 0;
+    // An external trigger may take long; a server with a frame time-out waits no longer than that.
+    const int limit = server ? server->frameTimeout() : 0;
+    const uint32_t timeoutMs = limit > 0 ? std::min<uint32_t>(uint32_t(limit), kTvk317TimeoutMs) : kTvk317TimeoutMs;
     while (count < kTvk317Lines) {
         // A camera being closed ends the grab between two readouts.
         if (server && server->closing()) {
@@ -105,7 +178,7 @@ lsxStatus grabLines(CameraServer* server, lsxHandle handle, lsxFrame* frame, cv:
             break;
         }
         void* buffer = nullptr;
-        status = lsxGetFrame(handle, frame, &buffer, kTvk317TimeoutMs);
+        status = lsxGetFrame(handle, frame, &buffer, timeoutMs);
         if (status != LSX_OK) {
             qDebug() << "get frame failed with : " << status;
             break;

@@ -8,9 +8,12 @@
 
 #include "lsx.h"
 
+#include <QElapsedTimer>
 #include <QImage>
 #include <QPixmap>
 #include <QString>
+
+#include <functional>
 
 #include <opencv2/core.hpp>
 
@@ -65,8 +68,41 @@ private:
 // the last lsxGetFrame (1 on full success) and leaves the rows gathered so far in `out`, so a grab
 // failing half-way still yields a partial image. A mono readout that checkFrame refuses ends the
 // grab with its status, and so does the server closing the camera meanwhile. `frame` receives the
-// last descriptor.
+// last descriptor. Each readout is waited for kTvk317TimeoutMs, or the server's frame time-out
+// when it has one.
 lsxStatus grabLines(CameraServer* server, lsxHandle handle, lsxFrame* frame, cv::Mat& out);
+
+// How long a loop has waited for a frame from a camera that may have gone silent. The wait starts
+// when the object is made and again at every frame delivered; each time-out is counted. A library
+// that answers a time-out sooner than it was asked to wait is paced: the next attempt comes no
+// sooner than 10 ms after the first time-out, 20 ms after the second, and so on doubling up to one
+// second, so that a silent camera is asked about once a second and not in a tight loop.
+class FrameWait {
+public:
+    FrameWait();
+    // After a time-out: counts it and answers the pause in milliseconds to take before the next
+    // attempt (0 when the library itself waited long enough).
+    int timedOut();
+    // A frame came: the count and the clock start again.
+    void delivered();
+    int count() const { return m_count; }
+    qint64 elapsedMs() const { return m_since.elapsed(); }
+    // Whether the wait is to be told now: at the first time-out, then at most once a second.
+    bool reportDue();
+
+    static constexpr int kFirstPauseMs = 10;
+    static constexpr int kLongestPauseMs = 1000;
+
+private:
+    int m_count = 0;
+    QElapsedTimer m_since;     // since the wait began
+    QElapsedTimer m_attempt;   // since the last time-out was answered
+    qint64 m_lastPauseMs = 0;  // the pause asked for after it
+    QElapsedTimer m_reported;  // since the wait was last told; invalid before the first time
+};
+
+// Sleeps `ms` in slices of 20 ms; ends early, answering false, as soon as `stop` answers true.
+bool pauseUnless(int ms, const std::function<bool()>& stop);
 
 // The number of readouts stacked into one TVK317 image, and the wait for each of them
 // (about 16 minutes: the sensor is read out on an external trigger).

@@ -4,6 +4,7 @@
 // through the buffers the loop reuses.
 #include "camera/cameraserver.h"
 #include "camera/metatypes.h"
+#include "common/threadspy.h"
 #include "loader.h"
 #include "sim/lsxsim.h"
 
@@ -134,6 +135,64 @@ private slots:
         QVERIFY(seen.keptUnchanged);
         QVERIFY(seen.laterFrameDiffers);
         QVERIFY(sameMat(seen.kept, seen.keptCopy));
+    }
+
+    // A camera that stops delivering after 8 frames, its library answering every later
+    // lsxGetFrame with a time-out at once: the loop does not spin. Forty time-outs are injected;
+    // a loop that asked without a pause would use them up in a moment and see frames again, the
+    // paced one asks about once a second and still waits for them 3 s later. When the camera
+    // speaks again its frames are shown within the longest pause.
+    void silentCameraIsNotAskedInALoop()
+    {
+        const lsx::sim::Api& sim = lsx::sim::api();
+        CameraServer server;
+        server.enumerate();
+        server.open(QStringLiteral("SIM-LS4096-M"));
+        QVERIFY(server.m_opened);
+        QCOMPARE(sim.setTimeScale("SIM-LS4096-M", 0.0), LSX_OK);
+        QCOMPARE(sim.injectFault("lsxGetFrame", 8, LSX_ERR_TIMEOUT, 40), LSX_OK);
+        std::atomic<int> shown{0};
+        connect(
+            &server, &CameraServer::OS_NewFrame, &server, [&](const QPixmap&, const cv::Mat&) { ++shown; },
+            Qt::DirectConnection);
+        emit server.IS_Capture(true);
+        uint64_t frames = 0, triggers = 0;
+        QTRY_VERIFY((sim.getCounters("SIM-LS4096-M", &frames, &triggers), frames >= 8));
+        QTest::qWait(3000);
+        uint64_t later = 0;
+        QCOMPARE(sim.getCounters("SIM-LS4096-M", &later, &triggers), LSX_OK);
+        QCOMPARE(later, frames);
+        QVERIFY(server.workerBusy());
+        const int before = shown.load();
+        QElapsedTimer speaking;
+        speaking.start();
+        QCOMPARE(sim.clearFaults(), LSX_OK);
+        QTRY_VERIFY_WITH_TIMEOUT(shown.load() > before, 3000);
+        QVERIFY2(speaking.elapsed() < 1500, qPrintable(QString::number(speaking.elapsed())));
+        server.stopCapture();
+        QTRY_VERIFY(!server.workerBusy());
+    }
+
+    // A camera that leaves the link during live view ends capture and is reported lost once.
+    void lostCameraIsReported()
+    {
+        const lsx::sim::Api& sim = lsx::sim::api();
+        CameraServer server;
+        server.enumerate();
+        server.open(QStringLiteral("SIM-LS4096-M"));
+        QVERIFY(server.m_opened);
+        QCOMPARE(sim.setTimeScale("SIM-LS4096-M", 0.0), LSX_OK);
+        QCOMPARE(sim.disconnectAfterFrames("SIM-LS4096-M", 3), LSX_OK);
+        ThreadSpy lost(&server, &CameraServer::OS_CameraLostConnection);
+        ThreadSpy failed(&server, &CameraServer::OS_CaptureFailed);
+        emit server.IS_Capture(true);
+        QTRY_COMPARE(lost.count(), 1);
+        QCOMPARE(failed.count(), 1);
+        QCOMPARE(failed.at(0).at(0).value<lsxStatus>(), lsxStatus(LSX_ERR_DISCONNECTED));
+        QTRY_VERIFY(!server.workerBusy());
+        // Closing the lost camera releases its handle.
+        server.close();
+        QVERIFY(!server.m_opened);
     }
 };
 
