@@ -14,8 +14,8 @@
 //  3. compute (ffcComputeGains): smoothing with the sampling radius, channel ratios, the target
 //     of the chosen mode, gains, limits;
 //  4. store the gains in m_ffcKList and report; nothing goes to the camera here.
-// A failure before step 4 leaves the former gains in place. The run does not poll the cancel
-// flag: once started it goes to its end.
+// A failure before step 4 leaves the former gains in place, and so does a cancel: it ends the run
+// quietly in the camera's settling pauses, with the stream stopped.
 #include "camera/cameraserver.h"
 
 #include "camera/framegrab.h"
@@ -50,6 +50,11 @@ void CameraServer::settle(int ms) const
     const qint64 total = qint64(ms * m_pauseScale);
     for (qint64 waited = 0; waited < total && !closing(); waited += 20)
         QThread::msleep(static_cast<unsigned long>(std::min<qint64>(20, total - waited)));
+}
+
+bool CameraServer::settleUnlessCancelled(int ms) const
+{
+    return pauseUnless(int(ms * m_pauseScale), [this] { return cancelRequested(); });
 }
 
 QString CameraServer::currentSelection(const char* key) const
@@ -87,6 +92,10 @@ void CameraServer::applyFFC(cv::Mat srcImg, cv::Mat statisticMat, float goalRate
 
 void CameraServer::ffcRun(cv::Mat srcImg, cv::Mat statisticMat, float goalRate)
 {
+    {
+        QWriteLocker lock(&m_lock);
+        m_cancel = false;
+    }
     emit OS_FpnInfo(1, QStringLiteral("FFC执行中..."));
     readLineCount();
 
@@ -161,22 +170,25 @@ bool CameraServer::ffcFromCamera(cv::Mat& srcImg, cv::Mat& statisticMat)
         emit OS_FpnInfo(101, withStatus(QStringLiteral("关闭FFC使能出错，错误原因：%1-%2."), status));
         return false;
     }
-    settle(2000);
+    if (!settleUnlessCancelled(2000)) return false;
     status = fpnReadDoffset();
     if (status != LSX_OK) {
         emit OS_FpnInfo(101, withStatus(QStringLiteral("读取DOffset出错，错误原因：%1-%2."), status));
         return false;
     }
-    settle(2000);
+    if (!settleUnlessCancelled(2000)) return false;
     disableSoftIsp();
-    settle(1000);
+    if (!settleUnlessCancelled(1000)) return false;
 
     status = lsxStart(m_handle);
     if (status < LSX_OK) {
         emit OS_FpnInfo(101, withStatus(QStringLiteral("启动视频流出错，错误原因：%1-%2."), status));
         return false;
     }
-    settle(1000);
+    if (!settleUnlessCancelled(1000)) {
+        lsxStop(m_handle);
+        return false;
+    }
     status = lsxTriggerFire(m_handle);
     lsxFrame frame;
     std::memset(&frame, 0, sizeof frame);

@@ -11,6 +11,8 @@
 //  5. per channel: the fit (lscFitChannel) over the ROI's columns with the target of the chosen
 //     mode, and the gains over the whole sensor for the software simulation;
 //  6. report; nothing goes to the camera here.
+// A cancel ends the run quietly in the camera's settling pauses, with the stream stopped and no
+// result.
 //
 // The story of a write-down (lscWriteDown, with the set's index and name):
 //  1. there must be a fit;
@@ -62,6 +64,10 @@ void CameraServer::applyLSC(float goalRate)
 
 void CameraServer::lscRun(float goalRate)
 {
+    {
+        QWriteLocker lock(&m_lock);
+        m_cancel = false;
+    }
     m_lscPolyList.clear();
     m_lscKList.clear();
     emit OS_FpnInfo(1, QStringLiteral("LSC执行中..."));
@@ -71,28 +77,31 @@ void CameraServer::lscRun(float goalRate)
         emit OS_FpnInfo(101, withStatus(QStringLiteral("关闭LSC使能出错，错误原因：%1-%2."), status));
         return;
     }
-    settle(2000);
+    if (!settleUnlessCancelled(2000)) return;
     status = enableSoftTrigger();
     if (status != LSX_OK) {
         emit OS_FpnInfo(101, withStatus(QStringLiteral("使能软触发出错，错误原因：%1-%2."), status));
         return;
     }
-    settle(1000);
+    if (!settleUnlessCancelled(1000)) return;
     status = fpnReadDoffset();
     if (status != LSX_OK) {
         emit OS_FpnInfo(101, withStatus(QStringLiteral("读取DOffset出错，错误原因：%1-%2."), status));
         return;
     }
-    settle(1000);
+    if (!settleUnlessCancelled(1000)) return;
     disableSoftIsp();
-    settle(1000);
+    if (!settleUnlessCancelled(1000)) return;
 
     status = lsxStart(m_handle);
     if (status < LSX_OK) {
         emit OS_FpnInfo(101, withStatus(QStringLiteral("启动视频流出错，错误原因：%1-%2."), status));
         return;
     }
-    settle(1000);
+    if (!settleUnlessCancelled(1000)) {
+        lsxStop(m_handle);
+        return;
+    }
     lsxFrame frame;
     std::memset(&frame, 0, sizeof frame);
     void* buffer = nullptr;
