@@ -8,6 +8,7 @@
 #include <QDeadlineTimer>
 #include <QDebug>
 #include <QDir>
+#include <QFileInfo>
 #include <QSettings>
 #include <QThread>
 
@@ -187,12 +188,25 @@ void CameraServer::open(const QString& name)
     if (name == m_cameraName && m_opened) return;
     close();
 
+    // A handle whose close failed is closed again first: it may still hold the camera.
+    lsxStatus staleClose = LSX_OK;
+    if (m_staleHandle) {
+        staleClose = lsxClose(*m_staleHandle);
+        if (staleClose == LSX_OK) m_staleHandle.reset();
+    }
+
     const int32_t mode = factoryMode() ? LSX_OPEN_FACTORY : LSX_OPEN_NORMAL;
     const QByteArray localName = name.toLocal8Bit();
     const lsxStatus status = lsxOpenByName(localName.constData(), mode, &m_handle);
     if (status != LSX_OK) {
         emit OS_OpenCameraFailed(status);
         qDebug() << "open camera failed with : " << status;
+        if (m_staleHandle && status == LSX_ERR_ALREADY_OPEN)
+            emit OS_CameraWarning(
+                QStringLiteral(
+                    "相机仍被上一次未能关闭的连接占用（关闭出错：%1-%2）。请重新插拔相机或重启程序后再连接。")
+                    .arg(staleClose)
+                    .arg(statusText(staleClose)));
         return;
     }
     m_opened = true;
@@ -247,11 +261,23 @@ void CameraServer::open(const QString& name)
     m_settings->setValue(FpnIni::MaxB, m_maxB);
     syncSettings();
 
+    // The station's configuration file; a file missing or refused leaves the camera as it opened,
+    // and the operator is told.
     const QString config = m_settings->value(FpnIni::CameraConfig, FpnIni::CameraConfigDefault).toString();
     if (!config.isEmpty()) {
         const QString path = QDir(config).absolutePath();
-        const lsxStatus loaded = lsxLoadConfig(m_handle, path.toLocal8Bit().constData());
-        if (loaded != LSX_OK) qDebug() << "Load " << config << " failed with " << loaded;
+        const bool exists = QFileInfo::exists(path);
+        const lsxStatus loaded = exists ? lsxLoadConfig(m_handle, path.toLocal8Bit().constData()) : LSX_ERR_FILE_OPEN;
+        if (loaded != LSX_OK) {
+            qDebug() << "Load " << config << " failed with " << loaded;
+            emit OS_CameraWarning(
+                exists ? QStringLiteral("相机配置文件 %1 加载失败，错误原因：%2-%3。相机保持打开时的设置。")
+                             .arg(path)
+                             .arg(loaded)
+                             .arg(statusText(loaded))
+                       : QStringLiteral("相机配置文件 %1 不存在（设置 %2）。相机保持打开时的设置。")
+                             .arg(path, FpnIni::CameraConfig));
+        }
     }
 }
 
@@ -303,18 +329,25 @@ void CameraServer::close()
             m_stopCapture = true;
         }
         qDebug() << "stopCapture();";
-        QThread::msleep(kCloseHandOverMs);
+        // The hand-over to a running capture loop; with no slot on the worker there is nothing
+        // to hand over.
+        if (workerBusy()) QThread::msleep(kCloseHandOverMs);
         lsxLoadConfig(m_handle, backupPath(m_cameraName).toLocal8Bit().constData());
         const lsxStatus status = lsxClose(m_handle);
         if (status != LSX_OK) {
-            // The camera stays open with everything kept: the next open of the same name reuses
-            // the handle.
+            // The handle is dropped all the same: the camera counts as closed, and the next open
+            // closes that handle again before it opens.
             qDebug() << "close camera failed with : " << status;
-            m_closing = false;
-            return;
+            m_staleHandle = m_handle;
+            emit OS_CameraWarning(
+                QStringLiteral("关闭相机 %1 出错，错误原因：%2-%3。连接已释放，再次连接时会重新关闭它。")
+                    .arg(m_cameraName)
+                    .arg(status)
+                    .arg(statusText(status)));
+        } else {
+            qDebug() << "lsxClose";
         }
         m_opened = false;
-        qDebug() << "lsxClose";
     }
     // The worker's waits end once the library answers for the closed handle; what it reads is
     // not rewritten under it.

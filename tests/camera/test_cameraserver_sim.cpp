@@ -205,6 +205,107 @@ private slots:
         lsxClose(h);
     }
 
+    // The station's camera configuration file (Params/CameraConfig): one that is missing or that
+    // the camera refuses is told, with the file and the reason, and the camera keeps its settings.
+    void refusedConfigurationFileIsTold_data()
+    {
+        QTest::addColumn<QByteArray>("content");  // empty: no file at all
+        QTest::addColumn<QString>("words");
+        QTest::newRow("missing") << QByteArray()
+                                 << QStringLiteral("不存在（设置 Params/CameraConfig）。相机保持打开时的设置。");
+        QTest::newRow("not a configuration")
+            << QByteArray("exposure=5\n")
+            << QStringLiteral("加载失败，错误原因：-1301-文件格式无效。相机保持打开时的设置。");
+        QTest::newRow("value out of range") << QByteArray("# lsxsim camera configuration 1\nexposure=-5\n")
+                                            << QStringLiteral("加载失败，错误原因：-1301-文件格式无效。");
+    }
+
+    void refusedConfigurationFileIsTold()
+    {
+        QFETCH(QByteArray, content);
+        QFETCH(QString, words);
+        const QString path =
+            m_root.path() + QStringLiteral("/station-%1.cfg").arg(QTest::currentDataTag()).replace(' ', '_');
+        if (!content.isEmpty()) {
+            QFile f(path);
+            QVERIFY(f.open(QIODevice::WriteOnly));
+            f.write(content);
+        }
+        CameraServer s;
+        s.m_settings->setValue(FpnIni::CameraConfig, path);
+        s.enumerate();
+        QSignalSpy warning(&s, &CameraServer::OS_CameraWarning);
+        s.open(QStringLiteral("SIM-LS4096-M"));
+        s.m_settings->remove(FpnIni::CameraConfig);
+        QVERIFY(s.m_opened);
+        QCOMPARE(warning.size(), 1);
+        const QString text = warning.at(0).at(0).toString();
+        QVERIFY2(text.startsWith(QStringLiteral("相机配置文件 %1 ").arg(path)), qPrintable(text));
+        QVERIFY2(text.contains(words), qPrintable(text));
+        double exposure = 0;
+        QCOMPARE(lsxGetExposure(s.m_handle, &exposure), LSX_OK);
+        QVERIFY(exposure > 0);
+    }
+
+    void acceptedConfigurationFileIsSilent()
+    {
+        const QString path = m_root.path() + QStringLiteral("/station-good.cfg");
+        {
+            lsxHandle h = 0;
+            QCOMPARE(lsxOpenByName("SIM-LS4096-M", 1, &h), LSX_OK);
+            QCOMPARE(lsxSetExposure(h, 321.0), LSX_OK);
+            QCOMPARE(lsxSaveConfig(h, path.toLocal8Bit().constData()), LSX_OK);
+            QCOMPARE(lsxSetExposure(h, 100.0), LSX_OK);
+            lsxClose(h);
+        }
+        CameraServer s;
+        s.m_settings->setValue(FpnIni::CameraConfig, path);
+        s.enumerate();
+        QSignalSpy warning(&s, &CameraServer::OS_CameraWarning);
+        s.open(QStringLiteral("SIM-LS4096-M"));
+        s.m_settings->remove(FpnIni::CameraConfig);
+        QCOMPARE(warning.size(), 0);
+        double exposure = 0;
+        QCOMPARE(lsxGetExposure(s.m_handle, &exposure), LSX_OK);
+        QCOMPARE(exposure, 321.0);
+    }
+
+    // A close the library refuses once: the camera counts as closed, the operator hears why, and
+    // it opens again (its stale handle closed first). Refused for good: the open's failure comes
+    // with the reason.
+    void failedCloseLeavesTheCameraOpenable()
+    {
+        const lsx::sim::Api& sim = lsx::sim::api();
+        CameraServer s;
+        s.enumerate();
+        s.open(QStringLiteral("SIM-LS4096-M"));
+        QVERIFY(s.m_opened);
+        QSignalSpy warning(&s, &CameraServer::OS_CameraWarning);
+        QSignalSpy failed(&s, &CameraServer::OS_OpenCameraFailed);
+        QCOMPARE(sim.injectFault("lsxClose", 0, LSX_ERR_UNKNOWN, 1), LSX_OK);
+        s.close();
+        QVERIFY(!s.m_opened);
+        QCOMPARE(warning.size(), 1);
+        QVERIFY(warning.at(0).at(0).toString().startsWith(QStringLiteral("关闭相机 SIM-LS4096-M 出错，错误原因：-1-")));
+        s.open(QStringLiteral("SIM-LS4096-M"));
+        QVERIFY(s.m_opened);
+        QCOMPARE(failed.size(), 0);
+
+        QCOMPARE(sim.injectFault("lsxClose", 0, LSX_ERR_UNKNOWN, 0), LSX_OK);
+        s.close();
+        QVERIFY(!s.m_opened);
+        s.open(QStringLiteral("SIM-LS4096-M"));
+        QVERIFY(!s.m_opened);
+        QCOMPARE(failed.size(), 1);
+        QCOMPARE(failed.at(0).at(0).value<lsxStatus>(), lsxStatus(LSX_ERR_ALREADY_OPEN));
+        QCOMPARE(warning.size(), 3);
+        QVERIFY(warning.at(2).at(0).toString().startsWith(
+            QStringLiteral("相机仍被上一次未能关闭的连接占用（关闭出错：-1-")));
+        QCOMPARE(sim.clearFaults(), LSX_OK);
+        s.open(QStringLiteral("SIM-LS4096-M"));
+        QVERIFY(s.m_opened);
+    }
+
     void sameCameraAgainDoesNothing()
     {
         CameraServer s;
