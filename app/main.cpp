@@ -37,6 +37,9 @@ int main(int argc, char* argv[])
         lsx::chooseLibrary(parser.value(sdk).toStdString(), QCoreApplication::applicationDirPath().toStdString());
     const lsx::BindResult bound = lsx::bindLibrary(lib);
     if (!bound.ok) qWarning() << "camera library not bound:" << QString::fromStdString(bound.message);
+    const QString sdkNote =
+        QString::fromStdString(lsx::emptySdkNote(parser.isSet(sdk), parser.value(sdk).toStdString(), lib));
+    if (!sdkNote.isEmpty()) qWarning().noquote() << sdkNote;
 
     const int tabIndex = tabIndexForTool(parser.value(tool));
     if (parser.isSet(tool) && !isKnownTool(parser.value(tool)))
@@ -48,6 +51,7 @@ int main(int argc, char* argv[])
     MainWindow window(parser.value(device), tabIndex, nullptr);
     window.show();
     if (!bound.ok) QMessageBox::critical(&window, QStringLiteral("错误"), QString::fromStdString(bound.message));
+    if (!sdkNote.isEmpty()) QMessageBox::warning(&window, QStringLiteral("警告"), sdkNote);
     const int status = app.exec();
     // A worker that a misbehaving camera library holds must not keep the process, nor abort it.
     CameraServer::exitWhenWorkerStuck(status);

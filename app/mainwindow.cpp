@@ -71,7 +71,9 @@ MainWindow::MainWindow(const QString& deviceName, int tabIndex, QWidget* parent)
 
 MainWindow::~MainWindow()
 {
-    // Closes the camera and ends the worker without waiting for a procedure still running.
+    // Closes the camera and ends the worker without waiting for a procedure still running; what
+    // the close has to say no longer reaches this window.
+    m_cameraServer->disconnect(this);
     delete m_cameraServer;
     m_cameraServer = nullptr;
     delete m_imageItem;

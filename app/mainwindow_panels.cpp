@@ -187,9 +187,13 @@ void MainWindow::cameraOpenFailed(lsxStatus status)
 
 void MainWindow::cameraLostConnection()
 {
-    QMessageBox::critical(this, QStringLiteral("错误"), QStringLiteral("相机失去连接"));
+    // The camera has left the link: it counts as closed (its handle released), and the connect
+    // button offers to connect it again.
     ui->startBut->setChecked(false);
     ui->startBut->setText(QStringLiteral("采图"));
+    m_cameraServer->close();
+    QMessageBox::critical(this, QStringLiteral("错误"), QStringLiteral("相机失去连接"));
+    ui->connectBut->setEnabled(true);
     switchSelectCamera();
 }
 

@@ -143,6 +143,12 @@ std::string chooseLibrary(const std::string& sdkOption, const std::string& exeDi
     return (exeDir.empty() ? std::string(".") : exeDir) + "/" + simulatorFileName();
 }
 
+std::string emptySdkNote(bool sdkOptionGiven, const std::string& sdkOption, const std::string& chosen)
+{
+    if (!sdkOptionGiven || !sdkOption.empty()) return std::string();
+    return "选项 --sdk 没有给出相机库的路径，使用的是 \"" + chosen + "\"。";
+}
+
 }  // namespace lsx
 
 // ---- The operations under their own names, forwarded to the bound library ----

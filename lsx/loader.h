@@ -54,4 +54,9 @@ std::string simulatorFileName();
 // the simulator beside the executable (exeDir).
 std::string chooseLibrary(const std::string& sdkOption, const std::string& exeDir);
 
+// What the operator must hear about that choice beyond a failure to bind: a --sdk option given
+// with an empty path falls through to LSX_LIBRARY or the simulator, which names `chosen`. Empty
+// when there is nothing to say.
+std::string emptySdkNote(bool sdkOptionGiven, const std::string& sdkOption, const std::string& chosen);
+
 }  // namespace lsx

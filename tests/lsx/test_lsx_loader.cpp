@@ -77,6 +77,15 @@ private slots:
         qunsetenv("LSX_LIBRARY");
         QCOMPARE(lsx::chooseLibrary("", "/exe"), std::string("/exe/liblsxsim.so"));
     }
+
+    // "--sdk=" with no path falls through to the next choice, and the operator is told which.
+    void emptySdkOptionIsTold()
+    {
+        QCOMPARE(lsx::emptySdkNote(true, "", "/exe/liblsxsim.so"),
+                 std::string("选项 --sdk 没有给出相机库的路径，使用的是 \"/exe/liblsxsim.so\"。"));
+        QVERIFY(lsx::emptySdkNote(false, "", "/exe/liblsxsim.so").empty());
+        QVERIFY(lsx::emptySdkNote(true, "/opt/sdk.so", "/opt/sdk.so").empty());
+    }
 };
 
 QTEST_GUILESS_MAIN(TestLsxLoader)
