@@ -4,6 +4,8 @@
 #include <QFile>
 #include <QTextStream>
 
+#include <algorithm>
+
 namespace {
 
 // A step: its name, how many positional arguments it takes, and its options (those that take a
@@ -47,6 +49,14 @@ const StepKind* kindOf(const QString& name)
     return nullptr;
 }
 
+// A word that reads as a number is a value, even with a leading minus: "exposure -100".
+bool isNumber(const QString& word)
+{
+    bool ok = false;
+    word.toDouble(&ok);
+    return ok;
+}
+
 bool sceneKnown(const QString& s)
 {
     return s == QLatin1String("dark") || s == QLatin1String("flat") || s == QLatin1String("pattern");
@@ -70,6 +80,21 @@ bool readWords(const QStringList& words, CliPlan& plan, bool globalsAllowed)
             if (!value(plan.camera)) return false;
         } else if (globalsAllowed && w == QLatin1String("--sdk")) {
             if (!value(plan.sdk)) return false;
+            // An empty path would quietly bind the simulated camera instead.
+            if (plan.sdk.isEmpty()) {
+                plan.error = QStringLiteral("选项 --sdk 的相机库路径为空。");
+                return false;
+            }
+        } else if (globalsAllowed && w == QLatin1String("--frame-timeout")) {
+            QString text;
+            if (!value(text)) return false;
+            bool ok = false;
+            const double seconds = text.toDouble(&ok);
+            if (!ok || !(seconds > 0.0 && seconds <= 86400.0)) {
+                plan.error = QStringLiteral("--frame-timeout 应为 0 到 86400 之间的秒数，而不是 \"%1\"。").arg(text);
+                return false;
+            }
+            plan.frameTimeoutMs = std::max(1, int(seconds * 1000.0 + 0.5));
         } else if (globalsAllowed && w == QLatin1String("--json")) {
             if (!value(plan.json)) return false;
         } else if (globalsAllowed && (w == QLatin1String("--yes") || w == QLatin1String("-y"))) {
@@ -110,7 +135,7 @@ bool readWords(const QStringList& words, CliPlan& plan, bool globalsAllowed)
                     }
                     break;  // a global option, or an unknown one (reported below)
                 }
-                if (next.startsWith(QLatin1Char('-'))) break;
+                if (next.startsWith(QLatin1Char('-')) && !isNumber(next)) break;
                 if (step.args.size() >= kind->arguments) break;
                 step.args.append(next);
                 ++i;
@@ -139,12 +164,13 @@ QString cliUsage()
 {
     QString text = QStringLiteral(
         "线扫相机校正工具（命令行）\n"
-        "用法: lsxcalib-cli [-d CAMERA] [--sdk PATH] [--json FILE] [--yes] STEP...\n\n"
+        "用法: lsxcalib-cli [-d CAMERA] [--sdk PATH] [--json FILE] [--yes] [--frame-timeout S] STEP...\n\n"
         "选项:\n"
         "  -d CAMERA          要连接的相机（友好名称）；缺省为找到的第一台相机\n"
         "  --sdk PATH         相机库（也可用环境变量 LSX_LIBRARY）；缺省为模拟相机\n"
         "  --json FILE        把每一步的结果、信息、数值和写出的文件写入 JSON 文件\n"
         "  --yes              不询问操作员（不等待回车）\n"
+        "  --frame-timeout S  相机持续 S 秒没有送出图像时结束该步骤（缺省 30 秒）\n"
         "  --verbose          同时在标准错误输出程序的调试日志\n"
         "  --sim-scene S      在下一步之前设置模拟相机的场景：dark、flat 或 pattern（仅模拟相机）\n"
         "  --help             显示本帮助\n\n"
@@ -164,7 +190,7 @@ QString cliUsage()
         text += QStringLiteral("  %1\n      %2\n").arg(head, QString::fromUtf8(k.help));
     }
     text += QStringLiteral(
-        "\n退出码: 0 全部成功；1 某一步失败；2 用法错误、未知相机或相机库无法加载；"
+        "\n退出码: 0 全部成功；1 某一步失败，或结果文件无法写入；2 用法错误、未知相机或相机库无法加载；"
         "3 校正验证未达到限值；130 被 Ctrl-C 取消。\n");
     return text;
 }

@@ -2,9 +2,10 @@
 // What the command-line runner is asked to do: its options and its steps in order, read from the
 // command line or from a recipe file. Plain data and parsing, no camera.
 //
-//   lsxcalib-cli [-d CAMERA] [--sdk PATH] [--json FILE] [--yes] STEP...
+//   lsxcalib-cli [-d CAMERA] [--sdk PATH] [--json FILE] [--yes] [--frame-timeout S] STEP...
 //
-// Options may stand anywhere; "--sim-scene dark|flat|pattern" belongs to the step after it.
+// Options may stand anywhere; "--sim-scene dark|flat|pattern" belongs to the step after it. A
+// word that reads as a number ("-100") is a value, never an option.
 
 #include <QMap>
 #include <QString>
@@ -26,6 +27,8 @@ struct CliPlan {
     bool yes = false;      // --yes: no questions to the operator
     bool verbose = false;  // --verbose: the program's debug log on standard error too
     bool help = false;     // --help
+    // --frame-timeout: how long a procedure waits for a frame from a silent camera, in ms.
+    int frameTimeoutMs = 30000;
     std::vector<CliStep> steps;
     // From a recipe: settings of FPN.ini written before the steps (key "Params/GainMin" ...).
     QMap<QString, QString> settings;

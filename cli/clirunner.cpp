@@ -6,9 +6,13 @@
 //  3. the operator asked to cover or uncover the lens (not with --yes);
 //  4. the procedure's signal emitted on the server, its reports printed as they come, and the
 //     runner waiting until the slot has left the worker;
-//  5. the step's outcome, messages, figures and files kept for the JSON result.
-// Ctrl-C sets the server's cancel flag, as the panel's "取消" does; the camera's stream is stopped
-// before the program ends with 130.
+//  5. the step's outcome, messages, figures and files kept for the JSON result, and its one
+//     closing line on the terminal.
+// Ctrl-C sets the server's cancel flag, as the panel's "取消" does; a library still waiting for a
+// frame a moment later has its stream stopped, which ends the wait. A write into the camera is
+// let finish. The camera's stream is stopped before the program ends with 130. The JSON result is
+// written to a temporary file and renamed over the target, so a result that cannot be written
+// whole leaves the earlier one as it was.
 #include "cli/clirunner.h"
 
 #include "camera/cameraserver.h"
@@ -27,6 +31,7 @@
 #include <QSaveFile>
 #include <QSettings>
 #include <QSocketNotifier>
+#include <QTimer>
 
 #include <unistd.h>
 #include <algorithm>
@@ -46,6 +51,11 @@ void toOut(const QString& text)
     std::fflush(stdout);
 }
 
+// After Ctrl-C: how long the procedure gets to notice the cancel before the stream is stopped under
+// it (which ends a library's wait for a frame), and how long the runner waits for it at most.
+constexpr int kStopStreamAfterMs = 250;
+constexpr int kGiveUpAfterMs = 700;
+
 QJsonArray rowsSummary(const QList<QList<double>>& rows)
 {
     QJsonArray out;
@@ -55,6 +65,16 @@ QJsonArray rowsSummary(const QList<QList<double>>& rows)
 
 }  // namespace
 
+QString cliWording(const QString& text)
+{
+    // "...，点击确定查看效果。" and "...，然后点击“继续”。" end the sentence before the click;
+    // "...。点击确定查看报告。" goes whole.
+    static const QRegularExpression click(QStringLiteral("(，|。)?(然后)?点击[^。]*。"));
+    QString out = text;
+    out.replace(click, QStringLiteral("。"));
+    return out;
+}
+
 CliRunner::CliRunner() : m_tty(isatty(STDERR_FILENO) != 0) {}
 
 CliRunner::~CliRunner() = default;
@@ -63,39 +83,86 @@ void CliRunner::interrupt()
 {
     if (m_interrupted) return;
     m_interrupted = true;
-    toErr(QStringLiteral("\n取消操作。\n"));
-    if (m_server) m_server->cancel();
+    endProgressLine();
+    if (m_writing) {
+        // Half a set in the camera is worse than a few seconds more.
+        toErr(QStringLiteral("正在写入相机：写入完成后结束。\n"));
+    } else if (m_server) {
+        m_server->cancel();
+    }
     emit interrupted();
+}
+
+void CliRunner::endProgressLine()
+{
+    if (m_progressLine) toErr(QStringLiteral("\n"));
+    m_progressLine = false;
 }
 
 void CliRunner::report(int progress, const QString& text, StepResult* r)
 {
-    if (r) r->messages.append(QJsonObject{{QStringLiteral("progress"), progress}, {QStringLiteral("text"), text}});
+    // What a procedure says after Ctrl-C is the end of a cancelled run; the step's closing line
+    // tells it once.
+    if (m_interrupted && !m_writing && progress >= 0) return;
+    const QString said = cliWording(text);
+    if (r) r->messages.append(QJsonObject{{QStringLiteral("progress"), progress}, {QStringLiteral("text"), said}});
     // A report of several lines reads as one line here.
-    const QString line = text.trimmed().replace(QLatin1Char('\n'), QLatin1Char(' '));
-    if (line.isEmpty() && progress > 0 && progress < 100) return;
-    if (m_tty && progress >= 0 && progress <= 100) {
-        // One line that the next report overwrites; a closing report stays.
-        const int filled = std::clamp(progress, 0, 100) / 5;
-        const QString bar = QString(filled, QLatin1Char('#')) + QString(20 - filled, QLatin1Char('.'));
-        toErr(QStringLiteral("\r\033[K[%1] %2% %3").arg(bar).arg(progress, 3).arg(line));
-        m_progressLine = true;
-        if (progress == 100) {
-            toErr(QStringLiteral("\n"));
-            m_progressLine = false;
-        }
+    const QString line = said.trimmed().replace(QLatin1Char('\n'), QLatin1Char(' '));
+    if (progress == 100) {
+        // The procedure's closing report: the step's closing line says it.
+        m_closing = line;
         return;
     }
-    if (m_progressLine) toErr(QStringLiteral("\n"));
-    m_progressLine = false;
-    toErr(progress >= 0 ? QStringLiteral("[%1] %2\n").arg(progress, 3).arg(line) : line + QLatin1Char('\n'));
+    if (progress > 100) {
+        if (m_failure.isEmpty()) m_failure = line;
+        endProgressLine();
+        toErr(QStringLiteral("错误：%1\n").arg(line));
+        return;
+    }
+    if (progress < 0) {
+        endProgressLine();
+        toErr(line + QLatin1Char('\n'));
+        return;
+    }
+    if (line.isEmpty()) return;
+    // Reports of sub-steps start their own count low again; the bar only moves forward.
+    m_shownProgress = std::max(m_shownProgress, std::clamp(progress, 0, 99));
+    if (m_tty) {
+        // One line that the next report overwrites.
+        const int filled = m_shownProgress / 5;
+        const QString bar = QString(filled, QLatin1Char('#')) + QString(20 - filled, QLatin1Char('.'));
+        toErr(QStringLiteral("\r\033[K[%1] %2% %3").arg(bar).arg(m_shownProgress, 3).arg(line));
+        m_progressLine = true;
+        return;
+    }
+    toErr(QStringLiteral("[%1] %2\n").arg(m_shownProgress, 3).arg(line));
 }
 
 void CliRunner::fail(StepResult& r, const QString& text, int exit)
 {
     r.outcome = exit == CliLimits ? QStringLiteral("limits") : QStringLiteral("failed");
     r.exit = exit;
-    report(-1, text, &r);
+    // Told in the step's closing line.
+    if (m_failure.isEmpty()) m_failure = text;
+    r.messages.append(QJsonObject{{QStringLiteral("progress"), -1}, {QStringLiteral("text"), text}});
+}
+
+void CliRunner::finishStep(const CliStep& step, const StepResult& r)
+{
+    endProgressLine();
+    QString verdict;
+    if (r.outcome == QLatin1String("cancelled")) {
+        verdict = QStringLiteral("已取消。");
+    } else if (r.outcome == QLatin1String("failed")) {
+        const QString why = !m_failure.isEmpty() ? m_failure : m_closing;
+        verdict = why.isEmpty() ? QStringLiteral("失败：过程没有完成。") : QStringLiteral("失败：%1").arg(why);
+    } else if (r.outcome == QLatin1String("limits")) {
+        verdict = QStringLiteral("未达到限值：%1").arg(m_closing.isEmpty() ? m_failure : m_closing);
+    } else {
+        verdict = m_closing.isEmpty() ? QStringLiteral("完成。") : QStringLiteral("完成：%1").arg(m_closing);
+    }
+    const QString name = (step.name + QLatin1Char(' ') + step.args.join(QLatin1Char(' '))).trimmed();
+    toErr(QStringLiteral("%1 %2\n").arg(name, verdict));
 }
 
 bool CliRunner::openCamera(const CliPlan& plan, StepResult& r)
@@ -107,6 +174,7 @@ bool CliRunner::openCamera(const CliPlan& plan, StepResult& r)
     }
     if (!m_server) {
         m_server = std::make_unique<CameraServer>();
+        m_server->setFrameTimeout(m_frameTimeoutMs);
         connect(m_server.get(), &CameraServer::OS_CameraWarning, this,
                 [this](const QString& text) { report(-1, text, m_current); });
     }
@@ -161,6 +229,7 @@ bool CliRunner::setSimScene(const QString& scene, StepResult& r)
 bool CliRunner::askOperator(const QString& what, StepResult& r)
 {
     if (m_yes) return true;
+    endProgressLine();
     toErr(what + QStringLiteral("\n按回车键继续，Ctrl-C 取消。"));
     // Waits in an event loop, so that Ctrl-C still reaches the runner.
     QEventLoop loop;
@@ -201,19 +270,43 @@ bool CliRunner::runProcedure(const std::function<void()>& start, StepResult& r)
         if (progress == 100) finished = true;
     });
     QEventLoop loop;
+    connect(this, &CliRunner::procedureEnded, &loop, &QEventLoop::quit);
+    // After Ctrl-C: the stream stopped under a library that still waits for a frame, and at last
+    // the wait given up (the program's end then deals with a worker that does not come back).
+    QTimer stopStream, giveUp;
+    stopStream.setSingleShot(true);
+    giveUp.setSingleShot(true);
+    connect(&stopStream, &QTimer::timeout, this, [this] {
+        if (m_server && m_server->workerBusy()) lsxStop(m_server->m_handle);
+    });
+    connect(&giveUp, &QTimer::timeout, &loop, &QEventLoop::quit);
+    auto onInterrupt = [&] {
+        if (m_writing) return;
+        stopStream.start(kStopStreamAfterMs);
+        giveUp.start(kGiveUpAfterMs);
+    };
+    connect(this, &CliRunner::interrupted, &loop, onInterrupt);
     start();
     // Queued behind the slot on the worker: when it runs, the slot has ended and every report it
-    // made is already on its way here, ahead of the quit.
+    // made is already on its way here, ahead of the signal. The runner outlives the worker's
+    // queue; a late signal of an earlier procedure finds no loop.
+    const int ticket = ++m_procedureTicket;
     QMetaObject::invokeMethod(
-        m_server.get(), [&loop] { QMetaObject::invokeMethod(&loop, &QEventLoop::quit, Qt::QueuedConnection); },
+        m_server.get(),
+        [this, ticket] {
+            QMetaObject::invokeMethod(
+                this,
+                [this, ticket] {
+                    if (ticket == m_procedureTicket) emit procedureEnded();
+                },
+                Qt::QueuedConnection);
+        },
         Qt::QueuedConnection);
+    if (m_interrupted) onInterrupt();
     loop.exec();
     disconnect(conn);
-    if (m_progressLine) {
-        toErr(QStringLiteral("\n"));
-        m_progressLine = false;
-    }
-    if (m_interrupted) {
+    endProgressLine();
+    if (m_interrupted && !m_writing) {
         r.outcome = QStringLiteral("cancelled");
         r.exit = CliInterrupted;
         return false;
@@ -345,7 +438,10 @@ int CliRunner::runStep(const CliStep& step, const CliPlan& plan, StepResult& r)
                         .arg(statusText(selected)));
             return r.exit;
         }
-        if (!runProcedure([&] { emit s->IS_FpnWriteDown(factory ? 1 : 0); }, r)) return r.exit;
+        m_writing = true;
+        const bool written = runProcedure([&] { emit s->IS_FpnWriteDown(factory ? 1 : 0); }, r);
+        m_writing = false;
+        if (!written) return r.exit;
         r.figures = QJsonObject{{QStringLiteral("set"), set}};
         return CliOk;
     }
@@ -524,11 +620,18 @@ int CliRunner::flatStep(const CliStep& step, StepResult& r)
     r.figures.insert(QStringLiteral("channels"), channels);
 
     if (setIndex > 0) {
-        report(-1, QStringLiteral("写入 %1 ...").arg(set), &r);
-        if (!runProcedure(
-                [&] { ffc ? emit s->IS_FFCWriteDown(setIndex - 1, set) : emit s->IS_LSCWriteDown(setIndex - 1, set); },
-                r))
+        // A Ctrl-C during the gains ends the step before the write.
+        if (m_interrupted) {
+            r.outcome = QStringLiteral("cancelled");
+            r.exit = CliInterrupted;
             return r.exit;
+        }
+        report(-1, QStringLiteral("写入 %1 ...").arg(set), &r);
+        m_writing = true;
+        const bool written = runProcedure(
+            [&] { ffc ? emit s->IS_FFCWriteDown(setIndex - 1, set) : emit s->IS_LSCWriteDown(setIndex - 1, set); }, r);
+        m_writing = false;
+        if (!written) return r.exit;
         r.figures.insert(QStringLiteral("set"), set);
     }
     const QString name = step.options.value(QStringLiteral("save"));
@@ -551,9 +654,13 @@ int CliRunner::runSteps(const std::vector<CliStep>& steps, const CliPlan& plan)
     for (const CliStep& step : steps) {
         StepResult r;
         m_current = &r;
+        m_shownProgress = 0;
+        m_failure.clear();
+        m_closing.clear();
         report(-1, QStringLiteral("== %1 %2").arg(step.name, step.args.join(QLatin1Char(' '))).trimmed(), nullptr);
         const int exit = runStep(step, plan, r);
         m_current = nullptr;
+        if (step.name != QLatin1String("run")) finishStep(step, r);
         QJsonObject entry{{QStringLiteral("step"), step.name},
                           {QStringLiteral("args"), QJsonArray::fromStringList(step.args)},
                           {QStringLiteral("outcome"), r.outcome},
@@ -571,11 +678,33 @@ int CliRunner::run(const CliPlan& plan, const QString& bindError)
 {
     m_bindError = bindError;
     m_yes = plan.yes;
+    m_frameTimeoutMs = plan.frameTimeoutMs;
+    // A result that could not be kept is found out before the camera is touched.
+    if (!plan.json.isEmpty()) {
+        const QFileInfo target(plan.json);
+        const QFileInfo folder(target.absolutePath());
+        QString why;
+        if (!folder.isDir())
+            why = QStringLiteral("目录 %1 不存在").arg(folder.absoluteFilePath());
+        else if (target.isDir())
+            why = QStringLiteral("这是一个目录");
+        else if (!folder.isWritable())
+            why = QStringLiteral("目录 %1 不可写").arg(folder.absoluteFilePath());
+        if (!why.isEmpty()) {
+            toErr(QStringLiteral("无法写入结果文件 %1：%2。没有执行任何步骤。\n").arg(target.absoluteFilePath(), why));
+            return CliFailed;
+        }
+    }
     int exit = runSteps(plan.steps, plan);
     if (m_interrupted) exit = CliInterrupted;
     // The stream stopped, whatever the procedure left: a cancelled run ends at its next frame.
     if (m_server && m_server->m_opened) lsxStop(m_server->m_handle);
-    if (!plan.json.isEmpty()) writeJson(plan.json, exit);
+    if (!plan.json.isEmpty()) {
+        writeJson(plan.json, exit);
+        // The station reads its result from the file: one that is not there whole is a failure,
+        // unless the run already ended as a usage error or by Ctrl-C.
+        if (!m_resultSaved && exit != CliUsage && exit != CliInterrupted) exit = CliFailed;
+    }
     // Closing restores the camera's state as found at its opening, as the window's close does.
     m_server.reset();
     return exit;
@@ -587,8 +716,24 @@ void CliRunner::writeJson(const QString& path, int exit)
                            {QStringLiteral("camera"), m_camera},
                            {QStringLiteral("steps"), m_steps},
                            {QStringLiteral("exitCode"), exit}};
-    QFile f(path);
-    if (!f.open(QIODevice::WriteOnly | QIODevice::Truncate)
-        || f.write(QJsonDocument(root).toJson(QJsonDocument::Indented)) < 0)
-        toErr(QStringLiteral("无法写入结果文件 %1。\n").arg(path));
+    m_resultSaved = saveResultFile(path, QJsonDocument(root).toJson(QJsonDocument::Indented));
+}
+
+bool CliRunner::saveResultFile(const QString& path, const QByteArray& data)
+{
+    QSaveFile f(path);
+    QString why;
+    // Flushed before the commit: a commit does not see its own last flush fail, and would put a
+    // file cut short in place of the earlier one.
+    if (!f.open(QIODevice::WriteOnly))
+        why = f.errorString();
+    else if (f.write(data) != data.size() || !f.flush())
+        // The library's text for a write cut short is often no more than "Unknown error".
+        why = QStringLiteral("文件没有完整写入，磁盘可能已满或超出了文件大小限制");
+    else if (!f.commit())
+        why = f.errorString();
+    if (why.isEmpty()) return true;
+    toErr(QStringLiteral("无法写入结果文件 %1：%2。结果没有保存，原有的文件保持不变。\n")
+              .arg(QFileInfo(path).absoluteFilePath(), why));
+    return false;
 }

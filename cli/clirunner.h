@@ -3,9 +3,15 @@
 // step without a display. Each procedure runs on the server's worker as the window runs it; its
 // reports (OS_FpnInfo) go to standard error as the operator reads them in the progress panel.
 //
-// Exit codes: 0 every step succeeded (and every verification limit held), 1 a procedure failed,
-// 2 a usage error, an unknown camera or a library that cannot be bound, 3 a verification limit
-// failed, 130 cancelled by Ctrl-C (the camera's stream stopped).
+// Exit codes: 0 every step succeeded (and every verification limit held), 1 a procedure failed or
+// the JSON result could not be written whole, 2 a usage error, an unknown camera or a library that
+// cannot be bound, 3 a verification limit failed, 130 cancelled by Ctrl-C (the camera's stream
+// stopped).
+//
+// The runner speaks as a command line: each step prints its progress (never going backwards) and
+// its failures as they come, and ends with one line of its own: "STEP 完成：...", "STEP 失败：...",
+// "STEP 未达到限值：..." or "STEP 已取消。". The window's wording ("点击确定查看效果", "然后点击
+// “继续”") is turned into the terminal's.
 
 #include "cli/cliplan.h"
 
@@ -20,6 +26,9 @@ class CameraServer;
 class QSocketNotifier;
 
 enum CliExit { CliOk = 0, CliFailed = 1, CliUsage = 2, CliLimits = 3, CliInterrupted = 130 };
+
+// A procedure's report as the terminal says it: the window's "点击..." phrases left out.
+QString cliWording(const QString& text);
 
 class CliRunner : public QObject {
     Q_OBJECT
@@ -36,6 +45,8 @@ public:
 
 signals:
     void interrupted();
+    // The procedure's slot has left the worker (runProcedure's wait).
+    void procedureEnded();
 
 private:
     struct StepResult {
@@ -61,7 +72,14 @@ private:
     bool setSimScene(const QString& scene, StepResult& r);
     void report(int progress, const QString& text, StepResult* r);
     void fail(StepResult& r, const QString& text, int exit = CliFailed);
+    // The step's one closing line, by its outcome.
+    void finishStep(const CliStep& step, const StepResult& r);
+    // Ends a progress bar standing on the terminal's last line.
+    void endProgressLine();
     void writeJson(const QString& path, int exit);
+    // The result file written whole through a temporary file, or the earlier file left as it was
+    // and the reason told; false then.
+    bool saveResultFile(const QString& path, const QByteArray& data);
 
     std::unique_ptr<CameraServer> m_server;
     QString m_bindError;
@@ -69,6 +87,14 @@ private:
     bool m_interrupted = false;
     bool m_tty = false;
     bool m_progressLine = false;  // a progress bar stands on the terminal's last line
+    bool m_writing = false;       // a write into the camera runs: Ctrl-C lets it finish
+    bool m_resultSaved = true;    // the JSON result was written whole
+    int m_frameTimeoutMs = 0;
+    int m_procedureTicket = 0;
+    // The running step's progress shown so far, its first failure and its closing report.
+    int m_shownProgress = 0;
+    QString m_failure;
+    QString m_closing;
     StepResult* m_current = nullptr;
     QJsonArray m_steps;
     QJsonObject m_camera;

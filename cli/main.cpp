@@ -78,6 +78,9 @@ int main(int argc, char* argv[])
         });
         std::signal(SIGINT, onInterrupt);
     }
+    // A file size limit makes a write fail with its error instead of ending the program: the
+    // runner then says which file it could not write.
+    std::signal(SIGXFSZ, SIG_IGN);
     const int code = runner.run(plan, bindError);
     // A worker that a misbehaving camera library holds must not keep the process.
     CameraServer::exitWhenWorkerStuck(code);

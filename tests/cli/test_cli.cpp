@@ -3,10 +3,12 @@
 // the operator's messages, the files it writes (loaded back by the window's own code), Ctrl-C,
 // and no Qt Widgets among its libraries.
 #include "cli/cliplan.h"
+#include "cli/clirunner.h"
 
 #include "camera/cameraserver.h"
 #include "camera/metatypes.h"
 #include "loader.h"
+#include "sim/lsxsim.h"
 
 #include <QDir>
 #include <QFile>
@@ -18,7 +20,14 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <QElapsedTimer>
+#include <QRegularExpression>
+#include <QTimer>
+
 #include <csignal>
+#include <functional>
+
+#include <sys/resource.h>
 
 namespace {
 
@@ -39,8 +48,8 @@ class TestCli : public QObject {
     QString path(const QString& name) const { return m_dir.path() + QLatin1Char('/') + name; }
 
     // The runner's environment: the simulated camera on small sensors, this test's documents, and
-    // no display at all.
-    QProcessEnvironment environment(double timeScale = 0.0) const
+    // no display at all. `extra` adds fields to the simulator's configuration (its faults).
+    QProcessEnvironment environment(double timeScale = 0.0, const QString& extra = QString()) const
     {
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
         env.remove(QStringLiteral("DISPLAY"));
@@ -48,21 +57,24 @@ class TestCli : public QObject {
         env.remove(QStringLiteral("QT_QPA_PLATFORM"));
         env.remove(QStringLiteral("LSX_LIBRARY"));
         env.insert(QStringLiteral("TELORINE_DOCUMENT_PATH"), m_dir.path());
-        const QString config = path(QStringLiteral("sim-%1.json").arg(timeScale));
+        const QString config = path(QStringLiteral("sim-%1-%2.json").arg(timeScale).arg(qHash(extra)));
         QFile f(config);
         if (!f.exists() && f.open(QIODevice::WriteOnly))
-            f.write(QStringLiteral(R"({"timeScale": %1, "hotAmp": 5, "cameras": [
+            f.write(QStringLiteral(R"({"timeScale": %1, "hotAmp": 5, %2 "cameras": [
                 {"friendlyName": "SIM-LS4096-M", "width": 256}]})")
                         .arg(timeScale)
+                        .arg(extra.isEmpty() ? QString() : extra + QLatin1Char(','))
                         .toLatin1());
         env.insert(QStringLiteral("LSX_SIM_CONFIG"), config);
         return env;
     }
 
-    Run run(const QStringList& args, double timeScale = 0.0)
+    Run run(const QStringList& args, double timeScale = 0.0, const QString& extra = QString(),
+            const std::function<void()>& childSetup = nullptr)
     {
         QProcess p;
-        p.setProcessEnvironment(environment(timeScale));
+        p.setProcessEnvironment(environment(timeScale, extra));
+        if (childSetup) p.setChildProcessModifier(childSetup);
         p.setWorkingDirectory(m_dir.path());
         p.start(m_exe, args);
         p.closeWriteChannel();
@@ -77,6 +89,23 @@ class TestCli : public QObject {
         return r;
     }
 
+    // The steps of the Ctrl-C tests, each with the report that shows it under way.
+    static void interruptRows()
+    {
+        QTest::addColumn<QStringList>("steps");
+        QTest::addColumn<QString>("marker");
+        // In this process: under way once so many soft triggers have fired; 0 for the steps that
+        // first let the camera settle (a second into that pause).
+        QTest::addColumn<int>("triggers");
+        QTest::newRow("dark") << QStringList{"--sim-scene", "dark", "dark", "--auto-doffset"} << "暗场校正-增益设为"
+                              << 1;
+        QTest::newRow("exposure search") << QStringList{"--sim-scene", "flat", "bright"} << "曝光范围自动检测中" << 1;
+        QTest::newRow("bright series") << QStringList{"--sim-scene", "flat", "bright"} << "明场校正-开始采图" << 12;
+        QTest::newRow("ffc") << QStringList{"--sim-scene", "flat", "ffc"} << "FFC执行中" << 0;
+        QTest::newRow("lsc") << QStringList{"--sim-scene", "flat", "lsc"} << "LSC执行中" << 0;
+        QTest::newRow("verify") << QStringList{"verify"} << "采集暗场图像（关闭相机校正）" << 1;
+    }
+
     QJsonObject json(const QString& file)
     {
         QFile f(file);
@@ -89,6 +118,7 @@ private slots:
     {
         QVERIFY(m_dir.isValid());
         m_exe = QCoreApplication::applicationDirPath() + QStringLiteral("/lsxcalib-cli");
+        registerMetaTypes();
         QVERIFY(QFile::exists(m_exe));
     }
 
@@ -128,6 +158,56 @@ private slots:
                                << "未知的模拟场景 \"sunny\"（可选 dark、flat、pattern）。";
         QTest::newRow("scene at the end") << QStringList{"dark", "--sim-scene", "flat"} << "--sim-scene 之后缺少步骤。";
         QTest::newRow("-d alone") << QStringList{"dark", "-d"} << "选项 -d 缺少参数。";
+        QTest::newRow("empty library") << QStringList{"--sdk", "", "info"} << "选项 --sdk 的相机库路径为空。";
+        QTest::newRow("frame time-out 0") << QStringList{"--frame-timeout", "0", "dark"}
+                                          << "--frame-timeout 应为 0 到 86400 之间的秒数，而不是 \"0\"。";
+        QTest::newRow("frame time-out -5") << QStringList{"--frame-timeout", "-5", "dark"}
+                                           << "--frame-timeout 应为 0 到 86400 之间的秒数，而不是 \"-5\"。";
+        QTest::newRow("frame time-out word") << QStringList{"--frame-timeout", "soon", "dark"}
+                                             << "--frame-timeout 应为 0 到 86400 之间的秒数，而不是 \"soon\"。";
+    }
+
+    // A word that reads as a number is a value, minus sign and all; an option is not.
+    void negativeNumbersAreValues()
+    {
+        CliPlan p = parseCommandLine({"exposure", "-100", "--yes"});
+        QVERIFY2(p.error.isEmpty(), qPrintable(p.error));
+        QCOMPARE(p.steps.front().args, QStringList{"-100"});
+        QVERIFY(p.yes);
+        p = parseCommandLine({"exposure", "-2.5e3"});
+        QCOMPARE(p.steps.front().args, QStringList{"-2.5e3"});
+        p = parseCommandLine({"exposure", "-d", "CAM"});
+        QCOMPARE(p.error, QStringLiteral("步骤 exposure 需要 1 个参数。"));
+    }
+
+    void frameTimeoutOption()
+    {
+        QCOMPARE(parseCommandLine({"dark"}).frameTimeoutMs, 30000);
+        QCOMPARE(parseCommandLine({"--frame-timeout", "2.5", "dark"}).frameTimeoutMs, 2500);
+        QCOMPARE(parseCommandLine({"dark", "--frame-timeout", "600"}).frameTimeoutMs, 600000);
+    }
+
+    // The terminal's wording where the window says "点击".
+    void commandLineWording_data()
+    {
+        QTest::addColumn<QString>("window");
+        QTest::addColumn<QString>("terminal");
+        QTest::newRow("write-down") << "\n已使能相机内部FPN，点击确定查看效果。"
+                                    << "\n已使能相机内部FPN。";
+        QTest::newRow("verdict") << "校正验证-校正验证完成，结果：合格。点击确定查看报告。"
+                                 << "校正验证-校正验证完成，结果：合格。";
+        QTest::newRow("question") << "校正验证-请盖上镜头盖，使传感器处于完全黑暗中，然后点击“继续”。"
+                                  << "校正验证-请盖上镜头盖，使传感器处于完全黑暗中。";
+        QTest::newRow("exposure test") << "曝光范围内图像采集成功，点击确认显示统计图。"
+                                       << "曝光范围内图像采集成功。";
+        QTest::newRow("no click") << "暗场校正-暗场校正执行完成。"
+                                  << "暗场校正-暗场校正执行完成。";
+    }
+
+    void commandLineWording()
+    {
+        QFETCH(QString, window);
+        QTEST(cliWording(window), "terminal");
     }
 
     void usageErrors()
@@ -431,6 +511,232 @@ private slots:
         QCOMPARE(r.exit, 2);
     }
 
+    void negativeExposureIsAValueRefused()
+    {
+        const Run r = run({"-d", "SIM-LS4096-M", "--yes", "exposure", "-100"});
+        QCOMPARE(r.exit, 2);
+        QVERIFY2(
+            r.err.contains(QStringLiteral("exposure -100 失败：曝光时间应在 2 到 20000 微秒之间，而不是 \"-100\"。")),
+            qPrintable(r.err));
+    }
+
+    // ---- The result file ----
+
+    // Into a folder that does not exist: said before anything runs, and exit 1.
+    void resultIntoAMissingFolder()
+    {
+        const Run r = run({"-d", "SIM-LS4096-M", "--json", "no/such/folder/r.json", "info"});
+        QCOMPARE(r.exit, 1);
+        QVERIFY2(r.err.contains(QStringLiteral("无法写入结果文件 %1：目录 %2 不存在。没有执行任何步骤。")
+                                    .arg(path("no/such/folder/r.json"), path("no/such/folder"))),
+                 qPrintable(r.err));
+        QVERIFY(!r.err.contains(QStringLiteral("== info")));
+    }
+
+    // A result that cannot be written whole (a file size limit stands in for a full disk): exit 1,
+    // the reason told, and the earlier result left whole, with no temporary file beside it.
+    void resultThatCannotBeWrittenLeavesTheEarlierOne()
+    {
+        QDir folder(path("limited"));
+        QVERIFY(folder.mkpath(QStringLiteral(".")));
+        const QString result = folder.filePath(QStringLiteral("r.json"));
+        const QByteArray earlier = "{\"earlier\": true}\n";
+        {
+            QFile f(result);
+            QVERIFY(f.open(QIODevice::WriteOnly));
+            f.write(earlier);
+        }
+        // The dark step's result is about 2 kB; the camera's backup and FPN.ini are smaller.
+        const Run r =
+            run({"-d", "SIM-LS4096-M", "--yes", "--sim-scene", "dark", "dark", "--json", result}, 0.0, QString(), [] {
+                const rlimit limit{1500, 1500};
+                ::setrlimit(RLIMIT_FSIZE, &limit);
+            });
+        QCOMPARE(r.exit, 1);
+        QVERIFY2(r.err.contains(QStringLiteral("dark 完成：暗场校正-暗场校正执行完成。")), qPrintable(r.err));
+        QVERIFY2(r.err.contains(QStringLiteral("无法写入结果文件 %1：").arg(result)), qPrintable(r.err));
+        QVERIFY(r.err.contains(QStringLiteral("结果没有保存，原有的文件保持不变。")));
+        QFile f(result);
+        QVERIFY(f.open(QIODevice::ReadOnly));
+        QCOMPARE(f.readAll(), earlier);
+        QCOMPARE(folder.entryList(QDir::Files), QStringList{"r.json"});
+        // Without the limit the same run writes its result, exit 0.
+        const Run again = run({"-d", "SIM-LS4096-M", "--yes", "--sim-scene", "dark", "dark", "--json", result});
+        QCOMPARE(again.exit, 0);
+        QVERIFY(json(result).value(QStringLiteral("steps")).toArray().size() == 1);
+        QVERIFY(QFileInfo(result).size() > 1500);
+    }
+
+    // ---- A camera that falls silent ----
+
+    // The camera stops delivering after its first frames: each procedure gives up after the
+    // frame time-out, names the camera's silence, and the run ends with exit 1.
+    void silentCameraEndsTheRun_data()
+    {
+        QTest::addColumn<QStringList>("steps");
+        QTest::addColumn<int>("framesFirst");
+        QTest::addColumn<QString>("words");
+        QTest::newRow("dark") << QStringList{"--sim-scene", "dark", "dark", "--auto-doffset"} << 2
+                              << "暗场校正-相机已 1.";
+        QTest::newRow("exposure search") << QStringList{"--sim-scene", "flat", "bright"} << 8 << "相机已 1.";
+        QTest::newRow("flat field") << QStringList{"--sim-scene", "flat", "ffc"} << 0
+                                    << "触发出图出错，出错原因：-1000-超时错误.";
+        QTest::newRow("verification") << QStringList{"verify"} << 0
+                                      << "校正验证-采集图像失败，错误原因：-1000-超时错误.";
+    }
+
+    void silentCameraEndsTheRun()
+    {
+        QFETCH(QStringList, steps);
+        QFETCH(int, framesFirst);
+        QFETCH(QString, words);
+        const QString faults =
+            QStringLiteral(R"("faults": [{"op": "lsxGetFrame", "after": %1, "status": -1000, "times": 0}])")
+                .arg(framesFirst);
+        QElapsedTimer clock;
+        clock.start();
+        const Run r = run(QStringList{"-d", "SIM-LS4096-M", "--yes", "--frame-timeout", "1.5"} + steps
+                              + QStringList{"--json", "silent.json"},
+                          0.0, faults);
+        QCOMPARE(r.exit, 1);
+        QVERIFY2(clock.elapsed() < 8000, qPrintable(QString::number(clock.elapsed())));
+        QVERIFY2(r.err.contains(words), qPrintable(r.err));
+        if (words.contains(QStringLiteral("相机已")))
+            QVERIFY2(r.err.contains(QRegularExpression(
+                         QStringLiteral("相机已 1\\.\\d 秒没有送出图像（超时 \\d+ 次），停止等待。"))),
+                     qPrintable(r.err));
+        // One closing line, the failure's.
+        const QRegularExpression closing(QStringLiteral("^\\S+ 失败："), QRegularExpression::MultilineOption);
+        QCOMPARE(r.err.count(closing), 1);
+        const QJsonArray done = json(path("silent.json")).value(QStringLiteral("steps")).toArray();
+        QCOMPARE(done.last().toObject().value(QStringLiteral("outcome")).toString(), QStringLiteral("failed"));
+    }
+
+    // ---- Ctrl-C ----
+
+    // SIGINT in the middle of each step: the program ends within a second of the signal with 130,
+    // the step told once as cancelled, and none of the procedure's failure reports after it.
+    void interruptEndsEveryStepWithinASecond_data() { interruptRows(); }
+
+    void interruptEndsEveryStepWithinASecond()
+    {
+        QFETCH(QStringList, steps);
+        QFETCH(QString, marker);
+        QProcess p;
+        p.setProcessEnvironment(environment(5.0));
+        p.setWorkingDirectory(m_dir.path());
+        const QString result = QStringLiteral("int-%1.json").arg(QTest::currentDataTag()).replace(' ', '-');
+        p.start(m_exe, QStringList{"-d", "SIM-LS4096-M", "--yes"} + steps + QStringList{"--json", result});
+        QVERIFY(p.waitForStarted());
+        QString err;
+        QElapsedTimer t;
+        t.start();
+        while (!err.contains(marker) && t.elapsed() < 30000 && p.state() == QProcess::Running) {
+            p.waitForReadyRead(50);
+            err += QString::fromLocal8Bit(p.readAllStandardError());
+        }
+        QVERIFY2(err.contains(marker), qPrintable(err));
+        QElapsedTimer sent;
+        sent.start();
+        ::kill(pid_t(p.processId()), SIGINT);
+        QVERIFY(p.waitForFinished(10000));
+        const qint64 ms = sent.elapsed();
+        err += QString::fromLocal8Bit(p.readAllStandardError());
+        qInfo("%s: ended %lld ms after the signal", QTest::currentDataTag(), ms);
+        QCOMPARE(p.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(p.exitCode(), 130);
+        QVERIFY2(ms < 1000, qPrintable(QString::number(ms)));
+        QCOMPARE(err.count(QStringLiteral("已取消。")), 1);
+        QVERIFY2(!err.contains(QStringLiteral("失败")), qPrintable(err));
+        QVERIFY(!err.contains(QStringLiteral("取消操作。")));
+        const QJsonArray done = json(path(result)).value(QStringLiteral("steps")).toArray();
+        QCOMPARE(done.last().toObject().value(QStringLiteral("outcome")).toString(), QStringLiteral("cancelled"));
+    }
+
+    // The same in this process, to read the camera back: after the cancelled step the camera's
+    // settings are those it had before the run, value for value (its saved configuration), and
+    // the run returned within a second of the interrupt.
+    void interruptLeavesTheCameraAsFound_data() { interruptRows(); }
+
+    void interruptLeavesTheCameraAsFound()
+    {
+        QFETCH(QStringList, steps);
+        QFETCH(int, triggers);
+        const QByteArray doc = qgetenv("TELORINE_DOCUMENT_PATH"), sim = qgetenv("LSX_SIM_CONFIG");
+        qputenv("TELORINE_DOCUMENT_PATH", m_dir.path().toLocal8Bit());
+        qputenv("LSX_SIM_CONFIG", environment(5.0).value(QStringLiteral("LSX_SIM_CONFIG")).toLocal8Bit());
+        QVERIFY(lsx::bindLibrary(lsx::chooseLibrary("", "")).ok);
+        const lsx::sim::Api& api = lsx::sim::api();
+        QVERIFY(api.ok());
+        QCOMPARE(api.reset(), LSX_OK);
+        const QString before = path("before.cfg"), after = path("after.cfg");
+        auto saveCamera = [](const QString& file) {
+            lsxHandle h = 0;
+            if (lsxOpenByName("SIM-LS4096-M", 1, &h) != LSX_OK) return false;
+            const bool saved = lsxSaveConfig(h, file.toLocal8Bit().constData()) == LSX_OK;
+            return lsxClose(h) == LSX_OK && saved;
+        };
+        QVERIFY(saveCamera(before));
+
+        CliPlan plan = parseCommandLine(QStringList{"-d", "SIM-LS4096-M", "--yes"} + steps);
+        QVERIFY2(plan.error.isEmpty(), qPrintable(plan.error));
+        int code = -1;
+        QElapsedTimer sinceInterrupt;
+        {
+            CliRunner runner;
+            // Interrupted once the step is under way: its first soft trigger fired, or for the
+            // steps that first let the camera settle, some time into that pause.
+            QElapsedTimer running;
+            running.start();
+            QTimer watch;
+            watch.setInterval(10);
+            connect(&watch, &QTimer::timeout, &runner, [&] {
+                uint64_t frames = 0, fired = 0;
+                api.getCounters("SIM-LS4096-M", &frames, &fired);
+                const bool underWay = triggers > 0 ? fired >= uint64_t(triggers) : running.elapsed() > 1000;
+                if (!underWay) return;
+                watch.stop();
+                sinceInterrupt.start();
+                runner.interrupt();
+            });
+            watch.start();
+            code = runner.run(plan, QString());
+        }
+        const qint64 ms = sinceInterrupt.isValid() ? sinceInterrupt.elapsed() : -1;
+        QVERIFY(saveCamera(after));
+        lsx::unbindLibrary();
+        qputenv("TELORINE_DOCUMENT_PATH", doc);
+        qputenv("LSX_SIM_CONFIG", sim);
+
+        QCOMPARE(code, 130);
+        QVERIFY2(ms >= 0 && ms < 1000, qPrintable(QString::number(ms)));
+        QFile a(before), b(after);
+        QVERIFY(a.open(QIODevice::ReadOnly) && b.open(QIODevice::ReadOnly));
+        // Setting by setting. The simulated camera's image-processing switches and flags are off
+        // until first set, and its saved settings name them only from then on: one written off
+        // since is the same setting as one never written.
+        auto settingsOf = [](QFile& f) {
+            QMap<QString, QString> m;
+            for (const QString& line : QString::fromLatin1(f.readAll()).split(QLatin1Char('\n'), Qt::SkipEmptyParts))
+                if (!line.startsWith(QLatin1Char('#')))
+                    m.insert(line.section(QLatin1Char('='), 0, 0), line.section(QLatin1Char('='), 1));
+            return m;
+        };
+        QMap<QString, QString> found = settingsOf(a);
+        const QMap<QString, QString> left = settingsOf(b);
+        for (auto it = left.cbegin(); it != left.cend(); ++it)
+            if (!found.contains(it.key()) && it.value() == QLatin1String("0")
+                && (it.key().startsWith(QLatin1String("isp.")) || it.key().startsWith(QLatin1String("bool."))))
+                found.insert(it.key(), it.value());
+        auto lines = [](const QMap<QString, QString>& m) {
+            QStringList out;
+            for (auto it = m.cbegin(); it != m.cend(); ++it) out.append(it.key() + QLatin1Char('=') + it.value());
+            return out;
+        };
+        QCOMPARE(lines(left), lines(found));
+        QVERIFY(found.size() > 30);
+    }
+
     void noWidgetsAmongItsLibraries()
     {
         QProcess readelf;
@@ -443,5 +749,6 @@ private slots:
     }
 };
 
-QTEST_GUILESS_MAIN(TestCli)
+// A GUI application: the in-process runner's procedures make pictures of their frames.
+QTEST_MAIN(TestCli)
 #include "test_cli.moc"
