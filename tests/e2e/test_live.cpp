@@ -211,8 +211,11 @@ private slots:
         QCOMPARE(w->ui->startBut->text(), QStringLiteral("采图"));
         QVERIFY(!w->m_imageItem);
         QVERIFY(w->m_profileWidget->data().empty());
-        // The failed capture is told by the button alone.
-        QVERIFY(boxes.boxes().isEmpty());
+        // The camera gone from the link is told once, and counted as closed.
+        QTRY_COMPARE(boxes.boxes().size(), 1);
+        QCOMPARE(boxes.boxes().first().text, QStringLiteral("相机失去连接"));
+        QVERIFY(!w->m_cameraServer->m_opened);
+        QCOMPARE(w->ui->connectBut->text(), QStringLiteral("连接"));
     }
 };
 

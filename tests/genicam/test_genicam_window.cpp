@@ -8,6 +8,7 @@
 // the software FPN, the flat-field computation, the FPN file and a refused write-down.
 #include "common/threadspy.h"
 #include "genicam/testcamera.h"
+#include "panels/windowharness.h"
 #include "ui_mainwindow.h"
 
 #include "app/mainwindow.h"
@@ -342,6 +343,7 @@ private slots:
 
     void captureEndsWhenTheCameraLeaves()
     {
+        harness::BoxCatcher boxes;
         ThreadSpy frames(server(), &CameraServer::OS_NewFrame);
         ThreadSpy failed(server(), &CameraServer::OS_CaptureFailed);
         if (!w->ui->startBut->isChecked()) w->ui->startBut->click();
@@ -354,6 +356,11 @@ private slots:
         QCOMPARE(w->ui->startBut->text(), QStringLiteral("采图"));
         QCOMPARE(w->ui->captureRateLabel->text(), QStringLiteral("采集停止：-1104-设备已经断开连接"));
         QVERIFY(!w->m_imageItem);
+        // Told as a lost camera, which counts as closed.
+        QTRY_VERIFY(!boxes.boxes().isEmpty());
+        QCOMPARE(boxes.boxes().first().text, QStringLiteral("相机失去连接"));
+        QVERIFY(!server()->m_opened);
+        QCOMPARE(w->ui->connectBut->text(), QStringLiteral("连接"));
     }
 
     void closingTheWindowLetsGoAtOnce()
