@@ -294,8 +294,10 @@ private slots:
         QVERIFY(r.err.contains(QStringLiteral("暗场校正-暗场校正执行完成。")));
         QVERIFY(r.err.contains(QStringLiteral("明场校正-明场校正执行完成")));
         QVERIFY(r.err.contains(QStringLiteral("已使能相机内部FPN")));
-        // The program's own debug log stays out of the operator's messages.
+        // The program's own debug log stays out of the operator's messages, and so does the
+        // window's "点击".
         QVERIFY(!r.err.contains(QStringLiteral("fpnCapture -------------")));
+        QVERIFY2(!r.err.contains(QStringLiteral("点击")), qPrintable(r.err));
         const QJsonObject j = json(result);
         QCOMPARE(j.value(QStringLiteral("exitCode")).toInt(), 0);
         QCOMPARE(j.value(QStringLiteral("camera")).toObject().value(QStringLiteral("model")).toString(),
@@ -509,6 +511,34 @@ private slots:
         QVERIFY(r.err.contains(QStringLiteral("曝光时间应在 2 到 20000 微秒之间")));
         r = run({"-d", "SIM-LS4096-M", "--yes", "exposure", "0"});
         QCOMPARE(r.exit, 2);
+    }
+
+    // The runner speaks as a command line: each step's progress only moves forward, and each step
+    // ends with exactly one line of its own.
+    void progressForwardAndOneClosingLinePerStep()
+    {
+        const Run r = run({"-d", "SIM-LS4096-M", "--yes", "--sim-scene", "dark", "dark", "--auto-doffset",
+                           "--sim-scene", "flat", "bright", "info"});
+        QVERIFY2(r.exit == 0, qPrintable(r.err));
+        const QStringList lines = r.err.split(QLatin1Char('\n'));
+        const QRegularExpression progress(QStringLiteral("^\\[\\s*(\\d+)\\] "));
+        const QRegularExpression closing(QStringLiteral("^(\\S+) (完成|失败|未达到限值|已取消)"));
+        int last = 0, reports = 0;
+        QStringList closed;
+        for (const QString& line : lines) {
+            if (line.startsWith(QLatin1String("== "))) last = 0;
+            if (const QRegularExpressionMatch m = progress.match(line); m.hasMatch()) {
+                const int p = m.captured(1).toInt();
+                QVERIFY2(p >= last, qPrintable(line));
+                last = p;
+                ++reports;
+            }
+            if (const QRegularExpressionMatch m = closing.match(line); m.hasMatch()) closed.append(m.captured(0));
+        }
+        QVERIFY(reports > 10);
+        QCOMPARE(closed, (QStringList{"dark 完成", "bright 完成", "info 完成"}));
+        QVERIFY(r.err.contains(QStringLiteral("\ndark 完成：暗场校正-暗场校正执行完成。\n")));
+        QVERIFY(r.err.contains(QStringLiteral("\ninfo 完成。\n")));
     }
 
     void negativeExposureIsAValueRefused()
