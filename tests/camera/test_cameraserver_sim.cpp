@@ -16,6 +16,20 @@ class TestCameraServerSim : public QObject {
     Q_OBJECT
     QTemporaryDir m_root;
 
+    // Opens the mono camera with `path` as the settings' camera configuration file; what the
+    // operator was told.
+    static QStringList openWithConfiguration(CameraServer& s, const QString& path)
+    {
+        s.m_settings->setValue(FpnIni::CameraConfig, path);
+        s.enumerate();
+        QSignalSpy warning(&s, &CameraServer::OS_CameraWarning);
+        s.open(QStringLiteral("SIM-LS4096-M"));
+        s.m_settings->remove(FpnIni::CameraConfig);
+        QStringList texts;
+        for (const QList<QVariant>& w : warning) texts.append(w.at(0).toString());
+        return texts;
+    }
+
 private slots:
     void initTestCase()
     {
@@ -232,14 +246,10 @@ private slots:
             f.write(content);
         }
         CameraServer s;
-        s.m_settings->setValue(FpnIni::CameraConfig, path);
-        s.enumerate();
-        QSignalSpy warning(&s, &CameraServer::OS_CameraWarning);
-        s.open(QStringLiteral("SIM-LS4096-M"));
-        s.m_settings->remove(FpnIni::CameraConfig);
+        const QStringList warnings = openWithConfiguration(s, path);
         QVERIFY(s.m_opened);
-        QCOMPARE(warning.size(), 1);
-        const QString text = warning.at(0).at(0).toString();
+        QCOMPARE(warnings.size(), 1);
+        const QString& text = warnings.first();
         QVERIFY2(text.startsWith(QStringLiteral("相机配置文件 %1 ").arg(path)), qPrintable(text));
         QVERIFY2(text.contains(words), qPrintable(text));
         double exposure = 0;
@@ -259,12 +269,7 @@ private slots:
             lsxClose(h);
         }
         CameraServer s;
-        s.m_settings->setValue(FpnIni::CameraConfig, path);
-        s.enumerate();
-        QSignalSpy warning(&s, &CameraServer::OS_CameraWarning);
-        s.open(QStringLiteral("SIM-LS4096-M"));
-        s.m_settings->remove(FpnIni::CameraConfig);
-        QCOMPARE(warning.size(), 0);
+        QCOMPARE(openWithConfiguration(s, path), QStringList());
         double exposure = 0;
         QCOMPARE(lsxGetExposure(s.m_handle, &exposure), LSX_OK);
         QCOMPARE(exposure, 321.0);

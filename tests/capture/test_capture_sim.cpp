@@ -40,6 +40,15 @@ struct Seen {
 class TestCaptureSim : public QObject {
     Q_OBJECT
 
+    // The mono camera opened, its frames delivered at once.
+    static void openAtOnce(CameraServer& server)
+    {
+        server.enumerate();
+        server.open(QStringLiteral("SIM-LS4096-M"));
+        QVERIFY(server.m_opened);
+        QCOMPARE(lsx::sim::api().setTimeScale("SIM-LS4096-M", 0.0), LSX_OK);
+    }
+
 private slots:
     void initTestCase()
     {
@@ -146,10 +155,7 @@ private slots:
     {
         const lsx::sim::Api& sim = lsx::sim::api();
         CameraServer server;
-        server.enumerate();
-        server.open(QStringLiteral("SIM-LS4096-M"));
-        QVERIFY(server.m_opened);
-        QCOMPARE(sim.setTimeScale("SIM-LS4096-M", 0.0), LSX_OK);
+        openAtOnce(server);
         QCOMPARE(sim.injectFault("lsxGetFrame", 8, LSX_ERR_TIMEOUT, 40), LSX_OK);
         std::atomic<int> shown{0};
         connect(
@@ -178,10 +184,7 @@ private slots:
     {
         const lsx::sim::Api& sim = lsx::sim::api();
         CameraServer server;
-        server.enumerate();
-        server.open(QStringLiteral("SIM-LS4096-M"));
-        QVERIFY(server.m_opened);
-        QCOMPARE(sim.setTimeScale("SIM-LS4096-M", 0.0), LSX_OK);
+        openAtOnce(server);
         QCOMPARE(sim.disconnectAfterFrames("SIM-LS4096-M", 3), LSX_OK);
         ThreadSpy lost(&server, &CameraServer::OS_CameraLostConnection);
         ThreadSpy failed(&server, &CameraServer::OS_CaptureFailed);
