@@ -38,6 +38,10 @@ int main(int argc, char* argv[])
     const lsx::BindResult bound = lsx::bindLibrary(lib);
     if (!bound.ok) qWarning() << "camera library not bound:" << QString::fromStdString(bound.message);
 
+    // Before the window and its camera server open FPN.ini in it.
+    const QString documentError = makeDocumentDir();
+    if (!documentError.isEmpty()) qWarning().noquote() << documentError;
+
     const int tabIndex = tabIndexForTool(parser.value(tool));
     if (parser.isSet(tool) && !isKnownTool(parser.value(tool)))
         qWarning().noquote()
@@ -48,6 +52,7 @@ int main(int argc, char* argv[])
     MainWindow window(parser.value(device), tabIndex, nullptr);
     window.show();
     if (!bound.ok) QMessageBox::critical(&window, QStringLiteral("错误"), QString::fromStdString(bound.message));
+    if (!documentError.isEmpty()) QMessageBox::warning(&window, QStringLiteral("警告"), documentError);
     const int status = app.exec();
     // A worker that a misbehaving camera library holds must not keep the process, nor abort it.
     CameraServer::exitWhenWorkerStuck(status);
