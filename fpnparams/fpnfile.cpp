@@ -42,17 +42,26 @@ QString number(double v)
     return QString::number(v, 'g', QLocale::FloatingPointShortest);
 }
 
-// The range of one kind of value, as the operator reads it.
+// The range of one kind of value, as the operator reads it: B from 0 to the record's largest,
+// K above 0 up to the record's largest, and a multi-level camera's bands of K between the limits
+// its level interpolation keeps them in.
 struct ValueRange {
     QChar kind;  // 'B' or 'K'
-    bool inside(double v) const
+    double lowest = 0.0;
+    bool lowestIncluded = true;
+    double highest = kFpnMaxB;
+
+    static ValueRange b() { return {QLatin1Char('B'), 0.0, true, kFpnMaxB}; }
+    static ValueRange k(bool bands, int maxK)
     {
-        return kind == QLatin1Char('B') ? (v >= 0.0 && v <= kFpnMaxB) : (v > 0.0 && v <= kFpnMaxK);
+        if (bands && maxK > 0) return {QLatin1Char('K'), kFpnBandMinK, true, maxK - kFpnBandMaxKMargin};
+        return {QLatin1Char('K'), 0.0, false, kFpnMaxK};
     }
+    bool inside(double v) const { return (lowestIncluded ? v >= lowest : v > lowest) && v <= highest; }
     QString text() const
     {
-        return kind == QLatin1Char('B') ? QStringLiteral("0 到 %1").arg(kFpnMaxB)
-                                        : QStringLiteral("大于 0，至多 %1").arg(kFpnMaxK);
+        if (!lowestIncluded) return QStringLiteral("大于 %1，至多 %2").arg(lowest).arg(highest);
+        return QStringLiteral("%1 到 %2").arg(lowest).arg(highest);
     }
 };
 
@@ -272,7 +281,7 @@ private:
 
     bool rows()
     {
-        const ValueRange b{QLatin1Char('B')}, k{QLatin1Char('K')};
+        const ValueRange b = ValueRange::b(), k = ValueRange::k(m_camera.multiLevelK, m_camera.maxK);
         for (int i = 0; i < m_bGroups.size(); ++i) {
             QList<double> r;
             if (!row(m_bGroups.value(i), QStringLiteral("B 第 %1 行").arg(i), m_columns, m_widthSource, b, r))
@@ -350,7 +359,7 @@ FpnFileContent readFpnFile(const QString& path, const FpnCamera& camera)
     return out;
 }
 
-QString fpnDataRefusal(const QList<QList<double>>& b, const QList<QList<double>>& k, bool multiLevelK)
+QString fpnDataRefusal(const QList<QList<double>>& b, const QList<QList<double>>& k, bool multiLevelK, int maxK)
 {
     if (b.isEmpty()) return QStringLiteral("没有B参数。");
     const qsizetype columns = b.first().size();
@@ -359,7 +368,7 @@ QString fpnDataRefusal(const QList<QList<double>>& b, const QList<QList<double>>
         return QStringLiteral("K 有 %1 行，而 B 有 %2 行。").arg(k.size()).arg(b.size());
     if (multiLevelK && !k.isEmpty() && k.size() != kFpnKBands)
         return QStringLiteral("K 有 %1 个级别，多级K应有 %2 个。").arg(k.size()).arg(kFpnKBands);
-    const ValueRange rangeB{QLatin1Char('B')}, rangeK{QLatin1Char('K')};
+    const ValueRange rangeB = ValueRange::b(), rangeK = ValueRange::k(multiLevelK, maxK);
     for (int i = 0; i < b.size(); ++i) {
         if (b[i].size() != columns)
             return QStringLiteral("B 第 %1 行有 %2 列，而第 0 行有 %3 列。").arg(i).arg(b[i].size()).arg(columns);

@@ -40,12 +40,17 @@ struct FpnCamera {
     int sensorWidth = 0;  // widest region of the current resolution mode; 0 when unknown
     int minWidth = 1;     // narrowest region
     int roiHeight = 1;    // lines of a frame (the area family's rows are width x height long)
+    int maxK = 0;         // the largest K the camera takes (its factory record); 0 when unknown
 };
 
 // What the camera's FPN record holds for one column: B from 0 to the raw 16-bit full scale, K
-// above 0 and at most 255 (a camera states its largest K in one byte).
+// above 0 and at most 255 (a camera states its largest K in one byte). The K bands of a
+// multi-level camera lie where its level interpolation keeps every K: from 0.51 to the camera's
+// largest K less 0.2.
 constexpr double kFpnMaxB = 65535.0;
 constexpr double kFpnMaxK = 255.0;
+constexpr double kFpnBandMinK = 0.51;
+constexpr double kFpnBandMaxKMargin = 0.2;
 // The bands of K in the file of a multi-level camera: the nine of the finest level table.
 constexpr int kFpnKBands = 9;
 
@@ -73,9 +78,9 @@ FpnFileContent readFpnFile(const QString& path, const FpnCamera& camera);
 
 // Why these rows cannot be written as a file that loads back: rows of B of unequal width, rows
 // of K that are not one per row of B (or, on a multi-level camera, bands of rows x columns), a
-// value that is not finite or outside the record's range; the row and column named. Empty when
-// they can be written.
-QString fpnDataRefusal(const QList<QList<double>>& b, const QList<QList<double>>& k, bool multiLevelK);
+// value that is not finite or outside the record's range (`maxK` the camera's largest K, 0 when
+// unknown); the row and column named. Empty when they can be written.
+QString fpnDataRefusal(const QList<QList<double>>& b, const QList<QList<double>>& k, bool multiLevelK, int maxK = 0);
 
 // The file's text: Head, the B rows as B_0, B_1, ... and the K rows as K_0, K_1, ..., values in
 // the shortest text that reads back to the same double.

@@ -58,7 +58,7 @@ bool CameraServer::saveFpnFile(const QString& path, QString* why)
             if (!band.isEmpty()) kRows.append(band);
         }
     }
-    const QString refusal = fpnDataRefusal(m_bList, kRows, m_supportMLK != 0);
+    const QString refusal = fpnDataRefusal(m_bList, kRows, m_supportMLK != 0, m_maxK);
     if (!refusal.isEmpty()) {
         if (why) *why = refusal;
         return false;
@@ -105,6 +105,7 @@ FpnCamera CameraServer::fpnFileCamera() const
         c.minWidth = descr.minWidth;
     }
     c.roiHeight = std::max(1, int(regionOf(m_handle).H));
+    c.maxK = m_maxK;
     return c;
 }
 

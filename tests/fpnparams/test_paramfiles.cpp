@@ -379,6 +379,13 @@ private slots:
             readFpnFile(fixture(head(4, 0, "true") + rows("B_", 2, 4, "1") + rows("K_", 9, 8, "1.5")), mlk);
         QVERIFY2(bands.ok, qPrintable(bands.why));
         QCOMPARE(bands.k.size(), 9);
+        // With the camera's largest K known, a band's K lies between 0.51 and that less 0.2.
+        mlk.maxK = 4;
+        const FpnFileContent high =
+            readFpnFile(fixture(head(4, 0, "true") + rows("B_", 2, 4, "1") + rows("K_", 9, 8, "3.9")), mlk);
+        QCOMPARE(high.why, QStringLiteral("K_0/0（K 第 0 级，第 0 列）的值 3.9 超出 K 的范围（0.51 到 3.8）。"));
+        QCOMPARE(fpnDataRefusal({{1, 2}}, QList<QList<double>>(9, {0.5, 1}), true, 4),
+                 QStringLiteral("K 第 0 级第 0 行第 0 列的值 0.5 超出 K 的范围（0.51 到 3.8）。"));
         const FpnFileContent fewBands =
             readFpnFile(fixture(head(4, 0, "true") + rows("B_", 2, 4, "1") + rows("K_", 3, 8, "1.5")), mlk);
         QCOMPARE(fewBands.why, QStringLiteral("文件有 3 个 K 参数组，多级K的文件应有 9 个。"));

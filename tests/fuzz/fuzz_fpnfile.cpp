@@ -25,6 +25,7 @@ FpnCamera camera(const char* name, int lines, int gains, int width, bool mlk, bo
     c.multiLevelK = mlk;
     c.area = area;
     c.roiHeight = area ? 2 : 1000;
+    c.maxK = mlk ? 4 : 2;
     return c;
 }
 
@@ -53,7 +54,7 @@ void checkTaken(const FpnFileContent& c, const FpnCamera& cam)
     for (const QList<double>& row : c.k)
         for (double v : row)
             if (!(v > 0.0 && v <= kFpnMaxK)) __builtin_trap();
-    if (!fpnDataRefusal(c.b, c.k, cam.multiLevelK).isEmpty()) __builtin_trap();
+    if (!fpnDataRefusal(c.b, c.k, cam.multiLevelK, cam.maxK).isEmpty()) __builtin_trap();
 }
 
 }  // namespace
