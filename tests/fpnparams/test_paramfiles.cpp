@@ -13,6 +13,7 @@
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
+#include <QMap>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QThread>
@@ -423,6 +424,36 @@ private slots:
         QCOMPARE(fpnDataRefusal({{1, 2}}, QList<QList<double>>(9, {1, -2}), true),
                  QStringLiteral("K 第 0 级第 0 行第 1 列的值 -2 超出 K 的范围（大于 0，至多 255）。"));
         QCOMPARE(fpnDataRefusal({{1, 2}}, {}, false), QString());
+    }
+
+    // The fuzz harness's seeds are what their names say: the good files are taken by the camera
+    // of their kind, the damaged ones (the station's, small) refused by every kind.
+    void fuzzSeeds()
+    {
+        const QDir corpus(QStringLiteral(LSX_SOURCE_DIR "/tests/fuzz/corpus/fpnfile"));
+        FpnCamera mono = stationCamera(), lines = mono, mlk = mono, area = mono;
+        lines.lineCount = 4;
+        mlk.multiLevelK = true;
+        mlk.maxK = 4;
+        area.area = true;
+        area.gains = 1;
+        area.roiHeight = 2;
+        const QMap<QString, FpnCamera> good{{QStringLiteral("mono"), mono},
+                                            {QStringLiteral("multi-line"), lines},
+                                            {QStringLiteral("colour-mlk"), mlk},
+                                            {QStringLiteral("area"), area}};
+        int damaged = 0;
+        for (const QString& name : corpus.entryList(QDir::Files)) {
+            const QString file = corpus.filePath(name);
+            if (good.contains(name)) {
+                const FpnFileContent c = readFpnFile(file, good.value(name));
+                QVERIFY2(c.ok, qPrintable(name + QLatin1Char(' ') + c.why));
+            } else {
+                ++damaged;
+                for (const FpnCamera& camera : good) QVERIFY2(!readFpnFile(file, camera).ok, qPrintable(name));
+            }
+        }
+        QVERIFY(damaged >= 8);
     }
 
     // ---- FFC ----

@@ -14,10 +14,11 @@
 
 namespace {
 
-FpnCamera camera(const char* name, int lines, int gains, int width, bool mlk, bool area)
+// Cameras of every kind under one name, so that one seed reaches the checks of each.
+FpnCamera camera(int lines, int gains, int width, bool mlk, bool area)
 {
     FpnCamera c;
-    c.name = QLatin1String(name);
+    c.name = QStringLiteral("SIM-LS4096-M");
     c.lineCount = lines;
     c.gains = gains;
     c.sensorWidth = width;
@@ -70,9 +71,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         if (!f.open(QIODevice::WriteOnly)) return 0;
         f.write(reinterpret_cast<const char*>(data), qint64(size));
     }
-    static const FpnCamera cameras[] = {
-        camera("SIM-LS4096-M", 1, 8, 256, false, false), camera("SIM-LS2048-ML4", 4, 8, 64, false, false),
-        camera("SIM-LS8192-MLK", 1, 8, 64, true, false), camera("SIM-TVK317", 1, 1, 16, false, true)};
+    static const FpnCamera cameras[] = {camera(1, 8, 256, false, false), camera(4, 8, 64, false, false),
+                                        camera(1, 8, 64, true, false), camera(1, 1, 16, false, true)};
     for (const FpnCamera& cam : cameras) {
         const FpnFileContent c = readFpnFile(path, cam);
         if (!c.ok) {
