@@ -121,16 +121,27 @@ FfcFileContent ffcReadFile(const QString& path, const FfcRoi& current)
     if (file.status() != QSettings::NoError || file.value(QStringLiteral("FFC/Version"), 0).toInt() != kFfcFileVersion)
         return refused(QStringLiteral("版本错误"), QStringLiteral("不支持的参数版本号，无法解析及加载。"));
 
+    // Each key of the ROI a whole number in its range; a refusal names the key and its value.
     FfcFileContent c;
-    const QString badRoi = QStringLiteral("参数文件中的ROI无效，无法加载。");
-    if (!intValue(file, QStringLiteral("FFC_ROI/OffsetH"), current.x, c.roi.x)
-        || !intValue(file, QStringLiteral("FFC_ROI/OffsetV"), current.y, c.roi.y)
-        || !intValue(file, QStringLiteral("FFC_ROI/Width"), current.w, c.roi.w)
-        || !intValue(file, QStringLiteral("FFC_ROI/Height"), current.h, c.roi.h))
-        return refused(QStringLiteral("错误"), badRoi);
-    if (c.roi.x < 0 || c.roi.y < 0 || c.roi.w <= 0 || c.roi.h <= 0 || c.roi.w > kFfcFileMaxWidth
-        || c.roi.x > kFfcFileMaxWidth)
-        return refused(QStringLiteral("错误"), badRoi);
+    struct RoiKey {
+        const char* key;
+        int fallback;
+        int* out;
+        int lowest;
+    };
+    const RoiKey keys[] = {{"FFC_ROI/OffsetH", current.x, &c.roi.x, 0},
+                           {"FFC_ROI/OffsetV", current.y, &c.roi.y, 0},
+                           {"FFC_ROI/Width", current.w, &c.roi.w, 1},
+                           {"FFC_ROI/Height", current.h, &c.roi.h, 1}};
+    for (const RoiKey& k : keys) {
+        const QString key = QLatin1String(k.key);
+        const bool whole = intValue(file, key, k.fallback, *k.out);
+        const bool highest = key == QLatin1String("FFC_ROI/Height");
+        if (!whole || *k.out < k.lowest || (!highest && *k.out > kFfcFileMaxWidth))
+            return refused(QStringLiteral("错误"), QStringLiteral("参数文件中的ROI无效（%1 = %2），无法加载。")
+                                                       .arg(key, file.contains(key) ? file.value(key).toString()
+                                                                                    : QString::number(k.fallback)));
+    }
 
     const QStringList groups = file.childGroups();
     QList<int> present;  // channel names by index into kNames, looked up in the order B, G, R

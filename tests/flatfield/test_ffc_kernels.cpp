@@ -415,11 +415,13 @@ private slots:
         QTest::newRow("negative") << QByteArray("[FFC]\nVersion=2\n[FFC_ROI]\nWidth=2\n[FFC_B]\n1=-0.5\n")
                                   << QStringLiteral("参数文件中 FFC_B/1 的值无效，无法加载。");
         QTest::newRow("zero width") << QByteArray("[FFC]\nVersion=2\n[FFC_ROI]\nWidth=0\n[FFC_R]\n0=1.0\n")
-                                    << QStringLiteral("参数文件中的ROI无效，无法加载。");
+                                    << QStringLiteral("参数文件中的ROI无效（FFC_ROI/Width = 0），无法加载。");
         QTest::newRow("huge width") << QByteArray("[FFC]\nVersion=2\n[FFC_ROI]\nWidth=2000000000\n")
-                                    << QStringLiteral("参数文件中的ROI无效，无法加载。");
+                                    << QStringLiteral("参数文件中的ROI无效（FFC_ROI/Width = 2000000000），无法加载。");
         QTest::newRow("width text") << QByteArray("[FFC]\nVersion=2\n[FFC_ROI]\nWidth=wide\n")
-                                    << QStringLiteral("参数文件中的ROI无效，无法加载。");
+                                    << QStringLiteral("参数文件中的ROI无效（FFC_ROI/Width = wide），无法加载。");
+        QTest::newRow("negative offset") << QByteArray("[FFC]\nVersion=2\n[FFC_ROI]\nOffsetH=-3\nWidth=4\n")
+                                         << QStringLiteral("参数文件中的ROI无效（FFC_ROI/OffsetH = -3），无法加载。");
     }
 
     void refusedFiles()
