@@ -6,6 +6,7 @@
 #include <QSaveFile>
 
 #include <algorithm>
+#include <cmath>
 
 namespace {
 
@@ -26,7 +27,11 @@ void IniText::value(const QString& key, int v)
 
 void IniText::value(const QString& key, double v)
 {
-    m_bytes += key.toUtf8() + '=' + QString::number(v, 'g', QLocale::FloatingPointShortest).toUtf8() + '\n';
+    // QString::number drops the sign of a negative zero, which then would not read back the same.
+    const QByteArray text = v == 0.0 && std::signbit(v)
+                                ? QByteArray("-0")
+                                : QString::number(v, 'g', QLocale::FloatingPointShortest).toUtf8();
+    m_bytes += key.toUtf8() + '=' + text + '\n';
 }
 
 void IniText::value(const QString& key, const QString& text)

@@ -15,11 +15,13 @@
 #include <QFile>
 #include <QMap>
 #include <QProcess>
+#include <QSettings>
 #include <QTemporaryDir>
 #include <QThread>
 #include <QtTest>
 
 #include <sys/resource.h>
+#include <cmath>
 #include <csignal>
 #include <cstring>
 
@@ -574,6 +576,24 @@ private slots:
                              &why));
         QCOMPARE(why, QStringLiteral("FFC_R/C_R 的值 nan 不是有限数，不能保存。"));
         QVERIFY(!QFile::exists(path(QStringLiteral("nan.LSC.FAC"))));
+    }
+
+    // Every double reads back as it was written, a negative zero too (lists of doubles compare
+    // their bytes).
+    void valuesReadBackExactly()
+    {
+        const QList<double> values{-0.0, 0.0, 1e-300, -2.5e-17, 0.1, 65534.999999999993, 1.0 / 3.0};
+        IniText text;
+        text.section(QStringLiteral("V"));
+        for (int i = 0; i < values.size(); ++i) text.value(QString::number(i), values[i]);
+        QVERIFY(text.bytes().contains("0=-0\n"));
+        const QString p = write(QStringLiteral("values.ini"), text.bytes());
+        QSettings in(p, QSettings::IniFormat);
+        QList<double> back;
+        for (int i = 0; i < values.size(); ++i)
+            back.append(in.value(QStringLiteral("V/%1").arg(i)).toString().toDouble());
+        QCOMPARE(back, values);
+        QVERIFY(std::signbit(back[0]));
     }
 
     // ---- Names ----
