@@ -14,6 +14,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
+#include <QRegularExpression>
 #include <QSettings>
 #include <QTemporaryDir>
 #include <QtTest>
@@ -81,7 +82,7 @@ class TestCliFiles : public QObject {
 
     QString path(const QString& name) const { return m_dir.path() + QLatin1Char('/') + name; }
 
-    QProcessEnvironment environment(const QString& documents) const
+    QProcessEnvironment environment(const QString& documents, const QString& simConfig = QString()) const
     {
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
         env.remove(QStringLiteral("DISPLAY"));
@@ -93,16 +94,17 @@ class TestCliFiles : public QObject {
         if (!f.exists() && f.open(QIODevice::WriteOnly))
             f.write(R"({"timeScale": 0, "hotAmp": 5, "cameras": [
                 {"friendlyName": "SIM-LS4096-M", "width": 256}, {"friendlyName": "SIM-LS8192-MLK", "width": 256}]})");
-        env.insert(QStringLiteral("LSX_SIM_CONFIG"), config);
+        env.insert(QStringLiteral("LSX_SIM_CONFIG"), simConfig.isEmpty() ? config : simConfig);
         return env;
     }
 
     // The runner with its arguments; `fileSizeLimit` above 0 limits the size of every file it
     // writes, as a disk with that much room left.
-    Run run(const QStringList& args, const QString& documents = QString(), qint64 fileSizeLimit = 0)
+    Run run(const QStringList& args, const QString& documents = QString(), qint64 fileSizeLimit = 0,
+            const QString& simConfig = QString())
     {
         QProcess p;
-        p.setProcessEnvironment(environment(documents.isEmpty() ? m_dir.path() : documents));
+        p.setProcessEnvironment(environment(documents.isEmpty() ? m_dir.path() : documents, simConfig));
         p.setWorkingDirectory(m_dir.path());
         if (fileSizeLimit > 0)
             p.setChildProcessModifier([fileSizeLimit] {
@@ -156,6 +158,32 @@ private slots:
         QCOMPARE(c.b[0].size(), kWidth);
         QCOMPARE(steps(QStringLiteral("rt.json"))[2].toObject().value(QStringLiteral("files")).toArray().first().toString(),
                  path("a.FAC.FPN"));
+    }
+
+    // After a bright field with a dead column (response 0), a file is written only if it loads
+    // back whole: saved, loaded and saved again it is the same file; or the save is refused with
+    // the row and column of the K that cannot stand in a file, and nothing is written. (Which of
+    // the two depends on whether the bright field limits such a K; neither writes a file that the
+    // tool would refuse.)
+    void deadColumnNeverGivesAFileThatDoesNotLoad()
+    {
+        QFile config(path(QStringLiteral("dead.json")));
+        QVERIFY(config.open(QIODevice::WriteOnly));
+        config.write(R"({"timeScale": 0, "cameras": [{"friendlyName": "SIM-LS4096-M", "width": 256,
+            "weakColumns": 2, "weakFactor": 0}]})");
+        config.close();
+        const Run r = run({"-d", "SIM-LS4096-M", "--yes", "--sim-scene", "dark", "dark", "--sim-scene", "flat",
+                           "bright", "save-fpn", "dead", "load-fpn", "dead.FAC.FPN", "save-fpn", "dead2"},
+                          QString(), 0, config.fileName());
+        if (r.exit == 0) {
+            QCOMPARE(bytesOf(path("dead2.FAC.FPN")), bytesOf(path("dead.FAC.FPN")));
+        } else {
+            QCOMPARE(r.exit, 1);
+            static const QRegularExpression refusal(
+                QStringLiteral("保存FPN参数出错，请重试。K 第 0 行第 \\d+ 列的值 \\S+ (不是有限数|超出 K 的范围)"));
+            QVERIFY2(refusal.match(r.err).hasMatch(), qPrintable(r.err));
+            QVERIFY(!QFile::exists(path("dead.FAC.FPN")));
+        }
     }
 
     // Files with and without multi-level K, loaded and saved again by the runner: equal B and K.
