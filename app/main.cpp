@@ -41,6 +41,10 @@ int main(int argc, char* argv[])
         QString::fromStdString(lsx::emptySdkNote(parser.isSet(sdk), parser.value(sdk).toStdString(), lib));
     if (!sdkNote.isEmpty()) qWarning().noquote() << sdkNote;
 
+    // Before the window and its camera server open FPN.ini in it.
+    const QString documentError = makeDocumentDir();
+    if (!documentError.isEmpty()) qWarning().noquote() << documentError;
+
     const int tabIndex = tabIndexForTool(parser.value(tool));
     if (parser.isSet(tool) && !isKnownTool(parser.value(tool)))
         qWarning().noquote()
@@ -52,6 +56,7 @@ int main(int argc, char* argv[])
     window.show();
     if (!bound.ok) QMessageBox::critical(&window, QStringLiteral("错误"), QString::fromStdString(bound.message));
     if (!sdkNote.isEmpty()) QMessageBox::warning(&window, QStringLiteral("警告"), sdkNote);
+    if (!documentError.isEmpty()) QMessageBox::warning(&window, QStringLiteral("警告"), documentError);
     const int status = app.exec();
     // A worker that a misbehaving camera library holds must not keep the process, nor abort it.
     CameraServer::exitWhenWorkerStuck(status);

@@ -3,14 +3,17 @@
 //  - loadFFCImage: a picture file becomes the image on show and the source of the next FFC run
 //    (turned by 90 degrees, so that a column of the file is a row here).
 //  - saveFFC / exportFFC / loadFFCParam: the FFC file of the gains held here, of the camera's
-//    current set, and back; the file's name carries the camera's model.
+//    current set, and back; the file's name carries the camera's model. A file is checked whole
+//    against the camera before anything is applied.
 //  - ffcKSelCheck / ffcAdjust / updateFfcParam: the gains in the profile strip, their damping
-//    per channel and the flattening of a marked stretch.
+//    per channel and the flattening of a marked stretch; an edit that would leave a gain at 0 or
+//    below is refused with its channel and column.
 // All of it runs on the GUI thread; the server's gains are written under its lock, since the
 // preview reads them on the worker.
 #include "mainwindow.h"
 #include "ui_mainwindow.h"
 
+#include "app/paramfiledialogs.h"
 #include "camera/cameraserver.h"
 #include "camera/tables.h"
 #include "flatfield/ffcadjust.h"
@@ -22,7 +25,6 @@
 #include <QFileDialog>
 #include <QImage>
 #include <QMessageBox>
-#include <QSettings>
 #include <QTransform>
 
 #include <cstring>
@@ -72,7 +74,6 @@ QString folderOf(const QString& path)
     return folder.left(folder.lastIndexOf(QLatin1Char('/')));
 }
 
-// Writes the gains under the file name and tells the operator where they went.
 // The operator is told where the file went, with a link to its folder.
 void savedMessage(MainWindow& w, const QString& path)
 {
@@ -81,22 +82,65 @@ void savedMessage(MainWindow& w, const QString& path)
         QStringLiteral("校正参数已保存至<a style='color: white;' href=\"%1\">%2.").arg(folderOf(path), path));
 }
 
-// The gains of the camera's set as a file (the export), and the operator told where it went.
-void writeFfcFile(MainWindow& w, const QString& path, const lsxRegion& roi, const GainList& gains)
+void saveFailedMessage(MainWindow& w, const QString& why)
 {
-    QSettings file(path, QSettings::IniFormat);
-    ffcWriteFile(file, FfcRoi{roi.X, roi.Y, roi.W, roi.H}, gains);
-    if (file.status() != QSettings::NoError) {
-        QMessageBox::critical(&w, QStringLiteral("保存失败"), QStringLiteral("无法写入文件：%1").arg(path));
-        return;
-    }
-    savedMessage(w, path);
+    QMessageBox::critical(&w, QStringLiteral("保存失败"), why);
 }
 
 QString modelText(const CameraServer* server)
 {
     const lsxCameraInfo info = server->cameraInfo(server->cameraName());
     return cameraInfoText(info.model, sizeof info.model);
+}
+
+// The channels of the camera's images, as its flat-field gains have them: one per sensor line on
+// a multi-line sensor, else three for a colour format and one for mono.
+int imageChannels(const CameraServer* server)
+{
+    if (server->m_lineCount > 1) return server->m_lineCount;
+    int32_t target = FORMAT_MONO;
+    lsxGetTargetFormat(server->m_handle, &target);
+    const bool colour =
+        target == FORMAT_BGR24 || target == FORMAT_BGR32 || target == FORMAT_RGB24 || target == FORMAT_RGB32;
+    return colour ? 3 : 1;
+}
+
+int sensorWidth(const CameraServer* server)
+{
+    lsxRegionDescr descr;
+    std::memset(&descr, 0, sizeof descr);
+    return lsxGetRoiDescr(server->m_handle, &descr) == LSX_OK ? descr.maxWidth : 0;
+}
+
+// The name of a gain's channel for the operator: B, G, R on a colour list, the line on a
+// multi-line one, "灰度" for mono.
+QString channelName(int channel, int channels)
+{
+    if (channels == 1) return QStringLiteral("灰度");
+    if (channels == 3) return QString(QLatin1Char("BGR"[channel]));
+    return QStringLiteral("第 %1 行").arg(channel);
+}
+
+// The factors of the adjustment boxes as they made the gains in use; a refused turn goes back to them.
+const char* const kAcceptedFactor = "ffcAcceptedFactor";
+
+QList<QDoubleSpinBox*> adjustBoxes(MainWindow& w)
+{
+    return {w.ui->bFfcAdjustSBox, w.ui->gFfcAdjustSBox, w.ui->rFfcAdjustSBox, w.ui->grayffcAdjustSBox};
+}
+
+void acceptFactors(MainWindow& w)
+{
+    for (QDoubleSpinBox* box : adjustBoxes(w)) box->setProperty(kAcceptedFactor, box->value());
+}
+
+void restoreFactors(MainWindow& w)
+{
+    for (QDoubleSpinBox* box : adjustBoxes(w)) {
+        const QVariant accepted = box->property(kAcceptedFactor);
+        const QSignalBlocker quiet(box);
+        box->setValue(accepted.isValid() ? accepted.toDouble() : 1.0);
+    }
 }
 
 }  // namespace
@@ -157,18 +201,25 @@ void MainWindow::loadFFCImage()
 
 // ---- FFC parameter files ----
 
+// Files are named "<model>.FAC.FFC.<name>"; the dialogs propose "<model>_<serial>_<date>" as the
+// name, in the document folder. The whole file is read (off the window's thread) and checked
+// before the camera is touched; a file cut short is loaded only when the operator agrees.
+
 void MainWindow::saveFFC()
 {
-    const QString chosen = QFileDialog::getSaveFileName(this, QStringLiteral("FFC保存"));
+    const QString chosen = chooseParameterFileToSave(
+        this, QStringLiteral("FFC保存"), m_cameraServer ? m_cameraServer->parameterFileStem() : QString(), QString());
     if (chosen.isEmpty()) return;
     if (!m_cameraServer) return;
     if (m_cameraServer->m_ffcKList.isEmpty()) {
         QMessageBox::critical(this, QStringLiteral("读取失败"), QStringLiteral("当前没有FFC参数可供读取。"));
         return;
     }
-    const QString path = m_cameraServer->saveFfcFile(chosen);
+    if (!confirmOverwrite(this, chosen, ffcFileName(ffcCleanPath(chosen), modelText(m_cameraServer), true))) return;
+    QString why;
+    const QString path = m_cameraServer->saveFfcFile(chosen, &why);
     if (path.isEmpty()) {
-        QMessageBox::critical(this, QStringLiteral("保存失败"), QStringLiteral("无法写入文件：%1").arg(chosen));
+        saveFailedMessage(*this, why);
         return;
     }
     savedMessage(*this, path);
@@ -181,7 +232,8 @@ void MainWindow::exportFFC()
                               QStringLiteral("请在下拉框选择要导出的FFC参数选项。"));
         return;
     }
-    const QString chosen = QFileDialog::getSaveFileName(this, QStringLiteral("导出FFC"));
+    const QString chosen = chooseParameterFileToSave(
+        this, QStringLiteral("导出FFC"), m_cameraServer ? m_cameraServer->parameterFileStem() : QString(), QString());
     if (chosen.isEmpty() || !m_cameraServer) return;
     // The export always prefixes, even a name that already has a prefix.
     const QString path = ffcFileName(ffcCleanPath(chosen), modelText(m_cameraServer), false);
@@ -192,21 +244,45 @@ void MainWindow::exportFFC()
         QMessageBox::critical(this, QStringLiteral("读取失败"), QStringLiteral("当前选项没有FFC参数可供读取。"));
         return;
     }
-    writeFfcFile(*this, path, roi, gains);
+    if (!confirmOverwrite(this, chosen, path)) return;
+    QString why;
+    if (!ffcSaveFile(path, FfcRoi{roi.X, roi.Y, roi.W, roi.H}, gains, &why)) {
+        saveFailedMessage(*this, why);
+        return;
+    }
+    savedMessage(*this, path);
 }
 
 void MainWindow::loadFFCParam()
 {
-    const QString path = QFileDialog::getOpenFileName(this, QStringLiteral("FFC参数加载"));
+    const QString path = chooseParameterFileToOpen(this, QStringLiteral("FFC参数加载"), QString());
     if (path.isEmpty() || !m_cameraServer) return;
 
     // The whole file is read and checked before the camera is touched.
     lsxRegion roi = currentRoi(m_cameraServer);
-    const FfcFileContent content = ffcReadFile(path, FfcRoi{roi.X, roi.Y, roi.W, roi.H});
+    const FfcRoi current{roi.X, roi.Y, roi.W, roi.H};
+    FfcFileContent content;
+    runOffGuiThread(this, QStringLiteral("正在读取FFC参数..."), [&] { content = ffcReadFile(path, current); });
     if (!content.ok) {
         QMessageBox::critical(this, content.title, content.text);
         return;
     }
+    const QString region = ffcRegionRefusal(content, sensorWidth(m_cameraServer));
+    if (!region.isEmpty()) {
+        QMessageBox::critical(this, QStringLiteral("操作失败"),
+                              QStringLiteral("设置ROI失败，失败原因：%1").arg(region));
+        return;
+    }
+    const QString channels = ffcChannelRefusal(content, imageChannels(m_cameraServer));
+    if (!channels.isEmpty()) {
+        QMessageBox::critical(this, QStringLiteral("错误"), channels);
+        return;
+    }
+    if (content.partial
+        && QMessageBox::question(this, QStringLiteral("参数文件不完整"), ffcPartialQuestion(content),
+                                 QMessageBox::Yes | QMessageBox::No, QMessageBox::No)
+               != QMessageBox::Yes)
+        return;
     roi.X = content.roi.x;
     roi.Y = content.roi.y;
     roi.W = content.roi.w;
@@ -250,7 +326,10 @@ void MainWindow::ffcKSelCheck()
 
 void MainWindow::ffcAdjust()
 {
-    if (!m_cameraServer || m_ffcSavedKList.isEmpty()) return;
+    if (!m_cameraServer || m_ffcSavedKList.isEmpty()) {
+        acceptFactors(*this);
+        return;
+    }
     QList<double> factors;
     if (!ui->ffcBgrAdjustWidget->isHidden()) {
         factors << ui->bFfcAdjustSBox->value() << ui->gFfcAdjustSBox->value() << ui->rFfcAdjustSBox->value();
@@ -258,11 +337,25 @@ void MainWindow::ffcAdjust()
         factors << ui->grayffcAdjustSBox->value();
     }
     GainList scaled;
-    if (!ffcScaleGains(m_ffcSavedKList, factors, scaled)) {
+    const FfcScaleResult result = ffcScaleGains(m_ffcSavedKList, factors, scaled);
+    if (result.outcome == FfcScale::ChannelCount) {
         QMessageBox::critical(this, QStringLiteral("错误"),
                               QStringLiteral("图像通道数与参数通道数不一致，请重新进行平场校正。"));
         return;
     }
+    if (result.outcome == FfcScale::NotAGain) {
+        // A gain of 0 or below is no gain: the turn is refused and the box goes back.
+        restoreFactors(*this);
+        QMessageBox::critical(
+            this, QStringLiteral("错误"),
+            QStringLiteral("平场调节系数 %1 会使%2通道第 %3 列的增益变为 %4，增益必须大于 0，调节未执行。")
+                .arg(factors.value(result.channel))
+                .arg(channelName(result.channel, int(factors.size())))
+                .arg(result.column)
+                .arg(result.value));
+        return;
+    }
+    acceptFactors(*this);
     QWriteLocker lock(&m_cameraServer->m_lock);
     m_cameraServer->m_ffcKList = scaled;
 }
@@ -273,6 +366,15 @@ void MainWindow::updateFfcParam(cv::Mat staticMat)
 {
     if (!m_cameraServer) return;
     const GainList edited = ffcGainsFromProfile(staticMat, m_cameraServer->m_ffcKList);
+    const auto [channel, column] = ffcFirstNonGain(edited);
+    if (channel >= 0) {
+        QMessageBox::critical(this, QStringLiteral("错误"),
+                              QStringLiteral("拉平后%1通道第 %2 列的增益为 %3，增益必须大于 0，调节未执行。")
+                                  .arg(channelName(channel, int(edited.size())))
+                                  .arg(column)
+                                  .arg(edited[channel][column]));
+        return;
+    }
     QWriteLocker lock(&m_cameraServer->m_lock);
     m_cameraServer->m_ffcKList = edited;
 }

@@ -8,12 +8,13 @@
 #include "mainwindow.h"
 #include "ui_mainwindow.h"
 
+#include "app/paramfiledialogs.h"
 #include "camera/cameraserver.h"
 #include "flatfield/lscfit.h"
 #include "flatfield/scs.h"
+#include "fpnparams/paramfile.h"
 #include "statustext.h"
 
-#include <QFileDialog>
 #include <QImage>
 #include <QMessageBox>
 #include <QSettings>
@@ -128,17 +129,23 @@ void MainWindow::scsWriteDown()
 }
 
 // ---- The LSC file: for the operator's records; the program does not load it ----
+// The dialog proposes "<model>_<serial>_<date>.LSC.FAC" in the document folder; the ending is
+// added when the operator leaves it out; the file is written atomically.
 
 void MainWindow::saveLSC()
 {
-    const QString chosen =
-        QFileDialog::getSaveFileName(this, QStringLiteral("LSC保存"), QString(), QStringLiteral("*.LSC.FAC"));
+    const QString ending = QStringLiteral(".LSC.FAC");
+    const QString chosen = chooseParameterFileToSave(
+        this, QStringLiteral("LSC保存"), m_cameraServer ? m_cameraServer->parameterFileStem() + ending : QString(),
+        QStringLiteral("*.LSC.FAC"));
     if (chosen.isEmpty() || !m_cameraServer) return;
-    if (!m_cameraServer->saveLscFile(chosen)) {
-        QMessageBox::critical(this, QStringLiteral("保存失败"), QStringLiteral("无法写入文件：%1").arg(chosen));
+    if (!confirmOverwrite(this, chosen, withEnding(chosen, ending))) return;
+    QString why;
+    QString path = m_cameraServer->saveLscFile(chosen, &why);
+    if (path.isEmpty()) {
+        QMessageBox::critical(this, QStringLiteral("保存失败"), why);
         return;
     }
-    QString path = chosen;
     path.replace(QLatin1Char('\\'), QLatin1Char('/'));
     const QString folder = path.left(path.lastIndexOf(QLatin1Char('/')));
     QMessageBox::information(

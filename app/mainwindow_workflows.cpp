@@ -16,11 +16,14 @@
 #include "mainwindow.h"
 #include "ui_mainwindow.h"
 
+#include "app/paramfiledialogs.h"
 #include "app/progressinfowidget.h"
 #include "camera/cameraserver.h"
+#include "fpnparams/fpnfile.h"
+#include "fpnparams/paramfile.h"
 #include "views/statisticswidget.h"
 
-#include <QFileDialog>
+#include <QFileInfo>
 #include <QMessageBox>
 
 namespace {
@@ -259,14 +262,21 @@ void MainWindow::expTestCancel()
 }
 
 // ---- FPN parameter files ----
+//
+// Loading: the dialog in the document folder; the file read and checked whole off the window's
+// thread (fpnFileCamera before, applyFpnFile after, on this one); a refusal says which check
+// failed. Saving: the proposed name "<model>_<serial>_<date>.FAC.FPN", the ending added when the
+// operator leaves it out, the file written atomically and the full path told.
 
 namespace {
 
 const QString kFpnFilter = QStringLiteral("*.FAC.FPN");
+const QString kFpnEnding = QStringLiteral(".FAC.FPN");
 
-void fpnFileError(QWidget* parent, const QString& text)
+// The message of a refusal: the program's own first line, then what failed.
+void fpnFileError(QWidget* parent, const QString& text, const QString& why = QString())
 {
-    QMessageBox::critical(parent, QStringLiteral("错误"), text);
+    QMessageBox::critical(parent, QStringLiteral("错误"), why.isEmpty() ? text : text + QLatin1Char('\n') + why);
 }
 
 }  // namespace
@@ -274,10 +284,14 @@ void fpnFileError(QWidget* parent, const QString& text)
 void MainWindow::loadFpnParams()
 {
     if (!m_cameraServer) return;
-    const QString path = QFileDialog::getOpenFileName(this, QStringLiteral("加载FPN参数"), QString(), kFpnFilter);
+    const QString path = chooseParameterFileToOpen(this, QStringLiteral("加载FPN参数"), kFpnFilter);
     if (path.isEmpty()) return;
-    if (!m_cameraServer->loadFpnFile(path)) {
-        fpnFileError(this, QStringLiteral("加载FPN参数出错，请重试。"));
+    const FpnCamera camera = m_cameraServer->fpnFileCamera();
+    FpnFileContent content;
+    runOffGuiThread(this, QStringLiteral("正在读取FPN参数..."), [&] { content = readFpnFile(path, camera); });
+    QString why;
+    if (!m_cameraServer->applyFpnFile(content, &why)) {
+        fpnFileError(this, QStringLiteral("加载FPN参数出错，请重试。"), why);
         return;
     }
     // The file has put the camera into its formats and region: the panels show them.
@@ -287,15 +301,24 @@ void MainWindow::loadFpnParams()
 void MainWindow::saveFpnParams()
 {
     if (!m_cameraServer) return;
-    const QString path = QFileDialog::getSaveFileName(this, QStringLiteral("保存FPN参数"), QString(), kFpnFilter);
-    if (path.isEmpty()) return;
-    if (!m_cameraServer->saveFpnFile(path)) fpnFileError(this, QStringLiteral("保存FPN参数出错，请重试。"));
+    const QString chosen = chooseParameterFileToSave(this, QStringLiteral("保存FPN参数"),
+                                                     m_cameraServer->parameterFileStem() + kFpnEnding, kFpnFilter);
+    if (chosen.isEmpty()) return;
+    const QString path = QFileInfo(withEnding(chosen, kFpnEnding)).absoluteFilePath();
+    if (!confirmOverwrite(this, chosen, path)) return;
+    QString why;
+    if (!m_cameraServer->saveFpnFile(path, &why)) {
+        fpnFileError(this, QStringLiteral("保存FPN参数出错，请重试。"), why);
+        return;
+    }
+    QMessageBox::information(this, QStringLiteral("保存成功"), QStringLiteral("FPN参数已保存至 %1").arg(path));
 }
 
 void MainWindow::exportFpnParams()
 {
     if (!m_cameraServer) return;
-    const QString path = QFileDialog::getSaveFileName(this, QStringLiteral("导出FPN参数"), QString(), kFpnFilter);
+    const QString path = chooseParameterFileToSave(this, QStringLiteral("导出FPN参数"),
+                                                   m_cameraServer->parameterFileStem() + kFpnEnding, kFpnFilter);
     if (path.isEmpty()) return;
     if (!m_cameraServer->exportFpnFile(path)) fpnFileError(this, QStringLiteral("导出FPN参数出错，请重试。"));
 }

@@ -38,6 +38,8 @@
 class FpnRecord;
 class FrameWait;
 class QSettings;
+struct FpnCamera;
+struct FpnFileContent;
 class QThread;
 struct ExposureSearch;
 
@@ -73,17 +75,23 @@ public:
     void readLineCount();
     bool factoryMode();
     QList<QList<double>> readFfcParam(int index);
-    // FPN parameter files (fpnparams/fpnfileio.cpp): false for nothing to save, a file that cannot
-    // be written, or a file that does not fit the open camera.
-    bool saveFpnFile(const QString& path);
-    bool loadFpnFile(const QString& path);
+    // FPN parameter files (fpnparams/fpnfileio.cpp). False, with `why` naming the check that
+    // failed, for nothing to save, data that would not load back, a file that cannot be written,
+    // or a file that does not fit the open camera (nothing of the camera or the data changed).
+    // A load is fpnFileCamera (here), readFpnFile (any thread) and applyFpnFile (here).
+    bool saveFpnFile(const QString& path, QString* why = nullptr);
+    bool loadFpnFile(const QString& path, QString* why = nullptr);
+    FpnCamera fpnFileCamera() const;
+    bool applyFpnFile(const FpnFileContent& content, QString* why = nullptr);
     // The flat-field file of the gains held here (flatfield/flatfiles.cpp): written under the name
-    // the operator chose, with the camera's model in front; the path written, empty when there
-    // are no gains or the file cannot be written.
-    QString saveFfcFile(const QString& chosen);
-    // The lens-shading file of the polynomials held here (the head and zeros without any); false
-    // when the file cannot be written.
-    bool saveLscFile(const QString& path);
+    // the operator chose, with the camera's model in front; the path written, empty (with `why`)
+    // when there are no gains, gains that would not load back, or a file that cannot be written.
+    QString saveFfcFile(const QString& chosen, QString* why = nullptr);
+    // The lens-shading file of the polynomials held here (the head and zeros without any), under
+    // the name chosen with ".LSC.FAC" added when it is missing; the path written, or empty with `why`.
+    QString saveLscFile(const QString& chosen, QString* why = nullptr);
+    // The name proposed for a parameter file of the open camera: "<model>_<serial>_<yyyyMMdd>".
+    QString parameterFileStem() const;
     // The export offered beside saving writes nothing; it answers true.
     bool exportFpnFile(const QString&) const { return true; }
     // Drops every coefficient list and the simulation flags, as at close.

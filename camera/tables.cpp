@@ -23,6 +23,16 @@ QString documentDir()
     return value;
 }
 
+QString makeDocumentDir()
+{
+    const QString value = QProcessEnvironment::systemEnvironment().value(QStringLiteral("TELORINE_DOCUMENT_PATH"));
+    if (value.isEmpty()) return QString();
+    if (!QDir().mkpath(value + QStringLiteral("/FPN")))
+        return QStringLiteral("无法创建文档目录 %1/FPN（TELORINE_DOCUMENT_PATH），设置和参数文件无法保存在那里。")
+            .arg(value);
+    return QString();
+}
+
 QString pictureDir()
 {
     const QString value = QProcessEnvironment::systemEnvironment().value(QStringLiteral("TELORINE_PICTURE_PATH"));

@@ -21,6 +21,10 @@ extern const QStringList supportedModels;
 QString documentDir();
 // The snapshot folder: TELORINE_PICTURE_PATH, or the application folder when it is empty.
 QString pictureDir();
+// Makes the document folder at start, TELORINE_DOCUMENT_PATH with its "FPN" folder, so that
+// documentDir() gives one answer for the whole run (and the window, the camera server and the
+// runner share one FPN.ini). Empty when the folder is there; else why it could not be made.
+QString makeDocumentDir();
 
 // A NUL-terminated ASCII text field of a camera record, read no further than its capacity.
 QString cameraInfoText(const char* field, std::size_t capacity);

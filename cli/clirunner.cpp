@@ -18,6 +18,7 @@
 #include "camera/cameraserver.h"
 #include "camera/properties.h"
 #include "camera/tables.h"
+#include "fpnparams/paramfile.h"
 #include "loader.h"
 #include "statustext.h"
 
@@ -446,9 +447,11 @@ int CliRunner::runStep(const CliStep& step, const CliPlan& plan, StepResult& r)
         return CliOk;
     }
     if (n == QLatin1String("save-fpn")) {
-        const QString path = QFileInfo(step.args.first()).absoluteFilePath();
-        if (!s->saveFpnFile(path)) {
-            fail(r, QStringLiteral("保存FPN参数出错，请重试。"));
+        // The files' one rule: the name given, with its type's mark added when it is missing.
+        const QString path = withEnding(QFileInfo(step.args.first()).absoluteFilePath(), QStringLiteral(".FAC.FPN"));
+        QString why;
+        if (!s->saveFpnFile(path, &why)) {
+            fail(r, QStringLiteral("保存FPN参数出错，请重试。%1").arg(why));
             return r.exit;
         }
         report(-1, QStringLiteral("FPN参数已保存到 %1").arg(path), &r);
@@ -457,8 +460,9 @@ int CliRunner::runStep(const CliStep& step, const CliPlan& plan, StepResult& r)
     }
     if (n == QLatin1String("load-fpn")) {
         const QString path = QFileInfo(step.args.first()).absoluteFilePath();
-        if (!s->loadFpnFile(path)) {
-            fail(r, QStringLiteral("加载FPN参数出错，请重试。"));
+        QString why;
+        if (!s->loadFpnFile(path, &why)) {
+            fail(r, QStringLiteral("加载FPN参数出错，请重试。%1").arg(why));
             return r.exit;
         }
         report(-1, QStringLiteral("已加载FPN参数 %1").arg(path), &r);
@@ -636,11 +640,13 @@ int CliRunner::flatStep(const CliStep& step, StepResult& r)
     }
     const QString name = step.options.value(QStringLiteral("save"));
     if (!name.isEmpty()) {
-        const QString path =
-            ffc ? s->saveFfcFile(QFileInfo(name).absoluteFilePath())
-                : (s->saveLscFile(QFileInfo(name).absoluteFilePath()) ? QFileInfo(name).absoluteFilePath() : QString());
+        // The files' one rule: the name given, with its type's mark added ("<model>.FAC.FFC." in
+        // front of an FFC file, ".LSC.FAC" after an LSC file).
+        const QString chosen = QFileInfo(name).absoluteFilePath();
+        QString why;
+        const QString path = ffc ? s->saveFfcFile(chosen, &why) : s->saveLscFile(chosen, &why);
         if (path.isEmpty()) {
-            fail(r, QStringLiteral("保存校正参数出错：无法写入文件 %1。").arg(name));
+            fail(r, QStringLiteral("保存校正参数出错：%1").arg(why));
             return r.exit;
         }
         report(-1, QStringLiteral("校正参数已保存至 %1").arg(path), &r);

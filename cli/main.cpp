@@ -7,6 +7,7 @@
 
 #include "camera/cameraserver.h"
 #include "camera/metatypes.h"
+#include "camera/tables.h"
 #include "loader.h"
 
 #include <QGuiApplication>
@@ -63,6 +64,10 @@ int main(int argc, char* argv[])
         std::fprintf(stderr, "%s\n%s", plan.error.toLocal8Bit().constData(), cliUsage().toLocal8Bit().constData());
         return CliUsage;
     }
+
+    // Before the camera server opens FPN.ini in it: the window and the runner share one file.
+    const QString documentError = makeDocumentDir();
+    if (!documentError.isEmpty()) std::fprintf(stderr, "%s\n", documentError.toLocal8Bit().constData());
 
     const lsx::BindResult bound = lsx::bindLibrary(
         lsx::chooseLibrary(plan.sdk.toStdString(), QCoreApplication::applicationDirPath().toStdString()));

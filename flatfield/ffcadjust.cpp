@@ -3,14 +3,31 @@
 #include <algorithm>
 #include <cmath>
 
-bool ffcScaleGains(const GainList& saved, const QList<double>& factors, GainList& out)
+FfcScaleResult ffcScaleGains(const GainList& saved, const QList<double>& factors, GainList& out)
 {
-    if (saved.size() != factors.size()) return false;
+    FfcScaleResult result;
+    if (saved.size() != factors.size()) {
+        result.outcome = FfcScale::ChannelCount;
+        return result;
+    }
     GainList copy = saved;
     for (int c = 0; c < copy.size(); ++c)
-        for (double& k : copy[c]) k = (k - 1.0) * factors.at(c) + 1.0;
-    out = copy;
-    return true;
+        for (int i = 0; i < copy[c].size(); ++i) {
+            double& k = copy[c][i];
+            k = (k - 1.0) * factors.at(c) + 1.0;
+            if (result.outcome == FfcScale::Ok && !(std::isfinite(k) && k > 0.0))
+                result = FfcScaleResult{FfcScale::NotAGain, c, i, k};
+        }
+    if (result.outcome == FfcScale::Ok) out = copy;
+    return result;
+}
+
+std::pair<int, int> ffcFirstNonGain(const GainList& gains)
+{
+    for (int c = 0; c < gains.size(); ++c)
+        for (int i = 0; i < gains[c].size(); ++i)
+            if (!(std::isfinite(gains[c][i]) && gains[c][i] > 0.0)) return {c, i};
+    return {-1, -1};
 }
 
 cv::Mat ffcFlattenStretch(const cv::Mat& data, double selStart, double selEnd, float sx, double left, int action,

@@ -6,10 +6,25 @@
 
 #include <opencv2/core.hpp>
 
+#include <utility>
+
 // K := (K - 1) x factor + 1 for every column of channel c with factor c: 1.0 is the fixed
-// point, factor 0 makes every gain 1.0 and a negative factor inverts the correction; no limit
-// applies. False (and `out` untouched) when the number of factors is not the number of channels.
-bool ffcScaleGains(const GainList& saved, const QList<double>& factors, GainList& out);
+// point, factor 0 makes every gain 1.0 and a negative factor inverts the correction. A result
+// that is not a gain (0 or below, or not finite) refuses the whole adjustment: the camera cannot
+// take it and its file would not load back. `out` is set only on Ok; on NotAGain `channel` and
+// `column` name the first gain refused and `value` what it would have become.
+enum class FfcScale { Ok, ChannelCount, NotAGain };
+struct FfcScaleResult {
+    FfcScale outcome = FfcScale::Ok;
+    int channel = -1;
+    int column = -1;
+    double value = 0.0;
+};
+FfcScaleResult ffcScaleGains(const GainList& saved, const QList<double>& factors, GainList& out);
+
+// The first gain of a list that is not a finite number above 0: its channel and column (-1, -1
+// when every gain is one).
+std::pair<int, int> ffcFirstNonGain(const GainList& gains);
 
 // The marked stretch of a gain profile, straightened. `data` is one float row of 1 or 3
 // channels; selStart/selEnd are widget x of the stretch (swapped when reversed), sx the widget

@@ -1,16 +1,19 @@
 // CameraServer: the flat-field and lens-shading files of the gains and polynomials held here, for
-// the window and the command-line runner alike (each tells the operator in its own way).
-//  - saveFfcFile: the name as the operator chose it with the camera's model in front, the
-//    camera's region, the gains per channel.
-//  - saveLscFile: the camera's region and the polynomial of every channel with its target (the
-//    head and zeros when there is none).
+// the window and the command-line runner alike (each tells the operator in its own way). Both
+// name a file by one rule, the name the operator chose with its type's mark added:
+//  - saveFfcFile: the camera's model in front ("<model>.FAC.FFC.<name>"), the camera's region,
+//    the gains per channel;
+//  - saveLscFile: ".LSC.FAC" at the end when it is missing, the camera's region and the
+//    polynomial of every channel with its target (the head and zeros when there is none).
+// Each refuses what would not load back (the key named) and writes atomically.
 #include "camera/cameraserver.h"
 
 #include "camera/tables.h"
 #include "flatfield/ffcfile.h"
 #include "flatfield/lscfit.h"
+#include "fpnparams/paramfile.h"
 
-#include <QSettings>
+#include <QDate>
 
 #include <cstring>
 
@@ -26,22 +29,30 @@ lsxRegion regionOf(lsxHandle handle)
 
 }  // namespace
 
-QString CameraServer::saveFfcFile(const QString& chosen)
+QString CameraServer::saveFfcFile(const QString& chosen, QString* why)
 {
-    if (m_ffcKList.isEmpty()) return QString();
+    if (m_ffcKList.isEmpty()) {
+        if (why) *why = QStringLiteral("当前没有FFC参数可供读取。");
+        return QString();
+    }
     const lsxCameraInfo info = cameraInfo(m_cameraName);
     const QString path = ffcFileName(ffcCleanPath(chosen), cameraInfoText(info.model, sizeof info.model), true);
     const lsxRegion roi = regionOf(m_handle);
-    QSettings file(path, QSettings::IniFormat);
-    ffcWriteFile(file, FfcRoi{roi.X, roi.Y, roi.W, roi.H}, m_ffcKList);
-    return file.status() == QSettings::NoError ? path : QString();
+    if (!ffcSaveFile(path, FfcRoi{roi.X, roi.Y, roi.W, roi.H}, m_ffcKList, why)) return QString();
+    return path;
 }
 
-bool CameraServer::saveLscFile(const QString& path)
+QString CameraServer::saveLscFile(const QString& chosen, QString* why)
 {
     // An empty list is not refused: the file then holds the head and zeros.
-    QSettings file(path, QSettings::IniFormat);
-    lscWriteFile(file, regionOf(m_handle), m_lscPolyList);
-    file.sync();
-    return file.status() == QSettings::NoError;
+    const QString path = withEnding(chosen, QStringLiteral(".LSC.FAC"));
+    if (!lscSaveFile(path, regionOf(m_handle), m_lscPolyList, why)) return QString();
+    return path;
+}
+
+QString CameraServer::parameterFileStem() const
+{
+    const lsxCameraInfo info = cameraInfo(m_cameraName);
+    return defaultFileStem(cameraInfoText(info.model, sizeof info.model),
+                           cameraInfoText(info.serialNumber, sizeof info.serialNumber), QDate::currentDate());
 }

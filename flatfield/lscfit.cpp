@@ -2,6 +2,7 @@
 
 #include <QSettings>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 
@@ -12,6 +13,14 @@ const char kChannelNames[3] = {'R', 'G', 'B'};
 QString lscKey(char name, int letter)
 {
     return QStringLiteral("FFC_%1/%2_%3").arg(QChar(name)).arg(QChar('A' + letter)).arg(QChar(name));
+}
+
+// The channels in the file's order R, G, B: three channels reversed, fewer as they are.
+QList<QList<double>> fileOrder(const QList<QList<double>>& polys)
+{
+    QList<QList<double>> list = polys;
+    if (list.size() == 3) std::reverse(list.begin(), list.end());
+    return list;
 }
 
 }  // namespace
@@ -123,26 +132,59 @@ std::vector<uint8_t> lscPackBlock(const QList<QList<double>>& polys, const lsxRe
     return block;
 }
 
-void lscWriteFile(QSettings& file, const lsxRegion& roi, const QList<QList<double>>& polys)
+QString lscPolysRefusal(const QList<QList<double>>& polys)
 {
-    QList<QList<double>> list = polys;
-    if (list.size() == 3) std::reverse(list.begin(), list.end());
-    file.setValue(QStringLiteral("FFC/Version"), 2);
-    file.setValue(QStringLiteral("FFC_ROI/OffsetH"), roi.X);
-    file.setValue(QStringLiteral("FFC_ROI/OffsetV"), roi.Y);
-    file.setValue(QStringLiteral("FFC_ROI/Width"), roi.W);
-    file.setValue(QStringLiteral("FFC_ROI/Height"), roi.H);
+    if (polys.size() > 3) return QStringLiteral("LSC参数文件至多保存三个通道，当前有 %1 个。").arg(polys.size());
+    const QList<QList<double>> list = fileOrder(polys);
+    for (int n = 0; n < list.size(); ++n) {
+        if (list[n].size() != 8)
+            return QStringLiteral("FFC_%1 有 %2 个系数，而应有 8 个。")
+                .arg(QChar(kChannelNames[n]))
+                .arg(list[n].size());
+        for (int letter = 0; letter < 8; ++letter)
+            if (!std::isfinite(list[n][letter]))
+                return QStringLiteral("%1 的值 %2 不是有限数，不能保存。")
+                    .arg(lscKey(kChannelNames[n], letter))
+                    .arg(list[n][letter]);
+    }
+    return QString();
+}
+
+QByteArray lscFileText(const lsxRegion& roi, const QList<QList<double>>& polys)
+{
+    const QList<QList<double>> list = fileOrder(polys);
+    IniText text;
+    text.section(QStringLiteral("FFC"));
+    text.value(QStringLiteral("Version"), 2);
+    text.section(QStringLiteral("FFC_ROI"));
+    text.value(QStringLiteral("OffsetH"), int(roi.X));
+    text.value(QStringLiteral("OffsetV"), int(roi.Y));
+    text.value(QStringLiteral("Width"), int(roi.W));
+    text.value(QStringLiteral("Height"), int(roi.H));
     for (int n = 0; n < 3; ++n) {
+        text.section(QStringLiteral("FFC_%1").arg(QChar(kChannelNames[n])));
         const QList<double> values = n < list.size() ? list[n] : QList<double>();
         for (int letter = 0; letter < 11; ++letter)
-            file.setValue(lscKey(kChannelNames[n], letter), values.value(letter, 0.0));
+            text.value(lscKey(kChannelNames[n], letter).section(QLatin1Char('/'), 1), values.value(letter, 0.0));
     }
-    file.sync();
+    return text.bytes();
+}
+
+bool lscSaveFile(const QString& path, const lsxRegion& roi, const QList<QList<double>>& polys, QString* why)
+{
+    const QString refusal = lscPolysRefusal(polys);
+    if (!refusal.isEmpty()) {
+        if (why) *why = refusal;
+        return false;
+    }
+    return saveAtomically(path, lscFileText(roi, polys), why);
 }
 
 LscFileContent lscReadFile(const QString& path)
 {
     LscFileContent c;
+    c.text = fileReadRefusal(path, kLscFileMaxBytes);
+    if (!c.text.isEmpty()) return c;
     QSettings file(path, QSettings::IniFormat);
     if (file.status() != QSettings::NoError || file.value(QStringLiteral("FFC/Version"), 0).toInt() != 2) {
         c.text = QStringLiteral("不支持的参数版本号，无法解析及加载。");
@@ -175,9 +217,13 @@ LscFileContent lscReadFile(const QString& path)
         values = values.mid(0, 8);
         rgb.append(values);
     }
-    const bool oneChannel = std::all_of(rgb[1].begin(), rgb[1].end(), [](double v) { return v == 0.0; })
-                            && std::all_of(rgb[2].begin(), rgb[2].end(), [](double v) { return v == 0.0; });
-    if (oneChannel)
+    auto zeros = [](const QList<double>& v) {
+        return std::all_of(v.begin(), v.end(), [](double x) { return x == 0.0; });
+    };
+    // A file of the head and zeros holds no polynomial; one of R alone a mono camera's.
+    if (zeros(rgb[0]) && zeros(rgb[1]) && zeros(rgb[2]))
+        c.polys = {};
+    else if (zeros(rgb[1]) && zeros(rgb[2]))
         c.polys = {rgb[0]};
     else
         c.polys = {rgb[2], rgb[1], rgb[0]};

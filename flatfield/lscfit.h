@@ -7,6 +7,7 @@
 // 0 at the ROI's left edge. Channels are in the order B, G, R (one list for mono).
 
 #include "flatfield/ffcgains.h"
+#include "fpnparams/paramfile.h"
 #include "lsx.h"
 
 #include <QString>
@@ -16,8 +17,6 @@
 
 #include <cstdint>
 #include <vector>
-
-class QSettings;
 
 // The channel ratios of lens shading: 1.0 each, and with exactly three rows m0/m1 and m2/m1 of
 // their raw maxima, in double rounded to float, for channels 0 and 2.
@@ -51,12 +50,22 @@ std::vector<uint8_t> lscPackBlock(const QList<QList<double>>& polys, const lsxRe
 // The LSC file: FFC/Version 2, the four ROI keys, and for the channel names R, G, B the eleven
 // keys "FFC_<n>/A_<n>" .. "K_<n>": A..G c6..c0, H the target, I..K 0.0. Three channels are
 // reversed first (R gets channel 2); one channel goes under R, and a name without a channel gets
-// eleven zeros.
-void lscWriteFile(QSettings& file, const lsxRegion& roi, const QList<QList<double>>& polys);
+// eleven zeros (so no channel at all gives the head and zeros).
+QByteArray lscFileText(const lsxRegion& roi, const QList<QList<double>>& polys);
+// Why these polynomials cannot be saved as a file that loads back: more than three channels, a
+// channel not of 8 values, a value that is not finite (its key named). Empty when they can.
+QString lscPolysRefusal(const QList<QList<double>>& polys);
+// Writes the file anew and atomically (an earlier file at the path stays whole when the save
+// fails). False with `why` for polynomials that cannot be saved or a file that cannot be written.
+bool lscSaveFile(const QString& path, const lsxRegion& roi, const QList<QList<double>>& polys, QString* why);
+
+// The largest LSC file worth reading: its 37 keys need far less.
+constexpr qint64 kLscFileMaxBytes = 64 * 1024;
 
 // An LSC file read back, for the operator's records and the checks of a file: `ok` false with
-// `text` the reason (version, a missing or garbage key); otherwise the ROI and the channels found,
-// B, G, R order (three sections) or the R list alone (a file of one channel: G and B all zeros).
+// `text` the reason (size, version, a missing or garbage key); otherwise the ROI and the channels
+// found, B, G, R order (three sections), the R list alone (a file of one channel: G and B all
+// zeros), or none (a file of the head and zeros).
 struct LscFileContent {
     bool ok = false;
     QString text;

@@ -88,6 +88,42 @@ private slots:
         QCOMPARE(fpnIniPath(), missing + QStringLiteral("/FPN.ini"));
     }
 
+    // Made at start, a missing document folder gives documentDir() one answer from the first
+    // settings object to the last, so that every part of the program shares one FPN.ini.
+    void documentFolderMadeAtStart()
+    {
+        QTemporaryDir root;
+        const QString missing = root.path() + QStringLiteral("/not/yet");
+        qputenv("TELORINE_DOCUMENT_PATH", missing.toLocal8Bit());
+        QCOMPARE(makeDocumentDir(), QString());
+        QVERIFY(QDir(missing + QStringLiteral("/FPN")).exists());
+        QCOMPARE(documentDir(), missing + QStringLiteral("/FPN"));
+        const QString before = fpnIniPath();
+        {
+            QSettings first(fpnIniPath(), QSettings::IniFormat);
+            first.setValue(QStringLiteral("Params/PixelMax"), 170);
+        }
+        QCOMPARE(fpnIniPath(), before);
+        QCOMPARE(QSettings(fpnIniPath(), QSettings::IniFormat).value(QStringLiteral("Params/PixelMax")).toInt(), 170);
+        // Already there: nothing to do, nothing to say.
+        QCOMPARE(makeDocumentDir(), QString());
+    }
+
+    void documentFolderThatCannotBeMadeIsTold()
+    {
+        QTemporaryDir root;
+        QFile blocker(root.path() + QStringLiteral("/file"));
+        QVERIFY(blocker.open(QIODevice::WriteOnly));
+        blocker.close();
+        const QString below = blocker.fileName() + QStringLiteral("/doc");
+        qputenv("TELORINE_DOCUMENT_PATH", below.toLocal8Bit());
+        QCOMPARE(makeDocumentDir(),
+                 QStringLiteral("无法创建文档目录 %1/FPN（TELORINE_DOCUMENT_PATH），设置和参数文件无法保存在那里。")
+                     .arg(below));
+        qputenv("TELORINE_DOCUMENT_PATH", QByteArray());
+        QCOMPARE(makeDocumentDir(), QString());
+    }
+
     void documentDirWithoutTheVariableIsTheApplicationFolder()
     {
         qputenv("TELORINE_DOCUMENT_PATH", QByteArray());

@@ -414,7 +414,7 @@ private slots:
         QCOMPARE(boxes.boxes()[2].text, QStringLiteral("参数文件中 FFC_R/8 的值无效，无法加载。"));
         QCOMPARE(boxes.boxes()[3].text, QStringLiteral("参数文件中 FFC_R/9 的值无效，无法加载。"));
         QCOMPARE(boxes.boxes()[4].text, QStringLiteral("参数文件中 FFC_R/8 的值无效，无法加载。"));
-        QCOMPARE(boxes.boxes()[5].text, QStringLiteral("参数文件中的ROI无效，无法加载。"));
+        QCOMPARE(boxes.boxes()[5].text, QStringLiteral("参数文件中的ROI无效（FFC_ROI/Width = 0），无法加载。"));
         QCOMPARE(server()->m_ffcKList, run);
         const lsxRegion same = roiOf(h);
         QCOMPARE(same.X, roi.X);

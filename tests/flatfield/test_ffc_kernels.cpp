@@ -344,10 +344,8 @@ private slots:
         QTemporaryDir dir;
         const QString path = dir.filePath(QStringLiteral("c.FAC.FFC.t"));
         const GainList gains = ramp(3, 4, 1.1);
-        {
-            QSettings f(path, QSettings::IniFormat);
-            ffcWriteFile(f, FfcRoi{100, 0, 4, 1000}, gains);
-        }
+        QString why;
+        QVERIFY(ffcSaveFile(path, FfcRoi{100, 0, 4, 1000}, gains, &why));
         QSettings f(path, QSettings::IniFormat);
         QCOMPARE(f.value(QStringLiteral("FFC/Version")).toInt(), 2);
         QCOMPARE(f.value(QStringLiteral("FFC/PAC")).toInt(), 1);
@@ -367,10 +365,8 @@ private slots:
         QTemporaryDir dir;
         const QString path = dir.filePath(QStringLiteral("m"));
         const GainList gains = ramp(1, 3, 0.8);
-        {
-            QSettings f(path, QSettings::IniFormat);
-            ffcWriteFile(f, FfcRoi{0, 0, 3, 10}, gains);
-        }
+        QString why;
+        QVERIFY(ffcSaveFile(path, FfcRoi{0, 0, 3, 10}, gains, &why));
         QSettings f(path, QSettings::IniFormat);
         QCOMPARE(f.childGroups(), (QStringList{"FFC", "FFC_R", "FFC_ROI"}));
         const FfcFileContent c = ffcReadFile(path, FfcRoi{});
@@ -379,21 +375,29 @@ private slots:
         QCOMPARE(c.missingSections, (QStringList{"FFC_B", "FFC_G"}));
     }
 
+    // A section or a key missing: a file cut short. Its gains are there with 1.0 in the gaps, and
+    // it is partial (loaded only when the operator agrees); two sections are R and G as written.
     void missingSectionAndKey()
     {
         QTemporaryDir dir;
         const QString path = dir.filePath(QStringLiteral("k"));
+        QString why;
+        QVERIFY(ffcSaveFile(path, FfcRoi{10, 0, 3, 10}, ramp(3, 3, 1.2), &why));
         {
             QSettings f(path, QSettings::IniFormat);
-            ffcWriteFile(f, FfcRoi{10, 0, 3, 10}, ramp(3, 3, 1.2));
             f.remove(QStringLiteral("FFC_G"));
             f.remove(QStringLiteral("FFC_R/11"));
         }
         const FfcFileContent c = ffcReadFile(path, FfcRoi{});
         QVERIFY(c.ok);
-        QCOMPARE(c.gains.size(), 2);  // B, R
-        QCOMPARE(c.gains[1][1], 1.0);
-        QCOMPARE(c.gains[1][0], 3.2);
+        QVERIFY(c.partial);
+        QCOMPARE(c.missingKeys, 1);
+        QCOMPARE(c.firstMissing, QStringLiteral("FFC_R/11"));
+        QCOMPARE(c.missingSections, QStringList{QStringLiteral("FFC_G")});
+        QCOMPARE(c.gains.size(), 2);  // R, B as they stand in the file
+        QCOMPARE(c.gains[0][1], 1.0);
+        QCOMPARE(c.gains[0][0], 3.2);
+        QCOMPARE(c.gains[1][0], 1.2);
     }
 
     void refusedFiles_data()
@@ -411,11 +415,13 @@ private slots:
         QTest::newRow("negative") << QByteArray("[FFC]\nVersion=2\n[FFC_ROI]\nWidth=2\n[FFC_B]\n1=-0.5\n")
                                   << QStringLiteral("参数文件中 FFC_B/1 的值无效，无法加载。");
         QTest::newRow("zero width") << QByteArray("[FFC]\nVersion=2\n[FFC_ROI]\nWidth=0\n[FFC_R]\n0=1.0\n")
-                                    << QStringLiteral("参数文件中的ROI无效，无法加载。");
+                                    << QStringLiteral("参数文件中的ROI无效（FFC_ROI/Width = 0），无法加载。");
         QTest::newRow("huge width") << QByteArray("[FFC]\nVersion=2\n[FFC_ROI]\nWidth=2000000000\n")
-                                    << QStringLiteral("参数文件中的ROI无效，无法加载。");
+                                    << QStringLiteral("参数文件中的ROI无效（FFC_ROI/Width = 2000000000），无法加载。");
         QTest::newRow("width text") << QByteArray("[FFC]\nVersion=2\n[FFC_ROI]\nWidth=wide\n")
-                                    << QStringLiteral("参数文件中的ROI无效，无法加载。");
+                                    << QStringLiteral("参数文件中的ROI无效（FFC_ROI/Width = wide），无法加载。");
+        QTest::newRow("negative offset") << QByteArray("[FFC]\nVersion=2\n[FFC_ROI]\nOffsetH=-3\nWidth=4\n")
+                                         << QStringLiteral("参数文件中的ROI无效（FFC_ROI/OffsetH = -3），无法加载。");
     }
 
     void refusedFiles()
@@ -439,15 +445,36 @@ private slots:
     {
         const GainList saved = ramp(3, 50, 0.7);
         GainList out;
-        QVERIFY(ffcScaleGains(saved, {1.0, 1.0, 1.0}, out));
+        QVERIFY(ffcScaleGains(saved, {1.0, 1.0, 1.0}, out).outcome == FfcScale::Ok);
         QCOMPARE(out, saved);
-        QVERIFY(ffcScaleGains(saved, {0.0, 2.0, -1.0}, out));
+        QVERIFY(ffcScaleGains(saved, {0.0, 2.0, -0.5}, out).outcome == FfcScale::Ok);
         QCOMPARE(out[0][10], 1.0);
         QCOMPARE(out[1][10], (saved[1][10] - 1.0) * 2.0 + 1.0);
-        QCOMPARE(out[2][10], 2.0 - saved[2][10]);
+        QCOMPARE(out[2][10], (saved[2][10] - 1.0) * -0.5 + 1.0);
         GainList untouched = saved;
-        QVERIFY(!ffcScaleGains(saved, {1.0}, untouched));
+        QVERIFY(ffcScaleGains(saved, {1.0}, untouched).outcome == FfcScale::ChannelCount);
         QCOMPARE(untouched, saved);
+    }
+
+    // A turn that would leave a gain at 0 or below is refused whole, naming the first such gain.
+    void scalingToANonGainIsRefused()
+    {
+        const GainList saved = ramp(3, 50, 0.7);  // channel 2 from 2.7
+        GainList out = saved;
+        const FfcScaleResult r = ffcScaleGains(saved, {1.0, 1.0, -1.0}, out);
+        QVERIFY(r.outcome == FfcScale::NotAGain);
+        QCOMPARE(r.channel, 2);
+        QCOMPARE(r.column, 0);
+        QCOMPARE(r.value, (saved[2][0] - 1.0) * -1.0 + 1.0);
+        QCOMPARE(out, saved);
+        // A factor that brings the largest gain to exactly 0 is refused too.
+        const GainList one{{1.5, 2.0, 1.25}};
+        const FfcScaleResult zero = ffcScaleGains(one, {-1.0}, out);
+        QVERIFY(zero.outcome == FfcScale::NotAGain);
+        QCOMPARE(zero.column, 1);
+        QCOMPARE(zero.value, 0.0);
+        QCOMPARE(ffcFirstNonGain(one), (std::pair<int, int>(-1, -1)));
+        QCOMPARE(ffcFirstNonGain({{1.0, 1.0}, {1.0, -0.1}}), (std::pair<int, int>(1, 1)));
     }
 
     void flattenInsideTheData()

@@ -188,10 +188,8 @@ private slots:
             for (int i = 0; i < 8; ++i) p.append(c * 10 + i + 0.5);
             polys.append(p);
         }
-        {
-            QSettings f(path, QSettings::IniFormat);
-            lscWriteFile(f, region(4, 0, 100, 50), polys);
-        }
+        QString why;
+        QVERIFY(lscSaveFile(path, region(4, 0, 100, 50), polys, &why));
         QSettings f(path, QSettings::IniFormat);
         QCOMPARE(f.value(QStringLiteral("FFC/Version")).toInt(), 2);
         QVERIFY(!f.contains(QStringLiteral("FFC/PAC")));
@@ -211,10 +209,8 @@ private slots:
         QTemporaryDir dir;
         const QString path = dir.filePath(QStringLiteral("m.LSC.FAC"));
         const QList<QList<double>> polys{{1, 2, 3, 4, 5, 6, 7, 8}};
-        {
-            QSettings f(path, QSettings::IniFormat);
-            lscWriteFile(f, region(0, 0, 10, 10), polys);
-        }
+        QString why;
+        QVERIFY(lscSaveFile(path, region(0, 0, 10, 10), polys, &why));
         QSettings f(path, QSettings::IniFormat);
         QCOMPARE(f.value(QStringLiteral("FFC_R/A_R")).toDouble(), 1.0);
         for (char l = 'A'; l <= 'K'; ++l) QCOMPARE(f.value(QStringLiteral("FFC_B/%1_B").arg(l)).toDouble(), 0.0);

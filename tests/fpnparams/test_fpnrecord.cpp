@@ -1,6 +1,6 @@
 // The FPN records and the FPN parameter file on plain lists, with exact numbers and no camera:
 // padding to the sensor, the K range, the data orders, the factory bands, the 24-bit gain table,
-// and the file's head checks, text order and refusal of damaged files.
+// and the file's text as it is written (its reading and checks: test_paramfiles).
 #include "fpnparams/fpnfile.h"
 #include "fpnparams/fpnrecord.h"
 
@@ -250,113 +250,6 @@ private slots:
         QSettings in(p, QSettings::IniFormat);
         QCOMPARE(in.value(QStringLiteral("Head/Camera")).toString(), name);
         QCOMPARE(in.value(QStringLiteral("B_0/0")).toString(), QStringLiteral("1"));
-    }
-
-    void headChecks_data()
-    {
-        QTest::addColumn<QByteArray>("head");
-        QTest::addColumn<int>("mlk");
-        QTest::addColumn<int>("check");
-        const QByteArray rest = "SourceFormat=2\nTargetFormat=34\nX=0\nW=4\n";
-        QTest::newRow("0 passes") << "Version=1\nCamera=CAM\nSupportMLK=0\n" + rest << 0 << int(FpnFileCheck::Ok);
-        QTest::newRow("1 passes") << "Version=1\nCamera=CAM\nSupportMLK=1\n" + rest << 1 << int(FpnFileCheck::Ok);
-        QTest::newRow("false fails") << "Version=1\nCamera=CAM\nSupportMLK=false\n" + rest << 0
-                                     << int(FpnFileCheck::SupportMLK);
-        QTest::newRow("true fails") << "Version=1\nCamera=CAM\nSupportMLK=true\n" + rest << 1
-                                    << int(FpnFileCheck::SupportMLK);
-        QTest::newRow("missing fails") << "Version=1\nCamera=CAM\n" + rest << 0 << int(FpnFileCheck::SupportMLK);
-        QTest::newRow("other kind") << "Version=1\nCamera=CAM\nSupportMLK=1\n" + rest << 0
-                                    << int(FpnFileCheck::SupportMLK);
-        QTest::newRow("version 2") << "Version=2\nCamera=CAM\nSupportMLK=0\n" + rest << 0 << int(FpnFileCheck::Version);
-        QTest::newRow("no version") << "Camera=CAM\nSupportMLK=0\n" + rest << 0 << int(FpnFileCheck::Version);
-        QTest::newRow("other camera") << "Version=1\nCamera=OTHER\nSupportMLK=0\n" + rest << 0
-                                      << int(FpnFileCheck::Camera);
-        QTest::newRow("no X") << QByteArray(
-            "Version=1\nCamera=CAM\nSupportMLK=0\nSourceFormat=2\nTargetFormat=34\nW=4\n")
-                              << 0 << int(FpnFileCheck::MissingKey);
-    }
-
-    void headChecks()
-    {
-        QFETCH(QByteArray, head);
-        QFETCH(int, mlk);
-        QFETCH(int, check);
-        // A file of its own per row: QSettings keeps what it read of a path.
-        const QString p = path(QStringLiteral("head-%1.FAC.FPN").arg(QTest::currentDataTag()).replace(' ', '_'));
-        writeText(p, "[Head]\n" + head + "[B_0]\n0=1.5\n");
-        QSettings file(p, QSettings::IniFormat);
-        FpnFileHead h;
-        QCOMPARE(int(checkFpnFile(file, QStringLiteral("CAM"), mlk, h)), check);
-        if (check != int(FpnFileCheck::Ok)) return;
-        QCOMPARE(h.sourceFormat, 2);
-        QCOMPARE(h.targetFormat, 34);
-        QCOMPARE(h.w, 4);
-    }
-
-    void rowsInTextOrder()
-    {
-        // Twelve columns: the keys come as 0, 1, 10, 11, 2, 3, ...; so do the values.
-        const QString p = path("order.FAC.FPN");
-        QList<double> row;
-        for (int c = 0; c < 12; ++c) row.append(100 + c);
-        FpnFileHead head;
-        head.camera = QStringLiteral("CAM");
-        QVERIFY(writeFpnFile(p, head, {row}, {row}));
-        QSettings in(p, QSettings::IniFormat);
-        QCOMPARE(fpnFileGroupCount(in, false), 1);
-        QCOMPARE(fpnFileGroupCount(in, true), 1);
-        const QList<QList<double>> b = readFpnFileRows(in, QStringLiteral("B_"), 1);
-        QCOMPARE(b, (QList<QList<double>>{{100, 101, 110, 111, 102, 103, 104, 105, 106, 107, 108, 109}}));
-    }
-
-    void groupsCountedIgnoringCase()
-    {
-        const QString p = path("case.FAC.FPN");
-        writeText(p, "[b_0]\n0=1\n[B_1]\n0=2\n[k_0]\n0=1\n[Kx]\n0=1\n[Head]\nVersion=1\n");
-        QSettings in(p, QSettings::IniFormat);
-        QCOMPARE(fpnFileGroupCount(in, false), 2);
-        // "Kx" does not begin with "K_".
-        QCOMPARE(fpnFileGroupCount(in, true), 1);
-    }
-
-    void colsNotReadAndNoBGroupLoadsEmpty()
-    {
-        const QByteArray head =
-            "[Head]\nVersion=1\nCamera=CAM\nSupportMLK=0\nSourceFormat=0\nTargetFormat=0\nX=0\nW=4\n";
-        const QString p = path("cols.FAC.FPN");
-        writeText(p, head + "Cols=99\n[B_0]\n0=1\n1=2\n");
-        QSettings in(p, QSettings::IniFormat);
-        FpnFileHead h;
-        QCOMPARE(checkFpnFile(in, QStringLiteral("CAM"), 0, h), FpnFileCheck::Ok);
-        const QString q = path("nob.FAC.FPN");
-        writeText(q, head);
-        QSettings none(q, QSettings::IniFormat);
-        QCOMPARE(checkFpnFile(none, QStringLiteral("CAM"), 0, h), FpnFileCheck::Ok);
-        QCOMPARE(fpnFileGroupCount(none, false), 0);
-    }
-
-    void damagedFilesRefused_data()
-    {
-        QTest::addColumn<QByteArray>("values");
-        QTest::newRow("not a number") << QByteArray("[B_0]\n0=1\n1=abc\n");
-        QTest::newRow("nan") << QByteArray("[B_0]\n0=1\n1=nan\n");
-        QTest::newRow("inf") << QByteArray("[K_0]\n0=1\n1=inf\n");
-        QTest::newRow("empty value") << QByteArray("[B_0]\n0=\n");
-        QTest::newRow("cut short") << QByteArray("[B_0]\n0=1\n1=2\n2=3\n[B_1]\n0=1\n1=2\n");
-        QTest::newRow("a key not a column") << QByteArray("[B_0]\n0=1\nx=2\n");
-        QTest::newRow("a gap") << QByteArray("[B_0]\n0=1\n2=2\n");
-        QTest::newRow("a list") << QByteArray("[B_0]\n0=1,2\n");
-    }
-
-    void damagedFilesRefused()
-    {
-        QFETCH(QByteArray, values);
-        const QString p = path(QStringLiteral("damaged-%1.FAC.FPN").arg(QTest::currentDataTag()).replace(' ', '_'));
-        writeText(p,
-                  "[Head]\nVersion=1\nCamera=CAM\nSupportMLK=0\nSourceFormat=0\nTargetFormat=0\nX=0\nW=4\n" + values);
-        QSettings in(p, QSettings::IniFormat);
-        FpnFileHead h;
-        QCOMPARE(checkFpnFile(in, QStringLiteral("CAM"), 0, h), FpnFileCheck::BadValues);
     }
 };
 

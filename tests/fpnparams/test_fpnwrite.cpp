@@ -471,8 +471,9 @@ private slots:
     void saveAndLoadBack()
     {
         auto s = calibrated();
-        // Twelve columns, so that the text order shows.
+        // Twelve columns, so that an order of the keys as text ("0", "1", "10", ...) would show.
         cam().roi = {0, 0, 12, 1000, {}};
+        cam().roiDescr.maxWidth = 16;
         s->m_kPoints.clear();
         s->m_bList = {{}};
         s->m_kList = {{}};
@@ -484,42 +485,96 @@ private slots:
         cam().target = 34;
         const QString path = m_doc->path() + QStringLiteral("/a.FAC.FPN");
         QVERIFY(s->saveFpnFile(path));
-        // The writer says "false"; the reader wants the number: as a file has to be edited by hand.
+        // As written, with the kind of K as a word: it loads back with no edit.
         QFile f(path);
         QVERIFY(f.open(QIODevice::ReadOnly));
-        QByteArray text = f.readAll();
+        QVERIFY(f.readAll().contains("SupportMLK=false"));
         f.close();
-        QVERIFY(!s->loadFpnFile(path));
-        text.replace("SupportMLK=false", "SupportMLK=0");
-        writeText(QStringLiteral("a.FAC.FPN"), text);
 
         auto t = server();
+        t->m_kPoints = samples(1, 12, 180.0, [](int, int) { return 1.7; });  // an earlier calibration's
+        t->m_darkFromCamera = true;
         cam().calls.clear();
         cam().roi = {5, 3, 4, 1000, {}};
         cam().source = 0;
-        QVERIFY(t->loadFpnFile(path));
-        // Columns in the keys' text order.
-        const QList<double> order{0, 1, 10, 11, 2, 3, 4, 5, 6, 7, 8, 9};
-        QList<double> b, k;
-        for (double c : order) {
-            b.append(100 + c);
-            k.append(1.0 + c / 100.0);
-        }
-        QCOMPARE(t->m_bList, (QList<QList<double>>{b}));
-        QCOMPARE(t->m_kList, (QList<QList<double>>{k}));
+        QString why;
+        QVERIFY2(t->loadFpnFile(path, &why), qPrintable(why));
+        QCOMPARE(t->m_bList, s->m_bList);
+        QCOMPARE(t->m_kList, s->m_kList);
+        // The file replaces the calibration: no samples of an earlier one, no scale, B not the camera's.
+        QVERIFY(t->m_kPoints.isEmpty());
+        QCOMPARE(t->m_kScaleList, QList<double>{1.0});
+        QVERIFY(!t->m_darkFromCamera);
         // The camera as the file was made for it: formats, then X and width, Y and height kept.
-        QCOMPARE(toList(cam().calls), (QStringList{"lsxSetSourceFormat(2)", "lsxSetTargetFormat(34)", "lsxGetRoi()",
-                                                   "lsxSetRoi(0,3,12,1000)"}));
+        QCOMPARE(toList(cam().callsOf("lsxSet")),
+                 (QStringList{"lsxSetSourceFormat(2)", "lsxSetTargetFormat(34)", "lsxSetRoi(0,3,12,1000)"}));
+    }
+
+    // A camera that does not take the file's region: put back as it was, and the load refused
+    // with both regions named.
+    void regionNotTakenPutsTheCameraBack()
+    {
+        auto s = calibrated();
+        const QString path = m_doc->path() + QStringLiteral("/r.FAC.FPN");
+        QVERIFY(s->saveFpnFile(path));
+        auto t = server();
+        cam().roi = {2, 0, 6, 1000, {}};
+        cam().source = 0;
+        cam().faults["lsxSetRoi"] = RecordCam::Fault{0, LSX_ERR_OUT_OF_RANGE, 1};
+        QString why;
+        QVERIFY(!t->loadFpnFile(path, &why));
+        QVERIFY2(why.startsWith(QStringLiteral("相机不接受文件的区域 X = 0、宽 8 列（相机的区域为 X = 2、宽 6 列）")),
+                 qPrintable(why));
+        QVERIFY(t->m_bList.isEmpty());
+        QCOMPARE(cam().roi.X, 2);
+        QCOMPARE(cam().roi.W, 6);
+        QCOMPARE(cam().source, 0);
     }
 
     void saveWithoutDataAndExport()
     {
         auto s = server();
         const QString path = m_doc->path() + QStringLiteral("/none.FAC.FPN");
-        QVERIFY(!s->saveFpnFile(path));
+        QString why;
+        QVERIFY(!s->saveFpnFile(path, &why));
+        QCOMPARE(why, QStringLiteral("没有可保存的FPN参数，请先执行校正过程。"));
         QVERIFY(!QFile::exists(path));
         QVERIFY(s->exportFpnFile(path));
         QVERIFY(!QFile::exists(path));
+    }
+
+    // A K that is not a number (a dead column's inf) is never written: the save is refused with the
+    // row and column named, and an earlier file at the path stays as it was.
+    void nonFiniteValuesAreNotSaved_data()
+    {
+        QTest::addColumn<bool>("inK");
+        QTest::addColumn<double>("value");
+        QTest::addColumn<QString>("why");
+        QTest::newRow("K inf") << true << qInf() << QStringLiteral("K 第 0 行第 5 列的值 inf 不是有限数。");
+        QTest::newRow("K nan") << true << qQNaN() << QStringLiteral("K 第 0 行第 5 列的值 nan 不是有限数。");
+        QTest::newRow("B -inf") << false << -qInf() << QStringLiteral("B 第 0 行第 5 列的值 -inf 不是有限数。");
+        QTest::newRow("K 0") << true << 0.0
+                             << QStringLiteral("K 第 0 行第 5 列的值 0 超出 K 的范围（大于 0，至多 255）。");
+    }
+
+    void nonFiniteValuesAreNotSaved()
+    {
+        QFETCH(bool, inK);
+        QFETCH(double, value);
+        QFETCH(QString, why);
+        auto s = calibrated();
+        const QString path = m_doc->path() + QStringLiteral("/dead.FAC.FPN");
+        QVERIFY(s->saveFpnFile(path));
+        QFile f(path);
+        QVERIFY(f.open(QIODevice::ReadOnly));
+        const QByteArray before = f.readAll();
+        f.close();
+        (inK ? s->m_kList : s->m_bList)[0][5] = value;
+        QString told;
+        QVERIFY(!s->saveFpnFile(path, &told));
+        QCOMPARE(told, why);
+        QVERIFY(f.open(QIODevice::ReadOnly));
+        QCOMPARE(f.readAll(), before);
     }
 
     void multiLevelFileHoldsNineBands()
@@ -539,42 +594,98 @@ private slots:
         QCOMPARE(in.value(QStringLiteral("3")).toDouble(), 1.03);
     }
 
+    // A multi-level file loads back whole: B, and its nine bands as samples from which K at every
+    // band's level is the band again; saved once more, the file is the same byte for byte.
+    void multiLevelRoundTrip()
+    {
+        // One row: the recording camera has one gain (rows by gains: test_paramfiles).
+        auto s = calibrated(1);
+        s->m_supportMLK = 1;
+        // K that differ by level, so that a band taken for another would show.
+        s->m_kPoints.clear();
+        for (int r = 0; r < 1; ++r)
+            for (double x : {10.0, 60.0, 200.0}) {
+                QList<KPoint> row;
+                for (int c = 0; c < 8; ++c) row.append({x, 1.0 + 0.001 * x + 0.01 * c + 0.1 * r});
+                s->m_kPoints.append(row);
+            }
+        const QString first = m_doc->path() + QStringLiteral("/mlk1.FAC.FPN");
+        const QString second = m_doc->path() + QStringLiteral("/mlk2.FAC.FPN");
+        QVERIFY(s->saveFpnFile(first));
+
+        auto t = server();
+        t->m_supportMLK = 1;
+        QString why;
+        QVERIFY2(t->loadFpnFile(first, &why), qPrintable(why));
+        QCOMPARE(t->m_bList, s->m_bList);
+        for (int n = 0; n < int(fpnLevels9.size()); ++n) {
+            QList<double> saved, loaded;
+            s->kAtLevel(levelStepK(fpnLevels9, n), saved, 1);
+            t->kAtLevel(levelStepK(fpnLevels9, n), loaded, 1);
+            QCOMPARE(loaded.size(), 8);
+            QCOMPARE(loaded, saved);
+        }
+        QVERIFY(t->saveFpnFile(second));
+        QFile a(first), b(second);
+        QVERIFY(a.open(QIODevice::ReadOnly) && b.open(QIODevice::ReadOnly));
+        QCOMPARE(b.readAll(), a.readAll());
+    }
+
     void refusedFilesLeaveEverything_data()
     {
         QTest::addColumn<QByteArray>("text");
+        QTest::addColumn<QString>("why");
         const QByteArray head =
             "[Head]\nVersion=1\nCamera=REC-1\nSupportMLK=0\nSourceFormat=2\nTargetFormat=34\nX=0\nW=8\n";
-        QTest::newRow("other camera") << QByteArray(head).replace("REC-1", "REC-2") + "[B_0]\n0=1\n";
-        QTest::newRow("version 2") << QByteArray(head).replace("Version=1", "Version=2") + "[B_0]\n0=1\n";
-        QTest::newRow("truncated") << head + "[B_0]\n0=1\n1=2\n[B_1]\n0=1\n";
-        QTest::newRow("not numbers") << head + "[B_0]\n0=x\n";
-        QTest::newRow("nan") << head + "[K_0]\n0=nan\n";
-        QTest::newRow("inf") << head + "[B_0]\n0=inf\n";
-        QTest::newRow("empty") << QByteArray();
+        QByteArray row = "[B_0]\n";
+        for (int c = 0; c < 8; ++c) row += QByteArray::number(c) + "=1\n";
+        QTest::newRow("other camera") << QByteArray(head).replace("REC-1", "REC-2") + row
+                                      << QStringLiteral(
+                                             "文件属于相机 \"REC-2\"（Head/Camera），而当前相机是 \"REC-1\"。");
+        QTest::newRow("version 2") << QByteArray(head).replace("Version=1", "Version=2") + row
+                                   << QStringLiteral("Head/Version 为 2，只能加载版本 1。");
+        QTest::newRow("truncated") << head + row + "[B_1]\n0=1\n"
+                                   << QStringLiteral(
+                                          "文件有 2 行 B 参数，而相机至多 1 行（每个增益 1 行，1 个增益）。");
+        QTest::newRow("not numbers") << head + QByteArray(row).replace("3=1", "3=x")
+                                     << QStringLiteral("B_0/3（B 第 0 行，第 3 列）的值 \"x\" 不是数。");
+        QTest::newRow("nan") << head + row + QByteArray(row).replace("B_0", "K_0").replace("2=1", "2=nan")
+                             << QStringLiteral("K_0/2（K 第 0 行，第 2 列）的值 nan 不是有限数。");
+        QTest::newRow("inf") << head + QByteArray(row).replace("0=1", "0=inf")
+                             << QStringLiteral("B_0/0（B 第 0 行，第 0 列）的值 inf 不是有限数。");
+        QTest::newRow("empty") << QByteArray() << QStringLiteral("缺少 Head/Version（只能加载版本 1）。");
         QByteArray noise;
         for (int i = 0; i < 4096; ++i) noise.append(char((i * 7919 + 13) % 256));
-        QTest::newRow("random bytes") << noise;
+        QTest::newRow("random bytes") << noise << QStringLiteral("缺少 Head/Version（只能加载版本 1）。");
     }
 
     void refusedFilesLeaveEverything()
     {
         QFETCH(QByteArray, text);
+        QFETCH(QString, why);
         auto s = calibrated();
         const QList<QList<double>> b = s->m_bList, k = s->m_kList;
         const QString path =
             writeText(QStringLiteral("bad-%1.FAC.FPN").arg(QTest::currentDataTag()).replace(' ', '_'), text);
         cam().calls.clear();
-        QVERIFY(!s->loadFpnFile(path));
-        QVERIFY(cam().calls.empty());
+        QString told;
+        QVERIFY(!s->loadFpnFile(path, &told));
+        QCOMPARE(told, why);
+        // The camera was asked about itself, and nothing of it was set.
+        QVERIFY(cam().callsOf("lsxSet").empty());
         QCOMPARE(s->m_bList, b);
         QCOMPARE(s->m_kList, k);
-        QVERIFY(!s->loadFpnFile(m_doc->path() + QStringLiteral("/missing.FAC.FPN")));
+        const QString missing = m_doc->path() + QStringLiteral("/missing.FAC.FPN");
+        QVERIFY(!s->loadFpnFile(missing, &told));
+        QCOMPARE(told, QStringLiteral("文件 %1 不存在。").arg(missing));
     }
 
     void unwritablePathIsAFailure()
     {
         auto s = calibrated();
-        QVERIFY(!s->saveFpnFile(QStringLiteral("/proc/no-such-folder/x.FAC.FPN")));
+        QString why;
+        QVERIFY(!s->saveFpnFile(QStringLiteral("/proc/no-such-folder/x.FAC.FPN"), &why));
+        QVERIFY2(why.startsWith(QStringLiteral("无法写入文件 /proc/no-such-folder/x.FAC.FPN：")), qPrintable(why));
     }
 };
 
