@@ -2,7 +2,7 @@
 // What the command-line runner is asked to do: its options and its steps in order, read from the
 // command line or from a recipe file. Plain data and parsing, no camera.
 //
-//   lsxcalib-cli [-d CAMERA] [--sdk PATH] [--json FILE] [--yes] STEP...
+//   lsxcalib-cli [-d CAMERA] [--sdk PATH] [--json FILE] [--yes] [--operator NAME] [--db URL] STEP...
 //
 // Options may stand anywhere; "--sim-scene dark|flat|pattern" belongs to the step after it.
 
@@ -26,6 +26,8 @@ struct CliPlan {
     bool yes = false;      // --yes: no questions to the operator
     bool verbose = false;  // --verbose: the program's debug log on standard error too
     bool help = false;     // --help
+    QString operatorName;  // --operator: who runs the station (default: the login name)
+    QString db;            // --db: the records' database (default: Records/Url of FPN.ini)
     std::vector<CliStep> steps;
     // From a recipe: settings of FPN.ini written before the steps (key "Params/GainMin" ...).
     QMap<QString, QString> settings;

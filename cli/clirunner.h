@@ -8,7 +8,9 @@
 // failed, 130 cancelled by Ctrl-C (the camera's stream stopped).
 
 #include "cli/cliplan.h"
+#include "records/recordspool.h"
 
+#include <QDateTime>
 #include <QJsonArray>
 #include <QJsonObject>
 #include <QObject>
@@ -62,6 +64,18 @@ private:
     void report(int progress, const QString& text, StepResult* r);
     void fail(StepResult& r, const QString& text, int exit = CliFailed);
     void writeJson(const QString& path, int exit);
+    // ---- The run's result and record (clirunner_record.cpp) ----
+    // The run's identity, station, operator and options as given, before its first step.
+    void beginRecord(const CliPlan& plan);
+    // The result as --json writes it and the run's record keeps it.
+    QJsonObject resultJson(int exit) const;
+    // A step's entry in the result: its name, arguments and options as given.
+    static QJsonObject stepEntry(const CliStep& step);
+    // The steps after a failure or a cancel, marked "skipped".
+    void skipSteps(const std::vector<CliStep>& steps, size_t from);
+    // The run's record into the records' database (or its spool); nothing for a run that did not
+    // reach a calibration step.
+    void recordRun(int exit);
 
     std::unique_ptr<CameraServer> m_server;
     QString m_bindError;
@@ -72,4 +86,12 @@ private:
     StepResult* m_current = nullptr;
     QJsonArray m_steps;
     QJsonObject m_camera;
+    // The run's record.
+    RecordSettings m_records;
+    QString m_runId;
+    QString m_operator;
+    QDateTime m_started, m_ended;
+    QJsonArray m_commandLine;
+    QJsonObject m_options;
+    QJsonObject m_recipe;
 };
