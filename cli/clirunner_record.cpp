@@ -46,19 +46,17 @@ void CliRunner::beginRecord(const CliPlan& plan)
     m_records = readRecordSettings(fpnIniPath(), documentDir(), plan.db);
     m_operator = plan.operatorName.isEmpty() ? loginName() : plan.operatorName;
     // The command line as given, with a database password left out.
+    const QString db = m_records.location.password.isEmpty() ? plan.db : m_records.location.shown();
     const QStringList args = QCoreApplication::arguments().mid(1);
     m_commandLine = QJsonArray();
     for (int i = 0; i < args.size(); ++i)
-        m_commandLine.append(i > 0 && args[i - 1] == QLatin1String("--db")
-                                     && m_records.location.kind != RecordLocation::Invalid
-                                 ? m_records.location.shown()
-                                 : args[i]);
+        m_commandLine.append(i > 0 && args[i - 1] == QLatin1String("--db") ? db : args[i]);
     m_options = QJsonObject{{QStringLiteral("yes"), plan.yes}, {QStringLiteral("verbose"), plan.verbose}};
     if (!plan.camera.isEmpty()) m_options.insert(QStringLiteral("camera"), plan.camera);
     if (!plan.sdk.isEmpty()) m_options.insert(QStringLiteral("sdk"), plan.sdk);
     if (!plan.json.isEmpty()) m_options.insert(QStringLiteral("json"), plan.json);
     if (!plan.operatorName.isEmpty()) m_options.insert(QStringLiteral("operator"), plan.operatorName);
-    if (!plan.db.isEmpty()) m_options.insert(QStringLiteral("db"), m_records.location.shown());
+    if (!plan.db.isEmpty()) m_options.insert(QStringLiteral("db"), db);
 }
 
 QJsonObject CliRunner::stepEntry(const CliStep& step)
