@@ -11,6 +11,7 @@
 #include "mainwindow.h"
 #include "ui_mainwindow.h"
 
+#include "app/runrecorder.h"
 #include "camera/cameraserver.h"
 #include "camera/tables.h"
 #include "flatfield/ffcadjust.h"
@@ -171,6 +172,7 @@ void MainWindow::saveFFC()
         QMessageBox::critical(this, QStringLiteral("保存失败"), QStringLiteral("无法写入文件：%1").arg(chosen));
         return;
     }
+    m_recorder->fileSaved(QStringLiteral("save-ffc"), {path});
     savedMessage(*this, path);
 }
 

@@ -8,6 +8,7 @@
 #include "mainwindow.h"
 #include "ui_mainwindow.h"
 
+#include "app/runrecorder.h"
 #include "camera/cameraserver.h"
 #include "flatfield/lscfit.h"
 #include "flatfield/scs.h"
@@ -138,6 +139,7 @@ void MainWindow::saveLSC()
         QMessageBox::critical(this, QStringLiteral("保存失败"), QStringLiteral("无法写入文件：%1").arg(chosen));
         return;
     }
+    m_recorder->fileSaved(QStringLiteral("save-lsc"), {chosen});
     QString path = chosen;
     path.replace(QLatin1Char('\\'), QLatin1Char('/'));
     const QString folder = path.left(path.lastIndexOf(QLatin1Char('/')));

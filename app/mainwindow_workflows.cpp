@@ -17,6 +17,7 @@
 #include "ui_mainwindow.h"
 
 #include "app/progressinfowidget.h"
+#include "app/runrecorder.h"
 #include "camera/cameraserver.h"
 #include "views/statisticswidget.h"
 
@@ -289,7 +290,11 @@ void MainWindow::saveFpnParams()
     if (!m_cameraServer) return;
     const QString path = QFileDialog::getSaveFileName(this, QStringLiteral("保存FPN参数"), QString(), kFpnFilter);
     if (path.isEmpty()) return;
-    if (!m_cameraServer->saveFpnFile(path)) fpnFileError(this, QStringLiteral("保存FPN参数出错，请重试。"));
+    if (!m_cameraServer->saveFpnFile(path)) {
+        fpnFileError(this, QStringLiteral("保存FPN参数出错，请重试。"));
+        return;
+    }
+    m_recorder->fileSaved(QStringLiteral("save-fpn"), {path});
 }
 
 void MainWindow::exportFpnParams()

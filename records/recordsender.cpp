@@ -26,7 +26,8 @@ void RecordSender::submit(QJsonObject result)
     const RecordSettings s = readRecordSettings(m_iniPath, m_documentDir);
     const Delivery d = deliverRecord(result, s.location, s.spoolDir);
     armRetry(d.pending);
-    emit delivered(result.value(QLatin1String("runId")).toString(), d.stored, d.pending, d.message);
+    if (!d.stored && !d.spooled) emit lost(result.value(QLatin1String("runId")).toString(), d.message);
+    emit delivered(d.sent, d.pending, d.message);
 }
 
 void RecordSender::retry()
@@ -34,5 +35,5 @@ void RecordSender::retry()
     const RecordSettings s = readRecordSettings(m_iniPath, m_documentDir);
     const Delivery d = sendSpool(s.location, s.spoolDir);
     armRetry(d.pending);
-    if (d.othersSent > 0 || !d.message.isEmpty()) emit delivered(QString(), false, d.pending, d.message);
+    emit delivered(d.sent, d.pending, d.message);
 }

@@ -117,6 +117,7 @@ Delivery sendSpool(const RecordLocation& where, const QString& spoolDir)
     }
     const RecordSpool::Sent sent = spool.send(store);
     d.othersSent = int(sent.runIds.size());
+    d.sent = sent.runIds;
     d.pending = sent.left;
     if (!sent.errors.isEmpty()) d.message = sent.errors.join(QLatin1Char('\n'));
     return d;
@@ -159,6 +160,8 @@ Delivery deliverRecord(const QJsonObject& result, const RecordLocation& where, c
         d.spooled = false;
     }
     d.othersSent = int(sent.runIds.size()) - (sent.runIds.contains(record.runId) ? 1 : 0);
+    d.sent = sent.runIds;
+    if (d.stored && !d.sent.contains(record.runId)) d.sent << record.runId;
     d.pending = sent.left;
     problems += sent.errors;
     QString text;

@@ -46,6 +46,7 @@ struct Delivery {
     bool spooled = false;  // waiting in the spool
     int pending = 0;       // records still waiting in the spool, this one included
     int othersSent = 0;    // earlier records of the spool sent with this one
+    QStringList sent;      // the runs the database holds now that were waiting or delivered here
     QString message;       // for the operator, empty when all went well silently
 };
 
