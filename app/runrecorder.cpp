@@ -110,14 +110,7 @@ QJsonObject RunRecorder::cameraJson() const
 {
     if (!m_server->m_opened) return QJsonObject();
     const QString name = m_server->cameraName();
-    const lsxCameraInfo info = m_server->cameraInfo(name);
-    return QJsonObject{{QStringLiteral("name"), name},
-                       {QStringLiteral("model"), cameraInfoText(info.model, sizeof info.model)},
-                       {QStringLiteral("serial"), cameraInfoText(info.serialNumber, sizeof info.serialNumber)},
-                       {QStringLiteral("firmware"), cameraInfoText(info.version, sizeof info.version)},
-                       {QStringLiteral("vendor"), cameraInfoText(info.vendor, sizeof info.vendor)},
-                       {QStringLiteral("sensor"), cameraInfoText(info.sensor, sizeof info.sensor)},
-                       {QStringLiteral("type"), cameraInfoText(info.cameraType, sizeof info.cameraType)}};
+    return cameraResultJson(name, m_server->cameraInfo(name));
 }
 
 void RunRecorder::begin(const QString& step, const QJsonObject& options)

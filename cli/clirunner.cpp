@@ -138,14 +138,7 @@ bool CliRunner::openCamera(const CliPlan& plan, StepResult& r)
         fail(r, QStringLiteral("相机打开失败，失败原因：%1").arg(statusText(openStatus)));
         return false;
     }
-    const lsxCameraInfo info = m_server->cameraInfo(name);
-    m_camera = QJsonObject{{QStringLiteral("name"), name},
-                           {QStringLiteral("model"), cameraInfoText(info.model, sizeof info.model)},
-                           {QStringLiteral("serial"), cameraInfoText(info.serialNumber, sizeof info.serialNumber)},
-                           {QStringLiteral("firmware"), cameraInfoText(info.version, sizeof info.version)},
-                           {QStringLiteral("vendor"), cameraInfoText(info.vendor, sizeof info.vendor)},
-                           {QStringLiteral("sensor"), cameraInfoText(info.sensor, sizeof info.sensor)},
-                           {QStringLiteral("type"), cameraInfoText(info.cameraType, sizeof info.cameraType)}};
+    m_camera = cameraResultJson(name, m_server->cameraInfo(name));
     report(-1, QStringLiteral("已连接相机 %1。").arg(name), &r);
     return true;
 }

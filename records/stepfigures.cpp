@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 
 namespace {
 
@@ -21,6 +22,13 @@ QJsonArray numbers(const QList<double>& values)
     return a;
 }
 
+// A NUL-terminated ASCII text of the camera's record, read no further than its field.
+QString infoText(const char* field, std::size_t capacity)
+{
+    const void* end = std::memchr(field, 0, capacity);
+    return QString::fromLatin1(field, end ? static_cast<const char*>(end) - field : qsizetype(capacity));
+}
+
 QJsonArray rowSizes(const QList<QList<double>>& rows)
 {
     QJsonArray out;
@@ -29,6 +37,17 @@ QJsonArray rowSizes(const QList<QList<double>>& rows)
 }
 
 }  // namespace
+
+QJsonObject cameraResultJson(const QString& name, const lsxCameraInfo& info)
+{
+    return QJsonObject{{QStringLiteral("name"), name},
+                       {QStringLiteral("model"), infoText(info.model, sizeof info.model)},
+                       {QStringLiteral("serial"), infoText(info.serialNumber, sizeof info.serialNumber)},
+                       {QStringLiteral("firmware"), infoText(info.version, sizeof info.version)},
+                       {QStringLiteral("vendor"), infoText(info.vendor, sizeof info.vendor)},
+                       {QStringLiteral("sensor"), infoText(info.sensor, sizeof info.sensor)},
+                       {QStringLiteral("type"), infoText(info.cameraType, sizeof info.cameraType)}};
+}
 
 QJsonArray rowSummaries(const QList<QList<double>>& rows)
 {

@@ -15,11 +15,16 @@
 // A figure that could not be measured (a PRNU without a bright stack) is null.
 
 #include "calibration/verifystats.h"
+#include "lsx.h"
 
 #include <QJsonArray>
 #include <QJsonObject>
 #include <QList>
 #include <QVector>
+
+// The camera as a run's result names it: the friendly name it was opened by, and from its record
+// the model, serial, firmware (the version text), vendor, sensor and type.
+QJsonObject cameraResultJson(const QString& name, const lsxCameraInfo& info);
 
 // Per row: its index, its number of columns, and the mean, least, greatest value and the standard
 // deviation (population, 1/N) of its values; a row without values has only its index and 0 columns.
