@@ -3,11 +3,12 @@
 // How a record goes in:
 //  1. open: connect (SQLite waits up to 30 s for another writer; PostgreSQL gives up after its
 //     connect timeout), read the schema version, and when it is behind, take the database's write
-//     lock (SQLite: BEGIN IMMEDIATE; PostgreSQL: a transaction-scoped advisory lock), read it
-//     again and run the migrations after it, in that one transaction;
-//  2. insert: in one transaction, the run's row with ON CONFLICT (run_id) DO NOTHING; when that
-//     changed no row the run is there already and nothing else is written; otherwise its steps,
-//     figures and files follow and the transaction commits.
+//     lock (SQLite: BEGIN IMMEDIATE; PostgreSQL: a transaction-scoped advisory lock taken alone),
+//     read it again and run the migrations after it, in that one transaction;
+//  2. insert: in one transaction (PostgreSQL: the advisory lock shared), the version read again,
+//     the run's row with ON CONFLICT (run_id) DO NOTHING; when that changed no row the run is
+//     there already and nothing else is written; otherwise its steps, figures and files follow
+//     and the transaction commits.
 // Both dialects take the same SQL apart from the lock; times are ISO 8601 texts in UTC, lists and
 // objects compact JSON texts, a figure that could not be measured NULL.
 #include "records/recordstore.h"
@@ -227,11 +228,16 @@ bool RecordStore::exec(const QString& sql)
     return fail(QStringLiteral("记录数据库 %1 的操作失败").arg(m_where.shown()), q.lastError().text());
 }
 
-bool RecordStore::begin()
+bool RecordStore::begin(bool migration)
 {
+    // SQLite: the write lock at once, so that two writers never both hold a read lock they cannot
+    // upgrade. PostgreSQL: the stations' common lock, shared by inserts (rows lock themselves) and
+    // taken alone by a migration, so that no insert writes the columns of a schema being changed.
     if (m_where.kind == RecordLocation::Sqlite) return exec(QStringLiteral("BEGIN IMMEDIATE"));
-    return exec(QStringLiteral("BEGIN"))
-           && exec(QStringLiteral("SELECT pg_advisory_xact_lock(%1)").arg(kMigrationLock));
+    if (!exec(QStringLiteral("BEGIN"))) return false;
+    return exec(QStringLiteral("SELECT pg_advisory_xact_lock%1(%2)")
+                    .arg(migration ? QString() : QStringLiteral("_shared"))
+                    .arg(kMigrationLock));
 }
 
 bool RecordStore::commit()
@@ -408,7 +414,7 @@ const QList<Migration>& migrations()
 
 bool RecordStore::migrate(int version)
 {
-    if (!begin()) return false;
+    if (!begin(true)) return false;
     // Another station may have migrated meanwhile: the version under the lock counts.
     const int found = readVersion();
     if (found < 0 || found > kRecordSchemaVersion || found >= version) {
@@ -453,9 +459,17 @@ RecordStore::Insert RecordStore::insert(const RunRecord& r)
         return Insert::Failed;
     }
     QSqlDatabase db = QSqlDatabase::database(m_connection, false);
+    if (!begin(false)) return Insert::Failed;
+    // The schema as it stands under the lock: another program may have migrated it since open.
     const int version = readVersion();
-    if (version < 0) return Insert::Failed;
-    if (!begin()) return Insert::Failed;
+    if (version < 0 || version > kRecordSchemaVersion) {
+        rollback();
+        if (version > kRecordSchemaVersion) {
+            m_versionFound = version;
+            refuseNewer();
+        }
+        return Insert::Failed;
+    }
     auto failed = [&](const QSqlQuery& q) {
         const QString detail = q.lastError().text();
         rollback();

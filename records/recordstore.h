@@ -73,7 +73,8 @@ public:
 
 private:
     bool exec(const QString& sql);
-    bool begin();
+    // A write transaction; `migration` also waits for any other station's migration.
+    bool begin(bool migration);
     bool commit();
     void rollback();
     bool migrate(int version);

@@ -5,6 +5,7 @@
 // once with its figures; the server stopped in the middle of a batch and started again, all
 // records arriving once and the exit codes as without a database; the history step and its CSV
 // read by Python's csv module.
+#include "cli/cliplan.h"
 #include "records/pgcluster.h"
 #include "records/recordstore.h"
 #include "records/runrecord.h"
@@ -138,6 +139,29 @@ private slots:
         QVERIFY(QFile::exists(m_exe));
         QString error;
         QVERIFY2(m_pg.start(&error), qPrintable(error));
+    }
+
+    // --operator and --db are options of the run; the history step's --json (right after the step,
+    // as a step's options stand) is its own export, not the run's result.
+    void commandLineOptions()
+    {
+        const CliPlan p = parseCommandLine({"--operator", "王五", "history", "--serial", "SN-1", "--json", "h.json",
+                                            "--csv", "h.csv", "--db", "sqlite:x.db"});
+        QVERIFY2(p.error.isEmpty(), qPrintable(p.error));
+        QCOMPARE(p.operatorName, QStringLiteral("王五"));
+        QCOMPARE(p.db, QStringLiteral("sqlite:x.db"));
+        QVERIFY(p.json.isEmpty());
+        QCOMPARE(int(p.steps.size()), 1);
+        QCOMPARE(p.steps[0].options.value("serial"), QStringLiteral("SN-1"));
+        QCOMPARE(p.steps[0].options.value("json"), QStringLiteral("h.json"));
+        QCOMPARE(p.steps[0].options.value("csv"), QStringLiteral("h.csv"));
+        QCOMPARE(parseCommandLine({"history", "--db"}).error, QStringLiteral("选项 --db 缺少参数。"));
+        // A --db that cannot be understood is refused before anything runs.
+        const QString st = station(QStringLiteral("line-U"), QStringLiteral("SN-U"));
+        const Run r = run(st, {"--db", "mysql://db/records", "--yes", "dark"});
+        QCOMPARE(r.exit, 2);
+        QVERIFY2(r.err.contains(QStringLiteral("未知的记录数据库地址 \"mysql://db/records\"")), qPrintable(r.err));
+        QVERIFY(!r.err.contains(QStringLiteral("暗场校正")));
     }
 
     // The result of a station's calibration, and its record equal to it.
