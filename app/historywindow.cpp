@@ -20,11 +20,11 @@
 #include <QVBoxLayout>
 #include <QtCharts/QChart>
 #include <QtCharts/QChartView>
-#include <QtCharts/QDateTimeAxis>
 #include <QtCharts/QLineSeries>
 #include <QtCharts/QValueAxis>
 
 #include <algorithm>
+#include <cmath>
 
 namespace {
 
@@ -246,31 +246,32 @@ void HistoryWindow::fillTrend()
     dsnu->setObjectName(QStringLiteral("dsnuSeries"));
     dsnu->setName(QStringLiteral("残余DSNU (DN10)"));
     dsnu->setPointsVisible(true);
+    // One point per verified run, numbered oldest first: runs minutes apart stay apart.
+    const QList<TrendPoint> points = trendSeries(m_runs);
     double top = 0.0;
-    qint64 first = 0, last = 0;
-    for (const TrendPoint& p : trendSeries(m_runs)) {
-        const qint64 t = p.when.toMSecsSinceEpoch();
-        if (first == 0 || t < first) first = t;
-        last = std::max(last, t);
-        if (!std::isnan(p.prnu)) prnu->append(double(t), p.prnu);
-        if (!std::isnan(p.dsnu)) dsnu->append(double(t), p.dsnu);
+    for (int i = 0; i < points.size(); ++i) {
+        const TrendPoint& p = points[i];
+        if (!std::isnan(p.prnu)) prnu->append(i + 1, p.prnu);
+        if (!std::isnan(p.dsnu)) dsnu->append(i + 1, p.dsnu);
         for (double v : {p.prnu, p.dsnu})
             if (!std::isnan(v)) top = std::max(top, v);
     }
     chart->addSeries(prnu);
     chart->addSeries(dsnu);
-    auto* time = new QDateTimeAxis;
-    time->setFormat(QStringLiteral("MM-dd HH:mm"));
-    time->setTitleText(QStringLiteral("开始时间"));
-    if (first == 0) first = last = QDateTime::currentMSecsSinceEpoch();
-    time->setRange(QDateTime::fromMSecsSinceEpoch(first - 60000), QDateTime::fromMSecsSinceEpoch(last + 60000));
+    auto* runs = new QValueAxis;
+    runs->setTitleText(QStringLiteral("校正验证（按时间先后）"));
+    runs->setLabelFormat(QStringLiteral("%d"));
+    runs->setRange(0.5, std::max<qsizetype>(points.size(), 1) + 0.5);
+    runs->setTickType(QValueAxis::TicksDynamic);
+    runs->setTickAnchor(1.0);
+    runs->setTickInterval(std::max(1.0, std::ceil(points.size() / 10.0)));
     auto* value = new QValueAxis;
     value->setTitleText(QStringLiteral("PRNU (%) / DSNU (DN10)"));
     value->setRange(0.0, top > 0.0 ? top * 1.2 : 1.0);
-    chart->addAxis(time, Qt::AlignBottom);
+    chart->addAxis(runs, Qt::AlignBottom);
     chart->addAxis(value, Qt::AlignLeft);
     for (QLineSeries* s : {prnu, dsnu}) {
-        s->attachAxis(time);
+        s->attachAxis(runs);
         s->attachAxis(value);
     }
     QChart* old = m_trendView->chart();
@@ -314,7 +315,7 @@ void HistoryWindow::showRun(int row)
         if (!rows.isEmpty())
             html +=
                 QStringLiteral(
-                    "<table border=1 cellspacing=0 cellpadding=2><tr><th>数值</th><th>平面</th><th></th></tr>%1</table>")
+                    "<table border=1 cellspacing=0 cellpadding=2><tr><th>名称</th><th>平面</th><th>数值</th></tr>%1</table>")
                     .arg(rows);
         for (const RecordFile& f : r.files)
             if (f.step == s.index)

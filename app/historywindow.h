@@ -2,7 +2,7 @@
 // "历史记录": the calibration runs on record for a camera serial (the connected camera's, or any
 // typed or chosen; empty for every camera), newest first, from the station's records database;
 // the trend of the residual PRNU and DSNU after correction over that camera's verified runs,
-// oldest to newest; a chosen run's figures, files and report (its messages); the list exported as
+// numbered oldest to newest; a chosen run's figures, files and report (its messages); the list exported as
 // CSV. It reads the database only; it never talks to the camera.
 
 #include "records/runrecord.h"

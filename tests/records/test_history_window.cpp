@@ -4,7 +4,8 @@
 // points each of residual PRNU and DSNU, equal to the verifications' figures; a run's figures and
 // report shown; a saved verification report recorded with its files' SHA-256; a dark field run
 // while the database does not answer completes, waits in the spool and appears in the history
-// once the database is back; "导出CSV" writes one row per run.
+// once the database is back; "导出CSV" writes one row per run. With LSX_SCREENSHOT_DIR set, the
+// history window is saved there as history_window.png for a person to look at.
 #include "calibration/simharness.h"
 
 #include "app/historywindow.h"
@@ -172,9 +173,8 @@ private slots:
         for (int i = 0; i < 2; ++i) {
             QCOMPARE(prnu->at(i).y(), m_prnu[i]);
             QCOMPARE(dsnu->at(i).y(), m_dsnu[i]);
-            QCOMPARE(qint64(prnu->at(i).x()), h->runs()[i].started.toMSecsSinceEpoch());
+            QCOMPARE(prnu->at(i).x(), double(i + 1));
         }
-        QVERIFY(prnu->at(1).x() >= prnu->at(0).x());
         QVERIFY(m_prnu[0] > 1.0);  // an uncalibrated camera: its pattern shows
 
         // A run's figures and report.
@@ -184,6 +184,12 @@ private slots:
         QVERIFY(detail.contains(QString::number(m_prnu[0], 'g', 8)));
         QVERIFY(detail.contains(QStringLiteral("校正验证完成")));
         QVERIFY(detail.contains(QString::fromLatin1(kSerial)));
+
+        const QByteArray shots = qgetenv("LSX_SCREENSHOT_DIR");
+        if (!shots.isEmpty()) {
+            QDir().mkpath(QString::fromLocal8Bit(shots));
+            QVERIFY(h->grab().save(QString::fromLocal8Bit(shots) + QStringLiteral("/history_window.png")));
+        }
     }
 
     // The report saved from the verification's window is recorded with its files.
