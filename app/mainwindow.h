@@ -12,6 +12,7 @@
 //   mainwindow_ffc.cpp        the FFC source picture, parameter files and gain adjustment
 //   mainwindow_scs.cpp        the colour-line alignment and the LSC file
 //   mainwindow_verify.cpp     the calibration verification and its result window
+//   mainwindow_records.cpp    the records of the runs and the history window
 
 #include "app/helpdialog.h"
 #include "lsx.h"
@@ -41,6 +42,8 @@ class ProfileWidget;
 class StatisticsWidget;
 class SceneControl;
 class VerifyWindow;
+class RunRecorder;
+class HistoryWindow;
 class QPushButton;
 class QCloseEvent;
 class QComboBox;
@@ -225,4 +228,18 @@ public:
 private:
     // The button on the FPN tab, "继续" in the progress panel, the result window, their connections.
     void setupVerify();
+
+    // ---- Calibration records (mainwindow_records.cpp) ----
+public slots:
+    // "历史记录": the history window, on the connected camera's serial.
+    void showHistory();
+
+public:
+    RunRecorder* m_recorder = nullptr;
+    HistoryWindow* m_historyWindow = nullptr;
+    QPushButton* m_historyBut = nullptr;
+
+private:
+    // The recorder of the runs, the button beside "帮助", their connections.
+    void setupRecords();
 };

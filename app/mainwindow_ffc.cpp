@@ -14,6 +14,7 @@
 #include "ui_mainwindow.h"
 
 #include "app/paramfiledialogs.h"
+#include "app/runrecorder.h"
 #include "camera/cameraserver.h"
 #include "camera/tables.h"
 #include "flatfield/ffcadjust.h"
@@ -222,6 +223,7 @@ void MainWindow::saveFFC()
         saveFailedMessage(*this, why);
         return;
     }
+    m_recorder->fileSaved(QStringLiteral("save-ffc"), {path});
     savedMessage(*this, path);
 }
 

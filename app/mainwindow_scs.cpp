@@ -9,6 +9,7 @@
 #include "ui_mainwindow.h"
 
 #include "app/paramfiledialogs.h"
+#include "app/runrecorder.h"
 #include "camera/cameraserver.h"
 #include "flatfield/lscfit.h"
 #include "flatfield/scs.h"
@@ -146,6 +147,7 @@ void MainWindow::saveLSC()
         QMessageBox::critical(this, QStringLiteral("保存失败"), why);
         return;
     }
+    m_recorder->fileSaved(QStringLiteral("save-lsc"), {path});
     path.replace(QLatin1Char('\\'), QLatin1Char('/'));
     const QString folder = path.left(path.lastIndexOf(QLatin1Char('/')));
     QMessageBox::information(

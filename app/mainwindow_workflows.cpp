@@ -18,6 +18,7 @@
 
 #include "app/paramfiledialogs.h"
 #include "app/progressinfowidget.h"
+#include "app/runrecorder.h"
 #include "camera/cameraserver.h"
 #include "fpnparams/fpnfile.h"
 #include "fpnparams/paramfile.h"
@@ -311,6 +312,7 @@ void MainWindow::saveFpnParams()
         fpnFileError(this, QStringLiteral("保存FPN参数出错，请重试。"), why);
         return;
     }
+    m_recorder->fileSaved(QStringLiteral("save-fpn"), {path});
     QMessageBox::information(this, QStringLiteral("保存成功"), QStringLiteral("FPN参数已保存至 %1").arg(path));
 }
 

@@ -196,7 +196,10 @@ QString VerifyWindow::suggestedPath() const
 bool VerifyWindow::saveReport(const QString& pdfPath)
 {
     QString error;
-    if (writeVerifyReport(m_report, pdfPath, &error)) return true;
+    if (writeVerifyReport(m_report, pdfPath, &error)) {
+        emit reportSaved(pdfPath, verifyJsonPath(pdfPath));
+        return true;
+    }
     QMessageBox::critical(this, QStringLiteral("错误"), error);
     return false;
 }

@@ -44,6 +44,10 @@ public slots:
     // "保存报告": asks for a file name, then saves.
     void saveReportAs();
 
+signals:
+    // A report written: its PDF and the JSON beside it.
+    void reportSaved(QString pdfPath, QString jsonPath);
+
 private:
     VerifyReport m_report;
     QLabel* m_heading = nullptr;

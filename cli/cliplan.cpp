@@ -38,6 +38,10 @@ const std::vector<StepKind>& stepKinds()
          "镜头校正；--goal mean|rate:R|level:L 目标亮度，--write SET 写入相机，--save NAME 保存文件（缺少时加上 .LSC.FAC）"},
         {"verify", 0, {"report="}, "校正验证（先暗场后明场），超出限值时退出码为 3；--report FILE.json 保存验证报告"},
         {"run", 1, {}, "按配方文件 RECIPE.ini 执行其中的步骤"},
+        {"history",
+         0,
+         {"serial=", "csv=", "json="},
+         "列出记录数据库中的校正记录；--serial S 只列该序列号的相机，--csv FILE、--json FILE 导出"},
     };
     return kinds;
 }
@@ -97,6 +101,10 @@ bool readWords(const QStringList& words, CliPlan& plan, bool globalsAllowed)
             plan.frameTimeoutMs = std::max(1, int(seconds * 1000.0 + 0.5));
         } else if (globalsAllowed && w == QLatin1String("--json")) {
             if (!value(plan.json)) return false;
+        } else if (globalsAllowed && w == QLatin1String("--operator")) {
+            if (!value(plan.operatorName)) return false;
+        } else if (globalsAllowed && w == QLatin1String("--db")) {
+            if (!value(plan.db)) return false;
         } else if (globalsAllowed && (w == QLatin1String("--yes") || w == QLatin1String("-y"))) {
             plan.yes = true;
         } else if (globalsAllowed && (w == QLatin1String("--verbose") || w == QLatin1String("-v"))) {
@@ -164,7 +172,8 @@ QString cliUsage()
 {
     QString text = QStringLiteral(
         "线扫相机校正工具（命令行）\n"
-        "用法: lsxcalib-cli [-d CAMERA] [--sdk PATH] [--json FILE] [--yes] [--frame-timeout S] STEP...\n\n"
+        "用法: lsxcalib-cli [-d CAMERA] [--sdk PATH] [--json FILE] [--yes] [--frame-timeout S] [--operator NAME]\n"
+        "                    [--db URL] STEP...\n\n"
         "选项:\n"
         "  -d CAMERA          要连接的相机（友好名称）；缺省为找到的第一台相机\n"
         "  --sdk PATH         相机库（也可用环境变量 LSX_LIBRARY）；缺省为模拟相机\n"
@@ -172,6 +181,9 @@ QString cliUsage()
         "  --yes              不询问操作员（不等待回车）\n"
         "  --frame-timeout S  相机持续 S 秒没有送出图像时结束该步骤（缺省 30 秒）\n"
         "  --verbose          同时在标准错误输出程序的调试日志\n"
+        "  --operator NAME    记录中的操作员（缺省为登录名）\n"
+        "  --db URL           记录数据库：postgresql://主机/数据库名 或 sqlite:文件（缺省为 FPN.ini 的\n"
+        "                     Records/Url，再缺省为文档目录中的 records.sqlite）\n"
         "  --sim-scene S      在下一步之前设置模拟相机的场景：dark、flat 或 pattern（仅模拟相机）\n"
         "  --help             显示本帮助\n\n"
         "步骤（按给出的顺序执行，共享内存中的校正数据）:\n");

@@ -2,7 +2,8 @@
 // What the command-line runner is asked to do: its options and its steps in order, read from the
 // command line or from a recipe file. Plain data and parsing, no camera.
 //
-//   lsxcalib-cli [-d CAMERA] [--sdk PATH] [--json FILE] [--yes] [--frame-timeout S] STEP...
+//   lsxcalib-cli [-d CAMERA] [--sdk PATH] [--json FILE] [--yes] [--frame-timeout S]
+//                [--operator NAME] [--db URL] STEP...
 //
 // Options may stand anywhere; "--sim-scene dark|flat|pattern" belongs to the step after it. A
 // word that reads as a number ("-100") is a value, never an option.
@@ -29,6 +30,8 @@ struct CliPlan {
     bool help = false;     // --help
     // --frame-timeout: how long a procedure waits for a frame from a silent camera, in ms.
     int frameTimeoutMs = 30000;
+    QString operatorName;  // --operator: who runs the station (default: the login name)
+    QString db;            // --db: the records' database (default: Records/Url of FPN.ini)
     std::vector<CliStep> steps;
     // From a recipe: settings of FPN.ini written before the steps (key "Params/GainMin" ...).
     QMap<QString, QString> settings;

@@ -19,7 +19,9 @@
 #include "camera/properties.h"
 #include "camera/tables.h"
 #include "fpnparams/paramfile.h"
+#include "cli/clihistory.h"
 #include "loader.h"
+#include "records/stepfigures.h"
 #include "statustext.h"
 
 #include <QCoreApplication>
@@ -62,6 +64,12 @@ QJsonArray rowsSummary(const QList<QList<double>>& rows)
     QJsonArray out;
     for (const QList<double>& r : rows) out.append(int(r.size()));
     return out;
+}
+
+// The gain range of FPN.ini as the calibrations read it.
+double gainSetting(CameraServer& s, const QString& key, float fallback)
+{
+    return s.settings().value(key, fallback).toDouble();
 }
 
 }  // namespace
@@ -199,11 +207,7 @@ bool CliRunner::openCamera(const CliPlan& plan, StepResult& r)
         fail(r, QStringLiteral("相机打开失败，失败原因：%1").arg(statusText(openStatus)));
         return false;
     }
-    const lsxCameraInfo info = m_server->cameraInfo(name);
-    m_camera = QJsonObject{{QStringLiteral("name"), name},
-                           {QStringLiteral("model"), cameraInfoText(info.model, sizeof info.model)},
-                           {QStringLiteral("sensor"), cameraInfoText(info.sensor, sizeof info.sensor)},
-                           {QStringLiteral("type"), cameraInfoText(info.cameraType, sizeof info.cameraType)}};
+    m_camera = cameraResultJson(name, m_server->cameraInfo(name));
     report(-1, QStringLiteral("已连接相机 %1。").arg(name), &r);
     return true;
 }
@@ -330,6 +334,14 @@ int CliRunner::runStep(const CliStep& step, const CliPlan& plan, StepResult& r)
         r.figures.insert(QStringLiteral("cameras"), QJsonArray::fromStringList(cameras));
         return CliOk;
     }
+    if (n == QLatin1String("history")) {
+        const HistoryOutcome h = runHistory(step, plan.db);
+        for (const QString& note : h.notes) report(-1, note, &r);
+        r.figures = h.figures;
+        for (const QString& f : h.files) r.files.append(f);
+        if (h.exit != CliOk) fail(r, h.error, h.exit);
+        return h.exit;
+    }
     if (n == QLatin1String("run")) {
         CliPlan recipe;
         recipe.camera = plan.camera;
@@ -340,6 +352,12 @@ int CliRunner::runStep(const CliStep& step, const CliPlan& plan, StepResult& r)
         CliPlan inner = plan;
         inner.camera = recipe.camera;
         r.files.append(QFileInfo(step.args.first()).absoluteFilePath());
+        m_recipe = QJsonObject{{QStringLiteral("path"), r.files.last()},
+                               {QStringLiteral("sha256"), fileDigest(r.files.last().toString()).sha256}};
+        QJsonObject recipeSettings;
+        for (auto it = recipe.settings.cbegin(); it != recipe.settings.cend(); ++it)
+            recipeSettings.insert(it.key(), it.value());
+        m_recipe.insert(QStringLiteral("settings"), recipeSettings);
         // The recipe's settings go into FPN.ini before its steps, as the window's panels would put
         // them there.
         if (!recipe.settings.isEmpty()) {
@@ -408,8 +426,9 @@ int CliRunner::runStep(const CliStep& step, const CliPlan& plan, StepResult& r)
         if (!askOperator(QStringLiteral("暗场校正：请盖上镜头盖，使相机处于完全黑暗中。"), r)) return r.exit;
         const bool autoDoffset = step.options.contains(QStringLiteral("auto-doffset"));
         if (!runProcedure([&] { emit s->IS_DSNUStart(autoDoffset); }, r)) return r.exit;
-        r.figures = QJsonObject{{QStringLiteral("bRows"), rowsSummary(s->m_bList)},
-                                {QStringLiteral("doffset"), s->settings().value(FpnIni::DOffset).toInt()}};
+        r.figures = darkStepFigures(s->m_bList, s->settings().value(FpnIni::DOffset).toInt(),
+                                    gainSetting(*s, FpnIni::GainMin, FpnIni::GainMinDefault),
+                                    gainSetting(*s, FpnIni::GainMax, FpnIni::GainMaxDefault), autoDoffset);
         return CliOk;
     }
     if (n == QLatin1String("bright")) {
@@ -417,11 +436,11 @@ int CliRunner::runStep(const CliStep& step, const CliPlan& plan, StepResult& r)
         // "同时进行感光平场(FFC)" as the window keeps it in FPN.ini.
         s->setFlatEnable(s->settings().value(FpnIni::FlatEnable, FpnIni::FlatEnableDefault).toBool());
         if (!runProcedure([&] { emit s->IS_FpnStart(); }, r)) return r.exit;
-        QJsonArray scale;
-        for (double v : s->m_kScaleList) scale.append(v);
-        r.figures = QJsonObject{{QStringLiteral("kRows"), rowsSummary(s->m_kList)},
-                                {QStringLiteral("kScale"), scale},
-                                {QStringLiteral("samples"), int(s->m_kPoints.size())}};
+        r.figures =
+            brightStepFigures(s->m_kList, s->m_kScaleList, int(s->m_kPoints.size()), exposuresFromMessages(r.messages),
+                              gainSetting(*s, FpnIni::GainMin, FpnIni::GainMinDefault),
+                              gainSetting(*s, FpnIni::GainMax, FpnIni::GainMaxDefault),
+                              s->settings().value(FpnIni::PixelMax, FpnIni::PixelMaxDefault).toInt());
         return CliOk;
     }
     if (n == QLatin1String("write-fpn")) {
@@ -520,16 +539,8 @@ int CliRunner::verifyStep(const CliStep& step, StepResult& r)
     }
 
     const bool passes = reportPasses(result);
-    QJsonArray planes;
     for (const VerifyPlane& p : result.planes) {
         const bool ok = planePasses(p.after, result.limits);
-        planes.append(QJsonObject{{QStringLiteral("plane"), p.name},
-                                  {QStringLiteral("dsnuBefore"), p.before.dsnu},
-                                  {QStringLiteral("dsnuAfter"), p.after.dsnu},
-                                  {QStringLiteral("prnuBefore"), p.before.prnu},
-                                  {QStringLiteral("prnuAfter"), p.after.prnu},
-                                  {QStringLiteral("defectsAfter"), int(p.after.defects.size())},
-                                  {QStringLiteral("passes"), ok}});
         report(-1,
                QStringLiteral("%1：DSNU %2 → %3 DN10，PRNU %4 → %5 %，缺陷列 %6（%7）")
                    .arg(p.name)
@@ -541,11 +552,7 @@ int CliRunner::verifyStep(const CliStep& step, StepResult& r)
                    .arg(ok ? QStringLiteral("合格") : QStringLiteral("不合格")),
                &r);
     }
-    r.figures = QJsonObject{{QStringLiteral("passes"), passes},
-                            {QStringLiteral("maxPrnu"), result.limits.maxPrnu},
-                            {QStringLiteral("maxDsnu"), result.limits.maxDsnu},
-                            {QStringLiteral("maxDefects"), result.limits.maxDefects},
-                            {QStringLiteral("planes"), planes}};
+    r.figures = verifyStepFigures(result);
     if (!reportName.isEmpty()) {
         const QString path = QFileInfo(reportName).absoluteFilePath();
         QSaveFile f(path);
@@ -608,20 +615,7 @@ int CliRunner::flatStep(const CliStep& step, StepResult& r)
         return r.exit;
     if (!runProcedure([&] { ffc ? emit s->IS_ApplyFFC(cv::Mat(), cv::Mat(), goal) : emit s->IS_ApplyLSC(goal); }, r))
         return r.exit;
-    QJsonArray channels;
-    for (const QList<double>& c : ffc ? s->m_ffcKList : s->m_lscPolyList) {
-        if (ffc) {
-            const auto [lo, hi] = std::minmax_element(c.begin(), c.end());
-            channels.append(QJsonObject{{QStringLiteral("columns"), int(c.size())},
-                                        {QStringLiteral("minK"), c.isEmpty() ? 0.0 : *lo},
-                                        {QStringLiteral("maxK"), c.isEmpty() ? 0.0 : *hi}});
-        } else {
-            QJsonArray poly;
-            for (double v : c) poly.append(v);
-            channels.append(poly);
-        }
-    }
-    r.figures.insert(QStringLiteral("channels"), channels);
+    r.figures = flatStepFigures(ffc, ffc ? s->m_ffcKList : s->m_lscPolyList);
 
     if (setIndex > 0) {
         // A Ctrl-C during the gains ends the step before the write.
@@ -657,25 +651,42 @@ int CliRunner::flatStep(const CliStep& step, StepResult& r)
 
 int CliRunner::runSteps(const std::vector<CliStep>& steps, const CliPlan& plan)
 {
-    for (const CliStep& step : steps) {
+    for (size_t i = 0; i < steps.size(); ++i) {
+        const CliStep& step = steps[i];
         StepResult r;
         m_current = &r;
         m_shownProgress = 0;
         m_failure.clear();
         m_closing.clear();
         report(-1, QStringLiteral("== %1 %2").arg(step.name, step.args.join(QLatin1Char(' '))).trimmed(), nullptr);
+        const QDateTime started = QDateTime::currentDateTimeUtc();
         const int exit = runStep(step, plan, r);
+        const QDateTime ended = QDateTime::currentDateTimeUtc();
         m_current = nullptr;
         if (step.name != QLatin1String("run")) finishStep(step, r);
-        QJsonObject entry{{QStringLiteral("step"), step.name},
-                          {QStringLiteral("args"), QJsonArray::fromStringList(step.args)},
-                          {QStringLiteral("outcome"), r.outcome},
-                          {QStringLiteral("messages"), r.messages}};
+        QJsonObject entry = stepEntry(step);
+        entry.insert(QStringLiteral("outcome"), r.outcome);
+        entry.insert(QStringLiteral("startedAt"), recordTime(started));
+        entry.insert(QStringLiteral("endedAt"), recordTime(ended));
+        entry.insert(QStringLiteral("durationMs"), double(started.msecsTo(ended)));
+        entry.insert(QStringLiteral("messages"), r.messages);
         if (!r.figures.isEmpty()) entry.insert(QStringLiteral("figures"), r.figures);
-        if (!r.files.isEmpty()) entry.insert(QStringLiteral("files"), r.files);
+        if (!r.files.isEmpty()) {
+            entry.insert(QStringLiteral("files"), r.files);
+            QJsonArray digests;
+            for (const QJsonValue& f : r.files) {
+                const RecordFile d = fileDigest(f.toString());
+                digests.append(QJsonObject{{QStringLiteral("path"), d.path},
+                                           {QStringLiteral("sha256"), d.sha256},
+                                           {QStringLiteral("bytes"), double(d.bytes)}});
+            }
+            entry.insert(QStringLiteral("fileDigests"), digests);
+        }
         if (step.name != QLatin1String("run")) m_steps.append(entry);
-        if (m_interrupted) return CliInterrupted;
-        if (exit != CliOk) return exit;
+        if (m_interrupted || exit != CliOk) {
+            skipSteps(steps, i + 1);
+            return m_interrupted ? CliInterrupted : exit;
+        }
     }
     return CliOk;
 }
@@ -701,8 +712,15 @@ int CliRunner::run(const CliPlan& plan, const QString& bindError)
             return CliFailed;
         }
     }
+    beginRecord(plan);
+    if (!m_records.error.isEmpty() && !plan.db.isEmpty()) {
+        // A --db that cannot be understood is the command line's fault, told before anything runs.
+        toErr(m_records.error + QLatin1Char('\n'));
+        return CliUsage;
+    }
     int exit = runSteps(plan.steps, plan);
     if (m_interrupted) exit = CliInterrupted;
+    m_ended = QDateTime::currentDateTimeUtc();
     // The stream stopped, whatever the procedure left: a cancelled run ends at its next frame.
     if (m_server && m_server->m_opened) lsxStop(m_server->m_handle);
     if (!plan.json.isEmpty()) {
@@ -711,6 +729,7 @@ int CliRunner::run(const CliPlan& plan, const QString& bindError)
         // unless the run already ended as a usage error or by Ctrl-C.
         if (!m_resultSaved && exit != CliUsage && exit != CliInterrupted) exit = CliFailed;
     }
+    recordRun(exit);
     // Closing restores the camera's state as found at its opening, as the window's close does.
     m_server.reset();
     return exit;
@@ -718,11 +737,7 @@ int CliRunner::run(const CliPlan& plan, const QString& bindError)
 
 void CliRunner::writeJson(const QString& path, int exit)
 {
-    const QJsonObject root{{QStringLiteral("library"), QString::fromStdString(lsx::boundLibraryPath())},
-                           {QStringLiteral("camera"), m_camera},
-                           {QStringLiteral("steps"), m_steps},
-                           {QStringLiteral("exitCode"), exit}};
-    m_resultSaved = saveResultFile(path, QJsonDocument(root).toJson(QJsonDocument::Indented));
+    m_resultSaved = saveResultFile(path, QJsonDocument(resultJson(exit)).toJson(QJsonDocument::Indented));
 }
 
 bool CliRunner::saveResultFile(const QString& path, const QByteArray& data)

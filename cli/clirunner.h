@@ -14,7 +14,9 @@
 // “继续”") is turned into the terminal's.
 
 #include "cli/cliplan.h"
+#include "records/recordspool.h"
 
+#include <QDateTime>
 #include <QJsonArray>
 #include <QJsonObject>
 #include <QObject>
@@ -80,6 +82,18 @@ private:
     // The result file written whole through a temporary file, or the earlier file left as it was
     // and the reason told; false then.
     bool saveResultFile(const QString& path, const QByteArray& data);
+    // ---- The run's result and record (clirunner_record.cpp) ----
+    // The run's identity, station, operator and options as given, before its first step.
+    void beginRecord(const CliPlan& plan);
+    // The result as --json writes it and the run's record keeps it.
+    QJsonObject resultJson(int exit) const;
+    // A step's entry in the result: its name, arguments and options as given.
+    static QJsonObject stepEntry(const CliStep& step);
+    // The steps after a failure or a cancel, marked "skipped".
+    void skipSteps(const std::vector<CliStep>& steps, size_t from);
+    // The run's record into the records' database (or its spool); nothing for a run that did not
+    // reach a calibration step.
+    void recordRun(int exit);
 
     std::unique_ptr<CameraServer> m_server;
     QString m_bindError;
@@ -98,4 +112,12 @@ private:
     StepResult* m_current = nullptr;
     QJsonArray m_steps;
     QJsonObject m_camera;
+    // The run's record.
+    RecordSettings m_records;
+    QString m_runId;
+    QString m_operator;
+    QDateTime m_started, m_ended;
+    QJsonArray m_commandLine;
+    QJsonObject m_options;
+    QJsonObject m_recipe;
 };

@@ -2,7 +2,9 @@
 # Installs the Debian 12 packages that building, testing and a screenshot under Xvfb need, and
 # Aravis for real GigE Vision and USB3 Vision cameras (the GenICam camera library, its tests and
 # the camera tools arv-tool-0.8, arv-viewer-0.8), and
-# poppler-utils (the verification's test renders and reads back the report's PDF).
+# poppler-utils (the verification's test renders and reads back the report's PDF), and the
+# calibration records: Qt SQL's SQLite and PostgreSQL drivers, PostgreSQL itself (the records'
+# tests start a private cluster of it) and Python (a test reads the CSV export with its csv module).
 # Idempotent: packages that are already installed are skipped, and apt is not touched at all
 # when nothing is missing.
 set -euo pipefail
@@ -14,6 +16,7 @@ packages=(
   libgtest-dev libbenchmark-dev
   xvfb xauth x11-utils imagemagick
   poppler-utils
+  libqt6sql6-sqlite libqt6sql6-psql postgresql python3
   fonts-wqy-microhei
   libaravis-dev aravis-tools aravis-tools-cli libusb-1.0-0-dev
 )
