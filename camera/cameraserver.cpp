@@ -77,6 +77,7 @@ CameraServer::CameraServer() : QObject(nullptr), m_thread(new QThread(this))
     connect(this, &CameraServer::IS_SavaLSC, this, &CameraServer::saveLSC);
     connect(this, &CameraServer::IS_LSCWriteDown, this, &CameraServer::lscWriteDown);
     connect(this, &CameraServer::IS_VerifyStart, this, &CameraServer::verifyStart);
+    connect(this, &CameraServer::IS_RestoreBackup, this, &CameraServer::restoreBackup);
 }
 
 CameraServer::~CameraServer()
@@ -304,7 +305,9 @@ void CameraServer::close()
         }
         qDebug() << "stopCapture();";
         QThread::msleep(kCloseHandOverMs);
-        lsxLoadConfig(m_handle, backupPath(m_cameraName).toLocal8Bit().constData());
+        // The state found at open goes back, and then what the write-downs reported stays.
+        const lsxStatus restored = lsxLoadConfig(m_handle, backupPath(m_cameraName).toLocal8Bit().constData());
+        keepWrittenSets(restored == LSX_OK);
         const lsxStatus status = lsxClose(m_handle);
         if (status != LSX_OK) {
             // The camera stays open with everything kept: the next open of the same name reuses
