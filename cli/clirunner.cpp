@@ -337,6 +337,7 @@ int CliRunner::runStep(const CliStep& step, const CliPlan& plan, StepResult& r)
             fail(r, QStringLiteral("没有写入Factory参数权限。"));
             return r.exit;
         }
+        if (!confirmWrite(CameraServer::WriteKind::Fpn, set, r)) return r.exit;
         const lsxStatus selected = properties::setSelection(s->m_handle, properties::kFpnSelKey, set);
         if (selected != LSX_OK) {
             fail(r, QStringLiteral("选择FPN参数组 \"%1\" 出错，错误原因：%2-%3.")
@@ -372,6 +373,7 @@ int CliRunner::runStep(const CliStep& step, const CliPlan& plan, StepResult& r)
     }
     if (n == QLatin1String("ffc") || n == QLatin1String("lsc")) return flatStep(step, r);
     if (n == QLatin1String("verify")) return verifyStep(step, r);
+    if (n == QLatin1String("restore")) return restoreStep(step, r);
     fail(r, QStringLiteral("未知的步骤 %1。").arg(n), CliUsage);
     return r.exit;
 }
@@ -500,6 +502,7 @@ int CliRunner::flatStep(const CliStep& step, StepResult& r)
                  CliUsage);
             return r.exit;
         }
+        if (!confirmWrite(ffc ? CameraServer::WriteKind::Ffc : CameraServer::WriteKind::Lsc, set, r)) return r.exit;
     }
 
     if (!askOperator(ffc ? QStringLiteral("平场校正：请对准均匀照明的白色目标。")
@@ -575,18 +578,20 @@ int CliRunner::run(const CliPlan& plan, const QString& bindError)
     if (m_interrupted) exit = CliInterrupted;
     // The stream stopped, whatever the procedure left: a cancelled run ends at its next frame.
     if (m_server && m_server->m_opened) lsxStop(m_server->m_handle);
+    // Closed before the result is written, so that the result says what the camera holds.
+    m_cameraLeft = closeCamera();
     if (!plan.json.isEmpty()) writeJson(plan.json, exit);
-    // Closing restores the camera's state as found at its opening, as the window's close does.
     m_server.reset();
     return exit;
 }
 
 void CliRunner::writeJson(const QString& path, int exit)
 {
-    const QJsonObject root{{QStringLiteral("library"), QString::fromStdString(lsx::boundLibraryPath())},
-                           {QStringLiteral("camera"), m_camera},
-                           {QStringLiteral("steps"), m_steps},
-                           {QStringLiteral("exitCode"), exit}};
+    QJsonObject root{{QStringLiteral("library"), QString::fromStdString(lsx::boundLibraryPath())},
+                     {QStringLiteral("camera"), m_camera},
+                     {QStringLiteral("steps"), m_steps},
+                     {QStringLiteral("exitCode"), exit}};
+    if (!m_cameraLeft.isEmpty()) root.insert(QStringLiteral("cameraLeft"), m_cameraLeft);
     QFile f(path);
     if (!f.open(QIODevice::WriteOnly | QIODevice::Truncate)
         || f.write(QJsonDocument(root).toJson(QJsonDocument::Indented)) < 0)

@@ -7,6 +7,7 @@
 // 2 a usage error, an unknown camera or a library that cannot be bound, 3 a verification limit
 // failed, 130 cancelled by Ctrl-C (the camera's stream stopped).
 
+#include "camera/cameraserver.h"
 #include "cli/cliplan.h"
 
 #include <QJsonArray>
@@ -16,7 +17,6 @@
 #include <functional>
 #include <memory>
 
-class CameraServer;
 class QSocketNotifier;
 
 enum CliExit { CliOk = 0, CliFailed = 1, CliUsage = 2, CliLimits = 3, CliInterrupted = 130 };
@@ -62,6 +62,14 @@ private:
     void report(int progress, const QString& text, StepResult* r);
     void fail(StepResult& r, const QString& text, int exit = CliFailed);
     void writeJson(const QString& path, int exit);
+    // ---- Writes into the camera (cliwrites.cpp) ----
+    // The question before a write of `kind` into `set`, naming its backup: true with --yes or the
+    // operator's "y"; false, with the step failed and nothing written, otherwise.
+    bool confirmWrite(CameraServer::WriteKind kind, const QString& set, StepResult& r);
+    int restoreStep(const CliStep& step, StepResult& r);
+    // Closes the camera (the state found at open back, what the writes reported kept) and says
+    // what it holds now; the JSON result's "cameraLeft" (empty when no camera was open).
+    QJsonObject closeCamera();
 
     std::unique_ptr<CameraServer> m_server;
     QString m_bindError;
@@ -72,4 +80,5 @@ private:
     StepResult* m_current = nullptr;
     QJsonArray m_steps;
     QJsonObject m_camera;
+    QJsonObject m_cameraLeft;
 };
