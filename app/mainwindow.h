@@ -12,6 +12,7 @@
 //   mainwindow_ffc.cpp        the FFC source picture, parameter files and gain adjustment
 //   mainwindow_scs.cpp        the colour-line alignment and the LSC file
 //   mainwindow_verify.cpp     the calibration verification and its result window
+//   mainwindow_backup.cpp     the question before every write into the camera, "恢复写入前参数"
 
 #include "app/helpdialog.h"
 #include "lsx.h"
@@ -225,4 +226,18 @@ public:
 private:
     // The button on the FPN tab, "继续" in the progress panel, the result window, their connections.
     void setupVerify();
+
+    // ---- Backups of the camera's sets (mainwindow_backup.cpp; the workflow in
+    // mainwindow_workflows.cpp) ----
+public slots:
+    // "恢复写入前参数": a backup file chosen, checked and written back after the question.
+    void restoreProcess();
+    void restoreOk();
+    void restoreCancel();
+
+public:
+    QPushButton* m_restoreBut = nullptr;
+
+private:
+    void setupBackup();
 };
