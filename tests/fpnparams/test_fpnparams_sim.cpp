@@ -309,36 +309,45 @@ private slots:
     {
         QTest::addColumn<QString>("name");
         QTest::addColumn<int>("planes");
-        QTest::newRow("mono") << "SIM-LS4096-M" << 1;
-        QTest::newRow("colour") << "SIM-LS2048-C" << 3;
+        QTest::addColumn<bool>("factory");
+        QTest::newRow("mono") << "SIM-LS4096-M" << 1 << false;
+        QTest::newRow("colour") << "SIM-LS2048-C" << 3 << false;
+        QTest::newRow("factory set") << "SIM-LS4096-M" << 1 << true;
     }
 
     void backupRestoredValueForValue()
     {
         QFETCH(QString, name);
         QFETCH(int, planes);
+        QFETCH(bool, factory);
+        // The factory set, in factory mode: written whole (a camera without multi-level K).
+        if (factory) store(FpnIni::Factory, true);
+        const int sel = factory ? 1 : 0;
+        const char* set = factory ? "factory" : "UserSet0";
         auto s = openServer(name);
         calibrate(s.get(), name);
-        writeDown(s.get(), 0);
+        if (factory) QCOMPARE(lsxSetConfigString(s->m_handle, "FPNC.Selector", "factory"), LSX_OK);
+        writeDown(s.get(), sel);
         QCOMPARE(lsxSetConfigString(s->m_handle, "FPNC.Enable", "false"), LSX_OK);
-        const std::vector<float> before = readSet(s.get(), "UserSet0", planes);
+        const std::vector<float> before = readSet(s.get(), set, planes);
         QVERIFY(!before.empty());
 
         // Another calibration over it, with another DOffset.
         store(FpnIni::DOffset, 3);
         for (QList<double>& row : s->m_bList)
             for (double& b : row) b *= 0.5;
-        writeDown(s.get(), 0);
+        writeDown(s.get(), sel);
         const QString backup = s->lastBackupPath();
         QVERIFY(QFile::exists(backup));
-        QVERIFY(readSet(s.get(), "UserSet0", planes) != before);
+        QVERIFY(readSet(s.get(), set, planes) != before);
 
         const QList<Report> r = reportsOfRun(s.get(), [&] { s->restoreBackup(backup); });
-        QCOMPARE(r.last(), Report(100, QStringLiteral("\n已将备份 %1 写回相机参数组 UserSet0。").arg(backup)));
+        QCOMPARE(r.last(),
+                 Report(100, QStringLiteral("\n已将备份 %1 写回相机参数组 %2。").arg(backup, QLatin1String(set))));
         // The restore kept what it overwrote too.
         QVERIFY(s->lastBackupPath() != backup);
         QVERIFY(QFile::exists(s->lastBackupPath()));
-        QCOMPARE(readSet(s.get(), "UserSet0", planes), before);
+        QCOMPARE(readSet(s.get(), set, planes), before);
         QCOMPARE(cameraFpnSwitch(s.get()), QStringLiteral("false"));
     }
 
