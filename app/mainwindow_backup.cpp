@@ -30,8 +30,7 @@ QString kindWords(CameraServer::WriteKind kind)
 // What the write keeps of the set, as the question ends.
 QString keptWords(const CameraServer::BackupPlan& plan)
 {
-    if (plan.path.isEmpty())
-        return QStringLiteral("无法备份：%1。写入后不能恢复原有参数。").arg(plan.reason);
+    if (plan.path.isEmpty()) return QStringLiteral("无法备份：%1。写入后不能恢复原有参数。").arg(plan.reason);
     return QStringLiteral("写入前该参数组的内容将备份到：\n%1\n可用“恢复写入前参数”写回。").arg(plan.path);
 }
 
@@ -53,7 +52,9 @@ bool confirmCameraWrite(QWidget* parent, CameraServer* server, CameraServer::Wri
 {
     const CameraServer::BackupPlan plan = server->planBackup(kind, set);
     const QString camera = server->m_opened ? server->cameraName() : QStringLiteral("（未连接）");
-    return ask(parent, QStringLiteral("将覆盖相机 %1 的%2参数组“%3”。\n\n%4").arg(camera, kindWords(kind), set, keptWords(plan)));
+    return ask(
+        parent,
+        QStringLiteral("将覆盖相机 %1 的%2参数组“%3”。\n\n%4").arg(camera, kindWords(kind), set, keptWords(plan)));
 }
 
 bool confirmRestore(QWidget* parent, CameraServer* server, const QString& file, const CameraBackup& backup)
@@ -62,8 +63,8 @@ bool confirmRestore(QWidget* parent, CameraServer* server, const QString& file, 
         backup.kind == CameraBackup::Kind::Fpn ? CameraServer::WriteKind::Fpn : CameraServer::WriteKind::Ffc;
     const CameraServer::BackupPlan plan = server->planBackup(kind, backup.set);
     return ask(parent, QStringLiteral("将用 %1 备份的 %2 写回相机 %3 的%4参数组“%5”。\n\n%6")
-                           .arg(backup.time.toString(QStringLiteral("yyyy-MM-dd HH:mm:ss")), file,
-                                server->cameraName(), kindWords(kind), backup.set, keptWords(plan)));
+                           .arg(backup.time.toString(QStringLiteral("yyyy-MM-dd HH:mm:ss")), file, server->cameraName(),
+                                kindWords(kind), backup.set, keptWords(plan)));
 }
 
 void MainWindow::setupBackup()

@@ -428,8 +428,9 @@ void MainWindow::lscWriteDownCancel()
 void MainWindow::restoreProcess()
 {
     if (!cameraReady(*this)) return;
-    const QString path = QFileDialog::getOpenFileName(this, QStringLiteral("恢复写入前参数"), CameraServer::backupFolder(),
-                                                      QStringLiteral("写入前备份 (%1)").arg(kBackupFilter));
+    const QString path =
+        QFileDialog::getOpenFileName(this, QStringLiteral("恢复写入前参数"), CameraServer::backupFolder(),
+                                     QStringLiteral("写入前备份 (%1)").arg(kBackupFilter));
     if (path.isEmpty()) return;
     CameraBackup backup;
     QString error;

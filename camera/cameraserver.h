@@ -363,6 +363,8 @@ private:
     // camera, its restore, and the camera left at close as the write-downs reported it ----
 public:
     enum class WriteKind { Fpn, Ffc, Lsc };
+    // "FPN", "FFC" or "LSC".
+    static QString writeKindName(WriteKind kind);
     // What a write of `kind` into the set `set` keeps of what it overwrites: the backup file it
     // will write, or (path empty) why the camera cannot be read back. Decided on the GUI thread
     // before the write is asked for; the next write of that kind into that set takes the path.
@@ -380,16 +382,16 @@ public:
 
     // What the camera was left with at the last close, read back from it before lsxClose.
     struct CameraLeft {
-        bool closed = false;       // a camera was closed
-        bool asFound = false;      // its state found at open was put back
-        QStringList kept;          // what write-downs left in place ("FPN UserSet0", ...)
-        QStringList problems;      // what could not be put back or kept, in the operator's words
-        QString fpnSet;            // "FPNC.Selector"
-        bool fpnEnabled = false;   // "FPNC.Enable"
+        bool closed = false;      // a camera was closed
+        bool asFound = false;     // its state found at open was put back
+        QStringList kept;         // what write-downs left in place ("FPN UserSet0", ...)
+        QStringList problems;     // what could not be put back or kept, in the operator's words
+        QString fpnSet;           // "FPNC.Selector"
+        bool fpnEnabled = false;  // "FPNC.Enable"
         bool doffsetKnown = false;
         int doffset = 0;
-        QString ffcSet, lscSet;    // "PRNUC", "LSC"
-        int switchEnable = -1;     // the correction switch record's master switch and mode
+        QString ffcSet, lscSet;  // "PRNUC", "LSC"
+        int switchEnable = -1;   // the correction switch record's master switch and mode
         int switchMode = -1;
     };
     const CameraLeft& cameraLeft() const { return m_cameraLeft; }
@@ -427,9 +429,9 @@ private:
     // What the write-downs of this opening left in the camera, kept at close.
     struct Written {
         bool fpn = false;
-        QString fpnSet;           // empty on the TVK317 family (key 46)
+        QString fpnSet;  // empty on the TVK317 family (key 46)
         bool fpnEnabled = true;
-        bool keepDoffset = false; // the DOffset the set was measured at
+        bool keepDoffset = false;  // the DOffset the set was measured at
         int doffset = 0;
         QString ffcSet, lscSet;
     };

@@ -20,28 +20,14 @@
 #include <unistd.h>
 #include <cstdio>
 
-namespace {
-
-QString kindWords(CameraServer::WriteKind kind)
-{
-    switch (kind) {
-    case CameraServer::WriteKind::Fpn: return QStringLiteral("FPN");
-    case CameraServer::WriteKind::Ffc: return QStringLiteral("FFC");
-    case CameraServer::WriteKind::Lsc: return QStringLiteral("LSC");
-    }
-    return QString();
-}
-
-}  // namespace
-
 bool CliRunner::confirmWrite(CameraServer::WriteKind kind, const QString& set, StepResult& r)
 {
     const CameraServer::BackupPlan plan = m_server->planBackup(kind, set);
     const QString kept = plan.path.isEmpty()
                              ? QStringLiteral("无法备份（%1），写入后不能恢复原有参数。").arg(plan.reason)
                              : QStringLiteral("写入前的内容将备份到 %1。").arg(plan.path);
-    const QString question =
-        QStringLiteral("将覆盖相机 %1 的%2参数组 %3。%4").arg(m_server->cameraName(), kindWords(kind), set, kept);
+    const QString question = QStringLiteral("将覆盖相机 %1 的%2参数组 %3。%4")
+                                 .arg(m_server->cameraName(), CameraServer::writeKindName(kind), set, kept);
     report(-1, question, &r);
     if (m_yes) return true;
 
@@ -74,7 +60,8 @@ bool CliRunner::confirmWrite(CameraServer::WriteKind kind, const QString& set, S
         return false;
     }
     if (closed) {
-        fail(r, QStringLiteral("写入相机需要操作员确认，但标准输入已关闭；无人值守时请加 --yes。相机未被改动。"), CliUsage);
+        fail(r, QStringLiteral("写入相机需要操作员确认，但标准输入已关闭；无人值守时请加 --yes。相机未被改动。"),
+             CliUsage);
         return false;
     }
     const QString answer = line.trimmed().toLower();
@@ -112,12 +99,10 @@ QJsonObject CliRunner::closeCamera()
     m_server->close();
     const CameraServer::CameraLeft& left = m_server->cameraLeft();
     if (!left.closed) return {};
-    QJsonObject o{{QStringLiteral("stateAsFound"), left.asFound},
-                  {QStringLiteral("kept"), QJsonArray::fromStringList(left.kept)},
-                  {QStringLiteral("fpnSet"), left.fpnSet},
-                  {QStringLiteral("fpnEnabled"), left.fpnEnabled},
-                  {QStringLiteral("flatFieldSet"), left.ffcSet},
-                  {QStringLiteral("lensShadingSet"), left.lscSet}};
+    QJsonObject o{
+        {QStringLiteral("stateAsFound"), left.asFound}, {QStringLiteral("kept"), QJsonArray::fromStringList(left.kept)},
+        {QStringLiteral("fpnSet"), left.fpnSet},        {QStringLiteral("fpnEnabled"), left.fpnEnabled},
+        {QStringLiteral("flatFieldSet"), left.ffcSet},  {QStringLiteral("lensShadingSet"), left.lscSet}};
     if (left.doffsetKnown) o.insert(QStringLiteral("doffset"), left.doffset);
     if (left.switchEnable >= 0)
         o.insert(QStringLiteral("correctionSwitch"),
@@ -125,11 +110,12 @@ QJsonObject CliRunner::closeCamera()
     if (!left.problems.isEmpty()) o.insert(QStringLiteral("problems"), QJsonArray::fromStringList(left.problems));
 
     const QString kept = left.kept.isEmpty() ? QStringLiteral("没有写入的参数") : left.kept.join(QStringLiteral("、"));
-    report(-1,
-           QStringLiteral("相机已关闭：保持 %1；其余设置%2。相机现在：FPN参数组 %3（%4）%5。")
-               .arg(kept, left.asFound ? QStringLiteral("恢复为打开时的状态") : QStringLiteral("没能恢复为打开时的状态"),
-                    left.fpnSet, left.fpnEnabled ? QStringLiteral("已使能") : QStringLiteral("未使能"),
-                    left.doffsetKnown ? QStringLiteral("，DOffset %1").arg(left.doffset) : QString()),
-           nullptr);
+    report(
+        -1,
+        QStringLiteral("相机已关闭：保持 %1；其余设置%2。相机现在：FPN参数组 %3（%4）%5。")
+            .arg(kept, left.asFound ? QStringLiteral("恢复为打开时的状态") : QStringLiteral("没能恢复为打开时的状态"),
+                 left.fpnSet, left.fpnEnabled ? QStringLiteral("已使能") : QStringLiteral("未使能"),
+                 left.doffsetKnown ? QStringLiteral("，DOffset %1").arg(left.doffset) : QString()),
+        nullptr);
     return o;
 }

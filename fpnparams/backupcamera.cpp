@@ -43,14 +43,18 @@ constexpr int kBackupProgress = 5;
 // More gains than any camera has: the read stops there.
 constexpr int kMaxBackupGains = 64;
 
-QString kindText(CameraServer::WriteKind kind)
+// The FPN record of the set "FPNC.Selector" chooses, at the current gain, as the program reads it
+// (the whole sensor, planes interleaved by column): the block of `pairs` pairs, the head first.
+lsxStatus readFpnRecord(lsxHandle handle, uint32_t pairs, std::vector<uint8_t>& record)
 {
-    switch (kind) {
-    case CameraServer::WriteKind::Fpn: return QStringLiteral("FPN");
-    case CameraServer::WriteKind::Ffc: return QStringLiteral("FFC");
-    case CameraServer::WriteKind::Lsc: return QStringLiteral("LSC");
-    }
-    return QString();
+    record.assign(size_t(pairs) * 8 + sizeof(lsxFpnHeader), 0);
+    auto* head = reinterpret_cast<lsxFpnHeader*>(record.data());
+    head->columns = pairs;
+    head->lines = 1;
+    head->dataSize = pairs * 8;
+    head->data = record.data() + sizeof(lsxFpnHeader);
+    uint32_t size = uint32_t(record.size());
+    return lsxGet(handle, LSX_KEY_FPN, record.data(), &size);
 }
 
 // The set as a message names it: its name, or the current one where the camera did not tell it.
@@ -72,6 +76,16 @@ QList<QList<double>> widened(const QList<QList<float>>& rows)
 }
 
 }  // namespace
+
+QString CameraServer::writeKindName(WriteKind kind)
+{
+    switch (kind) {
+    case WriteKind::Fpn: return QStringLiteral("FPN");
+    case WriteKind::Ffc: return QStringLiteral("FFC");
+    case WriteKind::Lsc: return QStringLiteral("LSC");
+    }
+    return QString();
+}
 
 QString CameraServer::backupFolder()
 {
@@ -107,8 +121,7 @@ QString CameraServer::backupImpossible(WriteKind kind, const QString& set, bool 
     if (kind == WriteKind::Fpn) {
         if (m_isTvk317) return QStringLiteral("此相机的逐像素FPN数据不能读回");
         if (m_lineCount > 1) return QStringLiteral("多行传感器的FPN数据不能逐行读回");
-        if (set == QLatin1String("factory") && m_supportMLK != 0)
-            return QStringLiteral("多级K的出厂参数组的K不能读回");
+        if (set == QLatin1String("factory") && m_supportMLK != 0) return QStringLiteral("多级K的出厂参数组的K不能读回");
         if (set.isEmpty()) return QStringLiteral("读取相机当前的FPN参数组出错");
     }
     if (!probe) return QString();
@@ -121,23 +134,17 @@ QString CameraServer::backupImpossible(WriteKind kind, const QString& set, bool 
         if (status == LSX_OK) status = lsxGetSourceFormat(m_handle, &source);
         const int planes = readBackPlanes(source);
         if (status == LSX_OK && (planes == 0 || descr.maxWidth < 1)) return QStringLiteral("不支持的图像格式");
-        if (status == LSX_OK) {
-            const uint32_t pairs = uint32_t(planes) * uint32_t(descr.maxWidth);
-            std::vector<uint8_t> record(size_t(pairs) * 8 + sizeof(lsxFpnHeader), 0);
-            auto* head = reinterpret_cast<lsxFpnHeader*>(record.data());
-            head->columns = pairs;
-            head->lines = 1;
-            head->dataSize = pairs * 8;
-            head->data = record.data() + sizeof(lsxFpnHeader);
-            uint32_t size = uint32_t(record.size());
-            status = lsxGet(m_handle, LSX_KEY_FPN, record.data(), &size);
-        }
+        std::vector<uint8_t> record;
+        if (status == LSX_OK) status = readFpnRecord(m_handle, uint32_t(planes) * uint32_t(descr.maxWidth), record);
     } else {
         lsxFfcMemHead head{};
         status = lsxReadGenICamMem(m_handle, LSX_MEM_FFC_SET, &head, sizeof head);
     }
     if (status != LSX_OK)
-        return QStringLiteral("相机不能读回%1参数（%2-%3）").arg(kindText(kind)).arg(status).arg(statusText(status));
+        return QStringLiteral("相机不能读回%1参数（%2-%3）")
+            .arg(writeKindName(kind))
+            .arg(status)
+            .arg(statusText(status));
     return QString();
 }
 
@@ -187,16 +194,10 @@ lsxStatus CameraServer::readFpnBackup(const QString& set, CameraBackup& out)
     for (float gain = gainMin; !(gain > gainMax) && out.gains < kMaxBackupGains; gain += 1.0f) {
         status = lsxSetAnalogGain(m_handle, gain);
         if (status != LSX_OK) break;
-        const uint32_t pairs = uint32_t(planes) * uint32_t(width);
-        std::vector<uint8_t> record(size_t(pairs) * 8 + sizeof(lsxFpnHeader), 0);
-        auto* head = reinterpret_cast<lsxFpnHeader*>(record.data());
-        head->columns = pairs;
-        head->lines = 1;
-        head->dataSize = pairs * 8;
-        head->data = record.data() + sizeof(lsxFpnHeader);
-        uint32_t size = uint32_t(record.size());
-        status = lsxGet(m_handle, LSX_KEY_FPN, record.data(), &size);
+        std::vector<uint8_t> record;
+        status = readFpnRecord(m_handle, uint32_t(planes) * uint32_t(width), record);
         if (status != LSX_OK) break;
+        const auto* head = reinterpret_cast<const lsxFpnHeader*>(record.data());
         if (out.gains == 0) {
             out.bits = head->bits;
             out.doffset = wrapDoffset(head->doffset);
@@ -239,18 +240,23 @@ CameraServer::Backup CameraServer::backupBeforeWrite(WriteKind kind, const QStri
     if (reason.isEmpty()) {
         const lsxStatus status = kind == WriteKind::Fpn ? readFpnBackup(set, out) : readFfcBackup(set, out);
         if (status == LSX_ERR_NOT_SUPPORTED) {
-            reason = QStringLiteral("相机不能读回%1参数（%2-%3）").arg(kindText(kind)).arg(status).arg(statusText(status));
+            reason = QStringLiteral("相机不能读回%1参数（%2-%3）")
+                         .arg(writeKindName(kind))
+                         .arg(status)
+                         .arg(statusText(status));
         } else if (status != LSX_OK) {
-            emit OS_FpnInfo(101, QStringLiteral("写入前读取相机参数组 %1 出错，错误原因：%2-%3。为免丢失原有参数，未写入相机。")
-                                     .arg(set)
-                                     .arg(status)
-                                     .arg(statusText(status)));
+            emit OS_FpnInfo(
+                101, QStringLiteral("写入前读取相机参数组 %1 出错，错误原因：%2-%3。为免丢失原有参数，未写入相机。")
+                         .arg(set)
+                         .arg(status)
+                         .arg(statusText(status)));
             return Backup::Failed;
         }
     }
     if (!reason.isEmpty()) {
-        emit OS_FpnInfo(kBackupProgress, QStringLiteral("写入前无法备份相机%1：%2。写入后不能恢复原有参数。")
-                                             .arg(setWords(set).trimmed(), reason));
+        emit OS_FpnInfo(
+            kBackupProgress,
+            QStringLiteral("写入前无法备份相机%1：%2。写入后不能恢复原有参数。").arg(setWords(set).trimmed(), reason));
         return Backup::Impossible;
     }
 
@@ -312,8 +318,7 @@ lsxStatus CameraServer::fpnWriteBack(const CameraBackup& backup, bool& partial)
         fillFpnPairs(record, k, b, rows, columns, FpnOrder::Interleaved);
         status = fpnSendSet(record, factory, true, partial);
     }
-    if (status == LSX_OK)
-        status = lsxSetConfigString(m_handle, "FPNC.Enable", backup.fpnEnabled ? "true" : "false");
+    if (status == LSX_OK) status = lsxSetConfigString(m_handle, "FPNC.Enable", backup.fpnEnabled ? "true" : "false");
 
     if (target != backup.targetFormat) lsxSetTargetFormat(m_handle, target);
     if (!wholeRoi) lsxSetRoi(m_handle, &roi);
@@ -331,12 +336,14 @@ void CameraServer::fpnRecover(const CameraBackup* backup, const QString& set)
     bool partial = false;
     const lsxStatus status = fpnWriteBack(*backup, partial);
     if (status == LSX_OK) {
-        emit OS_FpnInfo(101, QStringLiteral("已从备份 %1 写回写入前的参数组 %2，相机中的参数与写入前相同。")
-                                 .arg(m_lastBackup, set));
+        emit OS_FpnInfo(
+            101,
+            QStringLiteral("已从备份 %1 写回写入前的参数组 %2，相机中的参数与写入前相同。").arg(m_lastBackup, set));
         return;
     }
-    emit OS_FpnInfo(101, QStringLiteral("从备份写回写入前的参数也失败，失败原因：%1-%2。").arg(status).arg(statusText(status))
-                             + mixed + QStringLiteral("，或用“恢复写入前参数”写回备份 %1。").arg(m_lastBackup));
+    emit OS_FpnInfo(
+        101, QStringLiteral("从备份写回写入前的参数也失败，失败原因：%1-%2。").arg(status).arg(statusText(status))
+                 + mixed + QStringLiteral("，或用“恢复写入前参数”写回备份 %1。").arg(m_lastBackup));
 }
 
 void CameraServer::restoreBackup(QString path)
@@ -360,11 +367,12 @@ void CameraServer::restoreRun(const QString& path)
         return;
     }
     const CameraBackup here = backupHead(WriteKind::Fpn, backup.set);
-    const bool sameCamera = backup.serial.isEmpty() && here.serial.isEmpty() ? backup.camera == here.camera
-                                                                             : backup.serial == here.serial;
+    const bool sameCamera =
+        backup.serial.isEmpty() && here.serial.isEmpty() ? backup.camera == here.camera : backup.serial == here.serial;
     if (!sameCamera) {
-        emit OS_FpnInfo(101, QStringLiteral("备份来自相机 %1（序列号 %2），不是当前的相机 %3（序列号 %4）。未写入相机。")
-                                 .arg(backup.camera, backup.serial, here.camera, here.serial));
+        emit OS_FpnInfo(101,
+                        QStringLiteral("备份来自相机 %1（序列号 %2），不是当前的相机 %3（序列号 %4）。未写入相机。")
+                            .arg(backup.camera, backup.serial, here.camera, here.serial));
         return;
     }
     const bool fpn = backup.kind == CameraBackup::Kind::Fpn;
@@ -374,11 +382,13 @@ void CameraServer::restoreRun(const QString& path)
         lsxGetRoiDescr(m_handle, &descr);
         lsxGetSourceFormat(m_handle, &source);
         if (descr.maxWidth != backup.columns() || readBackPlanes(source) != backup.planes) {
-            emit OS_FpnInfo(101, QStringLiteral("备份的宽度 %1 列、%2 个颜色平面与相机当前的 %3 列、%4 个颜色平面不符。未写入相机。")
-                                     .arg(backup.columns())
-                                     .arg(backup.planes)
-                                     .arg(descr.maxWidth)
-                                     .arg(readBackPlanes(source)));
+            emit OS_FpnInfo(
+                101,
+                QStringLiteral("备份的宽度 %1 列、%2 个颜色平面与相机当前的 %3 列、%4 个颜色平面不符。未写入相机。")
+                    .arg(backup.columns())
+                    .arg(backup.planes)
+                    .arg(descr.maxWidth)
+                    .arg(readBackPlanes(source)));
             return;
         }
         if (backup.set == QLatin1String("factory") && !factoryMode()) {

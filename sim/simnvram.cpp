@@ -165,7 +165,8 @@ std::string Camera::nvTextLocked() const
         if (!f.written) continue;
         const size_t cols = f.k.empty() ? 0 : f.k[0].size();
         o << "ffc=" << i << ' ' << f.channels << ' ' << f.domain << ' ' << f.roiX << ' ' << cols << '\n';
-        for (const auto& ch : f.k) o << "fk=" << hexOf(reinterpret_cast<const uint8_t*>(ch.data()), ch.size() * 2) << '\n';
+        for (const auto& ch : f.k)
+            o << "fk=" << hexOf(reinterpret_cast<const uint8_t*>(ch.data()), ch.size() * 2) << '\n';
     }
     for (size_t i = 0; i < m_lscSets.size(); ++i)
         if (!m_lscSets[i].empty()) o << "lsc=" << i << ' ' << hexOf(m_lscSets[i].data(), m_lscSets[i].size()) << '\n';
@@ -233,8 +234,8 @@ void Camera::loadNv()
         FpnSet set;
         if (!lines.next("shape", v) || !ints(v, n, 7)) return refuse("bad shape of " + name);
         const long long rows = n[4], cols = n[5], bands = n[6];
-        if (rows < 1 || rows > 4096 || cols < 1 || cols > (1 << 20) || bands < 0 || bands > 64 || n[1] < 1
-            || n[2] < 1 || rows * cols > (1 << 24))
+        if (rows < 1 || rows > 4096 || cols < 1 || cols > (1 << 20) || bands < 0 || bands > 64 || n[1] < 1 || n[2] < 1
+            || rows * cols > (1 << 24))
             return refuse("bad shape of " + name);
         set.perLine = n[0] != 0;
         set.rowsPerGain = int(n[1]);
@@ -261,8 +262,8 @@ void Camera::loadNv()
         fpn[name] = set;
     }
     while (lines.next("ffc", v)) {
-        if (!ints(v, n, 5) || n[0] < 0 || n[0] >= static_cast<long long>(ffc.size()) || n[1] < 1 || n[1] > 16 || n[2] < 0
-            || n[2] > 2 || n[4] < 1 || n[4] > (1 << 20))
+        if (!ints(v, n, 5) || n[0] < 0 || n[0] >= static_cast<long long>(ffc.size()) || n[1] < 1 || n[1] > 16
+            || n[2] < 0 || n[2] > 2 || n[4] < 1 || n[4] > (1 << 20))
             return refuse("bad flat-field set");
         FfcSet f;
         f.channels = int(n[1]);

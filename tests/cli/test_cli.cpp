@@ -8,6 +8,7 @@
 
 #include "camera/cameraserver.h"
 #include "camera/metatypes.h"
+#include "common/fpnreadback.h"
 #include "loader.h"
 #include "sim/lsxsim.h"
 
@@ -119,15 +120,8 @@ class TestCli : public QObject {
     // The set `set` as the camera's record gives it back, K and B of every column, as text.
     static QString setText(lsxHandle h, const QString& set)
     {
-        if (lsxSetConfigString(h, "FPNC.Selector", set.toLatin1().constData()) != LSX_OK) return QString();
-        std::vector<uint8_t> block(40 + 256 * 8, 0);
-        auto* head = reinterpret_cast<lsxFpnHeader*>(block.data());
-        head->columns = 256;
-        head->lines = 1;
-        head->dataSize = 256 * 8;
-        head->data = block.data() + 40;
-        uint32_t size = uint32_t(block.size());
-        if (lsxGet(h, LSX_KEY_FPN, block.data(), &size) != LSX_OK) return QString();
+        const std::vector<uint8_t> block = fpnReadBack(h, set.toLatin1().constData(), 256);
+        if (block.empty()) return QString();
         return QString::fromLatin1(QByteArray(reinterpret_cast<const char*>(block.data() + 40), 256 * 8).toHex());
     }
 
@@ -136,7 +130,8 @@ class TestCli : public QObject {
     {
         QDir dir(m_dir.path() + QStringLiteral("/FPN/backup"));
         QStringList out;
-        for (const QFileInfo& f : dir.entryInfoList({QStringLiteral("*.backup.ini")}, QDir::Files, QDir::Time | QDir::Reversed))
+        for (const QFileInfo& f :
+             dir.entryInfoList({QStringLiteral("*.backup.ini")}, QDir::Files, QDir::Time | QDir::Reversed))
             out.append(f.absoluteFilePath());
         return out;
     }
@@ -250,10 +245,9 @@ private slots:
     {
         const Run r = run({"--help"});
         QCOMPARE(r.exit, 0);
-        for (const char* step :
-             {"list", "info", "exposure US", "dark", "bright", "write-fpn SET", "save-fpn FILE", "load-fpn FILE", "ffc",
-              "lsc", "verify", "run RECIPE.ini", "restore BACKUP", "--sim-scene", "--json", "--yes", "写入相机",
-              "备份"})
+        for (const char* step : {"list", "info", "exposure US", "dark", "bright", "write-fpn SET", "save-fpn FILE",
+                                 "load-fpn FILE", "ffc", "lsc", "verify", "run RECIPE.ini", "restore BACKUP",
+                                 "--sim-scene", "--json", "--yes", "写入相机", "备份"})
             QVERIFY2(r.out.contains(QString::fromUtf8(step)), step);
     }
 
@@ -532,7 +526,8 @@ private slots:
         QCOMPARE(report.planes.size(), 1);
         QVERIFY(report.fpnOn);
         // The DOffset the camera kept, as the server read it at the opening.
-        std::printf("peer: %.6f %d\n", report.planes.first().after.prnu, s.settings().value(QStringLiteral("Params/DOffset")).toInt());
+        std::printf("peer: %.6f %d\n", report.planes.first().after.prnu,
+                    s.settings().value(QStringLiteral("Params/DOffset")).toInt());
     }
 
     // The station's write as a second program finds it: after write-fpn and the verification in
@@ -548,9 +543,9 @@ private slots:
             ini.remove(QStringLiteral("Verify"));
         }
         const int taken = int(backups().size());
-        const Run r = run({"-d", "SIM-LS4096-M", "--yes", "--sim-scene", "dark", "dark", "--auto-doffset", "--sim-scene",
-                           "flat", "bright", "write-fpn", "UserSet0", "verify", "--report", "first-verify.json", "--json",
-                           "first.json"});
+        const Run r =
+            run({"-d", "SIM-LS4096-M", "--yes", "--sim-scene", "dark", "dark", "--auto-doffset", "--sim-scene", "flat",
+                 "bright", "write-fpn", "UserSet0", "verify", "--report", "first-verify.json", "--json", "first.json"});
         QVERIFY2(r.exit == 0, qPrintable(r.err.right(2000)));
         const QJsonObject first = json(path("first.json"));
         const QJsonObject left = first.value(QStringLiteral("cameraLeft")).toObject();
@@ -564,7 +559,8 @@ private slots:
         QVERIFY(QJsonDocument(steps[2].toObject()).toJson().contains("写入前已将相机参数组 UserSet0 备份到"));
         QCOMPARE(int(backups().size()), taken + 1);
         const QJsonObject report = json(path("first-verify.json"));
-        const double exposure = report.value(QStringLiteral("settings")).toObject().value(QStringLiteral("exposureUs")).toDouble();
+        const double exposure =
+            report.value(QStringLiteral("settings")).toObject().value(QStringLiteral("exposureUs")).toDouble();
         const double prnuFirst = report.value(QStringLiteral("planes"))
                                      .toArray()
                                      .first()
@@ -576,7 +572,8 @@ private slots:
         QVERIFY(exposure > 0.0);
         QVERIFY(prnuFirst > 0.0 && prnuFirst < 0.5);
 
-        const QStringList found = peer(QStringLiteral("verify"), QString::number(exposure, 'g', 17)).split(QLatin1Char(' '));
+        const QStringList found =
+            peer(QStringLiteral("verify"), QString::number(exposure, 'g', 17)).split(QLatin1Char(' '));
         QCOMPARE(found.size(), 2);
         const double prnuSecond = found[0].toDouble();
         qInfo("residual PRNU: %.4f %% in the runner, %.4f %% in the second program", prnuFirst, prnuSecond);
@@ -588,14 +585,19 @@ private slots:
     // and keeps no backup; "y" writes.
     void writesNeedConfirmation()
     {
-        const QStringList calibration{"-d", "SIM-LS4096-M", "--sim-scene", "dark", "dark", "--sim-scene", "flat", "bright"};
+        const QStringList calibration{"-d",   "SIM-LS4096-M", "--sim-scene", "dark",
+                                      "dark", "--sim-scene",  "flat",        "bright"};
         const int before = int(backups().size());
         Run r = run(calibration + QStringList{"write-fpn", "UserSet1", "--json", "closed.json"}, 0.0, "\n\n");
         QCOMPARE(r.exit, 2);
         QVERIFY2(r.err.contains(QStringLiteral("将覆盖相机 SIM-LS4096-M 的FPN参数组 UserSet1。写入前的内容将备份到 ")),
                  qPrintable(r.err));
         QVERIFY(r.err.contains(QStringLiteral("写入相机需要操作员确认，但标准输入已关闭；无人值守时请加 --yes。")));
-        QVERIFY(!json(path("closed.json")).value(QStringLiteral("cameraLeft")).toObject().value(QStringLiteral("fpnEnabled")).toBool());
+        QVERIFY(!json(path("closed.json"))
+                     .value(QStringLiteral("cameraLeft"))
+                     .toObject()
+                     .value(QStringLiteral("fpnEnabled"))
+                     .toBool());
 
         r = run(calibration + QStringList{"write-fpn", "UserSet1"}, 0.0, "\n\nno\n");
         QCOMPARE(r.exit, 1);
@@ -606,22 +608,28 @@ private slots:
         QVERIFY2(r.exit == 0, qPrintable(r.err));
         QVERIFY(r.err.contains(QStringLiteral("已使能相机内部FPN")));
         QCOMPARE(int(backups().size()), before + 1);
-        QCOMPARE(json(path("yes.json")).value(QStringLiteral("cameraLeft")).toObject().value(QStringLiteral("fpnSet")).toString(),
+        QCOMPARE(json(path("yes.json"))
+                     .value(QStringLiteral("cameraLeft"))
+                     .toObject()
+                     .value(QStringLiteral("fpnSet"))
+                     .toString(),
                  QStringLiteral("UserSet1"));
 
         // The lens shading cannot be read back: the question says so.
         r = run({"-d", "SIM-LS4096-M", "--sim-scene", "flat", "lsc", "--write", "UserSet0"}, 0.0, QByteArray());
         QCOMPARE(r.exit, 2);
-        QVERIFY2(r.err.contains(QStringLiteral("将覆盖相机 SIM-LS4096-M 的LSC参数组 UserSet0。无法备份（相机的镜头校正（LSC）参数组不能读回），写入后不能恢复原有参数。")),
-                 qPrintable(r.err));
+        QVERIFY2(
+            r.err.contains(QStringLiteral(
+                "将覆盖相机 SIM-LS4096-M 的LSC参数组 UserSet0。无法备份（相机的镜头校正（LSC）参数组不能读回），写入后不能恢复原有参数。")),
+            qPrintable(r.err));
     }
 
     // The restore step writes a backup back, value for value, after its own question.
     void restoreFromTheCommandLine()
     {
         // A calibration in UserSet2, then another one over it.
-        const QStringList calibrate{"-d",     "SIM-LS4096-M", "--yes",     "--sim-scene", "dark",    "dark",
-                                    "--sim-scene", "flat",    "bright",    "write-fpn",   "UserSet2"};
+        const QStringList calibrate{"-d",          "SIM-LS4096-M", "--yes",  "--sim-scene", "dark",    "dark",
+                                    "--sim-scene", "flat",         "bright", "write-fpn",   "UserSet2"};
         Run r = run(calibrate);
         QVERIFY2(r.exit == 0, qPrintable(r.err));
         const QString before = peer(QStringLiteral("read"), QStringLiteral("UserSet2"));

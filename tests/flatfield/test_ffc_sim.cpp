@@ -260,7 +260,8 @@ private slots:
         s->m_ffcKList = {second};
         s->ffcWriteDown(1, QStringLiteral("UserSet1"));
         QList<Report> reports = reportsOf(info);
-        QCOMPARE(reports.first(), Report(5, QStringLiteral("写入前已将相机参数组 UserSet1 备份到 %1").arg(s->lastBackupPath())));
+        QCOMPARE(reports.first(),
+                 Report(5, QStringLiteral("写入前已将相机参数组 UserSet1 备份到 %1").arg(s->lastBackupPath())));
         QCOMPARE(reports.last(), Report(100, QStringLiteral("\nFFC使能成功。")));
         QVERIFY(s->readFfcParam(1) != before);
 

@@ -122,14 +122,19 @@ private slots:
         QCOMPARE(toList(cam().callsOf("lsxSet(45")), (QStringList{"lsxSet(45,40)"}));
         // First the set is chosen and its memory read into the backup; then the record, and the
         // selection through "Disable".
-        const std::vector<std::string> expected = {"lsxGetConfigString(PRNUC", "lsxSetConfigString(PRNUC",
-                                                   "lsxSet(45",                "lsxSetConfigString(PRNUC",
-                                                   "lsxSetConfigString(PRNUC", "lsxGet(40)",
-                                                   "lsxGetConfigString(LSC",   "lsxSet(40"};
+        const std::vector<std::string> expected = {"lsxGetConfigString(PRNUC",
+                                                   "lsxSetConfigString(PRNUC",
+                                                   "lsxSet(45",
+                                                   "lsxSetConfigString(PRNUC",
+                                                   "lsxSetConfigString(PRNUC",
+                                                   "lsxGet(40)",
+                                                   "lsxGetConfigString(LSC",
+                                                   "lsxSet(40"};
         QCOMPARE(story(cam().calls), expected);
         const std::vector<std::string> sets = cam().callsOf("lsxSetConfigString(PRNUC");
-        QCOMPARE(sets, (std::vector<std::string>{"lsxSetConfigString(PRNUC,UserSet2)", "lsxSetConfigString(PRNUC,Disable)",
-                                                 "lsxSetConfigString(PRNUC,UserSet2)"}));
+        QCOMPARE(sets,
+                 (std::vector<std::string>{"lsxSetConfigString(PRNUC,UserSet2)", "lsxSetConfigString(PRNUC,Disable)",
+                                           "lsxSetConfigString(PRNUC,UserSet2)"}));
         QCOMPARE(cam().count("lsxReadGenICamMem"), 1);
         QCOMPARE(int(cam().correction.enable), 1);
         QCOMPARE(int(cam().correction.mode), int(LSX_SWITCH_BOTH));
@@ -137,7 +142,8 @@ private slots:
         QVERIFY(!reports.isEmpty());
         const Report backup = reports.takeFirst();
         QCOMPARE(backup.first, 5);
-        QVERIFY2(backup.second.startsWith(QStringLiteral("写入前已将相机参数组 UserSet2 备份到 ")), qPrintable(backup.second));
+        QVERIFY2(backup.second.startsWith(QStringLiteral("写入前已将相机参数组 UserSet2 备份到 ")),
+                 qPrintable(backup.second));
         QCOMPARE(reports, (QList<Report>{{99, QStringLiteral("FFC参数成功写入")},
                                          {99, QStringLiteral("\nFFC参数组设为UserSet2.")},
                                          {100, QStringLiteral("\nFFC使能成功。")}}));

@@ -8,6 +8,7 @@
 #include "camera/cameraserver.h"
 #include "camera/metatypes.h"
 #include "camera/tables.h"
+#include "common/fpnreadback.h"
 #include "common/writequestion.h"
 #include "loader.h"
 #include "sim/lsxsim.h"
@@ -50,7 +51,10 @@ class TestBackupWindow : public QObject {
     std::unique_ptr<MainWindow> m_window;
 
     CameraServer* server() const { return m_window->m_cameraServer; }
-    QPushButton* okBut() const { return m_window->m_progressInfo->findChild<QPushButton*>(QStringLiteral("defineBut")); }
+    QPushButton* okBut() const
+    {
+        return m_window->m_progressInfo->findChild<QPushButton*>(QStringLiteral("defineBut"));
+    }
     QString panelText() const
     {
         return m_window->m_progressInfo->findChild<QTextEdit*>(QStringLiteral("contentEdit"))->toPlainText();
@@ -78,18 +82,12 @@ class TestBackupWindow : public QObject {
         const lsxHandle h = server()->m_handle;
         char selected[64] = {};
         lsxGetConfigString(h, "FPNC.Selector", selected, sizeof selected);
-        lsxSetConfigString(h, "FPNC.Selector", "UserSet0");
-        std::vector<uint8_t> block(40 + size_t(kWidth) * 8, 0);
-        auto* head = reinterpret_cast<lsxFpnHeader*>(block.data());
-        head->columns = kWidth;
-        head->lines = 1;
-        head->dataSize = kWidth * 8;
-        head->data = block.data() + 40;
-        uint32_t size = uint32_t(block.size());
-        const lsxStatus st = lsxGet(h, LSX_KEY_FPN, block.data(), &size);
+        const std::vector<uint8_t> block = fpnReadBack(h, "UserSet0", kWidth);
         lsxSetConfigString(h, "FPNC.Selector", selected);
-        if (st != LSX_OK) return QByteArray();
-        return QByteArray(reinterpret_cast<const char*>(block.data() + 40), kWidth * 8) + char(head->doffset);
+        // The pairs and the DOffset at byte 9 of the head.
+        return block.empty()
+                   ? QByteArray()
+                   : QByteArray(reinterpret_cast<const char*>(block.data() + 40), kWidth * 8) + char(block[9]);
     }
 
     QStringList backups() const
@@ -169,8 +167,9 @@ private slots:
         m_window->ui->lscWriteDownBut->click();
         QCOMPARE(cancelled.texts().size(), 1);
         QCOMPARE(cancelled.texts().first(),
-                 QStringLiteral("将覆盖相机 SIM-LS4096-M 的镜头校正（LSC）参数组“UserSet1”。\n\n无法备份：相机的镜头校正（LSC）"
-                                "参数组不能读回。写入后不能恢复原有参数。"));
+                 QStringLiteral(
+                     "将覆盖相机 SIM-LS4096-M 的镜头校正（LSC）参数组“UserSet1”。\n\n无法备份：相机的镜头校正（LSC）"
+                     "参数组不能读回。写入后不能恢复原有参数。"));
         QCOMPARE(writes.count(), 0);
     }
 
@@ -197,7 +196,8 @@ private slots:
             const WriteQuestion restored(true);
             m_window->m_restoreBut->click();
             QCOMPARE(restored.texts().size(), 1);
-            QVERIFY2(restored.texts().first().contains(QStringLiteral("%1 写回相机 SIM-LS4096-M 的FPN参数组“UserSet0”").arg(named)),
+            QVERIFY2(restored.texts().first().contains(
+                         QStringLiteral("%1 写回相机 SIM-LS4096-M 的FPN参数组“UserSet0”").arg(named)),
                      qPrintable(restored.texts().first()));
         }
         finishPanel(QStringLiteral("已将备份 %1 写回相机参数组 UserSet0。").arg(named));

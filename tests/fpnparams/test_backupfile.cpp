@@ -139,20 +139,48 @@ private slots:
         QTest::addColumn<QString>("from");
         QTest::addColumn<QString>("to");
         QTest::addColumn<QString>("words");
-        QTest::newRow("version") << "Version=1" << "Version=2" << "键 Backup/Version 的值 \"2\" 应为 1 到 1 的整数";
-        QTest::newRow("kind") << "Kind=FPN" << "Kind=LSC" << "键 Backup/Kind 的值 \"LSC\" 应为 FPN 或 FFC";
-        QTest::newRow("missing key") << "Planes=3\n" << "" << "缺少键 FPN/Planes";
-        QTest::newRow("row cut short") << " [^ ]+\nB0=" << "\nB0=" << "FPN/K0 有 3 列，应为 4 列";
-        QTest::newRow("row too long") << "\nB0=" << " 1\nB0=" << "FPN/K0 有 5 列，应为 4 列";
-        QTest::newRow("not a number") << "K1=[^ ]+" << "K1=x" << "FPN/K1 第 0 列的值 \"x\" 不是";
-        QTest::newRow("not finite") << "B2=[^ ]+ [^ ]+" << "B2=0 nan" << "FPN/B2 第 1 列的值 \"nan\" 不是";
-        QTest::newRow("a row too many") << "Gains=2" << "Gains=1" << "行数多于 Gains x Planes = 3";
-        QTest::newRow("a row missing") << "\nK5=[^\n]*" << "" << "缺少键 FPN/K5";
-        QTest::newRow("duplicate") << "Set=UserSet0" << "Set=UserSet0\nSet=UserSet1" << "键 Backup/Set 重复";
-        QTest::newRow("no key") << "Set=UserSet0" << "Set=UserSet0\nhello" << "行不是 \"[节]\" 或 \"键=值\"";
-        QTest::newRow("bits") << "Bits=2" << "Bits=1" << "键 FPN/Bits 的值 1 应为 0 或 2";
-        QTest::newRow("time") << "Time=2024" << "Time=soon 2024" << "键 Backup/Time 的值";
-        QTest::newRow("empty set") << "Set=UserSet0" << "Set=" << "键 Backup/Set 为空";
+        QTest::newRow("version") << "Version=1"
+                                 << "Version=2"
+                                 << "键 Backup/Version 的值 \"2\" 应为 1 到 1 的整数";
+        QTest::newRow("kind") << "Kind=FPN"
+                              << "Kind=LSC"
+                              << "键 Backup/Kind 的值 \"LSC\" 应为 FPN 或 FFC";
+        QTest::newRow("missing key") << "Planes=3\n"
+                                     << ""
+                                     << "缺少键 FPN/Planes";
+        QTest::newRow("row cut short") << " [^ ]+\nB0="
+                                       << "\nB0="
+                                       << "FPN/K0 有 3 列，应为 4 列";
+        QTest::newRow("row too long") << "\nB0="
+                                      << " 1\nB0="
+                                      << "FPN/K0 有 5 列，应为 4 列";
+        QTest::newRow("not a number") << "K1=[^ ]+"
+                                      << "K1=x"
+                                      << "FPN/K1 第 0 列的值 \"x\" 不是";
+        QTest::newRow("not finite") << "B2=[^ ]+ [^ ]+"
+                                    << "B2=0 nan"
+                                    << "FPN/B2 第 1 列的值 \"nan\" 不是";
+        QTest::newRow("a row too many") << "Gains=2"
+                                        << "Gains=1"
+                                        << "行数多于 Gains x Planes = 3";
+        QTest::newRow("a row missing") << "\nK5=[^\n]*"
+                                       << ""
+                                       << "缺少键 FPN/K5";
+        QTest::newRow("duplicate") << "Set=UserSet0"
+                                   << "Set=UserSet0\nSet=UserSet1"
+                                   << "键 Backup/Set 重复";
+        QTest::newRow("no key") << "Set=UserSet0"
+                                << "Set=UserSet0\nhello"
+                                << "行不是 \"[节]\" 或 \"键=值\"";
+        QTest::newRow("bits") << "Bits=2"
+                              << "Bits=1"
+                              << "键 FPN/Bits 的值 1 应为 0 或 2";
+        QTest::newRow("time") << "Time=2024"
+                              << "Time=soon 2024"
+                              << "键 Backup/Time 的值";
+        QTest::newRow("empty set") << "Set=UserSet0"
+                                   << "Set="
+                                   << "键 Backup/Set 为空";
     }
 
     void refusalsNameTheCheck()

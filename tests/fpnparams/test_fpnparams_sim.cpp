@@ -5,6 +5,7 @@
 // bright half; the backup taken before every write and written back value for value, a write
 // that fails half way putting the earlier set back, and the camera gone between two records.
 #include "calibration/simharness.h"
+#include "common/fpnreadback.h"
 
 #include "statustext.h"
 
@@ -43,7 +44,8 @@ class TestFpnParamsSim : public QObject, SimHarness {
         QVERIFY(!r.isEmpty());
         const Report backup = r.takeFirst();
         QCOMPARE(backup.first, 5);
-        QVERIFY2(backup.second.startsWith(QStringLiteral("写入前已将相机参数组 ")) || backup.second.startsWith(QStringLiteral("写入前无法备份")),
+        QVERIFY2(backup.second.startsWith(QStringLiteral("写入前已将相机参数组 "))
+                     || backup.second.startsWith(QStringLiteral("写入前无法备份")),
                  qPrintable(backup.second));
         QCOMPARE(r, (QList<Report>{{100, QStringLiteral("FPN参数成功写入")},
                                    {100, QStringLiteral("\n已使能相机内部FPN，点击确定查看效果。")}}));
@@ -54,21 +56,12 @@ class TestFpnParamsSim : public QObject, SimHarness {
     // every column and plane.
     std::vector<float> readSet(CameraServer* s, const char* set, int planes)
     {
-        if (lsxSetConfigString(s->m_handle, "FPNC.Selector", set) != LSX_OK) return {};
         lsxRegionDescr descr{};
         lsxGetRoiDescr(s->m_handle, &descr);
-        const uint32_t pairs = uint32_t(descr.maxWidth * planes);
-        std::vector<uint8_t> block(40 + size_t(pairs) * 8, 0);
-        auto* head = reinterpret_cast<lsxFpnHeader*>(block.data());
-        head->columns = pairs;
-        head->lines = 1;
-        head->dataSize = pairs * 8;
-        head->data = block.data() + 40;
-        uint32_t size = uint32_t(block.size());
-        if (lsxGet(s->m_handle, LSX_KEY_FPN, block.data(), &size) != LSX_OK) return {};
-        std::vector<float> out(size_t(pairs) * 2);
-        std::memcpy(out.data(), block.data() + 40, out.size() * 4);
-        out.push_back(float(head->doffset));
+        const std::vector<uint8_t> block = fpnReadBack(s->m_handle, set, uint32_t(descr.maxWidth * planes));
+        if (block.empty()) return {};
+        std::vector<float> out = fpnPairs(block);
+        out.push_back(float(reinterpret_cast<const lsxFpnHeader*>(block.data())->doffset));
         return out;
     }
 
@@ -273,10 +266,12 @@ private slots:
         QCOMPARE(r.size(), 3);
         QVERIFY(r.first().second.startsWith(QStringLiteral("写入前已将相机参数组 UserSet0 备份到 ")));
         QCOMPARE(r.at(1), Report(101, QStringLiteral("FPN参数写入失败，失败原因：-1104-%1.").arg(statusText(-1104))));
-        QCOMPARE(r.at(2),
-                 Report(101, QStringLiteral("从备份写回写入前的参数也失败，失败原因：-1104-%1。相机参数组 UserSet0 现在是新的"
-                                            "暗场参数与原有明场参数的混合，不能使用：请重新写入，或用“恢复写入前参数”写回备份 %2。")
-                                 .arg(statusText(-1104), s->lastBackupPath())));
+        QCOMPARE(
+            r.at(2),
+            Report(101, QStringLiteral(
+                            "从备份写回写入前的参数也失败，失败原因：-1104-%1。相机参数组 UserSet0 现在是新的"
+                            "暗场参数与原有明场参数的混合，不能使用：请重新写入，或用“恢复写入前参数”写回备份 %2。")
+                            .arg(statusText(-1104), s->lastBackupPath())));
         // The camera's FPN stays off, as the calibration left it.
         QCOMPARE(cameraFpnSwitch(s.get()), QStringLiteral("false"));
     }
@@ -297,8 +292,9 @@ private slots:
         m_api->clearFaults();
         QCOMPARE(r.size(), 3);
         QCOMPARE(r.at(1), Report(101, QStringLiteral("FPN参数写入失败，失败原因：-1201-%1.").arg(statusText(-1201))));
-        QCOMPARE(r.at(2), Report(101, QStringLiteral("已从备份 %1 写回写入前的参数组 UserSet0，相机中的参数与写入前相同。")
-                                          .arg(s->lastBackupPath())));
+        QCOMPARE(r.at(2),
+                 Report(101, QStringLiteral("已从备份 %1 写回写入前的参数组 UserSet0，相机中的参数与写入前相同。")
+                                 .arg(s->lastBackupPath())));
         QVERIFY(s->lastBackupPath().startsWith(CameraServer::backupFolder() + QLatin1Char('/')));
         QCOMPARE(readSet(s.get(), "UserSet0", 1), before);
     }
@@ -376,7 +372,8 @@ private slots:
         QList<Report> r = reportsOfRun(s.get(), [&] { s->restoreBackup(otherPath); });
         QCOMPARE(r.size(), 1);
         QCOMPARE(r.first().first, 101);
-        QVERIFY2(r.first().second.contains(QStringLiteral("不是当前的相机 SIM-LS4096-M")), qPrintable(r.first().second));
+        QVERIFY2(r.first().second.contains(QStringLiteral("不是当前的相机 SIM-LS4096-M")),
+                 qPrintable(r.first().second));
 
         QByteArray cut = text;
         cut.truncate(cut.lastIndexOf(' '));
@@ -385,7 +382,8 @@ private slots:
         o.close();
         r = reportsOfRun(s.get(), [&] { s->restoreBackup(otherPath); });
         QCOMPARE(r.size(), 1);
-        QVERIFY2(r.first().second.contains(QStringLiteral("FPN/B0 有 255 列，应为 256 列")), qPrintable(r.first().second));
+        QVERIFY2(r.first().second.contains(QStringLiteral("FPN/B0 有 255 列，应为 256 列")),
+                 qPrintable(r.first().second));
         QCOMPARE(readSet(s.get(), "UserSet0", 1), now);
     }
 };

@@ -326,8 +326,9 @@ private slots:
         QCOMPARE(reports.size(), 3);
         QCOMPARE(reports.at(1),
                  Report(101, QStringLiteral("FPN明场参数写入失败，失败原因：-1201-%1.").arg(statusText(-1201))));
-        QCOMPARE(reports.at(2), Report(101, QStringLiteral("写入前没有备份，无法恢复。相机参数组 factory 现在是新的暗场参数"
-                                                           "与原有明场参数的混合，不能使用：请重新写入。")));
+        QCOMPARE(reports.at(2),
+                 Report(101, QStringLiteral("写入前没有备份，无法恢复。相机参数组 factory 现在是新的暗场参数"
+                                            "与原有明场参数的混合，不能使用：请重新写入。")));
         // Two records went; nothing after the failure, the camera's FPN not switched on.
         QCOMPARE(cam().fpnRecords.size(), size_t(2));
         QCOMPARE(cam().count("lsxSetConfigString"), 0);
@@ -347,13 +348,15 @@ private slots:
                                              {101, QStringLiteral("获取FPN校正范围出错，错误原因：-1104-%1").arg(t)}};
         QTest::newRow("dark half") << "lsxSet" << 0
                                    << QList<Report>{
-                                          kNoBackup, {101, QStringLiteral("FPN参数写入失败，失败原因：-1104-%1.").arg(t)}};
+                                          kNoBackup,
+                                          {101, QStringLiteral("FPN参数写入失败，失败原因：-1104-%1.").arg(t)}};
         QTest::newRow("bright half")
             << "lsxSet" << 1
-            << QList<Report>{kNoBackup,
-                             {101, QStringLiteral("FPN参数写入失败，失败原因：-1104-%1.").arg(t)},
-                             {101, QStringLiteral("写入前没有备份，无法恢复。相机当前的参数组现在是新的暗场参数与原有明场参数的"
-                                                  "混合，不能使用：请重新写入。")}};
+            << QList<Report>{
+                   kNoBackup,
+                   {101, QStringLiteral("FPN参数写入失败，失败原因：-1104-%1.").arg(t)},
+                   {101, QStringLiteral("写入前没有备份，无法恢复。相机当前的参数组现在是新的暗场参数与原有明场参数的"
+                                        "混合，不能使用：请重新写入。")}};
         QTest::newRow("switching on")
             << "lsxSetConfigString" << 0
             << QList<Report>{

@@ -5,6 +5,8 @@
 // camera says so in its log. The second process is this program again, running peerSide.
 #include "simtestutil.h"
 
+#include "common/fpnreadback.h"
+
 #include <QProcess>
 
 #include <cstring>
@@ -60,21 +62,13 @@ std::vector<uint8_t> lscBlock()
 // The set "FPNC.Selector" chooses, read as the program reads it: K and B of every column.
 bool readFpnSet(lsxHandle h, const char* set, std::vector<float>& k, std::vector<float>& b)
 {
-    if (lsxSetConfigString(h, "FPNC.Selector", set) != LSX_OK) return false;
-    std::vector<uint8_t> block(40 + size_t(kWidth) * 8, 0);
-    auto* head = reinterpret_cast<lsxFpnHeader*>(block.data());
-    head->columns = kWidth;
-    head->lines = 1;
-    head->dataSize = kWidth * 8;
-    head->data = block.data() + 40;
-    uint32_t size = uint32_t(block.size());
-    if (lsxGet(h, LSX_KEY_FPN, block.data(), &size) != LSX_OK) return false;
-    const auto* pairs = reinterpret_cast<const float*>(block.data() + 40);
+    const std::vector<float> pairs = fpnPairs(fpnReadBack(h, set, kWidth));
+    if (pairs.size() != size_t(kWidth) * 2) return false;
     k.assign(kWidth, 0.0f);
     b.assign(kWidth, 0.0f);
     for (int x = 0; x < kWidth; ++x) {
-        k[size_t(x)] = pairs[2 * x];
-        b[size_t(x)] = pairs[2 * x + 1];
+        k[size_t(x)] = pairs[2 * size_t(x)];
+        b[size_t(x)] = pairs[2 * size_t(x) + 1];
     }
     return true;
 }
@@ -197,8 +191,9 @@ private slots:
         if (qEnvironmentVariableIsSet("LSX_SIM_NV_PEER")) return;
         m_state = m_dir.filePath(QStringLiteral("state"));
         qputenv("LSX_SIM_STATE", m_state.toLocal8Bit());
-        QVERIFY(useConfig(m_dir, QByteArray(R"({"timeScale": 0, "cameras": [{"friendlyName": "SIM-LS4096-M", "width": )")
-                                     + QByteArray::number(kWidth) + "}]}"));
+        QVERIFY(
+            useConfig(m_dir, QByteArray(R"({"timeScale": 0, "cameras": [{"friendlyName": "SIM-LS4096-M", "width": )")
+                                 + QByteArray::number(kWidth) + "}]}"));
     }
 
     // The second process: what it finds, by the mode its first process gave it.

@@ -685,9 +685,14 @@ private slots:
         QTest::addColumn<QString>("slot");
         QTest::addColumn<QString>("named");
         QTest::addColumn<QString>("kept");
-        QTest::newRow("FPN") << "fpnWriteDown" << "的FPN参数组“UserSet0”" << "写入前该参数组的内容将备份到：";
-        QTest::newRow("FFC") << "ffcWriteDown" << "的平场（FFC）参数组“UserSet0”" << "写入前该参数组的内容将备份到：";
-        QTest::newRow("LSC") << "lscWriteDown" << "的镜头校正（LSC）参数组“UserSet0”"
+        QTest::newRow("FPN") << "fpnWriteDown"
+                             << "的FPN参数组“UserSet0”"
+                             << "写入前该参数组的内容将备份到：";
+        QTest::newRow("FFC") << "ffcWriteDown"
+                             << "的平场（FFC）参数组“UserSet0”"
+                             << "写入前该参数组的内容将备份到：";
+        QTest::newRow("LSC") << "lscWriteDown"
+                             << "的镜头校正（LSC）参数组“UserSet0”"
                              << "无法备份：相机的镜头校正（LSC）参数组不能读回。写入后不能恢复原有参数。";
     }
 
