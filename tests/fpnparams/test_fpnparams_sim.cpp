@@ -347,6 +347,25 @@ private slots:
         QCOMPARE(cameraFpnSwitch(s.get()), QStringLiteral("false"));
     }
 
+    // A backup that cannot be saved (its folder cannot be made) stops the write: nothing that was
+    // meant to be kept is overwritten.
+    void unsavedBackupStopsTheWrite()
+    {
+        const QString name = QStringLiteral("SIM-LS4096-M");
+        auto s = openServer(name);
+        calibrate(s.get(), name);
+        const std::vector<float> before = readSet(s.get(), "UserSet0", 1);
+        QFile blocker(CameraServer::backupFolder());
+        QVERIFY(blocker.open(QIODevice::WriteOnly));
+        blocker.close();
+        const QList<Report> r = reportsOfRun(s.get(), [&] { s->fpnWriteDown(0); });
+        QVERIFY(QFile::remove(CameraServer::backupFolder()));
+        QCOMPARE(r, (QList<Report>{{101, QStringLiteral("无法创建备份文件夹 %1。为免丢失原有参数，未写入相机。")
+                                             .arg(CameraServer::backupFolder())}}));
+        QCOMPARE(readSet(s.get(), "UserSet0", 1), before);
+        QCOMPARE(cameraFpnSwitch(s.get()), QStringLiteral("false"));
+    }
+
     // A backup of another camera, or one cut short, writes nothing.
     void restoreRefusals()
     {
