@@ -179,6 +179,7 @@ void MainWindow::connectForm()
     connect(ui->saveFPNBut, &QPushButton::clicked, this, &MainWindow::saveFpnParams);
     connect(ui->expTestBut, &QPushButton::clicked, this, &MainWindow::expTest);
     setupVerify();
+    setupBackup();
 
     // FFC tab. The two "自定义亮度" buttons need no connection of their own: leaving or taking
     // that choice always toggles one of the other two buttons of the group.

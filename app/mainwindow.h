@@ -13,6 +13,7 @@
 //   mainwindow_scs.cpp        the colour-line alignment and the LSC file
 //   mainwindow_verify.cpp     the calibration verification and its result window
 //   mainwindow_records.cpp    the records of the runs and the history window
+//   mainwindow_backup.cpp     the question before every write into the camera, "恢复写入前参数"
 
 #include "app/helpdialog.h"
 #include "lsx.h"
@@ -242,4 +243,17 @@ public:
 private:
     // The recorder of the runs, the button beside "帮助", their connections.
     void setupRecords();
+    // ---- Backups of the camera's sets (mainwindow_backup.cpp; the workflow in
+    // mainwindow_workflows.cpp) ----
+public slots:
+    // "恢复写入前参数": a backup file chosen, checked and written back after the question.
+    void restoreProcess();
+    void restoreOk();
+    void restoreCancel();
+
+public:
+    QPushButton* m_restoreBut = nullptr;
+
+private:
+    void setupBackup();
 };

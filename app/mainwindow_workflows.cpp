@@ -19,11 +19,14 @@
 #include "app/paramfiledialogs.h"
 #include "app/progressinfowidget.h"
 #include "app/runrecorder.h"
+#include "app/writeconfirm.h"
 #include "camera/cameraserver.h"
+#include "fpnparams/backup.h"
 #include "fpnparams/fpnfile.h"
 #include "fpnparams/paramfile.h"
 #include "views/statisticswidget.h"
 
+#include <QFileDialog>
 #include <QFileInfo>
 #include <QMessageBox>
 
@@ -126,12 +129,13 @@ bool writeTargetChosen(MainWindow& w, QComboBox* box)
     return false;
 }
 
-// The start of an FFC or LSC write-down: a chosen set, capture off, the panel up with its
-// "取消" disabled while the camera is written.
-bool startWriteDown(MainWindow& w, QComboBox* box, Answer ok, Answer cancel)
+// The start of an FFC or LSC write-down: a chosen set, the operator's "写入", capture off, the
+// panel up with its "取消" disabled while the camera is written.
+bool startWriteDown(MainWindow& w, QComboBox* box, CameraServer::WriteKind kind, Answer ok, Answer cancel)
 {
     if (!w.m_cameraServer) return false;
     if (!writeTargetChosen(w, box)) return false;
+    if (!confirmCameraWrite(&w, w.m_cameraServer, kind, box->currentText())) return false;
     stopRunningCapture(w);
     bindPanel(w, ok, cancel);
     w.m_progressInfo->setCancelEnabled(false);
@@ -208,6 +212,7 @@ void MainWindow::fpnWriteDown()
         QMessageBox::critical(this, QStringLiteral("错误"), QStringLiteral("没有写入Factory参数权限。"));
         return;
     }
+    if (!confirmCameraWrite(this, m_cameraServer, CameraServer::WriteKind::Fpn, ui->fpnSelCBox->currentText())) return;
     stopRunningCapture(*this);
     bindPanel(*this, &MainWindow::fpnWriteDownOk, &MainWindow::fpnWriteDownCancel);
     // A write into the camera's memory must not be broken off halfway.
@@ -369,7 +374,9 @@ void MainWindow::ffcCancel()
 
 void MainWindow::ffcWriteDown()
 {
-    if (!startWriteDown(*this, ui->ffcSelCBox, &MainWindow::ffcWriteDownOk, &MainWindow::ffcWriteDownCancel)) return;
+    if (!startWriteDown(*this, ui->ffcSelCBox, CameraServer::WriteKind::Ffc, &MainWindow::ffcWriteDownOk,
+                        &MainWindow::ffcWriteDownCancel))
+        return;
     emit m_cameraServer->IS_FFCWriteDown(ui->ffcSelCBox->currentIndex() - 1, ui->ffcSelCBox->currentText());
 }
 
@@ -423,7 +430,9 @@ void MainWindow::lscCancel()
 
 void MainWindow::lscWriteDown()
 {
-    if (!startWriteDown(*this, ui->lscSelCBox, &MainWindow::lscWriteDownOk, &MainWindow::lscWriteDownCancel)) return;
+    if (!startWriteDown(*this, ui->lscSelCBox, CameraServer::WriteKind::Lsc, &MainWindow::lscWriteDownOk,
+                        &MainWindow::lscWriteDownCancel))
+        return;
     emit m_cameraServer->IS_LSCWriteDown(ui->lscSelCBox->currentIndex() - 1, ui->lscSelCBox->currentText());
 }
 
@@ -438,4 +447,48 @@ void MainWindow::lscWriteDownCancel()
     m_progressInfo->hide();
     m_progressInfo->setCancelEnabled(true);
     unbindPanel(*this, &MainWindow::lscWriteDownOk, &MainWindow::lscWriteDownCancel);
+}
+
+// ---- Restoring a backup ----
+
+void MainWindow::restoreProcess()
+{
+    if (!cameraReady(*this)) return;
+    const QString path =
+        QFileDialog::getOpenFileName(this, QStringLiteral("恢复写入前参数"), CameraServer::backupFolder(),
+                                     QStringLiteral("写入前备份 (%1)").arg(kBackupFilter));
+    if (path.isEmpty()) return;
+    CameraBackup backup;
+    QString error;
+    if (!loadBackupFile(path, backup, error)) {
+        QMessageBox::critical(this, QStringLiteral("错误"), error);
+        return;
+    }
+    if (backup.set == kFactoryEntry && !m_cameraServer->factoryMode()) {
+        QMessageBox::critical(this, QStringLiteral("错误"), QStringLiteral("没有写入Factory参数权限。"));
+        return;
+    }
+    if (!confirmRestore(this, m_cameraServer, path, backup)) return;
+    stopRunningCapture(*this);
+    bindPanel(*this, &MainWindow::restoreOk, &MainWindow::restoreCancel);
+    // A write into the camera's memory must not be broken off halfway.
+    m_progressInfo->setCancelEnabled(false);
+    showPanel(*this, kWriteTitle, QStringLiteral("恢复写入前参数..."));
+    emit m_cameraServer->IS_RestoreBackup(path);
+}
+
+// The restored set is the camera's own correction again: the live image shows it, and the
+// panels show its selection.
+void MainWindow::restoreOk()
+{
+    endWorkflow(*this, &MainWindow::restoreOk, &MainWindow::restoreCancel);
+    m_progressInfo->setCancelEnabled(true);
+    restartCapture(*this);
+}
+
+void MainWindow::restoreCancel()
+{
+    cancelRunning(*this);
+    endWorkflow(*this, &MainWindow::restoreOk, &MainWindow::restoreCancel);
+    m_progressInfo->setCancelEnabled(true);
 }

@@ -78,6 +78,7 @@ CameraServer::CameraServer() : QObject(nullptr), m_thread(new QThread(this))
     connect(this, &CameraServer::IS_SavaLSC, this, &CameraServer::saveLSC);
     connect(this, &CameraServer::IS_LSCWriteDown, this, &CameraServer::lscWriteDown);
     connect(this, &CameraServer::IS_VerifyStart, this, &CameraServer::verifyStart);
+    connect(this, &CameraServer::IS_RestoreBackup, this, &CameraServer::restoreBackup);
 }
 
 CameraServer::~CameraServer()
@@ -332,7 +333,9 @@ void CameraServer::close()
         // The hand-over to a running capture loop; with no slot on the worker there is nothing
         // to hand over.
         if (workerBusy()) QThread::msleep(kCloseHandOverMs);
-        lsxLoadConfig(m_handle, backupPath(m_cameraName).toLocal8Bit().constData());
+        // The state found at open goes back, and then what the write-downs reported stays.
+        const lsxStatus restored = lsxLoadConfig(m_handle, backupPath(m_cameraName).toLocal8Bit().constData());
+        keepWrittenSets(restored == LSX_OK);
         const lsxStatus status = lsxClose(m_handle);
         if (status != LSX_OK) {
             // The handle is dropped all the same: the camera counts as closed, and the next open

@@ -15,6 +15,7 @@
 #include "calibration/kpoint.h"
 #include "calibration/operatorprompt.h"
 #include "calibration/verifystats.h"
+#include "fpnparams/backup.h"
 #include "lsx.h"
 
 #include <QList>
@@ -279,7 +280,12 @@ private:
     void fpnWriteTvk317();
     // The factory set of a multi-level camera: its dark half, then one K band per level of the
     // table; false after a failure it has reported.
-    bool fpnWriteFactoryLevels(FpnRecord& record, const std::vector<uint16_t>& levels, int rows, int columns);
+    bool fpnWriteFactoryLevels(FpnRecord& record, const std::vector<uint16_t>& levels, int rows, int columns,
+                               bool& partial);
+    // Sends a record as its set takes it: whole (a factory set without multi-level K), or as its
+    // dark half (unless `sendDark` is false) and its bright half. The status of the record that
+    // failed (LSX_OK when all went in); `partial` when an earlier record of it went in.
+    lsxStatus fpnSendSet(FpnRecord& record, bool whole, bool sendDark, bool& partial);
     // Key 47, for a camera of several gains without line-scan data.
     void fpnWriteGainTable(const QList<QList<double>>& k, const QList<QList<double>>& b, int gains, float gainMin);
     // The preparation of a normal dark-field run; false after a failure it has reported.
@@ -353,6 +359,9 @@ private:
     // failure or the unsupported-format end, both reported.
     bool ffcFromCamera(cv::Mat& srcImg, cv::Mat& statisticMat);
     void ffcWriteRun(const QString& setName);
+    // The flat-field table (one gain per column the camera's set takes) sent as the set
+    // `setName`, made current and switched on, reporting each step; true when all went.
+    bool ffcSendTable(const QList<QList<double>>& table, float minK, float maxK, const QString& setName);
     void lscRun(float goalRate);
     void lscWriteRun(int setIndex, const QString& setName);
 
@@ -375,6 +384,87 @@ public:
 private:
     void verifyRun();
     OperatorPrompt m_verifyPrompt;
+
+    // ---- Durable state (fpnparams/backupcamera.cpp): a backup before every write into the
+    // camera, its restore, and the camera left at close as the write-downs reported it ----
+public:
+    enum class WriteKind { Fpn, Ffc, Lsc };
+    // "FPN", "FFC" or "LSC".
+    static QString writeKindName(WriteKind kind);
+    // What a write of `kind` into the set `set` keeps of what it overwrites: the backup file it
+    // will write, or (path empty) why the camera cannot be read back. Decided on the GUI thread
+    // before the write is asked for; the next write of that kind into that set takes the path.
+    struct BackupPlan {
+        WriteKind kind = WriteKind::Fpn;
+        QString set;
+        QString path;
+        QString reason;
+    };
+    BackupPlan planBackup(WriteKind kind, const QString& set);
+    // The folder of the backups: the document folder's "backup".
+    static QString backupFolder();
+    // The path of the backup the last write of this opening took (empty: none).
+    QString lastBackupPath() const { return m_lastBackup; }
+
+    // What the camera was left with at the last close, read back from it before lsxClose.
+    struct CameraLeft {
+        bool closed = false;      // a camera was closed
+        bool asFound = false;     // its state found at open was put back
+        QStringList kept;         // what write-downs left in place ("FPN UserSet0", ...)
+        QStringList problems;     // what could not be put back or kept, in the operator's words
+        QString fpnSet;           // "FPNC.Selector"
+        bool fpnEnabled = false;  // "FPNC.Enable"
+        bool doffsetKnown = false;
+        int doffset = 0;
+        QString ffcSet, lscSet;  // "PRNUC", "LSC"
+        int switchEnable = -1;   // the correction switch record's master switch and mode
+        int switchMode = -1;
+    };
+    const CameraLeft& cameraLeft() const { return m_cameraLeft; }
+
+signals:
+    // Writes the backup file back into the camera (restoreBackup on the worker).
+    void IS_RestoreBackup(QString path);
+public slots:
+    void restoreBackup(QString path);
+
+private:
+    enum class Backup { Taken, Impossible, Failed };
+    // Reads what a write of `kind` into `set` overwrites and keeps it in its file, reporting it;
+    // Failed after a failure it has reported (nothing may then be written).
+    Backup backupBeforeWrite(WriteKind kind, const QString& set, CameraBackup& out);
+    // Why the set cannot be read back (empty: it can); `probe` tries a read on the calling thread.
+    QString backupImpossible(WriteKind kind, const QString& set, bool probe);
+    QString newBackupPath(WriteKind kind, const QString& set) const;
+    CameraBackup backupHead(WriteKind kind, const QString& set) const;
+    lsxStatus readFpnBackup(const QString& set, CameraBackup& out);
+    lsxStatus readFfcBackup(const QString& set, CameraBackup& out);
+    // The camera's flat-field memory window: the set "PRNUC" selects.
+    lsxStatus readFfcMemory(QList<QList<double>>& gains);
+    // A backup written back through the write-down's own records; `partial` when the dark half
+    // went in before a failure.
+    lsxStatus fpnWriteBack(const CameraBackup& backup, bool& partial);
+    // After a write that failed half way: the earlier set back from the backup, and the operator
+    // told which of the two the camera holds.
+    void fpnRecover(const CameraBackup* backup, const QString& set);
+    void restoreRun(const QString& path);
+    // After the state found at open is loaded back at close: what the write-downs of this
+    // opening left goes back in place, and the camera's state is read into m_cameraLeft.
+    void keepWrittenSets(bool asFound);
+
+    // What the write-downs of this opening left in the camera, kept at close.
+    struct Written {
+        bool fpn = false;
+        QString fpnSet;  // empty on the TVK317 family (key 46)
+        bool fpnEnabled = true;
+        bool keepDoffset = false;  // the DOffset the set was measured at
+        int doffset = 0;
+        QString ffcSet, lscSet;
+    };
+    Written m_written;
+    BackupPlan m_backupPlan;
+    QString m_lastBackup;
+    CameraLeft m_cameraLeft;
 };
 
 Q_DECLARE_METATYPE(cv::Mat)

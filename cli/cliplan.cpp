@@ -37,6 +37,7 @@ const std::vector<StepKind>& stepKinds()
          {"goal=", "write=", "save="},
          "镜头校正；--goal mean|rate:R|level:L 目标亮度，--write SET 写入相机，--save NAME 保存文件（缺少时加上 .LSC.FAC）"},
         {"verify", 0, {"report="}, "校正验证（先暗场后明场），超出限值时退出码为 3；--report FILE.json 保存验证报告"},
+        {"restore", 1, {}, "把写入前的备份文件 BACKUP 写回相机（先备份参数组的当前内容）"},
         {"run", 1, {}, "按配方文件 RECIPE.ini 执行其中的步骤"},
         {"history",
          0,
@@ -178,7 +179,7 @@ QString cliUsage()
         "  -d CAMERA          要连接的相机（友好名称）；缺省为找到的第一台相机\n"
         "  --sdk PATH         相机库（也可用环境变量 LSX_LIBRARY）；缺省为模拟相机\n"
         "  --json FILE        把每一步的结果、信息、数值和写出的文件写入 JSON 文件\n"
-        "  --yes              不询问操作员（不等待回车）\n"
+        "  --yes              不询问操作员（不等待回车），并确认写入相机\n"
         "  --frame-timeout S  相机持续 S 秒没有送出图像时结束该步骤（缺省 30 秒）\n"
         "  --verbose          同时在标准错误输出程序的调试日志\n"
         "  --operator NAME    记录中的操作员（缺省为登录名）\n"
@@ -194,6 +195,7 @@ QString cliUsage()
             head += n == QLatin1String("write-fpn")  ? QStringLiteral(" SET")
                     : n == QLatin1String("run")      ? QStringLiteral(" RECIPE.ini")
                     : n == QLatin1String("exposure") ? QStringLiteral(" US")
+                    : n == QLatin1String("restore")  ? QStringLiteral(" BACKUP")
                                                      : QStringLiteral(" FILE");
         }
         for (const QString& o : k.options)
@@ -201,6 +203,10 @@ QString cliUsage()
                                                  : QStringLiteral(" [--%1]").arg(o);
         text += QStringLiteral("  %1\n      %2\n").arg(head, QString::fromUtf8(k.help));
     }
+    text += QStringLiteral(
+        "\n写入相机（write-fpn、ffc --write、lsc --write、restore）之前先把要覆盖的参数组备份到文档文件夹的"
+        " backup 文件夹，并要求确认：在终端输入 y，或给出 --yes；相机不能读回的参数组会说明无法备份。"
+        "结束时相机恢复为打开时的状态，只保持写入的参数组（已使能）及其 DOffset。\n");
     text += QStringLiteral(
         "\n退出码: 0 全部成功；1 某一步失败，或结果文件无法写入；2 用法错误、未知相机或相机库无法加载；"
         "3 校正验证未达到限值；130 被 Ctrl-C 取消。\n");

@@ -450,6 +450,7 @@ int CliRunner::runStep(const CliStep& step, const CliPlan& plan, StepResult& r)
             fail(r, QStringLiteral("没有写入Factory参数权限。"));
             return r.exit;
         }
+        if (!confirmWrite(CameraServer::WriteKind::Fpn, set, r)) return r.exit;
         const lsxStatus selected = properties::setSelection(s->m_handle, properties::kFpnSelKey, set);
         if (selected != LSX_OK) {
             fail(r, QStringLiteral("选择FPN参数组 \"%1\" 出错，错误原因：%2-%3.")
@@ -491,6 +492,7 @@ int CliRunner::runStep(const CliStep& step, const CliPlan& plan, StepResult& r)
     }
     if (n == QLatin1String("ffc") || n == QLatin1String("lsc")) return flatStep(step, r);
     if (n == QLatin1String("verify")) return verifyStep(step, r);
+    if (n == QLatin1String("restore")) return restoreStep(step, r);
     fail(r, QStringLiteral("未知的步骤 %1。").arg(n), CliUsage);
     return r.exit;
 }
@@ -607,6 +609,7 @@ int CliRunner::flatStep(const CliStep& step, StepResult& r)
                  CliUsage);
             return r.exit;
         }
+        if (!confirmWrite(ffc ? CameraServer::WriteKind::Ffc : CameraServer::WriteKind::Lsc, set, r)) return r.exit;
     }
 
     if (!askOperator(ffc ? QStringLiteral("平场校正：请对准均匀照明的白色目标。")
@@ -723,6 +726,8 @@ int CliRunner::run(const CliPlan& plan, const QString& bindError)
     m_ended = QDateTime::currentDateTimeUtc();
     // The stream stopped, whatever the procedure left: a cancelled run ends at its next frame.
     if (m_server && m_server->m_opened) lsxStop(m_server->m_handle);
+    // Closed before the result is written, so that the result says what the camera holds.
+    m_cameraLeft = closeCamera();
     if (!plan.json.isEmpty()) {
         writeJson(plan.json, exit);
         // The station reads its result from the file: one that is not there whole is a failure,
@@ -730,7 +735,6 @@ int CliRunner::run(const CliPlan& plan, const QString& bindError)
         if (!m_resultSaved && exit != CliUsage && exit != CliInterrupted) exit = CliFailed;
     }
     recordRun(exit);
-    // Closing restores the camera's state as found at its opening, as the window's close does.
     m_server.reset();
     return exit;
 }

@@ -13,6 +13,7 @@
 // "STEP 未达到限值：..." or "STEP 已取消。". The window's wording ("点击确定查看效果", "然后点击
 // “继续”") is turned into the terminal's.
 
+#include "camera/cameraserver.h"
 #include "cli/cliplan.h"
 #include "records/recordspool.h"
 
@@ -24,7 +25,6 @@
 #include <functional>
 #include <memory>
 
-class CameraServer;
 class QSocketNotifier;
 
 enum CliExit { CliOk = 0, CliFailed = 1, CliUsage = 2, CliLimits = 3, CliInterrupted = 130 };
@@ -94,6 +94,14 @@ private:
     // The run's record into the records' database (or its spool); nothing for a run that did not
     // reach a calibration step.
     void recordRun(int exit);
+    // ---- Writes into the camera (cliwrites.cpp) ----
+    // The question before a write of `kind` into `set`, naming its backup: true with --yes or the
+    // operator's "y"; false, with the step failed and nothing written, otherwise.
+    bool confirmWrite(CameraServer::WriteKind kind, const QString& set, StepResult& r);
+    int restoreStep(const CliStep& step, StepResult& r);
+    // Closes the camera (the state found at open back, what the writes reported kept) and says
+    // what it holds now; the JSON result's "cameraLeft" (empty when no camera was open).
+    QJsonObject closeCamera();
 
     std::unique_ptr<CameraServer> m_server;
     QString m_bindError;
@@ -120,4 +128,5 @@ private:
     QJsonArray m_commandLine;
     QJsonObject m_options;
     QJsonObject m_recipe;
+    QJsonObject m_cameraLeft;
 };

@@ -99,6 +99,7 @@ QJsonObject CliRunner::resultJson(int exit) const
                      {QStringLiteral("outcome"), outcomeOf(exit)},
                      {QStringLiteral("exitCode"), exit}};
     if (!m_recipe.isEmpty()) root.insert(QStringLiteral("recipe"), m_recipe);
+    if (!m_cameraLeft.isEmpty()) root.insert(QStringLiteral("cameraLeft"), m_cameraLeft);
     return root;
 }
 

@@ -24,7 +24,9 @@ endfunction()
 
 # lsx_test(NAME SOURCES a.cpp b.cpp LIBS x y LABELS unit gui [TIMEOUT s] [ENV K=V ...])
 # One test program, registered with ctest. Every test runs on the offscreen platform with its
-# own HOME and document folders under the build tree, so nothing touches the user's files.
+# own HOME and document folders under the build tree, so nothing touches the user's files, and
+# with its own state folder of the simulated camera's non-volatile memory, emptied before every
+# run of the suite (the fixture lsx_sim_state), so that no run finds what an earlier one wrote.
 function(lsx_test name)
   cmake_parse_arguments(T "" "TIMEOUT" "SOURCES;LIBS;LABELS;ENV" ${ARGN})
   add_executable(${name} ${T_SOURCES})
@@ -41,6 +43,14 @@ function(lsx_test name)
   set_tests_properties(${name} PROPERTIES
     LABELS "${T_LABELS}"
     TIMEOUT ${T_TIMEOUT}
-    ENVIRONMENT "QT_QPA_PLATFORM=offscreen;HOME=${_home};XDG_CONFIG_HOME=${_home}/.config;TELORINE_DOCUMENT_PATH=${_home}/doc;TELORINE_PICTURE_PATH=${_home}/pic;LSX_LIBRARY=$<TARGET_FILE:lsxsim>;${T_ENV}")
+    FIXTURES_REQUIRED lsx_sim_state
+    ENVIRONMENT "QT_QPA_PLATFORM=offscreen;HOME=${_home};XDG_CONFIG_HOME=${_home}/.config;TELORINE_DOCUMENT_PATH=${_home}/doc;TELORINE_PICTURE_PATH=${_home}/pic;LSX_LIBRARY=$<TARGET_FILE:lsxsim>;LSX_SIM_STATE=${LSX_SIM_STATE_ROOT}/${name};${T_ENV}")
   add_dependencies(${name} lsxsim)
+endfunction()
+
+# The root of the tests' state folders of the simulated camera, and the fixture that empties it.
+set(LSX_SIM_STATE_ROOT ${CMAKE_BINARY_DIR}/simstate)
+function(lsx_sim_state_fixture)
+  add_test(NAME sim_state_clean COMMAND ${CMAKE_COMMAND} -E rm -rf ${LSX_SIM_STATE_ROOT})
+  set_tests_properties(sim_state_clean PROPERTIES FIXTURES_SETUP lsx_sim_state)
 endfunction()

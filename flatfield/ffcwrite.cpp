@@ -4,14 +4,17 @@
 //  1. there must be gains, taken on the ROI the camera has now;
 //  2. on a multi-level camera the table is widened to the whole sensor (1.0 outside the ROI) and
 //     each value repeated by the binning factor, so that it has one gain per physical column;
-//  3. the record of key 45 (type 4) is built with the target format, the settings' pixel
+//  3. what the chosen set holds now is read back from the camera's memory and kept in a backup
+//     file (where the camera cannot be read back, the operator is told so);
+//  4. the record of key 45 (type 4) is built with the target format, the settings' pixel
 //     maximum and DOffset, and the range of the gains, and sent;
-//  4. the camera's set selection goes to "Disable", 2.5 s pass, and it goes to the chosen set:
+//  5. the camera's set selection goes to "Disable", 2.5 s pass, and it goes to the chosen set:
 //     the camera takes the new data into that set only by this switch, in this order;
-//  5. the switch record turns the flat field on (with the lens shading when a set of it is
-//     selected).
-// A failure ends the run with its message; after step 3 the data is in the camera and the
+//  6. the switch record turns the flat field on (with the lens shading when a set of it is
+//     selected); the set stays so when the camera is closed.
+// A failure ends the run with its message; after step 4 the data is in the camera and the
 // messages tell the operator to repeat the selection by hand. m_ffcKList is not changed.
+// Steps 4 to 6 also write a backup back (restoreBackup).
 //
 // readFfcParam: the camera's memory window shows the set "PRNUC" selects: a 16-byte head, then
 // the gains in fixed point.
@@ -93,6 +96,15 @@ void CameraServer::ffcWriteRun(const QString& setName)
         table = ffcPadTable(table, roi.X, roi.W, descr.maxWidth, factor);
     }
 
+    CameraBackup backup;
+    if (backupBeforeWrite(WriteKind::Ffc, setName, backup) == Backup::Failed) return;
+    float minK = 0.0f, maxK = 0.0f;
+    ffcGainRange(m_ffcKList, minK, maxK);
+    if (ffcSendTable(table, minK, maxK, setName)) m_written.ffcSet = setName;
+}
+
+bool CameraServer::ffcSendTable(const GainList& table, float minK, float maxK, const QString& setName)
+{
     FfcRecordHead head;
     int32_t target = FORMAT_BGR24;
     lsxGetTargetFormat(m_handle, &target);
@@ -101,12 +113,13 @@ void CameraServer::ffcWriteRun(const QString& setName)
     head.frameBits = m_frameBits;
     head.pixelMax = settings().value(FpnIni::PixelMax, FpnIni::PixelMaxDefault).toInt();
     head.doffset = settings().value(FpnIni::DOffset, FpnIni::DOffsetDefault).toInt();
-    ffcGainRange(m_ffcKList, head.minK, head.maxK);
+    head.minK = minK;
+    head.maxK = maxK;
 
     std::vector<uint8_t> record = ffcPackRecord(table, head);
     if (record.empty()) {
         emit OS_FpnInfo(101, QStringLiteral("FFC参数中有无效数值，无法写入相机。"));
-        return;
+        return false;
     }
     uint32_t size = sizeof(lsxFpnHeader);
     lsxStatus status = lsxSet(m_handle, LSX_KEY_FPN, record.data(), &size);
@@ -114,7 +127,7 @@ void CameraServer::ffcWriteRun(const QString& setName)
     record.clear();
     if (status != LSX_OK) {
         emit OS_FpnInfo(101, withStatus(QStringLiteral("FFC参数写入失败，失败原因：%1-%2."), status));
-        return;
+        return false;
     }
     settle(1000);
     emit OS_FpnInfo(99, QStringLiteral("FFC参数成功写入"));
@@ -124,41 +137,51 @@ void CameraServer::ffcWriteRun(const QString& setName)
     if (status != LSX_OK) {
         emit OS_FpnInfo(101,
                         withStatus(QStringLiteral("\n切换Disable失败失败，失败原因：%1-%2。请手动重试。"), status));
-        return;
+        return false;
     }
     settle(2500);
     status = lsxSetConfigString(m_handle, "PRNUC", setName.toLatin1().constData());
     if (status != LSX_OK) {
         emit OS_FpnInfo(101, withStatus(QStringLiteral("\n选择FFC参数集失败，失败原因：%1-%2。请手动重试。"), status));
-        return;
+        return false;
     }
     emit OS_FpnInfo(99, QStringLiteral("\nFFC参数组设为%1.").arg(setName));
 
     status = setCorrectionSwitch("LSC", 1, LSX_SWITCH_FLAT_ONLY, 1, LSX_SWITCH_BOTH);
     if (status != LSX_OK) {
         emit OS_FpnInfo(101, withStatus(QStringLiteral("FFC使能出错，错误原因：%1-%2."), status));
-        return;
+        return false;
     }
     emit OS_FpnInfo(100, QStringLiteral("\nFFC使能成功。"));
+    return true;
 }
 
 QList<QList<double>> CameraServer::readFfcParam(int index)
 {
     if (index == 0) return {};
+    QList<QList<double>> gains;
+    readFfcMemory(gains);
+    return gains;
+}
+
+lsxStatus CameraServer::readFfcMemory(QList<QList<double>>& gains)
+{
+    gains.clear();
     lsxFfcMemHead head;
     std::memset(&head, 0, sizeof head);
     lsxStatus status = lsxReadGenICamMem(m_handle, LSX_MEM_FFC_SET, &head, sizeof head);
     if (status != LSX_OK) {
         qDebug() << "lsxReadGenICamMem head faild with : " << status << statusText(status);
-        return {};
+        return status;
     }
     // A head of 0 columns has no gains to divide among channels.
-    if (head.columns == 0 || head.payloadSize == 0) return {};
+    if (head.columns == 0 || head.payloadSize == 0) return LSX_OK;
     std::vector<uint8_t> block(sizeof head + head.payloadSize, 0);
     status = lsxReadGenICamMem(m_handle, LSX_MEM_FFC_SET, block.data(), uint32_t(block.size()));
     if (status != LSX_OK) {
         qDebug() << "lsxReadGenICamMem main faild with : " << status << statusText(status);
-        return {};
+        return status;
     }
-    return ffcParseMemory(block.data(), block.size());
+    gains = ffcParseMemory(block.data(), block.size());
+    return LSX_OK;
 }

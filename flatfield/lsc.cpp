@@ -22,7 +22,9 @@
 //  3. the set selection goes to "Disable", 2.5 s pass, and it goes to the chosen set; a failure
 //     of either is told and the run goes on, so that the switch is still set;
 //  4. the switch record turns the lens shading on (with the flat field when a set of it is
-//     selected).
+//     selected); the set stays so when the camera is closed.
+// The camera's lens-shading sets cannot be read back, so no backup is kept of what a write-down
+// overwrites; the operator is told so before it is written.
 #include "camera/cameraserver.h"
 
 #include "camera/framegrab.h"
@@ -185,6 +187,9 @@ void CameraServer::lscWriteRun(int setIndex, const QString& setName)
         emit OS_FpnInfo(101, QStringLiteral("LSC参数中有无效数值，无法写入相机。"));
         return;
     }
+    // The camera's lens-shading sets cannot be read back: the operator hears that nothing is kept.
+    CameraBackup backup;
+    if (backupBeforeWrite(WriteKind::Lsc, setName, backup) == Backup::Failed) return;
     lsxRegion roi;
     std::memset(&roi, 0, sizeof roi);
     lsxGetRoi(m_handle, &roi);
@@ -235,5 +240,6 @@ void CameraServer::lscWriteRun(int setIndex, const QString& setName)
         emit OS_FpnInfo(101, withStatus(QStringLiteral("关闭LSC使能出错，错误原因：%1-%2."), status));
         return;
     }
+    m_written.lscSet = setName;
     emit OS_FpnInfo(100, QStringLiteral("\nLSC使能成功。"));
 }

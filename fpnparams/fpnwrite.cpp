@@ -5,13 +5,17 @@
 //  2. B and K widened to the whole sensor, the region's outside at K 1.0 and the row's mean B;
 //  3. the gain range and the level table checked;
 //  4. one record built with the head the camera needs (lines, depth, DOffset, level, K range);
-//  5. sent as the set the operator chose: a selectable set as its dark half (unless the dark data
+//  5. what the set holds now read back and kept in a backup file (where the camera can be read
+//     back; where it cannot, the operator is told so and the write goes on);
+//  6. sent as the set the operator chose: a selectable set as its dark half (unless the dark data
 //     came from the camera itself) and its bright half; the factory set whole, or on a
 //     multi-level camera as its dark half and one K band per level of the table;
-//  6. the camera's FPN switched on.
+//  7. the camera's FPN switched on; the set, with its DOffset, stays so when the camera is closed.
 // The TVK317 family takes one whole record per pixel and is switched on by key 46. A camera of
 // several gains without line-scan data would take the gain table of key 47.
-// A failure stops the write; what was sent stays in the camera.
+// A failure stops the write. One that leaves part of the set written (the dark half in, the
+// bright half refused) writes the earlier set back from the backup and says so; when that fails
+// too, or there is no backup, the operator is told that the set is now a mixture.
 #include "camera/cameraserver.h"
 
 #include "calibration/klevels.h"
@@ -131,7 +135,49 @@ void CameraServer::fpnWriteRun(int sel)
     record.setType(uint32_t(sel + 1), false);
     fillFpnPairs(record, k, b, rows, columns, fpnDataOrder(rows, m_lineCount));
 
-    // 5. The set the operator chose.
+    // 5. What the set holds now, kept first.
+    const QString target = sel == 1 ? QStringLiteral("factory") : currentSelection("FPNC.Selector");
+    CameraBackup backup;
+    Backup kept = Backup::Impossible;
+    if (sel == 0 || sel == 1) {
+        kept = backupBeforeWrite(WriteKind::Fpn, target, backup);
+        if (kept == Backup::Failed) return;
+    }
+
+    // 6. The set the operator chose.
+    bool partial = false;
+    if (multiLevel) {
+        if (!fpnWriteFactoryLevels(record, levels, rows, columns, partial)) {
+            if (partial) fpnRecover(nullptr, target);
+            return;
+        }
+    } else if (sel == 0 || sel == 1) {
+        // Dark data read from the camera is already there: only the bright half goes.
+        status = fpnSendSet(record, sel == 1, !m_darkFromCamera, partial);
+        if (status != LSX_OK) {
+            emit OS_FpnInfo(101, withStatus(kWriteFailed, status));
+            if (partial) fpnRecover(kept == Backup::Taken ? &backup : nullptr, target);
+            return;
+        }
+    }
+    emit OS_FpnInfo(100, kWritten);
+
+    // 7. The camera corrects by itself from now on, and is left so.
+    m_written.fpn = true;
+    m_written.fpnSet = target;
+    m_written.fpnEnabled = true;
+    m_written.keepDoffset = true;
+    m_written.doffset = doffset;
+    status = lsxSetConfigString(m_handle, "FPNC.Enable", "true");
+    if (status != LSX_OK)
+        emit OS_FpnInfo(101, withStatus(kEnableFailed, status));
+    else
+        emit OS_FpnInfo(100, kEnabled);
+}
+
+lsxStatus CameraServer::fpnSendSet(FpnRecord& record, bool whole, bool sendDark, bool& partial)
+{
+    partial = false;
     auto send = [&](const char* what, uint32_t type, bool more) {
         record.setType(type, more);
         uint32_t size = sizeof(lsxFpnHeader);
@@ -140,41 +186,19 @@ void CameraServer::fpnWriteRun(int sel)
                  << st;
         return st;
     };
-    if (sel == 1 && !multiLevel) {
-        status = send("factory", LSX_FPN_WHOLE, false);
-        if (status != LSX_OK) {
-            emit OS_FpnInfo(101, withStatus(kWriteFailed, status));
-            return;
-        }
-    } else if (multiLevel) {
-        if (!fpnWriteFactoryLevels(record, levels, rows, columns)) return;
-    } else if (sel == 0) {
-        // Dark data read from the camera is already there: only the bright half goes.
-        if (!m_darkFromCamera) {
-            status = send("DSNU", LSX_FPN_DARK, true);
-            if (status != LSX_OK) {
-                emit OS_FpnInfo(101, withStatus(kWriteFailed, status));
-                return;
-            }
-        }
-        status = send("PRNU", LSX_FPN_BRIGHT, false);
-        if (status != LSX_OK) {
-            emit OS_FpnInfo(101, withStatus(kWriteFailed, status));
-            return;
-        }
+    if (whole) return send("factory", LSX_FPN_WHOLE, false);
+    if (sendDark) {
+        const lsxStatus status = send("DSNU", LSX_FPN_DARK, true);
+        if (status != LSX_OK) return status;
+        partial = true;
     }
-    emit OS_FpnInfo(100, kWritten);
-
-    // 6. The camera corrects by itself from now on.
-    status = lsxSetConfigString(m_handle, "FPNC.Enable", "true");
-    if (status != LSX_OK)
-        emit OS_FpnInfo(101, withStatus(kEnableFailed, status));
-    else
-        emit OS_FpnInfo(100, kEnabled);
+    return send("PRNU", LSX_FPN_BRIGHT, false);
 }
 
-bool CameraServer::fpnWriteFactoryLevels(FpnRecord& record, const std::vector<uint16_t>& levels, int rows, int columns)
+bool CameraServer::fpnWriteFactoryLevels(FpnRecord& record, const std::vector<uint16_t>& levels, int rows, int columns,
+                                         bool& partial)
 {
+    partial = false;
     // The dark half, at the level of the first grey target.
     lsxFpnHeader& head = record.head();
     const uint32_t total = uint32_t(sizeof(lsxFpnHeader) + head.dataSize);
@@ -189,6 +213,7 @@ bool CameraServer::fpnWriteFactoryLevels(FpnRecord& record, const std::vector<ui
         return false;
     }
     lsxDebugFormat(m_handle, kLogLevel, kLogTag, "lsxset dsnu : succeed");
+    partial = true;
 
     // Each row scaled so that a full-scale pixel still reaches full scale at the top level.
     const double maxv = m_frameBits != 0 ? double(LSX_FULL_SCALE_16) : double(LSX_FULL_SCALE_8);
@@ -263,6 +288,8 @@ void CameraServer::fpnWriteTvk317()
         emit OS_FpnInfo(101, QStringLiteral("分辨率模式不匹配"));
         return;
     }
+    CameraBackup backup;
+    if (backupBeforeWrite(WriteKind::Fpn, currentSelection("FPNC.Selector"), backup) == Backup::Failed) return;
     FpnRecord record{static_cast<uint32_t>(n)};
     lsxFpnHeader& head = record.head();
     head.columns = uint32_t(roi.W);
@@ -281,6 +308,9 @@ void CameraServer::fpnWriteTvk317()
         return;
     }
     emit OS_FpnInfo(99, kWritten);
+    m_written.fpn = true;
+    m_written.fpnSet.clear();
+    m_written.fpnEnabled = true;
     status = setCameraFpn(true);
     if (status != LSX_OK)
         emit OS_FpnInfo(101, withStatus(kEnableFailed, status));

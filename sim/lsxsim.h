@@ -70,6 +70,14 @@
  *  - Correction data lives in the camera's memory: lsxSaveConfig/lsxLoadConfig save and restore
  *    the settings (formats, ROI, exposure, gain, trigger, selections, switches, DOffset, ...), not
  *    the sets, so a restore of the state found at open keeps a calibration written since.
+ *  - The camera's non-volatile memory (the FPN user sets and the factory set, the flat-field sets,
+ *    the lens-shading sets of the FLASH store, the gain table, the factory record and the stored
+ *    DOffset) outlives the process, as a real camera's outlives a power cycle: it is kept in the
+ *    state folder LSX_SIM_STATE (default $XDG_STATE_HOME/lsxsim, else ~/.local/state/lsxsim),
+ *    one file per camera, rewritten after every change, so that a second process opening the same
+ *    camera finds what the first wrote. The settings are not kept: a new process finds them at
+ *    their defaults. A file written for another sensor geometry, or one that does not parse, is
+ *    not taken; the camera then starts empty and its log says why.
  *
  * LSX_SIM_CONFIG names a JSON file (see sim/simconfig.cpp for its fields). Every field is
  * checked for its type and range; a camera with a bad or unknown field is not built, and the
@@ -178,7 +186,8 @@ LSX_API lsxStatus lsxSimLogCount(int32_t* count);
 LSX_API lsxStatus lsxSimLogLine(int32_t index, char* text, uint32_t size);
 
 /* Back to the start: all cameras closed and rebuilt from the built-ins and LSX_SIM_CONFIG
- * (read again), faults cleared, log emptied. Handles of before answer -13. */
+ * (read again), faults cleared, log emptied, the state folder's memory files removed (the cameras
+ * are new, here and in the next process). Handles of before answer -13. */
 LSX_API lsxStatus lsxSimReset(void);
 
 #ifdef __cplusplus

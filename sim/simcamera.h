@@ -73,6 +73,13 @@ struct FaultPlan {
 
 std::vector<CameraDefinition> builtinCameras();
 
+// A line of the library's log (lsxSimLogLine), also on stderr unless LSX_SIM_QUIET is set.
+void simLog(const std::string& text);
+
+// The folder of the cameras' non-volatile memory (simnvram.cpp), and its clearing by lsxSimReset.
+std::string stateFolder();
+void clearStateFolder();
+
 // Applies a configuration (the JSON text of LSX_SIM_CONFIG, named `source` in the messages) to
 // the list and gives its faults. Every field is checked against its type and range; a camera
 // with a bad field is not built (dropped from the list), a bad fault is not injected, and a text
@@ -222,6 +229,9 @@ public:
     lsxStatus truth(int kind, int plane, int line, double level, float* out, int32_t* count);
     void counters(uint64_t* frames, uint64_t* triggers);
 
+    // The non-volatile memory from the state folder (simnvram.cpp), taken once at construction.
+    void loadNv();
+
 private:
     struct Settings;  // simcamera.cpp
     using Lock = std::unique_lock<std::mutex>;
@@ -261,6 +271,10 @@ private:
     bool lscBlockValid(const std::vector<uint8_t>& block, lsxStatus* why) const;
     std::vector<std::string> selectionLocked(const std::string& key) const;
     std::string& selectionValueLocked(const std::string& key);
+    // The non-volatile memory as its file holds it, and the file rewritten when it changed.
+    std::string nvPath() const;
+    std::string nvTextLocked() const;
+    void saveNvLocked();
 
     CameraDefinition m_def;
     // [(line*planes+plane)*width + x]: dark offset, response, dark current, response's roll-off
@@ -279,6 +293,9 @@ private:
     std::vector<std::vector<uint8_t>> m_lscSets;
     std::vector<uint8_t> m_lscMem;
     std::vector<uint8_t> m_gainTable;
+    bool m_factoryWritten = false;  // the factory record was written (factory mode)
+    std::string m_nvWritten;        // the state file's text as last written or read
+    bool m_nvFailed = false;        // the state file could not be written (said once)
 
     // stream, on the camera's clock (microseconds since open). The clock runs with the steady
     // clock divided by the time scale; at time scale 0 it stands still and a read-out takes no

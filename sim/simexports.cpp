@@ -72,14 +72,13 @@ void buildLocked(Registry& r)
     std::vector<lsxsim::FaultPlan> faults;
     std::vector<std::string> messages;
     lsxsim::applyConfigFile(definitions, faults, messages);
-    const bool quiet = std::getenv("LSX_SIM_QUIET") != nullptr;
-    for (const std::string& m : messages) {
-        if (!quiet) std::fprintf(stderr, "lsxsim: %s\n", m.c_str());
-        logLine(m);
-    }
+    for (const std::string& m : messages) lsxsim::simLog(m);
     injectConfigFaults(faults);
     r.cameras.clear();
-    for (const auto& s : definitions) r.cameras.push_back(std::make_shared<Camera>(s));
+    for (const auto& s : definitions) {
+        r.cameras.push_back(std::make_shared<Camera>(s));
+        r.cameras.back()->loadNv();  // what the camera kept from an earlier process
+    }
     r.found = r.cameras;
     r.built = true;
 }
@@ -176,6 +175,16 @@ void logLine(const std::string& text)
     g_log.push_back(text);
     while (g_log.size() > 256) g_log.pop_front();
 }
+
+}  // namespace
+
+void lsxsim::simLog(const std::string& text)
+{
+    if (!std::getenv("LSX_SIM_QUIET")) std::fprintf(stderr, "lsxsim: %s\n", text.c_str());
+    logLine(text);
+}
+
+namespace {
 
 template <typename F>
 lsxStatus withCamera(lsxHandle h, F&& fn)
@@ -710,6 +719,7 @@ lsxStatus lsxSimReset(void)
             r.found.clear();
             r.cameras.clear();
             r.built = false;
+            lsxsim::clearStateFolder();  // the cameras come back as new, here and in the next process
             buildLocked(r);
             r.found = r.cameras;
         }

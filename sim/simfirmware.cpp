@@ -132,6 +132,7 @@ lsxStatus Camera::setConfigString(const char* key, const char* value)
         if (k == "PRNUC" && i > 0 && m_ffcPending.written) {
             m_ffc[size_t(i - 1)] = m_ffcPending;
             m_ffcPending = FfcSet{};
+            saveNvLocked();
         }
     } else if (k == "FPNC.Enable") {
         st = parseBool(m_s->fpnEnable);
@@ -253,6 +254,7 @@ lsxStatus Camera::writeReg(uint32_t reg, uint32_t v)
         const int32_t s = int32_t(v);
         if (s < -128 || s > 255) return LSX_ERR_OUT_OF_RANGE;
         m_s->blackReg = uint32_t(s) & 0xFF;  // the sensor keeps one byte
+        saveNvLocked();
     } else if (reg == GVR_LSC_SET_INDEX) {
         if (((v >> 16) & 0xFF) >= uint32_t(kLscSets)) return LSX_ERR_OUT_OF_RANGE;
         m_s->lscIndexReg = v;
@@ -260,6 +262,7 @@ lsxStatus Camera::writeReg(uint32_t reg, uint32_t v)
         if (v != LSX_FLASH_STORE_LSC) return LSX_ERR_OUT_OF_RANGE;
         if (m_lscMem.empty()) return -51;  // nothing to store
         m_lscSets[(m_s->lscIndexReg >> 16) & 0xFF] = m_lscMem;
+        saveNvLocked();
     } else if (m_def.registers.count(reg)) {
         return -54;  // read-only
     } else {
@@ -429,6 +432,7 @@ lsxStatus Camera::set(uint32_t key, void* payload, uint32_t* size)
         Lock lock(m_mutex);
         const auto* b = static_cast<const uint8_t*>(payload);
         m_gainTable.assign(b, b + *size);
+        saveNvLocked();
         return LSX_OK;
     }
     case LSX_KEY_SENSOR_REG: {
@@ -444,6 +448,7 @@ lsxStatus Camera::set(uint32_t key, void* payload, uint32_t* size)
         } else {
             return LSX_ERR_ADDRESS;
         }
+        saveNvLocked();
         invalidateLocked();
         return LSX_OK;
     }
@@ -452,6 +457,8 @@ lsxStatus Camera::set(uint32_t key, void* payload, uint32_t* size)
         if (m_mode != LSX_OPEN_FACTORY) return LSX_ERR_WRITE_PROTECTED;
         if (size && *size < 128) return LSX_ERR_BLOCK_SIZE;
         std::memcpy(m_def.factory.data(), payload, 128);
+        m_factoryWritten = true;
+        saveNvLocked();
         return LSX_OK;
     }
     default: return LSX_ERR_NOT_SUPPORTED;
@@ -564,6 +571,7 @@ lsxStatus Camera::setFpnRecord(const lsxFpnHeader* h, uint32_t*)
     }
     set.doffset = int(int8_t(h->doffset));
     set.written = true;
+    saveNvLocked();
     invalidateLocked();
     return LSX_OK;
 }
@@ -640,10 +648,12 @@ lsxStatus Camera::setFfcRecord(const lsxFpnHeader* h)
     f.roiX = m_s->roiX;
     f.written = true;
     const int i = indexOf(selectionLocked("PRNUC"), m_s->prnuc);
-    if (i > 0)
+    if (i > 0) {
         m_ffc[size_t(i - 1)] = f;
-    else
+        saveNvLocked();
+    } else {
         m_ffcPending = f;
+    }
     invalidateLocked();
     return LSX_OK;
 }

@@ -232,6 +232,7 @@ lsxStatus Camera::loadConfig(const char* path)
     if (colour ? !okColour(m_s->target) : !(m_s->target == 0 || m_s->target == 30 || m_s->target == 34))
         m_s->target = colour ? 10 : 0;
     m_triggers.clear();
+    saveNvLocked();  // the DOffset the file puts back is the one the camera keeps
     invalidateLocked();
     return LSX_OK;
 }

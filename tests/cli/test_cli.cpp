@@ -1,30 +1,34 @@
 // The command-line runner: its command lines and recipes read into plans, and the executable run
 // as a station runs it, on the simulated camera with no display: exit codes, the JSON result,
 // the operator's messages, the files it writes (loaded back by the window's own code), Ctrl-C,
-// and no Qt Widgets among its libraries.
+// and no Qt Widgets among its libraries; writes into the camera confirmed (--yes or "y") with a
+// backup first, restored by the restore step, and the camera left as the runner reported it, as
+// a second process finds it.
 #include "cli/cliplan.h"
 #include "cli/clirunner.h"
 
 #include "camera/cameraserver.h"
 #include "camera/metatypes.h"
+#include "common/fpnreadback.h"
 #include "loader.h"
 #include "sim/lsxsim.h"
 
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
+#include <QRegularExpression>
 #include <QSettings>
 #include <QTemporaryDir>
+#include <QTimer>
 #include <QtTest>
 
-#include <QElapsedTimer>
-#include <QRegularExpression>
-#include <QTimer>
-
 #include <csignal>
+#include <cstdio>
+#include <cstring>
 #include <functional>
 
 #include <sys/resource.h>
@@ -57,6 +61,7 @@ class TestCli : public QObject {
         env.remove(QStringLiteral("QT_QPA_PLATFORM"));
         env.remove(QStringLiteral("LSX_LIBRARY"));
         env.insert(QStringLiteral("TELORINE_DOCUMENT_PATH"), m_dir.path());
+        env.insert(QStringLiteral("LSX_SIM_STATE"), path(QStringLiteral("state")));
         const QString config = path(QStringLiteral("sim-%1-%2.json").arg(timeScale).arg(qHash(extra)));
         QFile f(config);
         if (!f.exists() && f.open(QIODevice::WriteOnly))
@@ -69,14 +74,17 @@ class TestCli : public QObject {
         return env;
     }
 
+    // The runner with `args`; `extra` adds to the simulator's configuration, `childSetup` runs in
+    // the child before the runner starts, `input` is what the operator types at its terminal.
     Run run(const QStringList& args, double timeScale = 0.0, const QString& extra = QString(),
-            const std::function<void()>& childSetup = nullptr)
+            const std::function<void()>& childSetup = nullptr, const QByteArray& input = QByteArray())
     {
         QProcess p;
         p.setProcessEnvironment(environment(timeScale, extra));
         if (childSetup) p.setChildProcessModifier(childSetup);
         p.setWorkingDirectory(m_dir.path());
         p.start(m_exe, args);
+        if (!input.isEmpty()) p.write(input);
         p.closeWriteChannel();
         Run r;
         if (!p.waitForFinished(120000)) {
@@ -111,6 +119,48 @@ class TestCli : public QObject {
         QFile f(file);
         if (!f.open(QIODevice::ReadOnly)) return {};
         return QJsonDocument::fromJson(f.readAll()).object();
+    }
+
+    // This program again, as a second program on the runner's camera (the same configuration,
+    // documents and state folder), running peerSide in `mode`; what it printed, or empty on a
+    // failure (printed with qWarning).
+    QString peer(const QString& mode, const QString& argument = QString())
+    {
+        QProcess p;
+        QProcessEnvironment env = environment();
+        env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
+        env.insert(QStringLiteral("LSX_CLI_PEER"), mode);
+        env.insert(QStringLiteral("LSX_CLI_PEER_ARG"), argument);
+        p.setProcessEnvironment(env);
+        p.setProcessChannelMode(QProcess::MergedChannels);
+        p.start(QCoreApplication::applicationFilePath(), {QStringLiteral("peerSide")});
+        if (!p.waitForFinished(120000)) p.kill();
+        const QString out = QString::fromLocal8Bit(p.readAll());
+        if (p.exitStatus() != QProcess::NormalExit || p.exitCode() != 0) {
+            qWarning("%s", qPrintable(out));
+            return QString();
+        }
+        const QRegularExpressionMatch m = QRegularExpression(QStringLiteral("peer: (.*)")).match(out);
+        return m.hasMatch() ? m.captured(1).trimmed() : QString();
+    }
+
+    // The set `set` as the camera's record gives it back, K and B of every column, as text.
+    static QString setText(lsxHandle h, const QString& set)
+    {
+        const std::vector<uint8_t> block = fpnReadBack(h, set.toLatin1().constData(), 256);
+        if (block.empty()) return QString();
+        return QString::fromLatin1(QByteArray(reinterpret_cast<const char*>(block.data() + 40), 256 * 8).toHex());
+    }
+
+    // The backups the runs have taken, newest last.
+    QStringList backups() const
+    {
+        QDir dir(m_dir.path() + QStringLiteral("/FPN/backup"));
+        QStringList out;
+        for (const QFileInfo& f :
+             dir.entryInfoList({QStringLiteral("*.backup.ini")}, QDir::Files, QDir::Time | QDir::Reversed))
+            out.append(f.absoluteFilePath());
+        return out;
     }
 
 private slots:
@@ -273,10 +323,10 @@ private slots:
     {
         const Run r = run({"--help"});
         QCOMPARE(r.exit, 0);
-        for (const char* step :
-             {"list", "info", "exposure US", "dark", "bright", "write-fpn SET", "save-fpn FILE", "load-fpn FILE", "ffc",
-              "lsc", "verify", "run RECIPE.ini", "--sim-scene", "--json", "--yes"})
-            QVERIFY2(r.out.contains(QLatin1String(step)), step);
+        for (const char* step : {"list", "info", "exposure US", "dark", "bright", "write-fpn SET", "save-fpn FILE",
+                                 "load-fpn FILE", "ffc", "lsc", "verify", "run RECIPE.ini", "restore BACKUP",
+                                 "--sim-scene", "--json", "--yes", "写入相机", "备份"})
+            QVERIFY2(r.out.contains(QString::fromUtf8(step)), step);
     }
 
     void stationCalibration()
@@ -756,6 +806,188 @@ private slots:
         };
         QCOMPARE(lines(left), lines(found));
         QVERIFY(found.size() > 30);
+    }
+
+    // The second program of secondProcessFindsTheWrittenSet and restoreFromTheCommandLine: it
+    // opens the camera afresh and prints what it finds after "peer: ".
+    void peerSide()
+    {
+        const QString mode = qEnvironmentVariable("LSX_CLI_PEER");
+        if (mode.isEmpty()) QSKIP("the second program of other tests");
+        const QString argument = qEnvironmentVariable("LSX_CLI_PEER_ARG");
+        registerMetaTypes();
+        QVERIFY(lsx::bindLibrary(lsx::chooseLibrary("", QCoreApplication::applicationDirPath().toStdString())).ok);
+        const QString name = QStringLiteral("SIM-LS4096-M");
+        CameraServer s;
+        s.enumerate();
+        s.open(name);
+        QVERIFY(s.m_opened);
+        if (mode == QLatin1String("read")) {
+            const QString text = setText(s.m_handle, argument);
+            QVERIFY(!text.isEmpty());
+            std::printf("peer: %s\n", qPrintable(text));
+            return;
+        }
+        // "verify": UserSet0 loaded and switched on, the flat measured at the exposure given.
+        QCOMPARE(lsxSetConfigString(s.m_handle, "FPNC.Selector", "UserSet0"), LSX_OK);
+        QCOMPARE(lsxSetConfigString(s.m_handle, "FPNC.Enable", "true"), LSX_OK);
+        QCOMPARE(lsxSetExposure(s.m_handle, argument.toDouble()), LSX_OK);
+        QVERIFY(lsx::hasSceneControl());
+        auto answer = connect(
+            &s, &CameraServer::OS_VerifyAsk, this,
+            [&](int step, QString) {
+                lsx::Scene scene;
+                lsx::getScene(name.toStdString(), scene);
+                scene.kind = step == 1 ? LSX_SIM_SCENE_DARK : LSX_SIM_SCENE_FLAT;
+                lsx::setScene(name.toStdString(), scene);
+                s.verifyAnswer(step, true);
+            },
+            Qt::DirectConnection);
+        QSignalSpy finished(&s, &CameraServer::OS_VerifyFinished);
+        s.verifyStart();
+        disconnect(answer);
+        QCOMPARE(finished.size(), 1);
+        const VerifyReport report = finished.first().first().value<VerifyReport>();
+        QCOMPARE(report.planes.size(), 1);
+        QVERIFY(report.fpnOn);
+        // The DOffset the camera kept, as the server read it at the opening.
+        std::printf("peer: %.6f %d\n", report.planes.first().after.prnu,
+                    s.settings().value(QStringLiteral("Params/DOffset")).toInt());
+    }
+
+    // The station's write as a second program finds it: after write-fpn and the verification in
+    // the first process, this process opens the camera, loads UserSet0 and measures the flat at the
+    // same exposure: the residual PRNU is the verification's within 0.01 %, and the DOffset is the
+    // one the runner said it left.
+    void secondProcessFindsTheWrittenSet()
+    {
+        {
+            // The station's settings, and the verification's limits at their defaults again.
+            QSettings ini(m_dir.path() + QStringLiteral("/FPN/FPN.ini"), QSettings::IniFormat);
+            ini.setValue(QStringLiteral("Params/FlatEnable"), true);
+            ini.remove(QStringLiteral("Verify"));
+        }
+        const int taken = int(backups().size());
+        const Run r =
+            run({"-d", "SIM-LS4096-M", "--yes", "--sim-scene", "dark", "dark", "--auto-doffset", "--sim-scene", "flat",
+                 "bright", "write-fpn", "UserSet0", "verify", "--report", "first-verify.json", "--json", "first.json"});
+        QVERIFY2(r.exit == 0, qPrintable(r.err.right(2000)));
+        const QJsonObject first = json(path("first.json"));
+        const QJsonObject left = first.value(QStringLiteral("cameraLeft")).toObject();
+        QCOMPARE(left.value(QStringLiteral("fpnSet")).toString(), QStringLiteral("UserSet0"));
+        QVERIFY(left.value(QStringLiteral("fpnEnabled")).toBool());
+        QVERIFY(left.value(QStringLiteral("stateAsFound")).toBool());
+        QVERIFY(left.contains(QStringLiteral("doffset")));
+        QVERIFY(r.err.contains(QStringLiteral("相机已关闭：保持 FPN UserSet0")));
+        // The write kept what it overwrote.
+        const QJsonArray steps = first.value(QStringLiteral("steps")).toArray();
+        QVERIFY(QJsonDocument(steps[2].toObject()).toJson().contains("写入前已将相机参数组 UserSet0 备份到"));
+        QCOMPARE(int(backups().size()), taken + 1);
+        const QJsonObject report = json(path("first-verify.json"));
+        const double exposure =
+            report.value(QStringLiteral("settings")).toObject().value(QStringLiteral("exposureUs")).toDouble();
+        const double prnuFirst = report.value(QStringLiteral("planes"))
+                                     .toArray()
+                                     .first()
+                                     .toObject()
+                                     .value(QStringLiteral("after"))
+                                     .toObject()
+                                     .value(QStringLiteral("prnu"))
+                                     .toDouble();
+        QVERIFY(exposure > 0.0);
+        QVERIFY(prnuFirst > 0.0 && prnuFirst < 0.5);
+
+        const QStringList found =
+            peer(QStringLiteral("verify"), QString::number(exposure, 'g', 17)).split(QLatin1Char(' '));
+        QCOMPARE(found.size(), 2);
+        const double prnuSecond = found[0].toDouble();
+        qInfo("residual PRNU: %.4f %% in the runner, %.4f %% in the second program", prnuFirst, prnuSecond);
+        QVERIFY2(std::abs(prnuSecond - prnuFirst) < 0.01, qPrintable(QString::number(prnuSecond - prnuFirst)));
+        QCOMPARE(found[1].toInt(), left.value(QStringLiteral("doffset")).toInt());
+    }
+
+    // Writes need the operator's "y" or --yes: a closed terminal or another answer writes nothing
+    // and keeps no backup; "y" writes.
+    void writesNeedConfirmation()
+    {
+        const QStringList calibration{"-d",   "SIM-LS4096-M", "--sim-scene", "dark",
+                                      "dark", "--sim-scene",  "flat",        "bright"};
+        const int before = int(backups().size());
+        // The question comes before the write, whatever the runner holds.
+        Run r = run({"-d", "SIM-LS4096-M", "write-fpn", "UserSet1", "--json", "closed.json"});
+        QCOMPARE(r.exit, 2);
+        QVERIFY2(r.err.contains(QStringLiteral("将覆盖相机 SIM-LS4096-M 的FPN参数组 UserSet1。写入前的内容将备份到 ")),
+                 qPrintable(r.err));
+        QVERIFY(r.err.contains(QStringLiteral("写入相机需要操作员确认，但标准输入已关闭；无人值守时请加 --yes。")));
+        QVERIFY(!json(path("closed.json"))
+                     .value(QStringLiteral("cameraLeft"))
+                     .toObject()
+                     .value(QStringLiteral("fpnEnabled"))
+                     .toBool());
+
+        r = run(calibration + QStringList{"write-fpn", "UserSet1"}, 0.0, QString(), nullptr, "\n\nno\n");
+        QCOMPARE(r.exit, 1);
+        QVERIFY(r.err.contains(QStringLiteral("没有确认写入，相机未被改动。")));
+        QCOMPARE(int(backups().size()), before);
+
+        r = run(calibration + QStringList{"write-fpn", "UserSet1", "--json", "yes.json"}, 0.0, QString(), nullptr, "\n\ny\n");
+        QVERIFY2(r.exit == 0, qPrintable(r.err));
+        QVERIFY(r.err.contains(QStringLiteral("已使能相机内部FPN")));
+        QCOMPARE(int(backups().size()), before + 1);
+        QCOMPARE(json(path("yes.json"))
+                     .value(QStringLiteral("cameraLeft"))
+                     .toObject()
+                     .value(QStringLiteral("fpnSet"))
+                     .toString(),
+                 QStringLiteral("UserSet1"));
+
+        // The lens shading cannot be read back: the question says so.
+        r = run({"-d", "SIM-LS4096-M", "--sim-scene", "flat", "lsc", "--write", "UserSet0"});
+        QCOMPARE(r.exit, 2);
+        QVERIFY2(
+            r.err.contains(QStringLiteral(
+                "将覆盖相机 SIM-LS4096-M 的LSC参数组 UserSet0。无法备份（相机的镜头校正（LSC）参数组不能读回），写入后不能恢复原有参数。")),
+            qPrintable(r.err));
+    }
+
+    // The restore step writes a backup back, value for value, after its own question.
+    void restoreFromTheCommandLine()
+    {
+        // A calibration in UserSet2, then another one over it.
+        const QStringList calibrate{"-d",          "SIM-LS4096-M", "--yes",  "--sim-scene", "dark",    "dark",
+                                    "--sim-scene", "flat",         "bright", "write-fpn",   "UserSet2"};
+        Run r = run(calibrate);
+        QVERIFY2(r.exit == 0, qPrintable(r.err));
+        const QString before = peer(QStringLiteral("read"), QStringLiteral("UserSet2"));
+        QVERIFY(!before.isEmpty());
+        // The second at its own black level (the noise of a new process repeats the first's).
+        QStringList second = calibrate;
+        second.insert(second.indexOf(QStringLiteral("dark"), 5) + 1, QStringLiteral("--auto-doffset"));
+        r = run(second);
+        QVERIFY2(r.exit == 0, qPrintable(r.err));
+        const QString backup = backups().last();
+        // Two backups of one set in the same second are told apart by a number ("-2").
+        QVERIFY2(QRegularExpression(QStringLiteral("_FPN_UserSet2(-\\d+)?\\.backup\\.ini$")).match(backup).hasMatch(),
+                 qPrintable(backups().join(" ")));
+        QVERIFY(peer(QStringLiteral("read"), QStringLiteral("UserSet2")) != before);
+
+        r = run({"-d", "SIM-LS4096-M", "restore", backup});
+        QCOMPARE(r.exit, 2);
+        r = run({"-d", "SIM-LS4096-M", "--yes", "restore", backup, "--json", "restore.json"});
+        QVERIFY2(r.exit == 0, qPrintable(r.err));
+        QVERIFY(r.err.contains(QStringLiteral("已将备份 %1 写回相机参数组 UserSet2。").arg(backup)));
+        const QJsonObject left = json(path("restore.json")).value(QStringLiteral("cameraLeft")).toObject();
+        QCOMPARE(left.value(QStringLiteral("fpnSet")).toString(), QStringLiteral("UserSet2"));
+        QCOMPARE(peer(QStringLiteral("read"), QStringLiteral("UserSet2")), before);
+
+        // A file that is no backup writes nothing.
+        QFile bad(path("bad.backup.ini"));
+        QVERIFY(bad.open(QIODevice::WriteOnly));
+        bad.write("[Backup]\nVersion=1\n");
+        bad.close();
+        r = run({"-d", "SIM-LS4096-M", "--yes", "restore", bad.fileName()});
+        QCOMPARE(r.exit, 1);
+        QVERIFY(r.err.contains(QStringLiteral("缺少键 Backup/Kind")));
     }
 
     void noWidgetsAmongItsLibraries()

@@ -2,8 +2,9 @@
 // a user set and switched on, flattens the camera's own output (against its raw PRNU and lens
 // fall-off) at the target brightness; the set read back from the camera's memory equals what was
 // written to the record's fixed point; the same per channel on the colour camera. Then the
-// write-down on the multi-level camera in BIN2, and the loaded picture refused where it does not
-// fit the camera, with the camera untouched.
+// write-down on the multi-level camera in BIN2, the backup of an overwritten set written back value
+// for value, and the loaded picture refused where it does not fit the camera, with the camera
+// untouched.
 #include "calibration/reports.h"
 #include "calibration/simharness.h"
 #include "camera/cameraserver.h"
@@ -239,6 +240,37 @@ private slots:
         QCOMPARE(back.size(), 1);
         QCOMPARE(back[0].size(), 512);
         for (int x = 0; x < 512; x += 7) QVERIFY(std::abs(back[0][x] - gains[x]) <= 0.5 / 16384.0);
+    }
+
+    // What a write-down overwrites is kept and comes back value for value: gains written into
+    // UserSet1, others over them, the backup of the first written back, the memory read again.
+    void backupRestoredValueForValue()
+    {
+        auto s = openServer("SIM-LS4096-M");
+        QList<double> first(kWidth), second(kWidth, 1.5);
+        for (int x = 0; x < kWidth; ++x) first[x] = 0.75 + double(x % 97) / 256.0;
+        QSignalSpy info(s.get(), &CameraServer::OS_FpnInfo);
+        s->m_ffcKList = {first};
+        s->ffcWriteDown(1, QStringLiteral("UserSet1"));
+        QCOMPARE(reportsOf(info).last(), Report(100, QStringLiteral("\nFFC使能成功。")));
+        const GainList before = s->readFfcParam(1);
+        QCOMPARE(before.size(), 1);
+
+        info.clear();
+        s->m_ffcKList = {second};
+        s->ffcWriteDown(1, QStringLiteral("UserSet1"));
+        QList<Report> reports = reportsOf(info);
+        QCOMPARE(reports.first(),
+                 Report(5, QStringLiteral("写入前已将相机参数组 UserSet1 备份到 %1").arg(s->lastBackupPath())));
+        QCOMPARE(reports.last(), Report(100, QStringLiteral("\nFFC使能成功。")));
+        QVERIFY(s->readFfcParam(1) != before);
+
+        info.clear();
+        const QString backup = s->lastBackupPath();
+        s->restoreBackup(backup);
+        reports = reportsOf(info);
+        QCOMPARE(reports.last(), Report(100, QStringLiteral("\n已将备份 %1 写回相机参数组 UserSet1。").arg(backup)));
+        QCOMPARE(s->readFfcParam(1), before);
     }
 
     void writeDownRefusals()

@@ -120,17 +120,33 @@ private slots:
         std::memcpy(&head, cam().fpnRecords[0].data(), sizeof head);
         QCOMPARE(head.type, uint32_t(LSX_FPN_FLATFIELD));
         QCOMPARE(toList(cam().callsOf("lsxSet(45")), (QStringList{"lsxSet(45,40)"}));
-        const std::vector<std::string> expected = {"lsxSet(45",  "lsxSetConfigString(PRNUC", "lsxSetConfigString(PRNUC",
-                                                   "lsxGet(40)", "lsxGetConfigString(LSC",   "lsxSet(40"};
+        // First the set is chosen and its memory read into the backup; then the record, and the
+        // selection through "Disable".
+        const std::vector<std::string> expected = {"lsxGetConfigString(PRNUC",
+                                                   "lsxSetConfigString(PRNUC",
+                                                   "lsxSet(45",
+                                                   "lsxSetConfigString(PRNUC",
+                                                   "lsxSetConfigString(PRNUC",
+                                                   "lsxGet(40)",
+                                                   "lsxGetConfigString(LSC",
+                                                   "lsxSet(40"};
         QCOMPARE(story(cam().calls), expected);
         const std::vector<std::string> sets = cam().callsOf("lsxSetConfigString(PRNUC");
         QCOMPARE(sets,
-                 (std::vector<std::string>{"lsxSetConfigString(PRNUC,Disable)", "lsxSetConfigString(PRNUC,UserSet2)"}));
+                 (std::vector<std::string>{"lsxSetConfigString(PRNUC,UserSet2)", "lsxSetConfigString(PRNUC,Disable)",
+                                           "lsxSetConfigString(PRNUC,UserSet2)"}));
+        QCOMPARE(cam().count("lsxReadGenICamMem"), 1);
         QCOMPARE(int(cam().correction.enable), 1);
         QCOMPARE(int(cam().correction.mode), int(LSX_SWITCH_BOTH));
-        QCOMPARE(reportsOf(info), (QList<Report>{{99, QStringLiteral("FFC参数成功写入")},
-                                                 {99, QStringLiteral("\nFFC参数组设为UserSet2.")},
-                                                 {100, QStringLiteral("\nFFC使能成功。")}}));
+        QList<Report> reports = reportsOf(info);
+        QVERIFY(!reports.isEmpty());
+        const Report backup = reports.takeFirst();
+        QCOMPARE(backup.first, 5);
+        QVERIFY2(backup.second.startsWith(QStringLiteral("写入前已将相机参数组 UserSet2 备份到 ")),
+                 qPrintable(backup.second));
+        QCOMPARE(reports, (QList<Report>{{99, QStringLiteral("FFC参数成功写入")},
+                                         {99, QStringLiteral("\nFFC参数组设为UserSet2.")},
+                                         {100, QStringLiteral("\nFFC使能成功。")}}));
     }
 
     void ffcWriteDownEndsAtTheFirstSelectionFailure()
@@ -141,13 +157,14 @@ private slots:
         cam().roi = roi;
         s->m_ffcKList = {QList<double>(8, 1.25)};
         cam().faults["lsxSet"] = RecordCam::Fault{0, LSX_OK, 1};
-        cam().faults["lsxSetConfigString"] = RecordCam::Fault{0, -5, 1};
+        // The selection of the set to back it up passes; the switch to "Disable" does not.
+        cam().faults["lsxSetConfigString"] = RecordCam::Fault{1, -5, 1};
         QSignalSpy info(s.get(), &CameraServer::OS_FpnInfo);
         s->ffcWriteDown(0, QStringLiteral("UserSet2"));
         QCOMPARE(
             reportsOf(info).last(),
             Report(101, QStringLiteral("\n切换Disable失败失败，失败原因：-5-%1。请手动重试。").arg(statusText(-5))));
-        QCOMPARE(cam().count("lsxSetConfigString"), 1);
+        QCOMPARE(cam().count("lsxSetConfigString"), 2);
         QCOMPARE(cam().count("lsxGet"), 0);
     }
 

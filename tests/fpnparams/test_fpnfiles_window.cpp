@@ -14,6 +14,7 @@
 #include "flatfield/ffcfile.h"
 #include "flatfield/lscfit.h"
 #include "fpnparams/fpnfile.h"
+#include "common/writequestion.h"
 #include "loader.h"
 #include "sim/lsxsim.h"
 #include "ui_mainwindow.h"
@@ -518,7 +519,12 @@ private slots:
         const QString set = m_window->ui->fpnSelCBox->currentText();
         QVERIFY(set.startsWith(QStringLiteral("UserSet")));
 
-        m_window->fpnWriteDown();
+        ++m_answers.round;  // the dialog answers of the tests before look no more
+        {
+            const WriteQuestion answered(true);
+            m_window->fpnWriteDown();
+            QCOMPARE(answered.texts().size(), 1);
+        }
         auto* panel = m_window->m_progressInfo;
         auto* ok = panel->findChild<QPushButton*>(QStringLiteral("defineBut"));
         QVERIFY(ok);

@@ -2,12 +2,16 @@
 // written into a set of the camera and switched on, and then the camera's output itself flat
 // (not the tool's preview of it). Also the factory multi-level set, the factory set refused
 // outside factory mode, a bright run on the camera's own dark data that writes back only the
-// bright half, and the camera gone between two records.
+// bright half; the backup taken before every write and written back value for value, a write
+// that fails half way putting the earlier set back, and the camera gone between two records.
 #include "calibration/simharness.h"
+#include "common/fpnreadback.h"
 
 #include "statustext.h"
 
 #include <QRegularExpression>
+
+#include <cstring>
 
 namespace {
 
@@ -32,13 +36,33 @@ class TestFpnParamsSim : public QObject, SimHarness {
         return QString::fromLatin1(value);
     }
 
-    // Writes into the selected set and checks the two reports of a good write.
+    // Writes into the selected set and checks the reports of a good write: the backup (or why
+    // there is none), then the two reports of the write.
     void writeDown(CameraServer* s, int sel)
     {
-        const QList<Report> r = reportsOfRun(s, [&] { s->fpnWriteDown(sel); });
+        QList<Report> r = reportsOfRun(s, [&] { s->fpnWriteDown(sel); });
+        QVERIFY(!r.isEmpty());
+        const Report backup = r.takeFirst();
+        QCOMPARE(backup.first, 5);
+        QVERIFY2(backup.second.startsWith(QStringLiteral("写入前已将相机参数组 "))
+                     || backup.second.startsWith(QStringLiteral("写入前无法备份")),
+                 qPrintable(backup.second));
         QCOMPARE(r, (QList<Report>{{100, QStringLiteral("FPN参数成功写入")},
                                    {100, QStringLiteral("\n已使能相机内部FPN，点击确定查看效果。")}}));
         QCOMPARE(cameraFpnSwitch(s), QStringLiteral("true"));
+    }
+
+    // The set `set` of the camera as its record gives it back at the current gain: K, B pairs of
+    // every column and plane.
+    std::vector<float> readSet(CameraServer* s, const char* set, int planes)
+    {
+        lsxRegionDescr descr{};
+        lsxGetRoiDescr(s->m_handle, &descr);
+        const std::vector<uint8_t> block = fpnReadBack(s->m_handle, set, uint32_t(descr.maxWidth * planes));
+        if (block.empty()) return {};
+        std::vector<float> out = fpnPairs(block);
+        out.push_back(float(reinterpret_cast<const lsxFpnHeader*>(block.data())->doffset));
+        return out;
     }
 
     // The non-uniformity of every plane and line of a frame of the camera's own output.
@@ -161,8 +185,10 @@ private slots:
         auto s = openServer(name);
         calibrate(s.get(), name);
         const QList<Report> r = reportsOfRun(s.get(), [&] { s->fpnWriteDown(1); });
-        QCOMPARE(r,
-                 (QList<Report>{{101, QStringLiteral("FPN参数写入失败，失败原因：-1202-%1.").arg(statusText(-1202))}}));
+        // The factory set can be read (and is kept) but not written.
+        QCOMPARE(r.size(), 2);
+        QVERIFY(r.first().second.startsWith(QStringLiteral("写入前已将相机参数组 factory 备份到 ")));
+        QCOMPARE(r.last(), Report(101, QStringLiteral("FPN参数写入失败，失败原因：-1202-%1.").arg(statusText(-1202))));
         QCOMPARE(cameraFpnSwitch(s.get()), QStringLiteral("false"));
     }
 
@@ -212,19 +238,172 @@ private slots:
         QVERIFY(worstNonUniformity(out, 1, 1) < 0.003);
     }
 
+    // The camera gone before the write: the set it holds cannot be read, so nothing is written.
+    void cameraGoneBeforeTheWrite()
+    {
+        const QString name = QStringLiteral("SIM-LS4096-M");
+        auto s = openServer(name);
+        calibrate(s.get(), name);
+        QCOMPARE(m_api->injectFault("lsxGet", 0, LSX_ERR_DISCONNECTED, 0), LSX_OK);
+        const QList<Report> r = reportsOfRun(s.get(), [&] { s->fpnWriteDown(0); });
+        m_api->clearFaults();
+        QCOMPARE(r, (QList<Report>{{101, QStringLiteral("写入前读取相机参数组 UserSet0 出错，错误原因：-1104-%1。"
+                                                        "为免丢失原有参数，未写入相机。")
+                                             .arg(statusText(-1104))}}));
+        QCOMPARE(cameraFpnSwitch(s.get()), QStringLiteral("false"));
+    }
+
+    // The dark half in, then the camera answers no more: the earlier set cannot be put back
+    // either, and the operator hears that the set is a mixture.
     void cameraGoneBetweenRecords()
     {
         const QString name = QStringLiteral("SIM-LS4096-M");
         auto s = openServer(name);
         calibrate(s.get(), name);
-        // The region, its limits and the dark half pass; from then on the camera answers no more.
-        QCOMPARE(m_api->injectFault("*", 3, LSX_ERR_DISCONNECTED, 0), LSX_OK);
+        QCOMPARE(m_api->injectFault("lsxSet", 1, LSX_ERR_DISCONNECTED, 0), LSX_OK);
         const QList<Report> r = reportsOfRun(s.get(), [&] { s->fpnWriteDown(0); });
         m_api->clearFaults();
-        QCOMPARE(r,
-                 (QList<Report>{{101, QStringLiteral("FPN参数写入失败，失败原因：-1104-%1.").arg(statusText(-1104))}}));
+        QCOMPARE(r.size(), 3);
+        QVERIFY(r.first().second.startsWith(QStringLiteral("写入前已将相机参数组 UserSet0 备份到 ")));
+        QCOMPARE(r.at(1), Report(101, QStringLiteral("FPN参数写入失败，失败原因：-1104-%1.").arg(statusText(-1104))));
+        QCOMPARE(
+            r.at(2),
+            Report(101, QStringLiteral(
+                            "从备份写回写入前的参数也失败，失败原因：-1104-%1。相机参数组 UserSet0 现在是新的"
+                            "暗场参数与原有明场参数的混合，不能使用：请重新写入，或用“恢复写入前参数”写回备份 %2。")
+                            .arg(statusText(-1104), s->lastBackupPath())));
         // The camera's FPN stays off, as the calibration left it.
         QCOMPARE(cameraFpnSwitch(s.get()), QStringLiteral("false"));
+    }
+
+    // The bright half refused once: the earlier set goes back from the backup, value for value.
+    void halfWrittenSetPutBackFromTheBackup()
+    {
+        const QString name = QStringLiteral("SIM-LS4096-M");
+        auto s = openServer(name);
+        calibrate(s.get(), name);
+        writeDown(s.get(), 0);
+        const std::vector<float> before = readSet(s.get(), "UserSet0", 1);
+        QVERIFY(!before.empty());
+        for (QList<double>& row : s->m_bList)
+            for (double& b : row) b += 320.0;
+        QCOMPARE(m_api->injectFault("lsxSet", 1, -1201, 1), LSX_OK);
+        const QList<Report> r = reportsOfRun(s.get(), [&] { s->fpnWriteDown(0); });
+        m_api->clearFaults();
+        QCOMPARE(r.size(), 3);
+        QCOMPARE(r.at(1), Report(101, QStringLiteral("FPN参数写入失败，失败原因：-1201-%1.").arg(statusText(-1201))));
+        QCOMPARE(r.at(2),
+                 Report(101, QStringLiteral("已从备份 %1 写回写入前的参数组 UserSet0，相机中的参数与写入前相同。")
+                                 .arg(s->lastBackupPath())));
+        QVERIFY(s->lastBackupPath().startsWith(CameraServer::backupFolder() + QLatin1Char('/')));
+        QCOMPARE(readSet(s.get(), "UserSet0", 1), before);
+    }
+
+    // A backup written back through the write-down's records gives the set as it was: every K,
+    // every B and the DOffset stored with it; the camera's FPN switch as it was.
+    void backupRestoredValueForValue_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<int>("planes");
+        QTest::addColumn<bool>("factory");
+        QTest::newRow("mono") << "SIM-LS4096-M" << 1 << false;
+        QTest::newRow("colour") << "SIM-LS2048-C" << 3 << false;
+        QTest::newRow("factory set") << "SIM-LS4096-M" << 1 << true;
+    }
+
+    void backupRestoredValueForValue()
+    {
+        QFETCH(QString, name);
+        QFETCH(int, planes);
+        QFETCH(bool, factory);
+        // The factory set, in factory mode: written whole (a camera without multi-level K).
+        if (factory) store(FpnIni::Factory, true);
+        const int sel = factory ? 1 : 0;
+        const char* set = factory ? "factory" : "UserSet0";
+        auto s = openServer(name);
+        calibrate(s.get(), name);
+        if (factory) QCOMPARE(lsxSetConfigString(s->m_handle, "FPNC.Selector", "factory"), LSX_OK);
+        writeDown(s.get(), sel);
+        QCOMPARE(lsxSetConfigString(s->m_handle, "FPNC.Enable", "false"), LSX_OK);
+        const std::vector<float> before = readSet(s.get(), set, planes);
+        QVERIFY(!before.empty());
+
+        // Another calibration over it, with another DOffset.
+        store(FpnIni::DOffset, 3);
+        for (QList<double>& row : s->m_bList)
+            for (double& b : row) b *= 0.5;
+        writeDown(s.get(), sel);
+        const QString backup = s->lastBackupPath();
+        QVERIFY(QFile::exists(backup));
+        QVERIFY(readSet(s.get(), set, planes) != before);
+
+        const QList<Report> r = reportsOfRun(s.get(), [&] { s->restoreBackup(backup); });
+        QCOMPARE(r.last(),
+                 Report(100, QStringLiteral("\n已将备份 %1 写回相机参数组 %2。").arg(backup, QLatin1String(set))));
+        // The restore kept what it overwrote too.
+        QVERIFY(s->lastBackupPath() != backup);
+        QVERIFY(QFile::exists(s->lastBackupPath()));
+        QCOMPARE(readSet(s.get(), set, planes), before);
+        QCOMPARE(cameraFpnSwitch(s.get()), QStringLiteral("false"));
+    }
+
+    // A backup that cannot be saved (its folder cannot be made) stops the write: nothing that was
+    // meant to be kept is overwritten.
+    void unsavedBackupStopsTheWrite()
+    {
+        const QString name = QStringLiteral("SIM-LS4096-M");
+        auto s = openServer(name);
+        calibrate(s.get(), name);
+        const std::vector<float> before = readSet(s.get(), "UserSet0", 1);
+        QFile blocker(CameraServer::backupFolder());
+        QVERIFY(blocker.open(QIODevice::WriteOnly));
+        blocker.close();
+        const QList<Report> r = reportsOfRun(s.get(), [&] { s->fpnWriteDown(0); });
+        QVERIFY(QFile::remove(CameraServer::backupFolder()));
+        QCOMPARE(r, (QList<Report>{{101, QStringLiteral("无法创建备份文件夹 %1。为免丢失原有参数，未写入相机。")
+                                             .arg(CameraServer::backupFolder())}}));
+        QCOMPARE(readSet(s.get(), "UserSet0", 1), before);
+        QCOMPARE(cameraFpnSwitch(s.get()), QStringLiteral("false"));
+    }
+
+    // A backup of another camera, or one cut short, writes nothing.
+    void restoreRefusals()
+    {
+        const QString name = QStringLiteral("SIM-LS4096-M");
+        auto s = openServer(name);
+        calibrate(s.get(), name);
+        writeDown(s.get(), 0);
+        writeDown(s.get(), 0);
+        const QString backup = s->lastBackupPath();
+        const std::vector<float> now = readSet(s.get(), "UserSet0", 1);
+        QFile f(backup);
+        QVERIFY(f.open(QIODevice::ReadOnly));
+        const QByteArray text = f.readAll();
+        f.close();
+
+        QByteArray other = text;
+        other.replace("Camera=SIM-LS4096-M", "Camera=SIM-LS9999-X").replace("Serial=", "Serial=X");
+        const QString otherPath = m_doc->filePath(QStringLiteral("other.backup.ini"));
+        QFile o(otherPath);
+        QVERIFY(o.open(QIODevice::WriteOnly));
+        o.write(other);
+        o.close();
+        QList<Report> r = reportsOfRun(s.get(), [&] { s->restoreBackup(otherPath); });
+        QCOMPARE(r.size(), 1);
+        QCOMPARE(r.first().first, 101);
+        QVERIFY2(r.first().second.contains(QStringLiteral("不是当前的相机 SIM-LS4096-M")),
+                 qPrintable(r.first().second));
+
+        QByteArray cut = text;
+        cut.truncate(cut.lastIndexOf(' '));
+        QVERIFY(o.open(QIODevice::WriteOnly | QIODevice::Truncate));
+        o.write(cut);
+        o.close();
+        r = reportsOfRun(s.get(), [&] { s->restoreBackup(otherPath); });
+        QCOMPARE(r.size(), 1);
+        QVERIFY2(r.first().second.contains(QStringLiteral("FPN/B0 有 255 列，应为 256 列")),
+                 qPrintable(r.first().second));
+        QCOMPARE(readSet(s.get(), "UserSet0", 1), now);
     }
 };
 

@@ -43,6 +43,14 @@ QList<QList<KPoint>> samples(int rows, int columns, double x, std::function<doub
     return out;
 }
 
+// The recording camera shows no set selection: what a write would overwrite cannot be read back,
+// and the write says so before its records.
+Report noBackup(const QString& why)
+{
+    return {5, QStringLiteral("写入前无法备份相机当前的参数组：%1。写入后不能恢复原有参数。").arg(why)};
+}
+const Report kNoBackup = noBackup(QStringLiteral("读取相机当前的FPN参数组出错"));
+
 }  // namespace
 
 class TestFpnWrite : public QObject, RecordCamHarness {
@@ -96,7 +104,8 @@ private slots:
         auto s = calibrated();
         store(FpnIni::DOffset, -3);
         const QList<Report> reports = write(s.get(), 0);
-        QCOMPARE(reports, (QList<Report>{{100, QStringLiteral("FPN参数成功写入")},
+        QCOMPARE(reports, (QList<Report>{kNoBackup,
+                                         {100, QStringLiteral("FPN参数成功写入")},
                                          {100, QStringLiteral("\n已使能相机内部FPN，点击确定查看效果。")}}));
         QCOMPARE(cam().fpnRecords.size(), size_t(2));
         const Received dark = decode(cam().fpnRecords[0]), bright = decode(cam().fpnRecords[1]);
@@ -230,7 +239,11 @@ private slots:
         s->m_kPoints = {QList<KPoint>(8, KPoint{20.0, 2.0}), QList<KPoint>(8, KPoint{200.0, 1.0})};
         s->m_bList = {QList<double>(8, 1000.0)};
         const QList<Report> reports = write(s.get(), 1);
-        QCOMPARE(reports.first(), Report(100, QStringLiteral("FPN参数成功写入")));
+        // The bands of a multi-level factory set cannot be read back.
+        QCOMPARE(reports.first(),
+                 Report(5, QStringLiteral("写入前无法备份相机参数组 factory：多级K的出厂参数组的K不能读回。"
+                                          "写入后不能恢复原有参数。")));
+        QCOMPARE(reports.at(1), Report(100, QStringLiteral("FPN参数成功写入")));
         QCOMPARE(cam().fpnRecords.size(), size_t(4));
         const Received dark = decode(cam().fpnRecords[0]);
         QCOMPARE(dark.head.type, uint32_t(LSX_FPN_FACTORY_DARK));
@@ -309,9 +322,13 @@ private slots:
         store(FpnIni::FpnSel, 3);
         cam().faults["lsxSet"] = {2, -1201, 1};
         const QList<Report> reports = write(s.get(), 1);
-        QCOMPARE(
-            reports,
-            (QList<Report>{{101, QStringLiteral("FPN明场参数写入失败，失败原因：-1201-%1.").arg(statusText(-1201))}}));
+        // The dark half is in and a band is not: without a backup the operator hears it is a mixture.
+        QCOMPARE(reports.size(), 3);
+        QCOMPARE(reports.at(1),
+                 Report(101, QStringLiteral("FPN明场参数写入失败，失败原因：-1201-%1.").arg(statusText(-1201))));
+        QCOMPARE(reports.at(2),
+                 Report(101, QStringLiteral("写入前没有备份，无法恢复。相机参数组 factory 现在是新的暗场参数"
+                                            "与原有明场参数的混合，不能使用：请重新写入。")));
         // Two records went; nothing after the failure, the camera's FPN not switched on.
         QCOMPARE(cam().fpnRecords.size(), size_t(2));
         QCOMPARE(cam().count("lsxSetConfigString"), 0);
@@ -331,13 +348,19 @@ private slots:
                                              {101, QStringLiteral("获取FPN校正范围出错，错误原因：-1104-%1").arg(t)}};
         QTest::newRow("dark half") << "lsxSet" << 0
                                    << QList<Report>{
+                                          kNoBackup,
                                           {101, QStringLiteral("FPN参数写入失败，失败原因：-1104-%1.").arg(t)}};
-        QTest::newRow("bright half") << "lsxSet" << 1
-                                     << QList<Report>{
-                                            {101, QStringLiteral("FPN参数写入失败，失败原因：-1104-%1.").arg(t)}};
+        QTest::newRow("bright half")
+            << "lsxSet" << 1
+            << QList<Report>{
+                   kNoBackup,
+                   {101, QStringLiteral("FPN参数写入失败，失败原因：-1104-%1.").arg(t)},
+                   {101, QStringLiteral("写入前没有备份，无法恢复。相机当前的参数组现在是新的暗场参数与原有明场参数的"
+                                        "混合，不能使用：请重新写入。")}};
         QTest::newRow("switching on")
             << "lsxSetConfigString" << 0
             << QList<Report>{
+                   kNoBackup,
                    {100, QStringLiteral("FPN参数成功写入")},
                    {101,
                     QStringLiteral("\n使能相机内部FPN失败，失败原因：-1104-%1.请手动打开相机内部FPN使能。").arg(t)}};
@@ -383,7 +406,7 @@ private slots:
             QCOMPARE(reports,
                      (QList<Report>{{101, QStringLiteral("错误的增益范围-[%1, %2]").arg(gainMin).arg(gainMax)}}));
         else
-            QCOMPARE(reports.first().first, 100);
+            QCOMPARE(reports.at(1).first, 100);
     }
 
     void kAndBRowsDiffer()
@@ -435,7 +458,8 @@ private slots:
         cam().roi = {0, 0, 4, 2, {}};
         s->m_bList = {{1, 2, 3, 4, 5, 6, 7, 8}};
         s->m_kList = {{1.5, 1, 1, 1, 1, 1, 1, 1.25}};
-        QCOMPARE(write(s.get(), 0), (QList<Report>{{99, QStringLiteral("FPN参数成功写入")},
+        QCOMPARE(write(s.get(), 0), (QList<Report>{noBackup(QStringLiteral("此相机的逐像素FPN数据不能读回")),
+                                                   {99, QStringLiteral("FPN参数成功写入")},
                                                    {100, QStringLiteral("\n已使能相机内部FPN，点击确定查看效果。")}}));
         const Received r = decode(cam().fpnRecords[0]);
         QCOMPARE(r.head.columns, 4u);

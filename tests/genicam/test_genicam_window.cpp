@@ -7,6 +7,7 @@
 // capture through the failure path with its status in the window. Also the bright field's K in
 // the software FPN, the flat-field computation, the FPN file and a refused write-down.
 #include "common/threadspy.h"
+#include "common/writequestion.h"
 #include "genicam/testcamera.h"
 #include "panels/windowharness.h"
 #include "ui_mainwindow.h"
@@ -83,7 +84,11 @@ class TestGenicamWindow : public QObject {
     QList<Report> runWorkflow(void (MainWindow::*start)(), int timeoutMs)
     {
         ThreadSpy reports(server(), &CameraServer::OS_FpnInfo);
-        (w.get()->*start)();
+        {
+            // A write-down asks first; the operator writes.
+            const WriteQuestion answered(true);
+            (w.get()->*start)();
+        }
         if (!w->m_progressInfo->isVisible()) return {};
         auto ended = [&] {
             for (const QList<QVariant>& r : reports)
@@ -335,6 +340,8 @@ private slots:
         QVERIFY(!r.isEmpty());
         QVERIFY2(r.last().first == 101 && r.last().second.contains(QStringLiteral("不支持该功能")),
                  qPrintable(r.last().second));
+        // The camera holds no FPN data to read back: the write said it could keep no backup.
+        QVERIFY(r.first().first == 5 && r.first().second.startsWith(QStringLiteral("写入前无法备份相机")));
         QVERIFY(accept());
         QCOMPARE(peek(0x110), gain);
         QCOMPARE(peek(0x120), exposure);

@@ -10,6 +10,7 @@
 #include "camera/metatypes.h"
 #include "camera/tables.h"
 #include "common/threadspy.h"
+#include "common/writequestion.h"
 #include "loader.h"
 #include "sim/lsxsim.h"
 #include "ui_mainwindow.h"
@@ -364,6 +365,7 @@ private slots:
         fillQuietly(ui()->lscSelCBox, {QStringLiteral("Disable"), QStringLiteral("UserSet0")});
         selectQuietly(ui()->lscSelCBox, QStringLiteral("UserSet0"));
         simulationsOn();
+        const WriteQuestion answered(true);
         QVERIFY(QMetaObject::invokeMethod(m_window.get(), start.toLatin1().constData()));
         QVERIFY(panel()->isVisible());
         finishAndConfirm();
@@ -403,6 +405,7 @@ private slots:
         selectQuietly(ui()->lscSelCBox, QStringLiteral("UserSet0"));
         simulationsOn();
         QSignalSpy clicks(ui()->startBut, &QPushButton::clicked);
+        const WriteQuestion answered(true);
         QVERIFY(QMetaObject::invokeMethod(m_window.get(), start.toLatin1().constData()));
         failAndConfirm();
         checkCancelled();
@@ -636,6 +639,7 @@ private slots:
                     {QStringLiteral("factory"), QStringLiteral("UserSet0"), QStringLiteral("UserSet3")});
         selectQuietly(ui()->fpnSelCBox, entry);
         QSignalSpy writes(server(), &CameraServer::IS_FpnWriteDown);
+        const WriteQuestion answered(true);
         m_window->fpnWriteDown();
         QCOMPARE(writes.count(), 1);
         QCOMPARE(writes.first().at(0).toInt(), sel);
@@ -650,6 +654,7 @@ private slots:
         selectQuietly(ui()->fpnSelCBox, QStringLiteral("UserSet0"));
         ui()->applyFpnCheck->setChecked(true);
         QSignalSpy clicks(ui()->startBut, &QPushButton::clicked);
+        const WriteQuestion answered(true);
         m_window->fpnWriteDown();
         QVERIFY(!cancelBut()->isEnabled());
         finishAndConfirm();
@@ -665,11 +670,58 @@ private slots:
         fillQuietly(ui()->fpnSelCBox, {QStringLiteral("factory"), QStringLiteral("UserSet0")});
         selectQuietly(ui()->fpnSelCBox, QStringLiteral("UserSet0"));
         QSignalSpy clicks(ui()->startBut, &QPushButton::clicked);
+        const WriteQuestion answered(true);
         m_window->fpnWriteDown();
         failAndConfirm();
         checkCancelled();
         QVERIFY(cancelBut()->isEnabled());
         checkCaptureLeftOff(clicks);
+    }
+
+    // Every write-down asks first, naming the set and the backup it keeps (or that there can be
+    // none); "取消" fires nothing and leaves capture as it was.
+    void writeQuestionCancelWritesNothing_data()
+    {
+        QTest::addColumn<QString>("slot");
+        QTest::addColumn<QString>("named");
+        QTest::addColumn<QString>("kept");
+        QTest::newRow("FPN") << "fpnWriteDown"
+                             << "的FPN参数组“UserSet0”"
+                             << "写入前该参数组的内容将备份到：";
+        QTest::newRow("FFC") << "ffcWriteDown"
+                             << "的平场（FFC）参数组“UserSet0”"
+                             << "写入前该参数组的内容将备份到：";
+        QTest::newRow("LSC") << "lscWriteDown"
+                             << "的镜头校正（LSC）参数组“UserSet0”"
+                             << "无法备份：相机的镜头校正（LSC）参数组不能读回。写入后不能恢复原有参数。";
+    }
+
+    void writeQuestionCancelWritesNothing()
+    {
+        QFETCH(QString, slot);
+        QFETCH(QString, named);
+        QFETCH(QString, kept);
+        makeWindow(true);
+        fillQuietly(ui()->fpnSelCBox, {QStringLiteral("factory"), QStringLiteral("UserSet0")});
+        selectQuietly(ui()->fpnSelCBox, QStringLiteral("UserSet0"));
+        for (QComboBox* box : {ui()->ffcSelCBox, ui()->lscSelCBox}) {
+            fillQuietly(box, {QStringLiteral("Disable"), QStringLiteral("UserSet0")});
+            selectQuietly(box, QStringLiteral("UserSet0"));
+        }
+        QSignalSpy fpn(server(), &CameraServer::IS_FpnWriteDown);
+        QSignalSpy ffc(server(), &CameraServer::IS_FFCWriteDown);
+        QSignalSpy lsc(server(), &CameraServer::IS_LSCWriteDown);
+        ui()->startBut->setChecked(true);
+        const WriteQuestion cancelled(false);
+        QVERIFY(QMetaObject::invokeMethod(m_window.get(), slot.toLatin1().constData()));
+        QCOMPARE(cancelled.texts().size(), 1);
+        const QString text = cancelled.texts().first();
+        QVERIFY2(text.startsWith(QStringLiteral("将覆盖相机 %1").arg(QLatin1String(kCamera))), qPrintable(text));
+        QVERIFY2(text.contains(named), qPrintable(text));
+        QVERIFY2(text.contains(kept), qPrintable(text));
+        QCOMPARE(fpn.count() + ffc.count() + lsc.count(), 0);
+        QVERIFY(!panel()->isVisible());
+        QVERIFY(ui()->startBut->isChecked());
     }
 
     void expTestOkShowsTheStatistics()
@@ -905,6 +957,7 @@ private slots:
         const int index = w.box->currentIndex();
         QVERIFY(index > 0);
         QSignalSpy writes(server(), w.signal);
+        const WriteQuestion answered(true);
         (m_window.get()->*w.start)();
         QCOMPARE(writes.count(), 1);
         QCOMPARE(writes.first().at(0).toInt(), index - 1);
@@ -931,6 +984,7 @@ private slots:
         selectQuietly(w.box, QStringLiteral("UserSet0"));
         w.simulation->setChecked(true);
         QSignalSpy clicks(ui()->startBut, &QPushButton::clicked);
+        const WriteQuestion answered(true);
         (m_window.get()->*w.start)();
         finishAndConfirm();
         QVERIFY(!panel()->isVisible());
@@ -958,6 +1012,7 @@ private slots:
         selectQuietly(w.box, QStringLiteral("UserSet0"));
         w.simulation->setChecked(false);
         QSignalSpy clicks(ui()->startBut, &QPushButton::clicked);
+        const WriteQuestion answered(true);
         (m_window.get()->*w.start)();
         failAndConfirm();
         checkCancelled();
