@@ -2,7 +2,7 @@
 // What the command-line runner is asked to do: its options and its steps in order, read from the
 // command line or from a recipe file. Plain data and parsing, no camera.
 //
-//   lsxcalib-cli [-d CAMERA] [--sdk PATH] [--json FILE] [--yes] [--frame-timeout S] STEP...
+//   lsxcalib-cli [-d CAMERA] [--sdk PATH] [--json FILE] [--yes] [--frame-timeout S] [--lang zh|en] STEP...
 //
 // Options may stand anywhere; "--sim-scene dark|flat|pattern" belongs to the step after it. A
 // word that reads as a number ("-100") is a value, never an option.
@@ -27,6 +27,7 @@ struct CliPlan {
     bool yes = false;      // --yes: no questions to the operator
     bool verbose = false;  // --verbose: the program's debug log on standard error too
     bool help = false;     // --help
+    QString language;      // --lang, "zh" or "en" as given; installed at start (language.h)
     // --frame-timeout: how long a procedure waits for a frame from a silent camera, in ms.
     int frameTimeoutMs = 30000;
     std::vector<CliStep> steps;
