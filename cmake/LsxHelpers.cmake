@@ -24,7 +24,9 @@ endfunction()
 
 # lsx_test(NAME SOURCES a.cpp b.cpp LIBS x y LABELS unit gui [TIMEOUT s] [ENV K=V ...])
 # One test program, registered with ctest. Every test runs on the offscreen platform with its
-# own HOME and document folders under the build tree, so nothing touches the user's files.
+# own HOME and document folders under the build tree, so nothing touches the user's files, and in
+# a Chinese locale whatever the machine's, so that a program it starts speaks the source texts the
+# tests check (an English test installs its language itself, or passes --lang en or LANG).
 function(lsx_test name)
   cmake_parse_arguments(T "" "TIMEOUT" "SOURCES;LIBS;LABELS;ENV" ${ARGN})
   add_executable(${name} ${T_SOURCES})
@@ -41,6 +43,6 @@ function(lsx_test name)
   set_tests_properties(${name} PROPERTIES
     LABELS "${T_LABELS}"
     TIMEOUT ${T_TIMEOUT}
-    ENVIRONMENT "QT_QPA_PLATFORM=offscreen;HOME=${_home};XDG_CONFIG_HOME=${_home}/.config;TELORINE_DOCUMENT_PATH=${_home}/doc;TELORINE_PICTURE_PATH=${_home}/pic;LSX_LIBRARY=$<TARGET_FILE:lsxsim>;${T_ENV}")
+    ENVIRONMENT "QT_QPA_PLATFORM=offscreen;HOME=${_home};XDG_CONFIG_HOME=${_home}/.config;TELORINE_DOCUMENT_PATH=${_home}/doc;TELORINE_PICTURE_PATH=${_home}/pic;LSX_LIBRARY=$<TARGET_FILE:lsxsim>;LANG=zh_CN.UTF-8;LC_ALL=;LC_MESSAGES=;LANGUAGE=;${T_ENV}")
   add_dependencies(${name} lsxsim)
 endfunction()
