@@ -1,5 +1,6 @@
 // Entry of the calibration tool: binds the camera library, reads the options, opens the window.
 #include "camera/cameraserver.h"
+#include "language.h"
 #include "loader.h"
 #include "mainwindow.h"
 #include "settings.h"
@@ -14,6 +15,8 @@ int main(int argc, char* argv[])
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("LineScanCalibration"));
     QApplication::setApplicationVersion(QStringLiteral(PROJECT_VERSION_TEXT));
+    // Before the first text the operator reads, the options' help included.
+    const LanguageChoice language = installLanguageAtStart(fpnIniPath());
 
     QCommandLineParser parser;
     parser.addHelpOption();
@@ -27,6 +30,7 @@ int main(int argc, char* argv[])
     parser.addOption(device);
     parser.addOption(tool);
     parser.addOption(sdk);
+    parser.addOption(languageOption());
     parser.process(app);
 
     QApplication::setFont(QApplication::font("QMenu"));
@@ -49,6 +53,7 @@ int main(int argc, char* argv[])
     if (parser.isSet(tool) && !isKnownTool(parser.value(tool)))
         qWarning().noquote()
             << QStringLiteral("未知的工具 \"%1\"（可选 FPN、FFC、LSC、SCS），显示第一个工具。").arg(parser.value(tool));
+    if (language.badOption) qWarning().noquote() << language.optionWarning();
     if (!parser.positionalArguments().isEmpty())
         qWarning().noquote() << QStringLiteral("忽略多余的参数：%1").arg(parser.positionalArguments().join(' '));
 

@@ -1,6 +1,9 @@
 // What the command-line runner is asked to do (cliplan.h).
 #include "cli/cliplan.h"
 
+#include "language.h"
+
+#include <QCoreApplication>
 #include <QFile>
 #include <QTextStream>
 
@@ -100,6 +103,14 @@ bool readWords(const QStringList& words, CliPlan& plan, bool globalsAllowed)
                 return false;
             }
             plan.frameTimeoutMs = std::max(1, int(seconds * 1000.0 + 0.5));
+        } else if (globalsAllowed && w == QLatin1String("--lang")) {
+            if (!value(plan.language)) return false;
+            // The entry has installed the language already; a value it could not read is refused here.
+            if (!languageFromCode(plan.language)) {
+                plan.error =
+                    QCoreApplication::translate("CliPlan", "未知的界面语言 \"%1\"（可选 zh、en）。").arg(plan.language);
+                return false;
+            }
         } else if (globalsAllowed && w == QLatin1String("--json")) {
             if (!value(plan.json)) return false;
         } else if (globalsAllowed && w == QLatin1String("--operator")) {
@@ -174,7 +185,7 @@ QString cliUsage()
     QString text = QStringLiteral(
         "线扫相机校正工具（命令行）\n"
         "用法: lsxcalib-cli [-d CAMERA] [--sdk PATH] [--json FILE] [--yes] [--frame-timeout S] [--operator NAME]\n"
-        "                    [--db URL] STEP...\n\n"
+        "                    [--db URL] [--lang zh|en] STEP...\n\n"
         "选项:\n"
         "  -d CAMERA          要连接的相机（友好名称）；缺省为找到的第一台相机\n"
         "  --sdk PATH         相机库（也可用环境变量 LSX_LIBRARY）；缺省为模拟相机\n"
@@ -185,6 +196,7 @@ QString cliUsage()
         "  --operator NAME    记录中的操作员（缺省为登录名）\n"
         "  --db URL           记录数据库：postgresql://主机/数据库名 或 sqlite:文件（缺省为 FPN.ini 的\n"
         "                     Records/Url，再缺省为文档目录中的 records.sqlite）\n"
+        "  --lang zh|en       界面语言：zh 中文，en 英文；缺省为 FPN.ini 中 [General] 的 Language，再缺省按系统的区域设置\n"
         "  --sim-scene S      在下一步之前设置模拟相机的场景：dark、flat 或 pattern（仅模拟相机）\n"
         "  --help             显示本帮助\n\n"
         "步骤（按给出的顺序执行，共享内存中的校正数据）:\n");

@@ -3,7 +3,7 @@
 // command line or from a recipe file. Plain data and parsing, no camera.
 //
 //   lsxcalib-cli [-d CAMERA] [--sdk PATH] [--json FILE] [--yes] [--frame-timeout S]
-//                [--operator NAME] [--db URL] STEP...
+//                [--operator NAME] [--db URL] [--lang zh|en] STEP...
 //
 // Options may stand anywhere; "--sim-scene dark|flat|pattern" belongs to the step after it. A
 // word that reads as a number ("-100") is a value, never an option.
@@ -28,6 +28,7 @@ struct CliPlan {
     bool yes = false;      // --yes: no questions to the operator
     bool verbose = false;  // --verbose: the program's debug log on standard error too
     bool help = false;     // --help
+    QString language;      // --lang, "zh" or "en" as given; installed at start (language.h)
     // --frame-timeout: how long a procedure waits for a frame from a silent camera, in ms.
     int frameTimeoutMs = 30000;
     QString operatorName;  // --operator: who runs the station (default: the login name)

@@ -8,6 +8,7 @@
 #include "camera/cameraserver.h"
 #include "camera/metatypes.h"
 #include "camera/tables.h"
+#include "language.h"
 #include "loader.h"
 
 #include <QGuiApplication>
@@ -53,6 +54,8 @@ int main(int argc, char* argv[])
     QGuiApplication app(argc, argv);
     QGuiApplication::setApplicationName(QStringLiteral("LineScanCalibration"));
     registerMetaTypes();
+    // Before the first text the operator reads; a --lang naming no language is the plan's usage error.
+    installLanguageAtStart(fpnIniPath());
 
     CliPlan plan = parseCommandLine(app.arguments().mid(1));
     g_verbose = plan.verbose;

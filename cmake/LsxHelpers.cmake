@@ -24,9 +24,11 @@ endfunction()
 
 # lsx_test(NAME SOURCES a.cpp b.cpp LIBS x y LABELS unit gui [TIMEOUT s] [ENV K=V ...])
 # One test program, registered with ctest. Every test runs on the offscreen platform with its
-# own HOME and document folders under the build tree, so nothing touches the user's files, and
-# with its own state folder of the simulated camera's non-volatile memory, emptied before every
-# run of the suite (the fixture lsx_sim_state), so that no run finds what an earlier one wrote.
+# own HOME and document folders under the build tree, so nothing touches the user's files, with
+# its own state folder of the simulated camera's non-volatile memory, emptied before every run of
+# the suite (the fixture lsx_sim_state), so that no run finds what an earlier one wrote, and in a
+# Chinese locale whatever the machine's, so that a program it starts speaks the source texts the
+# tests check (an English test installs its language itself, or passes --lang en or LANG).
 function(lsx_test name)
   cmake_parse_arguments(T "" "TIMEOUT" "SOURCES;LIBS;LABELS;ENV" ${ARGN})
   add_executable(${name} ${T_SOURCES})
@@ -44,7 +46,7 @@ function(lsx_test name)
     LABELS "${T_LABELS}"
     TIMEOUT ${T_TIMEOUT}
     FIXTURES_REQUIRED lsx_sim_state
-    ENVIRONMENT "QT_QPA_PLATFORM=offscreen;HOME=${_home};XDG_CONFIG_HOME=${_home}/.config;TELORINE_DOCUMENT_PATH=${_home}/doc;TELORINE_PICTURE_PATH=${_home}/pic;LSX_LIBRARY=$<TARGET_FILE:lsxsim>;LSX_SIM_STATE=${LSX_SIM_STATE_ROOT}/${name};${T_ENV}")
+    ENVIRONMENT "QT_QPA_PLATFORM=offscreen;HOME=${_home};XDG_CONFIG_HOME=${_home}/.config;TELORINE_DOCUMENT_PATH=${_home}/doc;TELORINE_PICTURE_PATH=${_home}/pic;LSX_LIBRARY=$<TARGET_FILE:lsxsim>;LSX_SIM_STATE=${LSX_SIM_STATE_ROOT}/${name};LANG=zh_CN.UTF-8;LC_ALL=;LC_MESSAGES=;LANGUAGE=;${T_ENV}")
   add_dependencies(${name} lsxsim)
 endfunction()
 

@@ -2,6 +2,8 @@
 
 #include "lsx.h"
 
+#include <QCoreApplication>
+
 #include <dlfcn.h>
 
 #include <cstdarg>
@@ -31,6 +33,18 @@ SceneTable g_scene;
 void* g_library = nullptr;
 std::string g_path;
 
+// An operator's text of this module (a source text marked with QT_TRANSLATE_NOOP in the context
+// "Loader") in the language installed, its values put in at once, so that a "%2" in a path stays.
+template <typename... Values>
+std::string message(const char* text, const Values&... values)
+{
+    const QString translated = QCoreApplication::translate("Loader", text);
+    if constexpr (sizeof...(Values) == 0)
+        return translated.toStdString();
+    else
+        return translated.arg(QString::fromStdString(values)...).toStdString();
+}
+
 // Answers of an unbound operation: no device; a refresh finds no camera.
 template <typename... A>
 lsxStatus notConnected(A...)
@@ -57,7 +71,8 @@ BindResult bindLibrary(const std::string& path)
     void* lib = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (!lib) {
         const char* why = dlerror();
-        result.message = "无法加载相机库 \"" + path + "\"：" + (why ? why : "未知原因");
+        const std::string reason = why ? std::string(why) : message(QT_TRANSLATE_NOOP("Loader", "未知原因"));
+        result.message = message(QT_TRANSLATE_NOOP("Loader", "无法加载相机库 \"%1\"：%2"), path, reason);
         return result;
     }
 
@@ -80,7 +95,8 @@ BindResult bindLibrary(const std::string& path)
     if (!missing.empty()) {
         dlclose(lib);
         result.missingSymbol = missing;
-        result.message = "相机库 \"" + path + "\" 缺少函数 " + missing + "，无法使用该相机库";
+        result.message =
+            message(QT_TRANSLATE_NOOP("Loader", "相机库 \"%1\" 缺少函数 %2，无法使用该相机库"), path, missing);
         return result;
     }
 
@@ -146,7 +162,7 @@ std::string chooseLibrary(const std::string& sdkOption, const std::string& exeDi
 std::string emptySdkNote(bool sdkOptionGiven, const std::string& sdkOption, const std::string& chosen)
 {
     if (!sdkOptionGiven || !sdkOption.empty()) return std::string();
-    return "选项 --sdk 没有给出相机库的路径，使用的是 \"" + chosen + "\"。";
+    return message(QT_TRANSLATE_NOOP("Loader", "选项 --sdk 没有给出相机库的路径，使用的是 \"%1\"。"), chosen);
 }
 
 }  // namespace lsx

@@ -15,7 +15,7 @@ struct BindResult {
     bool ok = false;
     std::string path;           // the library that was tried
     std::string missingSymbol;  // the first operation the library lacks, if that was the failure
-    std::string message;        // operator message (Chinese), empty on success
+    std::string message;        // operator message (the language installed), empty on success
 };
 
 // Binds every operation from the library at path, all or nothing: on any failure nothing stays

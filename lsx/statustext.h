@@ -3,5 +3,6 @@
 
 #include <QString>
 
-// The Chinese text of a camera library status, empty for a code the library does not define.
+// The text of a camera library status in the language installed (Chinese unless an English
+// translation is), empty for a code the library does not define.
 QString statusText(lsxStatus status);

@@ -5,7 +5,8 @@
 #   scripts/screenshot.sh [build-folder] [camera] [extra tool options...]
 #
 # Defaults: build folder "build", camera "SIM-LS4096-M". The picture goes to
-# screenshots/window.png. Nothing is built here: build the lsxcalib target first.
+# screenshots/window.png, or screenshots/window-en.png when the options hold "--lang en" (the
+# English window). Nothing is built here: build the lsxcalib target first.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source scripts/xvfb.sh
@@ -16,6 +17,9 @@ shift $(( $# > 2 ? 2 : $# )) || true
 
 exe="$build/bin/lsxcalib"
 out="screenshots/window.png"
+for a in "$@"; do [ "$a" = "--lang=en" ] && out="screenshots/window-en.png"; done
+prev=""
+for a in "$@"; do [ "$prev" = "--lang" ] && [ "$a" = "en" ] && out="screenshots/window-en.png"; prev="$a"; done
 display=":99"
 settle="${SCREENSHOT_SETTLE:-5}"
 
@@ -29,11 +33,11 @@ HOME="$work" TELORINE_DOCUMENT_PATH="$work" TELORINE_PICTURE_PATH="$work" QT_QPA
   "$exe" -d "$camera" "$@" >"$work/tool.log" 2>&1 &
 app_pid=$!
 
-# The window is up when X knows a top-level window of that title.
-title="线扫相机校正工具"
+# The window is up when X knows a top-level window of the tool's class, whatever the language of
+# its title.
 mapped=0
 for _ in $(seq 1 100); do
-  if xwininfo -root -tree 2>/dev/null | grep -q "$title"; then mapped=1; break; fi
+  if xwininfo -root -tree 2>/dev/null | grep -q '("lsxcalib" '; then mapped=1; break; fi
   kill -0 "$app_pid" 2>/dev/null || break
   sleep 0.1
 done

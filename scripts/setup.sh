@@ -2,9 +2,11 @@
 # Installs the Debian 12 packages that building, testing and a screenshot under Xvfb need, and
 # Aravis for real GigE Vision and USB3 Vision cameras (the GenICam camera library, its tests and
 # the camera tools arv-tool-0.8, arv-viewer-0.8), and
-# poppler-utils (the verification's test renders and reads back the report's PDF), and the
+# poppler-utils (the verification's test renders and reads back the report's PDF), the
 # calibration records: Qt SQL's SQLite and PostgreSQL drivers, PostgreSQL itself (the records'
-# tests start a private cluster of it) and Python (a test reads the CSV export with its csv module).
+# tests start a private cluster of it) and Python (a test reads the CSV export with its csv module),
+# and Qt's translation tools and its own translations (the English interface; Qt's dialogs in
+# Chinese).
 # Idempotent: packages that are already installed are skipped, and apt is not touched at all
 # when nothing is missing.
 set -euo pipefail
@@ -12,6 +14,7 @@ set -euo pipefail
 packages=(
   build-essential cmake ninja-build pkg-config
   qt6-base-dev qt6-base-dev-tools qt6-charts-dev libqt6opengl6-dev libqt6svg6
+  qt6-l10n-tools qt6-translations-l10n
   libgl-dev libxkbcommon-dev
   libgtest-dev libbenchmark-dev
   xvfb xauth x11-utils imagemagick
