@@ -54,6 +54,7 @@ MainWindow::MainWindow(const QString& deviceName, int tabIndex, QWidget* parent)
 
     ui->setupUi(this);
     connectForm();
+    setupTools();
 
     ui->graphicsView->setTransformationAnchor(QGraphicsView::AnchorUnderMouse);
     loadStyle(QStringLiteral(":/psblack.css"));
