@@ -283,11 +283,11 @@ public slots:
     void showSessionLog();
     // F1: the help at the page of what the operator is doing.
     void showHelpForCurrentTab();
+    // The histogram window and the saturation warning for the frame on show; for live frames
+    // at most five times a second.
+    void analyseFrame();
 
 private slots:
-    // The histogram window and the saturation warning follow the newest frame, at most five
-    // times a second.
-    void analyseFrame();
     void rememberCamera();
 
 private:

@@ -95,6 +95,10 @@ QString channelNames(int channels)
 
 void MainWindow::setupTools()
 {
+    // The camera list needs a few rows; the room goes to the panels, so that on a 1366 x 768
+    // screen the FPN tab's buttons are in view without scrolling.
+    ui->deviceListTreeWidget->setMaximumHeight(ui->deviceListTreeWidget->fontMetrics().height() * 5 + 12);
+
     m_liveFrame = new LiveFrame(m_cameraServer, this);
     m_analysisTimer = new QTimer(this);
     m_analysisTimer->setSingleShot(true);

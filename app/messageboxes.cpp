@@ -64,15 +64,14 @@ void MessageBoxWatcher::widen(QMessageBox* box)
     label->setTextInteractionFlags(label->textInteractionFlags() | Qt::TextSelectableByMouse);
     const QScreen* screen = box->screen();
     const int screenWidth = screen ? screen->availableGeometry().width() : 1024;
-    // The box around the label: icon, margins, spacing.
-    const int around = box->width() - label->width();
-    const int wanted = std::min(idealWidth(label) + 4, screenWidth * 9 / 10 - around);
+    // Room on the screen for the text beside the icon and the box's margins.
+    const int room = screenWidth * 85 / 100 - box->iconPixmap().width() - 60;
+    const int wanted = std::min(idealWidth(label) + 4, room);
     const bool fits = label->width() >= wanted && label->height() >= label->heightForWidth(label->width());
     if (fits) return;
     label->setWordWrap(true);
     label->setMinimumWidth(wanted);
     box->setMinimumSize(0, 0);
     box->setMaximumSize(QWIDGETSIZE_MAX, QWIDGETSIZE_MAX);
-    box->adjustSize();
-    box->setFixedSize(box->sizeHint().expandedTo(QSize(wanted + around, 0)));
+    box->setFixedSize(box->sizeHint());
 }
