@@ -318,7 +318,9 @@ void MainWindow::showSessionLog()
 void MainWindow::logProcedureReport(int progress, const QString& text)
 {
     if (text.isEmpty()) return;
-    m_sessionLog->append(m_progressInfo->windowTitle(), text, progress);
+    // A report outside a procedure (the camera's DOffset read at connect) belongs to the camera.
+    const QString source = m_progressInfo->isVisible() ? m_progressInfo->windowTitle() : QStringLiteral("相机");
+    m_sessionLog->append(source, text, progress);
 }
 
 // ---- The camera of the last session ----

@@ -470,6 +470,57 @@ private slots:
                                 .arg(area->viewport()->height())));
     }
 
+    // ---- The tool windows on a live colour image (and their pictures for a person to look at) ----
+
+    void toolWindowsOnTheLiveColourImage()
+    {
+        QVERIFY(f.connectCamera(QStringLiteral("SIM-LS2048-C")));
+        QTRY_VERIFY_WITH_TIMEOUT(ui()->startBut->isChecked(), 3000);
+        QCOMPARE(lsx::sim::api().setScene("SIM-LS2048-C", LSX_SIM_SCENE_FLAT, 0.0, 0.2, 0.3), LSX_OK);
+        QTRY_VERIFY_WITH_TIMEOUT(w()->shownFrame().live && w()->shownFrame().samples.channels() == 3, 5000);
+        w()->resize(1366, 700);
+        w()->m_fitBut->click();
+        w()->m_histogramBut->click();
+        HistogramWindow* win = w()->m_histogramWindow;
+        w()->m_regionBut->click();
+        sendMouse(w()->m_scene, QEvent::GraphicsSceneMousePress, QPointF(600.5, 100.5));
+        sendMouse(w()->m_scene, QEvent::GraphicsSceneMouseMove, QPointF(1399.5, 299.5));
+        sendMouse(w()->m_scene, QEvent::GraphicsSceneMouseRelease, QPointF(1399.5, 299.5));
+        QCOMPARE(w()->m_scene->region(), QRect(600, 100, 800, 200));
+        // New frames keep coming into the window: three planes, each counting the region's pixels.
+        ThreadSpy frames(f.server(), &CameraServer::OS_NewFrame);
+        QVERIFY(frames.wait(5000));
+        QTRY_VERIFY(!w()->m_frameToAnalyse);
+        const QList<PlaneHistogram> planes = win->histogram()->histograms();
+        QCOMPARE(planes.size(), 3);
+        for (const PlaneHistogram& plane : planes) {
+            quint64 total = 0;
+            for (quint64 n : plane.counts) total += n;
+            QCOMPARE(total, quint64(800 * 200));
+        }
+        QCOMPARE(win->table()->rowCount(), 3);
+        QCOMPARE(cell(win->table(), 0, 0), QStringLiteral("R"));
+        win->logCheck()->setChecked(true);
+        w()->m_logBut->click();
+        QVERIFY(w()->m_sessionLogWindow->isVisible());
+        QVERIFY(!w()->m_sessionLog->entries().isEmpty());
+
+        const QString dir = qEnvironmentVariable("LSX_SCREENSHOT_DIR");
+        if (dir.isEmpty()) return;
+        QDir().mkpath(dir);
+        QTest::qWait(300);
+        const auto save = [&dir](QWidget* window, const QString& name) {
+            // The window's own picture: the tool windows stand over the main window on the screen.
+            const QPixmap shot = window->grab();
+            const QString path = dir + QLatin1Char('/') + name;
+            QVERIFY(shot.save(path));
+            qInfo("saved %s", qPrintable(path));
+        };
+        save(win, QStringLiteral("histogram.png"));
+        save(w()->m_sessionLogWindow, QStringLiteral("sessionlog.png"));
+        save(w(), QStringLiteral("window_1366x700.png"));
+    }
+
     // ---- The live image after a verification ----
 
     void liveImageBackAfterAVerification()
