@@ -78,11 +78,16 @@ void insertAfter(QWidget* anchor, QWidget* widget)
     row->insertWidget(at < 0 ? row->count() : at + 1, widget);
 }
 
-void shortcut(MainWindow* w, const QKeySequence& keys, void (MainWindow::*slot)())
+// `everywhere`: also from the program's other windows (help, tool windows, the progress panel);
+// otherwise only while the main window itself is active and no procedure's panel is up.
+void shortcut(MainWindow* w, const QKeySequence& keys, void (MainWindow::*slot)(), bool everywhere)
 {
     auto* s = new QShortcut(keys, w);
-    s->setContext(Qt::ApplicationShortcut);
-    QObject::connect(s, &QShortcut::activated, w, slot);
+    s->setContext(everywhere ? Qt::ApplicationShortcut : Qt::WindowShortcut);
+    QObject::connect(s, &QShortcut::activated, w, [w, slot, everywhere] {
+        if (!everywhere && w->m_progressInfo->isVisible()) return;
+        (w->*slot)();
+    });
 }
 
 QString channelNames(int channels)
@@ -160,13 +165,13 @@ void MainWindow::setupTools()
     m_saturationLabel->hide();
     statusBar()->addPermanentWidget(m_saturationLabel);
 
-    shortcut(this, QKeySequence(Qt::Key_F1), &MainWindow::showHelpForCurrentTab);
-    shortcut(this, QKeySequence(Qt::Key_F5), &MainWindow::refresh);
-    shortcut(this, QKeySequence(Qt::CTRL | Qt::Key_S), &MainWindow::savePicture);
-    shortcut(this, QKeySequence(Qt::CTRL | Qt::Key_0), &MainWindow::fitPicture);
-    shortcut(this, QKeySequence(Qt::CTRL | Qt::Key_1), &MainWindow::showActualSize);
-    shortcut(this, QKeySequence(Qt::CTRL | Qt::Key_H), &MainWindow::showHistogramWindow);
-    shortcut(this, QKeySequence(Qt::CTRL | Qt::Key_L), &MainWindow::showSessionLog);
+    shortcut(this, QKeySequence(Qt::Key_F1), &MainWindow::showHelpForCurrentTab, true);
+    shortcut(this, QKeySequence(Qt::CTRL | Qt::Key_H), &MainWindow::showHistogramWindow, true);
+    shortcut(this, QKeySequence(Qt::CTRL | Qt::Key_L), &MainWindow::showSessionLog, true);
+    shortcut(this, QKeySequence(Qt::Key_F5), &MainWindow::refresh, false);
+    shortcut(this, QKeySequence(Qt::CTRL | Qt::Key_S), &MainWindow::savePicture, false);
+    shortcut(this, QKeySequence(Qt::CTRL | Qt::Key_0), &MainWindow::fitPicture, false);
+    shortcut(this, QKeySequence(Qt::CTRL | Qt::Key_1), &MainWindow::showActualSize, false);
     ui->helpBut->setToolTip(QStringLiteral("使用说明（F1）"));
     ui->refreshBut->setToolTip(QStringLiteral("重新查找相机（F5）"));
     ui->picSaveBut->setToolTip(QStringLiteral("保存当前图像（Ctrl+S）"));

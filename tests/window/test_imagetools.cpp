@@ -426,6 +426,30 @@ private slots:
         ui()->featureTabWidget->setCurrentIndex(2);
         QTest::keyClick(w(), Qt::Key_F1);
         QCOMPARE(w()->m_helpDialog.currentPage(), 2);
+
+        // From the histogram window: the image tools' page.
+        w()->m_histogramBut->click();
+        w()->m_histogramWindow->activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(w()->m_histogramWindow));
+        QTest::keyClick(w()->m_histogramWindow, Qt::Key_F1);
+        QCOMPARE(w()->m_helpDialog.currentPage(), 4);
+    }
+
+    void windowShortcutsWaitWhileAProcedureHoldsTheCamera()
+    {
+        w()->showPicture(greyRamp(4000, 100), meansOf(4000, 1));
+        w()->activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(w()));
+        QTest::keyClick(w(), Qt::Key_1, Qt::ControlModifier);
+        QCOMPARE(w()->m_scene->scale(), 1.0);
+        QTest::keyClick(w(), Qt::Key_0, Qt::ControlModifier);
+        QVERIFY(w()->m_scene->scale() < 0.5);
+        // The panel up: Ctrl+1 does nothing in the window behind it.
+        w()->m_progressInfo->show();
+        const double fitted = w()->m_scene->scale();
+        QTest::keyClick(w(), Qt::Key_1, Qt::ControlModifier);
+        QCOMPARE(w()->m_scene->scale(), fitted);
+        w()->m_progressInfo->hide();
     }
 
     // ---- The camera of the last session ----
