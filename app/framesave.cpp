@@ -30,7 +30,7 @@ QJsonValue reading(double v)
 QString rawSuffix(const QString& setting)
 {
     return setting.compare(QLatin1String("png"), Qt::CaseInsensitive) == 0 ? QStringLiteral("png")
-                                                                          : QStringLiteral("tif");
+                                                                           : QStringLiteral("tif");
 }
 
 bool writeFrameSamples(const cv::Mat& frame, const QString& path, QString* error)

@@ -11,8 +11,8 @@
 
 namespace {
 
-const QStringList kColumns = {QStringLiteral("平面"),   QStringLiteral("均值"), QStringLiteral("标准差"),
-                              QStringLiteral("最小"),   QStringLiteral("最大"), QStringLiteral("满量程像素")};
+const QStringList kColumns = {QStringLiteral("平面"), QStringLiteral("均值"), QStringLiteral("标准差"),
+                              QStringLiteral("最小"), QStringLiteral("最大"), QStringLiteral("满量程像素")};
 
 QString figure(double v, int decimals)
 {

@@ -20,9 +20,9 @@ class LiveFrame : public QObject {
     Q_OBJECT
 public:
     struct Frame {
-        cv::Mat samples;      // as the preview made it, channels in the delivered order
-        int bits = 0;         // LSX_BITS_8 or LSX_BITS_16
-        qint64 pixmapKey = 0; // the cache key of the picture made from it
+        cv::Mat samples;       // as the preview made it, channels in the delivered order
+        int bits = 0;          // LSX_BITS_8 or LSX_BITS_16
+        qint64 pixmapKey = 0;  // the cache key of the picture made from it
     };
 
     explicit LiveFrame(CameraServer* server, QObject* parent = nullptr);

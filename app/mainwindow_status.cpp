@@ -67,7 +67,8 @@ QString pixelText(const cv::Mat& f, bool wide, int x, int y)
         return QStringLiteral("亮度=%1 (原始值 %2)").arg(eightBit(v[0], true)).arg(v[0]);
     }
     QStringList parts;
-    for (const FramePlane& p : framePlanes(channels)) parts.append(p.name + QLatin1Char('=') + eightBit(v[p.channel], wide));
+    for (const FramePlane& p : framePlanes(channels))
+        parts.append(p.name + QLatin1Char('=') + eightBit(v[p.channel], wide));
     return parts.join(QLatin1Char(','));
 }
 
@@ -142,8 +143,7 @@ void MainWindow::hoverRow(int row, int col, QRgb /*minRgb*/, QRgb /*maxRgb*/)
 
 void MainWindow::refreshReadouts()
 {
-    ui->mousePosLabel->setText(
-        QStringLiteral("位置:(%1,%2)").arg(int(m_cursorPos.x())).arg(int(m_cursorPos.y())));
+    ui->mousePosLabel->setText(QStringLiteral("位置:(%1,%2)").arg(int(m_cursorPos.x())).arg(int(m_cursorPos.y())));
     const ShownFrame& shown = shownFrame();
     const cv::Mat& f = shown.samples;
     const int x = int(std::floor(m_cursorPos.x()));
@@ -201,8 +201,8 @@ void MainWindow::liveFrameShown()
 void MainWindow::procedurePanelShown()
 {
     if (m_panelScroll < 0) m_panelScroll = ui->featureWidget->verticalScrollBar()->value();
-    statusBar()->showMessage(QStringLiteral("%1 相机由该步骤占用，实时图像暂停，结束后自动恢复。")
-                                 .arg(m_progressInfo->windowTitle()));
+    statusBar()->showMessage(
+        QStringLiteral("%1 相机由该步骤占用，实时图像暂停，结束后自动恢复。").arg(m_progressInfo->windowTitle()));
 }
 
 void MainWindow::procedurePanelHidden()

@@ -114,9 +114,8 @@ void MainWindow::setupTools()
     // The row above the picture: zoom beside the zoom box, the tools after "存图".
     m_fitBut = toolButton(ui->opWidget, QStringLiteral("fitBut"), QStringLiteral("适应窗口"),
                           QStringLiteral("显示整幅图像（Ctrl+0）"));
-    m_actualSizeBut =
-        toolButton(ui->opWidget, QStringLiteral("actualSizeBut"), QStringLiteral("1:1"),
-                   QStringLiteral("一个图像像素对应一个屏幕像素（Ctrl+1）"));
+    m_actualSizeBut = toolButton(ui->opWidget, QStringLiteral("actualSizeBut"), QStringLiteral("1:1"),
+                                 QStringLiteral("一个图像像素对应一个屏幕像素（Ctrl+1）"));
     insertAfter(ui->ratioSBox, m_fitBut);
     insertAfter(m_fitBut, m_actualSizeBut);
     m_rawFormatCBox = new QComboBox(ui->opWidget);
@@ -153,7 +152,8 @@ void MainWindow::setupTools()
         ui->graphicsView->viewport()->setCursor(on ? Qt::CrossCursor : Qt::ArrowCursor);
     });
     connect(m_scene, &SceneModel::regionChanged, this, [this](QRect region) {
-        if (!region.isEmpty()) showHistogramWindow();
+        if (!region.isEmpty())
+            showHistogramWindow();
         else if (m_histogramWindow && m_histogramWindow->isVisible())
             m_histogramWindow->showFrame(shownFrame().samples, QRect());
     });
@@ -178,9 +178,8 @@ void MainWindow::setupTools()
 
     // The session log: procedures' reports, the operator's answers, the messages, the camera.
     m_sessionLog = new SessionLog(QDir(documentDir()).filePath(QStringLiteral("logs")), this);
-    connect(m_sessionLog, &SessionLog::writeFailed, this, [this](const QString& text) {
-        statusBar()->showMessage(text, 10000);
-    });
+    connect(m_sessionLog, &SessionLog::writeFailed, this,
+            [this](const QString& text) { statusBar()->showMessage(text, 10000); });
     connect(m_cameraServer, &CameraServer::OS_FpnInfo, this, &MainWindow::logProcedureReport);
     connect(m_progressInfo, &ProgressInfoWidget::defined, this,
             [this] { m_sessionLog->append(m_progressInfo->windowTitle(), QStringLiteral("操作员：确定")); });
@@ -335,7 +334,7 @@ void MainWindow::rememberCamera()
     const QString name = m_cameraServer->m_opened ? m_cameraServer->cameraName() : QString();
     if (name == m_connectedCamera) return;
     m_sessionLog->append(QStringLiteral("相机"), name.isEmpty() ? QStringLiteral("已断开：%1").arg(m_connectedCamera)
-                                                               : QStringLiteral("已连接：%1").arg(name));
+                                                                : QStringLiteral("已连接：%1").arg(name));
     m_connectedCamera = name;
     if (name.isEmpty()) return;
     QSettings settings(fpnIniPath(), QSettings::IniFormat);
@@ -354,12 +353,11 @@ void MainWindow::offerLastCamera()
         QTreeWidgetItem* item = list->topLevelItem(i);
         if (item->text(0) != last) continue;
         list->setCurrentItem(item);
-        statusBar()->showMessage(
-            QStringLiteral("已选中上次连接的相机 %1：点击“连接”或双击即可连接。").arg(last), 15000);
+        statusBar()->showMessage(QStringLiteral("已选中上次连接的相机 %1：点击“连接”或双击即可连接。").arg(last),
+                                 15000);
         return;
     }
-    statusBar()->showMessage(QStringLiteral("上次连接的相机 %1 不在列表中，请检查连接后点击“刷新”。").arg(last),
-                             15000);
+    statusBar()->showMessage(QStringLiteral("上次连接的相机 %1 不在列表中，请检查连接后点击“刷新”。").arg(last), 15000);
 }
 
 // ---- Help ----
@@ -368,8 +366,9 @@ void MainWindow::showHelpForCurrentTab()
 {
     HelpTopic topic = HelpTopic::Basic;
     const QWidget* active = QApplication::activeWindow();
-    if (active && (active == m_verifyWindow
-                   || (active == m_progressInfo && m_progressInfo->windowTitle().startsWith(QStringLiteral("校正验证")))))
+    if (active
+        && (active == m_verifyWindow
+            || (active == m_progressInfo && m_progressInfo->windowTitle().startsWith(QStringLiteral("校正验证")))))
         topic = HelpTopic::Verify;
     else if (active && (active == m_histogramWindow || active == m_sessionLogWindow))
         topic = HelpTopic::Tools;

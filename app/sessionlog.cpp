@@ -60,9 +60,8 @@ void SessionLog::writeToDayFile(const SessionEntry& entry)
             tellWriteFailure();
             return;
         }
-        m_file.write(QStringLiteral("---- %1 ----\n")
-                         .arg(entry.when.toString(QStringLiteral("yyyy-MM-dd hh:mm:ss")))
-                         .toUtf8());
+        m_file.write(
+            QStringLiteral("---- %1 ----\n").arg(entry.when.toString(QStringLiteral("yyyy-MM-dd hh:mm:ss"))).toUtf8());
     }
     const QByteArray bytes = (line(entry) + QLatin1Char('\n')).toUtf8();
     if (m_file.write(bytes) != bytes.size() || !m_file.flush()) tellWriteFailure();
@@ -72,8 +71,8 @@ void SessionLog::tellWriteFailure()
 {
     if (m_failedFile == m_file.fileName()) return;
     m_failedFile = m_file.fileName();
-    emit writeFailed(
-        QStringLiteral("无法写入日志文件 %1：%2").arg(QDir::toNativeSeparators(m_file.fileName()), m_file.errorString()));
+    emit writeFailed(QStringLiteral("无法写入日志文件 %1：%2")
+                         .arg(QDir::toNativeSeparators(m_file.fileName()), m_file.errorString()));
 }
 
 bool SessionLog::exportTo(const QString& path, QString* error) const
@@ -106,8 +105,8 @@ SessionLogWindow::SessionLogWindow(SessionLog* log, QWidget* parent) : QWidget(p
     setWindowTitle(QStringLiteral("运行日志"));
     resize(820, 480);
 
-    m_fileLabel = new QLabel(
-        QStringLiteral("自动保存至：%1").arg(QDir::toNativeSeparators(log->dayFile(QDate::currentDate()))));
+    m_fileLabel =
+        new QLabel(QStringLiteral("自动保存至：%1").arg(QDir::toNativeSeparators(log->dayFile(QDate::currentDate()))));
     m_fileLabel->setObjectName(QStringLiteral("logFileLabel"));
     m_fileLabel->setTextInteractionFlags(Qt::TextSelectableByMouse);
     m_text = new QPlainTextEdit;

@@ -8,10 +8,10 @@
 #include <QScrollBar>
 #include <QSet>
 #include <QSettings>
+#include <QTabWidget>
 #include <QTemporaryDir>
 #include <QTextBlock>
 #include <QTextBrowser>
-#include <QTabWidget>
 #include <QTextList>
 #include <QTimer>
 #include <QtTest>
@@ -306,15 +306,16 @@ private slots:
         HelpDialog d;
         const QString verify = text(d, "textBrowser_4");
         QVERIFY(verify.startsWith(QStringLiteral("校正验证使用说明")));
-        for (const char* word : {"EMVA 1288", "DSNU1288", "PRNU1288", "继续", "MaxPRNU", "MaxDSNU", "MaxDefects", "保存报告",
-                                 "JSON", "实时图像自动恢复"})
+        for (const char* word : {"EMVA 1288", "DSNU1288", "PRNU1288", "继续", "MaxPRNU", "MaxDSNU", "MaxDefects",
+                                 "保存报告", "JSON", "实时图像自动恢复"})
             QVERIFY2(verify.contains(QString::fromUtf8(word)), word);
         const QString tools = text(d, "textBrowser_5");
         for (const char* word : {"适应窗口", "直方图", "框选统计", "0.1%", "TIFF", "PNG", "16 位", "logs", "导出", "F1",
                                  "上次连接", "HideFunction=false", "其它功能", "FPN.ini", "TELORINE_DOCUMENT_PATH"})
             QVERIFY2(tools.contains(QString::fromUtf8(word)), word);
         const QString sim = text(d, "textBrowser_6");
-        for (const char* word : {"模拟场景", "盖上镜头盖（暗场）", "lsxcalib-cli", "--yes", "--sim-scene", "--help", "130"})
+        for (const char* word :
+             {"模拟场景", "盖上镜头盖（暗场）", "lsxcalib-cli", "--yes", "--sim-scene", "--help", "130"})
             QVERIFY2(sim.contains(QString::fromUtf8(word)), word);
         QVERIFY(text(d, "textBrowser_3").contains(QStringLiteral("SCS校正使用说明")));
     }
@@ -324,15 +325,19 @@ private slots:
         QTest::addColumn<int>("topic");
         QTest::addColumn<QString>("page");
         QTest::addColumn<QString>("browser");
-        QTest::newRow("basic") << int(HelpTopic::Basic) << "tabBasic" << "textBrowser";
-        QTest::newRow("fpn") << int(HelpTopic::Fpn) << "tabFpn" << "textBrowser_2";
-        QTest::newRow("ffc") << int(HelpTopic::Ffc) << "tabFfc" << "textBrowser_3";
-        QTest::newRow("lsc") << int(HelpTopic::Lsc) << "tabFfc" << "textBrowser_3";
-        QTest::newRow("scs") << int(HelpTopic::Scs) << "tabFfc" << "textBrowser_3";
-        QTest::newRow("verify") << int(HelpTopic::Verify) << "tabVerify" << "textBrowser_4";
-        QTest::newRow("tools") << int(HelpTopic::Tools) << "tabTools" << "textBrowser_5";
-        QTest::newRow("simulator") << int(HelpTopic::Simulator) << "tabSimulator" << "textBrowser_6";
-        QTest::newRow("runner") << int(HelpTopic::Runner) << "tabSimulator" << "textBrowser_6";
+        QTest::newRow("basic") << int(HelpTopic::Basic) << QStringLiteral("tabBasic") << QStringLiteral("textBrowser");
+        QTest::newRow("fpn") << int(HelpTopic::Fpn) << QStringLiteral("tabFpn") << QStringLiteral("textBrowser_2");
+        QTest::newRow("ffc") << int(HelpTopic::Ffc) << QStringLiteral("tabFfc") << QStringLiteral("textBrowser_3");
+        QTest::newRow("lsc") << int(HelpTopic::Lsc) << QStringLiteral("tabFfc") << QStringLiteral("textBrowser_3");
+        QTest::newRow("scs") << int(HelpTopic::Scs) << QStringLiteral("tabFfc") << QStringLiteral("textBrowser_3");
+        QTest::newRow("verify") << int(HelpTopic::Verify) << QStringLiteral("tabVerify")
+                                << QStringLiteral("textBrowser_4");
+        QTest::newRow("tools") << int(HelpTopic::Tools) << QStringLiteral("tabTools")
+                               << QStringLiteral("textBrowser_5");
+        QTest::newRow("simulator") << int(HelpTopic::Simulator) << QStringLiteral("tabSimulator")
+                                   << QStringLiteral("textBrowser_6");
+        QTest::newRow("runner") << int(HelpTopic::Runner) << QStringLiteral("tabSimulator")
+                                << QStringLiteral("textBrowser_6");
     }
 
     void topicsTurnToTheirPage()

@@ -318,7 +318,8 @@ private slots:
             const QString bmp = lines[0].section(QLatin1Char(' '), 1);
             const QString samples = lines[1].section(QStringLiteral("："), 1);
             const QString json = lines[2].section(QStringLiteral("："), 1);
-            QVERIFY2(lines[1].startsWith(QStringLiteral("原始数据（16位 %1）").arg(format.toUpper())), qPrintable(lines[1]));
+            QVERIFY2(lines[1].startsWith(QStringLiteral("原始数据（16位 %1）").arg(format.toUpper())),
+                     qPrintable(lines[1]));
             QVERIFY(QFileInfo::exists(bmp));
             QCOMPARE(QFileInfo(samples).suffix(), format);
             QCOMPARE(QFileInfo(samples).completeBaseName(), QFileInfo(bmp).completeBaseName());
@@ -353,7 +354,8 @@ private slots:
     void messageBoxesAreWideEnoughForAPath()
     {
         // Wider than a message box makes itself, narrower than the screen: on one line.
-        const QString text = QStringLiteral("图片保存至 /home/operator/pictures/station-07/2026_11_24-10_15_42_123.bmp");
+        const QString text =
+            QStringLiteral("图片保存至 /home/operator/pictures/station-07/2026_11_24-10_15_42_123.bmp");
         struct Seen {
             bool checked = false;
             int needed = 0, width = 0, height = 0, wanted = 0, screen = 0;
@@ -387,8 +389,9 @@ private slots:
 
     void messageBoxesWiderThanTheScreenWrapWithNothingCut()
     {
-        const QString text = QStringLiteral("图片保存至 /home/operator/documents/line-scan-calibration/station-07/"
-                                            "pictures/a-very-long-folder-name/2026_11_24-10_15_42_123.bmp");
+        const QString text = QStringLiteral(
+            "图片保存至 /home/operator/documents/line-scan-calibration/station-07/"
+            "pictures/a-very-long-folder-name/2026_11_24-10_15_42_123.bmp");
         bool checked = false;
         int height = 0, wanted = 0, right = 0, screen = 0;
         QTimer::singleShot(0, w(), [&] {
@@ -487,11 +490,10 @@ private slots:
         QCoreApplication::processEvents();
         QVERIFY(w()->m_verifyBut->isVisible());
         const QRect but(w()->m_verifyBut->mapTo(area->viewport(), QPoint(0, 0)), w()->m_verifyBut->size());
-        QVERIFY2(area->viewport()->rect().contains(but),
-                 qPrintable(QStringLiteral("button at %1..%2, viewport %3 high")
-                                .arg(but.top())
-                                .arg(but.bottom())
-                                .arg(area->viewport()->height())));
+        QVERIFY2(area->viewport()->rect().contains(but), qPrintable(QStringLiteral("button at %1..%2, viewport %3 high")
+                                                                        .arg(but.top())
+                                                                        .arg(but.bottom())
+                                                                        .arg(area->viewport()->height())));
     }
 
     // ---- The tool windows on a live colour image (and their pictures for a person to look at) ----

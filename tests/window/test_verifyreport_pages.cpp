@@ -75,7 +75,8 @@ QString tool(const QString& name)
 QStringList pdfPages(const QString& pdf)
 {
     QProcess p;
-    p.start(tool(QStringLiteral("pdftotext")), {QStringLiteral("-enc"), QStringLiteral("UTF-8"), pdf, QStringLiteral("-")});
+    p.start(tool(QStringLiteral("pdftotext")),
+            {QStringLiteral("-enc"), QStringLiteral("UTF-8"), pdf, QStringLiteral("-")});
     if (!p.waitForFinished(60000) || p.exitCode() != 0) return {};
     return QString::fromUtf8(p.readAllStandardOutput()).split(QLatin1Char('\f'));
 }
