@@ -61,14 +61,6 @@ const QString kRawFormat = QStringLiteral("Window/RawFormat");
 
 constexpr int kAnalysisMs = 200;
 
-QPushButton* toolButton(QWidget* parent, const QString& name, const QString& text, const QString& tip)
-{
-    auto* but = new QPushButton(text, parent);
-    but->setObjectName(name);
-    but->setToolTip(tip);
-    return but;
-}
-
 // Inserts `widget` into the row of `anchor`, right after it.
 void insertAfter(QWidget* anchor, QWidget* widget)
 {
@@ -76,6 +68,16 @@ void insertAfter(QWidget* anchor, QWidget* widget)
     if (!row) return;
     const int at = row->indexOf(anchor);
     row->insertWidget(at < 0 ? row->count() : at + 1, widget);
+}
+
+// A button of the row above the picture, right after `anchor`.
+QPushButton* toolButton(QWidget* anchor, const QString& name, const QString& text, const QString& tip)
+{
+    auto* but = new QPushButton(text, anchor->parentWidget());
+    but->setObjectName(name);
+    but->setToolTip(tip);
+    insertAfter(anchor, but);
+    return but;
 }
 
 // `everywhere`: also from the program's other windows (help, tool windows, the progress panel);
@@ -112,28 +114,23 @@ void MainWindow::setupTools()
     setupStatus();
 
     // The row above the picture: zoom beside the zoom box, the tools after "存图".
-    m_fitBut = toolButton(ui->opWidget, QStringLiteral("fitBut"), QStringLiteral("适应窗口"),
+    m_fitBut = toolButton(ui->ratioSBox, QStringLiteral("fitBut"), QStringLiteral("适应窗口"),
                           QStringLiteral("显示整幅图像（Ctrl+0）"));
-    m_actualSizeBut = toolButton(ui->opWidget, QStringLiteral("actualSizeBut"), QStringLiteral("1:1"),
+    m_actualSizeBut = toolButton(m_fitBut, QStringLiteral("actualSizeBut"), QStringLiteral("1:1"),
                                  QStringLiteral("一个图像像素对应一个屏幕像素（Ctrl+1）"));
-    insertAfter(ui->ratioSBox, m_fitBut);
-    insertAfter(m_fitBut, m_actualSizeBut);
     m_rawFormatCBox = new QComboBox(ui->opWidget);
     m_rawFormatCBox->setObjectName(QStringLiteral("rawFormatCBox"));
     m_rawFormatCBox->addItem(QStringLiteral("TIFF"), QStringLiteral("tif"));
     m_rawFormatCBox->addItem(QStringLiteral("PNG"), QStringLiteral("png"));
     m_rawFormatCBox->setToolTip(QStringLiteral("存图时在 BMP 旁另存原始数据（16位相机为16位）的格式"));
-    m_regionBut = toolButton(ui->opWidget, QStringLiteral("regionBut"), QStringLiteral("框选统计"),
+    insertAfter(ui->picSaveBut, m_rawFormatCBox);
+    m_regionBut = toolButton(m_rawFormatCBox, QStringLiteral("regionBut"), QStringLiteral("框选统计"),
                              QStringLiteral("在图像上拖动鼠标框选区域，统计该区域各通道的数值"));
     m_regionBut->setCheckable(true);
-    m_histogramBut = toolButton(ui->opWidget, QStringLiteral("histogramBut"), QStringLiteral("直方图"),
+    m_histogramBut = toolButton(m_regionBut, QStringLiteral("histogramBut"), QStringLiteral("直方图"),
                                 QStringLiteral("各通道直方图与统计（Ctrl+H）"));
-    m_logBut = toolButton(ui->opWidget, QStringLiteral("logBut"), QStringLiteral("日志"),
+    m_logBut = toolButton(m_histogramBut, QStringLiteral("logBut"), QStringLiteral("日志"),
                           QStringLiteral("本次运行的日志（Ctrl+L）"));
-    insertAfter(ui->picSaveBut, m_rawFormatCBox);
-    insertAfter(m_rawFormatCBox, m_regionBut);
-    insertAfter(m_regionBut, m_histogramBut);
-    insertAfter(m_histogramBut, m_logBut);
     {
         QSettings settings(fpnIniPath(), QSettings::IniFormat);
         const int row = m_rawFormatCBox->findData(rawSuffix(settings.value(kRawFormat).toString()));
