@@ -186,6 +186,7 @@ void MainWindow::setupTools()
         connect(m_verifyContinueBut, &QPushButton::clicked, this,
                 [this] { m_sessionLog->append(m_progressInfo->windowTitle(), QStringLiteral("操作员：继续")); });
     connect(m_cameraServer, &CameraServer::OS_CaptureFailed, this, [this](lsxStatus status) {
+        m_saturationLabel->hide();
         m_sessionLog->append(QStringLiteral("采图"),
                              QStringLiteral("采集停止：%1-%2").arg(status).arg(statusText(status)));
     });

@@ -28,6 +28,20 @@ void countRows(const cv::Mat& frame, std::vector<std::vector<quint64>>& out)
     }
 }
 
+// Per channel, the samples at or above `top`, in one pass over the frame.
+template <typename T>
+std::vector<qint64> countAtLeast(const cv::Mat& frame, T top)
+{
+    const int channels = frame.channels();
+    std::vector<qint64> out(channels, 0);
+    for (int y = 0; y < frame.rows; ++y) {
+        const T* p = frame.ptr<T>(y);
+        for (int x = 0; x < frame.cols; ++x)
+            for (int c = 0; c < channels; ++c) out[c] += *p++ >= top;
+    }
+    return out;
+}
+
 template <typename T>
 std::vector<RegionStats> statsOf(const cv::Mat& part)
 {
@@ -126,11 +140,10 @@ std::vector<RegionStats> regionStatistics(const cv::Mat& frame, const cv::Rect& 
 std::vector<double> fullScaleShares(const cv::Mat& frame)
 {
     if (frame.empty() || !takenDepth(frame.depth())) return {};
-    const double top = fullScaleOf(frame.depth());
-    std::vector<cv::Mat> planes;
-    cv::split(frame, planes);
+    const std::vector<qint64> counts = frame.depth() == CV_8U ? countAtLeast<uint8_t>(frame, uint8_t(kFullScale8))
+                                                              : countAtLeast<uint16_t>(frame, uint16_t(kFullScale16));
     std::vector<double> out;
     const double n = double(frame.total());
-    for (const cv::Mat& plane : planes) out.push_back(double(cv::countNonZero(plane >= top)) / n);
+    for (qint64 c : counts) out.push_back(double(c) / n);
     return out;
 }
