@@ -271,8 +271,13 @@ public:
     bool m_cursorOnImage = false;
     // The cursor has been over the picture: the read-outs follow new frames from then on.
     bool m_cursorKnown = false;
-    // The featureWidget's scroll position when a procedure took the camera.
-    int m_panelScroll = -1;
+    // A procedure holds the camera (its panel is up); the featureWidget's scroll position then,
+    // and whether the live image ran.
+    bool m_cameraHeld = false;
+    int m_panelScroll = 0;
+    bool m_resumeCapture = false;
+    // Capture was stopped in this turn of the event loop.
+    bool m_captureJustStopped = false;
 
     // ---- Image tools, saving, the session log, help (mainwindow_tools.cpp) ----
 public slots:

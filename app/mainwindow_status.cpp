@@ -10,9 +10,10 @@
 //
 // The camera and the procedures. Every procedure shows the progress panel while it holds the
 // camera and hides it once the operator has answered. The panel's showing is where the live image
-// stops (the workflow has stopped capture) and the status bar names the procedure; its hiding,
-// after the answer's own actions, is where the live image comes back if a camera is open and the
-// answer did not restart it, and where the left column gets back its scroll position.
+// stops (the workflow stops capture in the same turn) and the status bar names the procedure; its
+// hiding, after the answer's own actions, is where the live image comes back if it ran before,
+// a camera is open and the answer did not restart it, and where the left column gets back its
+// scroll position. A live image paused by the operator, or a picture loaded from a file, stays.
 #include "mainwindow.h"
 #include "ui_mainwindow.h"
 
@@ -200,9 +201,16 @@ void MainWindow::liveFrameShown()
 
 void MainWindow::procedurePanelShown()
 {
-    if (m_panelScroll < 0) m_panelScroll = ui->featureWidget->verticalScrollBar()->value();
-    statusBar()->showMessage(
-        QStringLiteral("%1 相机由该步骤占用，实时图像暂停，结束后自动恢复。").arg(m_progressInfo->windowTitle()));
+    if (!m_cameraHeld) {
+        m_cameraHeld = true;
+        m_panelScroll = ui->featureWidget->verticalScrollBar()->value();
+        // The live image ran when the procedure took the camera: still running (the panel shows
+        // before the stop), or stopped by the workflow a moment ago, in the same turn.
+        m_resumeCapture = ui->startBut->isChecked() || m_captureJustStopped;
+    }
+    const QString text = m_resumeCapture ? QStringLiteral("%1 相机由该步骤占用，实时图像暂停，结束后自动恢复。")
+                                         : QStringLiteral("%1 相机由该步骤占用。");
+    statusBar()->showMessage(text.arg(m_progressInfo->windowTitle()));
 }
 
 void MainWindow::procedurePanelHidden()
@@ -210,13 +218,13 @@ void MainWindow::procedurePanelHidden()
     // After the answer's own actions (a closing action may restart capture itself), and not when
     // the panel is up again for the next procedure.
     QTimer::singleShot(0, this, [this] {
-        if (m_progressInfo->isVisible()) return;
+        if (m_progressInfo->isVisible() || !m_cameraHeld) return;
+        m_cameraHeld = false;
         statusBar()->clearMessage();
-        if (m_panelScroll >= 0) {
-            ui->featureWidget->verticalScrollBar()->setValue(m_panelScroll);
-            m_panelScroll = -1;
-        }
-        if (m_cameraServer && m_cameraServer->m_opened && !ui->startBut->isChecked()) {
+        ui->featureWidget->verticalScrollBar()->setValue(m_panelScroll);
+        // A live image stopped for the procedure comes back; a paused one or a picture loaded
+        // from a file (the source of a flat field) stays on show.
+        if (m_resumeCapture && m_cameraServer && m_cameraServer->m_opened && !ui->startBut->isChecked()) {
             ui->startBut->click();
             statusBar()->showMessage(QStringLiteral("实时图像已恢复。"), 4000);
         }
@@ -236,8 +244,12 @@ void MainWindow::setupStatus()
     });
     // Live frames, after showPicture has taken them.
     connect(m_liveFrame, &LiveFrame::taken, this, &MainWindow::liveFrameShown, Qt::QueuedConnection);
-    // A new run may deliver another colour order.
     connect(ui->startBut, &QPushButton::toggled, this, [this](bool on) {
+        // A new run may deliver another colour order.
         if (on) m_rgbOrderKnown = -1;
+        // A stop in the same turn as a procedure's panel coming up is the procedure's.
+        if (on) return;
+        m_captureJustStopped = true;
+        QTimer::singleShot(0, this, [this] { m_captureJustStopped = false; });
     });
 }

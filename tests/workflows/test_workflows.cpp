@@ -203,8 +203,8 @@ class TestWorkflows : public QObject {
         QCOMPARE(ui()->startBut->text(), QStringLiteral("暂停"));
     }
 
-    // Every other answer: the window gives the camera back to the live image once the answer's
-    // own actions are done, with one click of the start button.
+    // Every other answer to a run started with the live image running: the window gives the
+    // camera back to it once the answer's own actions are done, with one click of the button.
     void checkCaptureResumed(const QSignalSpy& clicks)
     {
         QTRY_COMPARE(clicks.count(), 1);
@@ -212,6 +212,16 @@ class TestWorkflows : public QObject {
         QCOMPARE(ui()->startBut->text(), QStringLiteral("暂停"));
         // The frame loop runs again once the worker is free.
         QTRY_VERIFY(!flag(server()->m_stopCapture));
+    }
+
+    // A run started with the live image off: nothing to give back, capture stays off, also after
+    // the window's own turn after the answer.
+    void checkCaptureLeftOff(const QSignalSpy& clicks)
+    {
+        QCoreApplication::processEvents();
+        QCOMPARE(clicks.count(), 0);
+        QCOMPARE(ui()->startBut->isChecked(), false);
+        QCOMPARE(ui()->startBut->text(), QStringLiteral("采图"));
     }
 
     // Every software simulation on, as before a run.
@@ -342,9 +352,17 @@ private slots:
     {
         makeWindow(true);
         QStatusBar* bar = m_window->statusBar();
+        // Without the live image: only who holds the camera.
+        m_window->dsnuProcess();
+        QCOMPARE(bar->currentMessage(), QStringLiteral("暗场校正执行中... 相机由该步骤占用。"));
+        failAndConfirm();
+        QTRY_VERIFY(bar->currentMessage().isEmpty());
+
+        ThreadSpy frames(server(), &CameraServer::OS_NewFrame);
+        startFrames(frames);
         m_window->fpnProcess();
-        QVERIFY(bar->currentMessage().startsWith(QStringLiteral("明场校正执行中...")));
-        QVERIFY(bar->currentMessage().contains(QStringLiteral("相机由该步骤占用")));
+        QCOMPARE(bar->currentMessage(),
+                 QStringLiteral("明场校正执行中... 相机由该步骤占用，实时图像暂停，结束后自动恢复。"));
         failAndConfirm();
         QTRY_COMPARE(bar->currentMessage(), QStringLiteral("实时图像已恢复。"));
 
@@ -353,6 +371,69 @@ private slots:
         QVERIFY(bar->currentMessage().startsWith(QStringLiteral("平场校正执行中...")));
         panel()->setWindowTitle(QStringLiteral("校正参数写入中..."));
         QVERIFY(bar->currentMessage().startsWith(QStringLiteral("校正参数写入中...")));
+    }
+
+    // Every procedure and every answer: a live image stopped for the run comes back after it.
+    void liveImageComesBackAfterEveryAnswer_data()
+    {
+        QTest::addColumn<QString>("start");
+        QTest::addColumn<QString>("answer");
+        for (const char* start : {"dsnuProcess", "fpnProcess", "fpnWriteDown", "expTest", "applyFFC", "ffcWriteDown",
+                                  "applyLSC", "lscWriteDown"}) {
+            const QString name = QString::fromLatin1(start);
+            QTest::newRow(qPrintable(name + " ok")) << name << QStringLiteral("ok");
+            // A failure's "确定" answers as "取消" does; the write-downs cannot be cancelled while
+            // they write, so they end by a failure.
+            if (name.contains(QLatin1String("WriteDown")))
+                QTest::newRow(qPrintable(name + " failed")) << name << QStringLiteral("failed");
+            else
+                QTest::newRow(qPrintable(name + " cancelled")) << name << QStringLiteral("cancelled");
+        }
+    }
+
+    void liveImageComesBackAfterEveryAnswer()
+    {
+        QFETCH(QString, start);
+        QFETCH(QString, answer);
+        makeWindow(true);
+        giveCoefficients();
+        for (QComboBox* box : {ui()->fpnSelCBox, ui()->ffcSelCBox, ui()->lscSelCBox}) {
+            fillQuietly(box, {QStringLiteral("Disable"), QStringLiteral("UserSet0")});
+            selectQuietly(box, QStringLiteral("UserSet0"));
+        }
+        ThreadSpy frames(server(), &CameraServer::OS_NewFrame);
+        startFrames(frames);
+        QSignalSpy clicks(ui()->startBut, &QPushButton::clicked);
+        QVERIFY(QMetaObject::invokeMethod(m_window.get(), start.toLatin1().constData()));
+        QVERIFY(panel()->isVisible());
+        QVERIFY(!ui()->startBut->isChecked());
+        if (answer == QLatin1String("ok"))
+            finishAndConfirm();
+        else if (answer == QLatin1String("failed"))
+            failAndConfirm();
+        else
+            QTest::mouseClick(cancelBut(), Qt::LeftButton);
+        QVERIFY(!panel()->isVisible());
+        checkCaptureResumed(clicks);
+        frames.clear();
+        QVERIFY(frames.wait(5000));
+    }
+
+    // A picture loaded as the flat field's source is the operator's work: a cancelled run leaves it
+    // on show, with the live image off as before the run.
+    void loadedPictureStaysAfterACancelledFlatField()
+    {
+        makeWindow(true);
+        m_window->m_srcImg = cv::Mat(4, 16, CV_8UC1, cv::Scalar(90));
+        QPixmap picture(16, 4);
+        picture.fill(Qt::gray);
+        m_window->showPicture(picture, cv::Mat(1, 16, CV_32FC1, cv::Scalar(90.0f)));
+        QSignalSpy clicks(ui()->startBut, &QPushButton::clicked);
+        m_window->applyFFC();
+        QTest::mouseClick(cancelBut(), Qt::LeftButton);
+        checkCaptureLeftOff(clicks);
+        QVERIFY(!m_window->m_srcImg.empty());
+        QCOMPARE(m_window->m_pixmap.cacheKey(), picture.cacheKey());
     }
 
     // The left column is where the operator left it after a run.
@@ -471,7 +552,7 @@ private slots:
         QCOMPARE(flag(server()->m_fpnEnabled), kept);
         QCOMPARE(flag(server()->m_ffcEnabled), kept);
         QCOMPARE(flag(server()->m_lscEnabled), kept);
-        checkCaptureResumed(clicks);
+        checkCaptureLeftOff(clicks);
     }
 
     void factoryWithoutTheRightShowsOnlyTheErrorBox()
@@ -624,7 +705,7 @@ private slots:
         m_window->dsnuProcess();
         failAndConfirm();
         checkCancelled();
-        checkCaptureResumed(clicks);
+        checkCaptureLeftOff(clicks);
     }
 
     void cancelButtonCancelsARun()
@@ -634,7 +715,6 @@ private slots:
         panel()->showProgressInfo(40, QStringLiteral("采集暗场..."));
         QTest::mouseClick(cancelBut(), Qt::LeftButton);
         checkCancelled();
-        QTRY_VERIFY(ui()->startBut->isChecked());
         // Unbound: a later "确定" of the panel reaches no dark-field answer.
         QSignalSpy clicks(ui()->startBut, &QPushButton::clicked);
         panel()->show();
@@ -652,7 +732,7 @@ private slots:
         checkPanelStarted(QStringLiteral("明场校正执行中..."), QStringLiteral("明场校正执行中..."));
     }
 
-    void brightFieldFailureLeavesFpnOffAndResumesCapture()
+    void brightFieldFailureLeavesFpnOffAndCaptureOff()
     {
         makeWindow(true);
         QSignalSpy clicks(ui()->startBut, &QPushButton::clicked);
@@ -661,7 +741,7 @@ private slots:
         checkCancelled();
         QVERIFY(!ui()->applyFpnCheck->isChecked());
         QVERIFY(!flag(server()->m_fpnEnabled));
-        checkCaptureResumed(clicks);
+        checkCaptureLeftOff(clicks);
     }
 
     // Two reports of 100 make one click emit defined() twice: the answer runs once.
@@ -731,7 +811,7 @@ private slots:
         failAndConfirm();
         checkCancelled();
         QVERIFY(cancelBut()->isEnabled());
-        checkCaptureResumed(clicks);
+        checkCaptureLeftOff(clicks);
     }
 
     void expTestOkShowsTheStatistics()
@@ -756,7 +836,7 @@ private slots:
         finishAndConfirm();
         QVERIFY(!panel()->isVisible());
         QVERIFY(stats->isVisible());
-        checkCaptureResumed(clicks);
+        checkCaptureLeftOff(clicks);
 
         // A second test keeps the same window and its one connection.
         stats->hide();
@@ -776,7 +856,8 @@ private slots:
         failAndConfirm();
         checkCancelled();
         QVERIFY(!stats->isVisible());
-        QTRY_COMPARE(ui()->startBut->isChecked(), true);
+        QCoreApplication::processEvents();
+        QCOMPARE(ui()->startBut->isChecked(), false);
     }
 
     void flatField_data()
@@ -866,7 +947,7 @@ private slots:
         QVERIFY(!ui()->ffcCheck->isChecked());
         QVERIFY(!flag(server()->m_ffcEnabled));
         QVERIFY(m_window->m_ffcSavedKList.isEmpty());
-        checkCaptureResumed(clicks);
+        checkCaptureLeftOff(clicks);
     }
 
     void lensShading_data()
@@ -925,7 +1006,7 @@ private slots:
         checkCancelled();
         QVERIFY(!ui()->lscCheck->isChecked());
         QVERIFY(!flag(server()->m_lscEnabled));
-        checkCaptureResumed(clicks);
+        checkCaptureLeftOff(clicks);
     }
 
     // ---- The write-downs of FFC and LSC: the same workflow on two combos and two check boxes ----
@@ -1024,7 +1105,7 @@ private slots:
         failAndConfirm();
         checkCancelled();
         QCOMPARE(cancelBut()->isEnabled(), cancelEnabledAfter);
-        checkCaptureResumed(clicks);
+        checkCaptureLeftOff(clicks);
     }
 };
 
