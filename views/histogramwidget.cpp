@@ -94,9 +94,19 @@ void HistogramWidget::paintEvent(QPaintEvent* event)
     }
     p.drawText(QRectF(plot.left(), plot.bottom() + 2 + fm.height(), plot.width(), fm.height()), Qt::AlignHCenter,
                m_unit);
-    const QString topText = m_log ? QStringLiteral("10^%1").arg(yTop, 0, 'f', 1) : QString::number(top);
-    p.drawText(QRectF(0, plot.top(), kLeft - 4, fm.height()), Qt::AlignRight, topText);
+    // The highest count at the top in both scales; on the logarithmic one each power of ten between
+    // is marked too, where its label keeps clear of the top's and the bottom's.
+    p.drawText(QRectF(0, plot.top(), kLeft - 4, fm.height()), Qt::AlignRight, QString::number(top));
     p.drawText(QRectF(0, plot.bottom() - fm.height(), kLeft - 4, fm.height()), Qt::AlignRight, QStringLiteral("0"));
+    if (m_log) {
+        for (quint64 decade = 10; decade < top; decade *= 10) {
+            const double y = plot.bottom() - axisValue(decade) * sy;
+            if (y - plot.top() < fm.height() * 1.5 || plot.bottom() - y < fm.height() * 1.5) continue;
+            p.drawLine(QPointF(plot.left() - 3, y), QPointF(plot.left(), y));
+            p.drawText(QRectF(0, y - fm.height() / 2.0, kLeft - 6, fm.height()), Qt::AlignRight | Qt::AlignVCenter,
+                       QString::number(decade));
+        }
+    }
     p.save();
     p.translate(12, plot.center().y());
     p.rotate(-90);
