@@ -7,8 +7,10 @@
 
 #include <QFile>
 #include <QMessageBox>
+#include <QScrollBar>
 #include <QSettings>
 #include <QTextBrowser>
+#include <QTimer>
 
 namespace {
 
@@ -28,6 +30,9 @@ HelpDialog::HelpDialog(QWidget* parent) : QWidget(parent), ui(new Ui::HelpDialog
     ui->textBrowser->setHtml(helpText(QStringLiteral(":/help/basic.html")));
     ui->textBrowser_2->setHtml(helpText(QStringLiteral(":/help/fpn.html")));
     ui->textBrowser_3->setHtml(helpText(QStringLiteral(":/help/ffc.html")));
+    ui->textBrowser_4->setHtml(helpText(QStringLiteral(":/help/verify.html")));
+    ui->textBrowser_5->setHtml(helpText(QStringLiteral(":/help/tools.html")));
+    ui->textBrowser_6->setHtml(helpText(QStringLiteral(":/help/simulator.html")));
 
     connect(ui->stopBut, &QPushButton::clicked, this, &HelpDialog::stopShowAgain);
 
@@ -39,6 +44,42 @@ HelpDialog::HelpDialog(QWidget* parent) : QWidget(parent), ui(new Ui::HelpDialog
 HelpDialog::~HelpDialog()
 {
     delete ui;
+}
+
+void HelpDialog::showTopic(HelpTopic topic)
+{
+    struct Place {
+        QTextBrowser* browser;
+        const char* anchor;  // empty: the top of the page
+    };
+    Place place{ui->textBrowser, ""};
+    switch (topic) {
+    case HelpTopic::Basic: break;
+    case HelpTopic::Fpn: place = {ui->textBrowser_2, ""}; break;
+    case HelpTopic::Ffc: place = {ui->textBrowser_3, ""}; break;
+    case HelpTopic::Lsc: place = {ui->textBrowser_3, "lsc"}; break;
+    case HelpTopic::Scs: place = {ui->textBrowser_3, "scs"}; break;
+    case HelpTopic::Verify: place = {ui->textBrowser_4, ""}; break;
+    case HelpTopic::Tools: place = {ui->textBrowser_5, ""}; break;
+    case HelpTopic::Simulator: place = {ui->textBrowser_6, ""}; break;
+    case HelpTopic::Runner: place = {ui->textBrowser_6, "runner"}; break;
+    }
+    for (int i = 0; i < ui->helpTabWidget->count(); ++i)
+        if (ui->helpTabWidget->widget(i)->isAncestorOf(place.browser)) ui->helpTabWidget->setCurrentIndex(i);
+    // Once the page is laid out: a page just turned to has no scroll range yet.
+    QTextBrowser* browser = place.browser;
+    const QString anchor = QString::fromLatin1(place.anchor);
+    QTimer::singleShot(0, browser, [browser, anchor] {
+        if (anchor.isEmpty())
+            browser->verticalScrollBar()->setValue(0);
+        else
+            browser->scrollToAnchor(anchor);
+    });
+}
+
+int HelpDialog::currentPage() const
+{
+    return ui->helpTabWidget->currentIndex();
 }
 
 void HelpDialog::stopShowAgain()

@@ -55,6 +55,7 @@ MainWindow::MainWindow(const QString& deviceName, int tabIndex, QWidget* parent)
     ui->setupUi(this);
     connectForm();
     setupRecords();
+    setupTools();
 
     ui->graphicsView->setTransformationAnchor(QGraphicsView::AnchorUnderMouse);
     loadStyle(QStringLiteral(":/psblack.css"));

@@ -14,6 +14,10 @@
 //   mainwindow_verify.cpp     the calibration verification and its result window
 //   mainwindow_records.cpp    the records of the runs and the history window
 //   mainwindow_backup.cpp     the question before every write into the camera, "恢复写入前参数"
+//   mainwindow_status.cpp     the read-outs under the image, the status bar, the camera held by
+//                             a procedure and given back to the live image
+//   mainwindow_tools.cpp      zoom, histogram and region statistics, saturation, saving frames,
+//                             the session log, shortcuts and help, the last camera
 
 #include "app/helpdialog.h"
 #include "lsx.h"
@@ -45,10 +49,17 @@ class SceneControl;
 class VerifyWindow;
 class RunRecorder;
 class HistoryWindow;
+class HistogramWindow;
+class LiveFrame;
+class MessageBoxWatcher;
+class SessionLog;
+class SessionLogWindow;
+class QLabel;
 class QPushButton;
 class QCloseEvent;
 class QComboBox;
 class QResizeEvent;
+class QTimer;
 
 class MainWindow : public QMainWindow {
     Q_OBJECT
@@ -256,4 +267,83 @@ public:
 
 private:
     void setupBackup();
+    // ---- The live image around the procedures and the status under it (mainwindow_status.cpp) ----
+public:
+    // The frame on show as samples in B, G, R(, X) order: the camera's own 8 or 16 bits for a live
+    // frame, the picture's 8 bits for one loaded from a file; empty without a picture.
+    struct ShownFrame {
+        cv::Mat samples;
+        bool wide = false;  // 16-bit samples
+        bool live = false;  // from the camera's live image
+    };
+    const ShownFrame& shownFrame();
+
+private slots:
+    // After showPicture took a frame of the server: the read-outs and the tools follow it.
+    void liveFrameShown();
+    // The progress panel shows or hides: a procedure takes the camera or gives it back.
+    void procedurePanelShown();
+    void procedurePanelHidden();
+
+private:
+    // The four read-outs for the cursor's last place over the frame on show.
+    void refreshReadouts();
+    // The status bar, the hooks on the progress panel, the read-outs' frame connections.
+    void setupStatus();
+
+public:
+    LiveFrame* m_liveFrame = nullptr;
+    ShownFrame m_shownFrame;
+    qint64 m_shownKey = 0;
+    // Whether the camera delivers R, G, B (not B, G, R); read at the first colour frame of a run.
+    int m_rgbOrderKnown = -1;
+    QPointF m_cursorPos;
+    bool m_cursorOnImage = false;
+    // The cursor has been over the picture: the read-outs follow new frames from then on.
+    bool m_cursorKnown = false;
+    // A procedure holds the camera (its panel is up); the featureWidget's scroll position then,
+    // and whether the live image ran.
+    bool m_cameraHeld = false;
+    int m_panelScroll = 0;
+    bool m_resumeCapture = false;
+    // Capture was stopped in this turn of the event loop.
+    bool m_captureJustStopped = false;
+
+    // ---- Image tools, saving, the session log, help (mainwindow_tools.cpp) ----
+public slots:
+    // "适应窗口": the whole picture in the view; "1:1": one picture pixel per screen pixel.
+    void fitPicture();
+    void showActualSize();
+    void showHistogramWindow();
+    void showSessionLog();
+    // F1: the help at the page of what the operator is doing.
+    void showHelpForCurrentTab();
+    // The histogram window and the saturation warning for the frame on show; for live frames
+    // at most five times a second.
+    void analyseFrame();
+
+private slots:
+    void rememberCamera();
+
+private:
+    void setupTools();
+    void offerLastCamera();
+    void logProcedureReport(int progress, const QString& text);
+
+public:
+    QPushButton* m_fitBut = nullptr;
+    QPushButton* m_actualSizeBut = nullptr;
+    QPushButton* m_regionBut = nullptr;
+    QPushButton* m_histogramBut = nullptr;
+    QPushButton* m_logBut = nullptr;
+    QComboBox* m_rawFormatCBox = nullptr;
+    QLabel* m_saturationLabel = nullptr;
+    HistogramWindow* m_histogramWindow = nullptr;
+    SessionLog* m_sessionLog = nullptr;
+    SessionLogWindow* m_sessionLogWindow = nullptr;
+    MessageBoxWatcher* m_boxWatcher = nullptr;
+    QTimer* m_analysisTimer = nullptr;
+    bool m_frameToAnalyse = false;
+    // The camera open when the log last heard of it; empty for none.
+    QString m_connectedCamera;
 };

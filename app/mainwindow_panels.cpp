@@ -16,7 +16,6 @@
 
 #include <QApplication>
 #include <QComboBox>
-#include <QCursor>
 #include <QDateTime>
 #include <QDebug>
 #include <QDoubleSpinBox>
@@ -652,54 +651,6 @@ void MainWindow::showPicture(QPixmap pixmap, cv::Mat staticMat)
     }
 
     updateProfile();
-}
-
-void MainWindow::mouseMoved(QPointF mousePos, QRgb rgb, bool hasRGB)
-{
-    ui->mousePosLabel->setText(QStringLiteral("位置:(%1,%2)").arg(int(mousePos.x())).arg(int(mousePos.y())));
-    if (!hasRGB) {
-        ui->rgbLabel->clear();
-        return;
-    }
-    const qint32 value = static_cast<qint32>(rgb);
-    if (value < 0 || value > 255) {
-        ui->rgbLabel->setText(QStringLiteral("R=%1,G=%2,B=%3").arg(qRed(rgb)).arg(qGreen(rgb)).arg(qBlue(rgb)));
-    } else {
-        const int luminance = (qGreen(rgb) * 16 + qRed(rgb) * 11 + qBlue(rgb) * 5) >> 5;
-        ui->rgbLabel->setText(QStringLiteral("亮度=%1").arg(luminance));
-    }
-}
-
-void MainWindow::hoverRow(int /*row*/, int col, QRgb minRgb, QRgb maxRgb)
-{
-    if (!m_staticMat.empty() && m_staticMat.depth() == CV_32F && col >= 0 && col < m_staticMat.cols) {
-        if (m_staticMat.channels() == 1) {
-            const QString v = QString::number(m_staticMat.at<float>(0, col), 'f', 1);
-            ui->avgLabel->setText(QStringLiteral("列均值:(%1,%2,%3)").arg(v, v, v));
-        } else if (m_staticMat.channels() == 3) {
-            const cv::Vec3f bgr = m_staticMat.at<cv::Vec3f>(0, col);
-            ui->avgLabel->setText(QStringLiteral("列均值:(%1,%2,%3)")
-                                      .arg(QString::number(bgr[2], 'f', 1), QString::number(bgr[1], 'f', 1),
-                                           QString::number(bgr[0], 'f', 1)));
-        }
-        // Other channel counts leave the label as it is.
-    }
-    ui->minLabel->setText(QStringLiteral("行最小:(%2,%3,%4)").arg(qRed(minRgb)).arg(qGreen(minRgb)).arg(qBlue(minRgb)));
-    ui->maxLabel->setText(QStringLiteral("行最大:(%2,%3,%4)").arg(qRed(maxRgb)).arg(qGreen(maxRgb)).arg(qBlue(maxRgb)));
-
-    // The profile marks the column under the cursor.
-    if (m_profileWidget) m_profileWidget->setHoverX(ui->graphicsView->mapFromGlobal(QCursor::pos()).x());
-}
-
-void MainWindow::savePicture()
-{
-    if (m_pixmap.isNull()) return;
-    const QString format = QStringLiteral("yyyy_MM_dd-hh_mm_ss_zzz");
-    const QString path = QStringLiteral("%1/%2.bmp").arg(pictureDir(), QDateTime::currentDateTime().toString(format));
-    m_pixmap.save(path);
-    // The clock is read again for the message: its last digits may differ from the file's.
-    const QString shown = QStringLiteral("%1/%2.bmp").arg(pictureDir(), QDateTime::currentDateTime().toString(format));
-    QMessageBox::information(this, QStringLiteral("图片保存成功"), QStringLiteral("图片保存至 %1").arg(shown));
 }
 
 // ---- Zoom and the profile strip ----

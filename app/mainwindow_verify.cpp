@@ -29,7 +29,8 @@ void MainWindow::setupVerify()
 {
     m_verifyBut = new QPushButton(QStringLiteral("校正验证"), ui->groupBox_2);
     m_verifyBut->setObjectName(QStringLiteral("verifyBut"));
-    if (auto* column = qobject_cast<QBoxLayout*>(ui->groupBox_2->layout())) column->addWidget(m_verifyBut);
+    // Beside the dark and bright fields, in view without scrolling on a 1366 x 768 screen.
+    ui->horizontalLayout_18->addWidget(m_verifyBut);
     connect(m_verifyBut, &QPushButton::clicked, this, &MainWindow::verifyProcess);
 
     // The panel's own row holds "确定" and "取消"; "继续" goes in front of them, shown only while

@@ -9,6 +9,7 @@
 #include <QPainter>
 #include <QPdfWriter>
 #include <QSaveFile>
+#include <QTextLayout>
 #include <QtCharts/QChart>
 #include <QtCharts/QLegend>
 #include <QtCharts/QLineSeries>
@@ -20,8 +21,12 @@
 
 namespace {
 
-const QColor kBefore(230, 120, 20);
-const QColor kAfter(40, 170, 70);
+// The four curves of a plane, each in its own colour on the dark window and on paper: bright (or
+// response) before and after correction, dark before and after (also dashed).
+const QColor kBrightBefore(235, 120, 20);
+const QColor kBrightAfter(40, 170, 70);
+const QColor kDarkBefore(200, 70, 200);
+const QColor kDarkAfter(40, 140, 240);
 const QColor kDarkBackground(QStringLiteral("#444444"));
 // Amplitudes below this are drawn at it: the logarithmic axis has no 0.
 constexpr double kSpectrumFloor = 1e-3;
@@ -116,14 +121,30 @@ public:
         m_y = 0;
     }
 
-    void text(const QString& line, double points, bool bold = false, const QColor& color = Qt::black)
+    // A paragraph, wrapped to the page's width; one longer than the rest of the page (a long list
+    // of defect columns) goes on, line by line, on the next pages.
+    void text(const QString& paragraph, double points, bool bold = false, const QColor& color = Qt::black)
     {
         m_p.setFont(font(points, bold));
         m_p.setPen(color);
-        const QRect bounds = m_p.boundingRect(QRect(0, m_y, m_width, m_height), Qt::TextWordWrap, line);
-        room(bounds.height());
-        m_p.drawText(QRect(0, m_y, m_width, bounds.height()), Qt::TextWordWrap, line);
-        m_y += bounds.height() + bounds.height() / 4;
+        QTextLayout layout(paragraph, m_p.font(), &m_writer);
+        QTextOption option;
+        option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
+        layout.setTextOption(option);
+        layout.beginLayout();
+        for (QTextLine line = layout.createLine(); line.isValid(); line = layout.createLine())
+            line.setLineWidth(m_width);
+        layout.endLayout();
+        int lineHeight = 0;
+        for (int i = 0; i < layout.lineCount(); ++i) {
+            const QTextLine line = layout.lineAt(i);
+            lineHeight = int(std::ceil(line.height()));
+            room(lineHeight);
+            // A line draws at its own place in the layout plus the offset given: here, at m_y.
+            line.draw(&m_p, QPointF(0.0, m_y - line.y()));
+            m_y += lineHeight;
+        }
+        m_y += lineHeight / 4;
     }
 
     // A table: the header row shaded, one row per entry; `widths` are shares of the page width.
@@ -280,10 +301,10 @@ QChart* verifyProfileChart(const VerifyPlane& plane, ChartStyle style)
         bool dark;
     };
     const Line lines[] = {
-        {QStringLiteral("明场 校正前"), &plane.before.brightMeans, kBefore, false},
-        {QStringLiteral("明场 校正后"), &plane.after.brightMeans, kAfter, false},
-        {QStringLiteral("暗场 校正前（右轴）"), &plane.before.darkMeans, kBefore, true},
-        {QStringLiteral("暗场 校正后（右轴）"), &plane.after.darkMeans, kAfter, true},
+        {QStringLiteral("明场 校正前"), &plane.before.brightMeans, kBrightBefore, false},
+        {QStringLiteral("明场 校正后"), &plane.after.brightMeans, kBrightAfter, false},
+        {QStringLiteral("暗场 校正前（右轴）"), &plane.before.darkMeans, kDarkBefore, true},
+        {QStringLiteral("暗场 校正后（右轴）"), &plane.after.darkMeans, kDarkAfter, true},
     };
     auto* x = new QValueAxis;
     auto* bright = new QValueAxis;
@@ -327,10 +348,10 @@ QChart* verifySpectrumChart(const VerifyPlane& plane, ChartStyle style)
         bool dashed;
     };
     const Line lines[] = {
-        {QStringLiteral("响应 校正前"), &plane.before.responseSpectrum, kBefore, false},
-        {QStringLiteral("响应 校正后"), &plane.after.responseSpectrum, kAfter, false},
-        {QStringLiteral("暗场 校正前"), &plane.before.darkSpectrum, kBefore, true},
-        {QStringLiteral("暗场 校正后"), &plane.after.darkSpectrum, kAfter, true},
+        {QStringLiteral("响应 校正前"), &plane.before.responseSpectrum, kBrightBefore, false},
+        {QStringLiteral("响应 校正后"), &plane.after.responseSpectrum, kBrightAfter, false},
+        {QStringLiteral("暗场 校正前"), &plane.before.darkSpectrum, kDarkBefore, true},
+        {QStringLiteral("暗场 校正后"), &plane.after.darkSpectrum, kDarkAfter, true},
     };
     auto* x = new QValueAxis;
     auto* y = new QLogValueAxis;

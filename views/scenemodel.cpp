@@ -1,6 +1,7 @@
 #include "scenemodel.h"
 
 #include <QDebug>
+#include <QGraphicsRectItem>
 #include <QGraphicsSceneMouseEvent>
 #include <QGraphicsSceneWheelEvent>
 #include <QGraphicsView>
@@ -15,7 +16,14 @@
 
 namespace {
 constexpr double backdropZ = -1000.0;
+
+// The rectangle of whole pixels with `a` and `b` as opposite corners, both inside.
+QRect spanning(QPoint a, QPoint b)
+{
+    return QRect(QPoint(std::min(a.x(), b.x()), std::min(a.y(), b.y())),
+                 QPoint(std::max(a.x(), b.x()), std::max(a.y(), b.y())));
 }
+}  // namespace
 
 double SceneModel::zoomStep()
 {
@@ -62,8 +70,83 @@ ImageItem* SceneModel::addImage(const QPixmap& pixmap, bool fixed)
         view->scale(s, s);
         m_scale *= s;
         view->centerOn(item);
+        // The zoom box shows the scale the picture is drawn at, also after a fit.
+        emit scaleChanged(m_scale);
     }
     return item;
+}
+
+void SceneModel::fitToView()
+{
+    if (views().isEmpty() || m_images.isEmpty()) return;
+    ImageItem* backdrop = m_images.first();
+    const QSizeF picture = backdrop->pixmap().size();
+    if (picture.isEmpty()) return;
+    QGraphicsView* view = views().first();
+    // The viewport as it is without scroll bars: a fitted picture needs none.
+    const QSize port = view->maximumViewportSize();
+    const double s = std::min(port.width() / picture.width(), port.height() / picture.height());
+    setScale(std::clamp(s, minScale, maxScale));
+    view->centerOn(backdrop);
+}
+
+void SceneModel::showActualSize()
+{
+    if (views().isEmpty()) return;
+    QGraphicsView* view = views().first();
+    const QPointF middle = view->mapToScene(view->viewport()->rect().center());
+    setScale(1.0);
+    view->centerOn(middle);
+}
+
+void SceneModel::setRegionMode(bool on)
+{
+    m_regionMode = on;
+    m_drawing = false;
+    if (!on) clearRegion();
+}
+
+void SceneModel::clearRegion()
+{
+    const bool had = !m_region.isEmpty();
+    m_region = QRect();
+    if (m_regionItem) {
+        QGraphicsScene::removeItem(m_regionItem);
+        delete m_regionItem;
+        m_regionItem = nullptr;
+    }
+    if (had) emit regionChanged(m_region);
+}
+
+QPoint SceneModel::pixelAt(QPointF scenePos) const
+{
+    const ImageItem* backdrop = m_images.first();
+    const QPointF p = backdrop->mapFromScene(scenePos);
+    const QSize size = backdrop->pixmap().size();
+    const int x = std::clamp(int(std::floor(p.x())), 0, std::max(0, size.width() - 1));
+    const int y = std::clamp(int(std::floor(p.y())), 0, std::max(0, size.height() - 1));
+    return QPoint(x, y);
+}
+
+void SceneModel::showRegion(const QRect& region)
+{
+    m_region = region;
+    if (!m_regionItem) {
+        m_regionItem = new QGraphicsRectItem;
+        QPen pen(QColor(255, 220, 0));
+        pen.setCosmetic(true);
+        pen.setWidth(1);
+        m_regionItem->setPen(pen);
+        m_regionItem->setBrush(QColor(255, 220, 0, 40));
+        m_regionItem->setZValue(1000.0);
+        m_regionItem->setAcceptedMouseButtons(Qt::NoButton);
+        m_regionItem->setAcceptHoverEvents(false);
+        addItem(m_regionItem);
+    }
+    // Whole pixels: the rectangle's right and bottom edges lie after its last pixel.
+    const QRectF pixels(region.x(), region.y(), region.width(), region.height());
+    m_regionItem->setRect(m_images.isEmpty() ? pixels : m_images.first()->mapRectToScene(pixels));
+    emit regionChanged(m_region);
 }
 
 void SceneModel::forget(BaseItem* item)
@@ -142,6 +225,13 @@ void SceneModel::dragMoveEvent(QGraphicsSceneDragDropEvent* event)
 void SceneModel::mousePressEvent(QGraphicsSceneMouseEvent* event)
 {
     m_buttonPressed = true;
+    if (m_regionMode && event->button() == Qt::LeftButton && !m_images.isEmpty()) {
+        m_drawing = true;
+        m_regionStart = pixelAt(event->scenePos());
+        showRegion(QRect(m_regionStart, m_regionStart));
+        event->accept();
+        return;
+    }
     QGraphicsScene::mousePressEvent(event);
 }
 
@@ -150,6 +240,7 @@ void SceneModel::mouseMoveEvent(QGraphicsSceneMouseEvent* event)
     // The base class also turns the move into the hover events that feed the row read-out.
     QGraphicsScene::mouseMoveEvent(event);
     if (m_images.isEmpty()) return;
+    if (m_drawing) showRegion(spanning(m_regionStart, pixelAt(event->scenePos())));
 
     const QPointF scenePos = event->scenePos();
     for (auto it = m_images.crbegin(); it != m_images.crend(); ++it) {
@@ -166,6 +257,10 @@ void SceneModel::mouseMoveEvent(QGraphicsSceneMouseEvent* event)
 
 void SceneModel::mouseReleaseEvent(QGraphicsSceneMouseEvent* event)
 {
+    if (m_drawing && event->button() == Qt::LeftButton) {
+        m_drawing = false;
+        if (!m_images.isEmpty()) showRegion(spanning(m_regionStart, pixelAt(event->scenePos())));
+    }
     if (m_buttonPressed) {
         m_buttonPressed = false;
         emit mouseClicked(event->scenePos());

@@ -4,9 +4,11 @@
 #include <QList>
 #include <QPixmap>
 #include <QPointF>
+#include <QRect>
 #include <QRgb>
 
 class BaseItem;
+class QGraphicsRectItem;
 class HistogramItem;
 class ImageItem;
 class PointItem;
@@ -40,6 +42,18 @@ public:
     void setScale(double scale);
     // The size of the view's viewport, used to fit a new picture.
     void setSceneSize(double width, double height);
+    // Zooms the first view so that the whole picture shows in its viewport, centred ("适应窗口").
+    void fitToView();
+    // One picture pixel per screen pixel ("1:1"), around the middle of what the view shows now.
+    void showActualSize();
+
+    // Region mode: a left drag over the picture draws a rectangle, reported by regionChanged in
+    // picture pixels. Off, the rectangle goes away and the mouse only reads out.
+    void setRegionMode(bool on);
+    bool regionMode() const { return m_regionMode; }
+    // The rectangle drawn, in picture pixels; empty when none is.
+    QRect region() const { return m_region; }
+    void clearRegion();
 
     void addPoint(PointItem* item);
     void addShape(ShapeItem* item);
@@ -58,6 +72,9 @@ signals:
     void mouseClicked(QPointF clickPos);
     void selRowChanged(int row, int col, QRgb minRgb, QRgb maxRgb);
     void scaleChanged(double scale);
+    // A rectangle drawn in region mode, in picture pixels, while it is drawn and when it is done;
+    // an empty one when it is cleared.
+    void regionChanged(QRect region);
 
 protected:
     void dragMoveEvent(QGraphicsSceneDragDropEvent* event) override;
@@ -68,6 +85,9 @@ protected:
 
 private:
     void forget(BaseItem* item);
+    // The pixel of the backdrop picture under a scene position, held inside the picture.
+    QPoint pixelAt(QPointF scenePos) const;
+    void showRegion(const QRect& region);
 
     double m_sceneWidth = defaultSceneSize;
     double m_sceneHeight = defaultSceneSize;
@@ -77,4 +97,9 @@ private:
     HistogramItem* m_histogram = nullptr;
     double m_scale = 1.0;
     bool m_buttonPressed = false;
+    bool m_regionMode = false;
+    bool m_drawing = false;
+    QPoint m_regionStart;
+    QRect m_region;
+    QGraphicsRectItem* m_regionItem = nullptr;
 };

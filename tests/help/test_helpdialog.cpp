@@ -5,8 +5,10 @@
 #include <QMessageBox>
 #include <QPushButton>
 #include <QRegularExpression>
+#include <QScrollBar>
 #include <QSet>
 #include <QSettings>
+#include <QTabWidget>
 #include <QTemporaryDir>
 #include <QTextBlock>
 #include <QTextBrowser>
@@ -111,6 +113,36 @@ private:
             "错误",
             "开始执行平场校正...",
             "参数无效",
+            // SCS tab
+            "垂直SCS",
+            "水平SCS",
+            // the image tools beside "存图", the session log, the hidden group
+            "适应窗口",
+            "1:1",
+            "框选统计",
+            "直方图",
+            "日志",
+            "对数坐标",
+            "其它功能",
+            "曝光测试",
+            // the verification, its panel and result window
+            "校正验证",
+            "继续",
+            "校正前",
+            "校正后",
+            "合格",
+            "不合格",
+            "保存报告",
+            // the simulated camera's scene
+            "模拟场景",
+            "盖上镜头盖（暗场）",
+            "光照强度 (DN/µs)",
+            "光照斜率",
+            "镜头衰减",
+            "测试图案",
+            // the help's own pages
+            "图像工具与日志",
+            "模拟相机与命令行",
         };
     }
 
@@ -255,7 +287,8 @@ private slots:
         const QSet<QString> known = windowTexts();
         const QRegularExpression quoted(QStringLiteral("“([^”]+)”"));
         int found = 0;
-        for (const char* browser : {"textBrowser", "textBrowser_2", "textBrowser_3"}) {
+        for (const char* browser :
+             {"textBrowser", "textBrowser_2", "textBrowser_3", "textBrowser_4", "textBrowser_5", "textBrowser_6"}) {
             auto it = quoted.globalMatch(text(d, browser));
             while (it.hasNext()) {
                 const QString name = it.next().captured(1);
@@ -264,6 +297,81 @@ private slots:
             }
         }
         QVERIFY(found > 40);
+    }
+
+    // ---- the further pages
+
+    void verificationSimulatorRunnerAndToolsAreCovered()
+    {
+        HelpDialog d;
+        const QString verify = text(d, "textBrowser_4");
+        QVERIFY(verify.startsWith(QStringLiteral("校正验证使用说明")));
+        for (const char* word : {"EMVA 1288", "DSNU1288", "PRNU1288", "继续", "MaxPRNU", "MaxDSNU", "MaxDefects",
+                                 "保存报告", "JSON", "实时图像自动恢复"})
+            QVERIFY2(verify.contains(QString::fromUtf8(word)), word);
+        const QString tools = text(d, "textBrowser_5");
+        for (const char* word : {"适应窗口", "直方图", "框选统计", "0.1%", "TIFF", "PNG", "16 位", "logs", "导出", "F1",
+                                 "上次连接", "HideFunction=false", "其它功能", "FPN.ini", "TELORINE_DOCUMENT_PATH"})
+            QVERIFY2(tools.contains(QString::fromUtf8(word)), word);
+        const QString sim = text(d, "textBrowser_6");
+        for (const char* word :
+             {"模拟场景", "盖上镜头盖（暗场）", "lsxcalib-cli", "--yes", "--sim-scene", "--help", "130"})
+            QVERIFY2(sim.contains(QString::fromUtf8(word)), word);
+        QVERIFY(text(d, "textBrowser_3").contains(QStringLiteral("SCS校正使用说明")));
+    }
+
+    void topicsTurnToTheirPage_data()
+    {
+        QTest::addColumn<int>("topic");
+        QTest::addColumn<QString>("page");
+        QTest::addColumn<QString>("browser");
+        QTest::newRow("basic") << int(HelpTopic::Basic) << QStringLiteral("tabBasic") << QStringLiteral("textBrowser");
+        QTest::newRow("fpn") << int(HelpTopic::Fpn) << QStringLiteral("tabFpn") << QStringLiteral("textBrowser_2");
+        QTest::newRow("ffc") << int(HelpTopic::Ffc) << QStringLiteral("tabFfc") << QStringLiteral("textBrowser_3");
+        QTest::newRow("lsc") << int(HelpTopic::Lsc) << QStringLiteral("tabFfc") << QStringLiteral("textBrowser_3");
+        QTest::newRow("scs") << int(HelpTopic::Scs) << QStringLiteral("tabFfc") << QStringLiteral("textBrowser_3");
+        QTest::newRow("verify") << int(HelpTopic::Verify) << QStringLiteral("tabVerify")
+                                << QStringLiteral("textBrowser_4");
+        QTest::newRow("tools") << int(HelpTopic::Tools) << QStringLiteral("tabTools")
+                               << QStringLiteral("textBrowser_5");
+        QTest::newRow("simulator") << int(HelpTopic::Simulator) << QStringLiteral("tabSimulator")
+                                   << QStringLiteral("textBrowser_6");
+        QTest::newRow("runner") << int(HelpTopic::Runner) << QStringLiteral("tabSimulator")
+                                << QStringLiteral("textBrowser_6");
+    }
+
+    void topicsTurnToTheirPage()
+    {
+        QFETCH(int, topic);
+        QFETCH(QString, page);
+        QFETCH(QString, browser);
+        HelpDialog d;
+        d.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&d));
+        d.showTopic(HelpTopic::Tools);
+        d.showTopic(HelpTopic(topic));
+        auto* tabs = d.findChild<QTabWidget*>("helpTabWidget");
+        QCOMPARE(tabs->currentWidget()->objectName(), page);
+        QVERIFY(tabs->currentWidget()->isAncestorOf(d.findChild<QTextBrowser*>(browser)));
+    }
+
+    void lensShadingAndScsScrollToTheirPart()
+    {
+        HelpDialog d;
+        d.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&d));
+        // Small enough for the page to scroll.
+        d.resize(700, 400);
+        auto* ffc = d.findChild<QTextBrowser*>("textBrowser_3");
+        QScrollBar* bar = ffc->verticalScrollBar();
+        d.showTopic(HelpTopic::Lsc);
+        QTRY_VERIFY(bar->value() > 0);
+        const int lsc = bar->value();
+        d.showTopic(HelpTopic::Ffc);
+        QTRY_COMPARE(bar->value(), 0);
+        // The SCS part is the last one: further down, or at the end of the range.
+        d.showTopic(HelpTopic::Scs);
+        QTRY_VERIFY(bar->value() > lsc || (bar->value() == bar->maximum() && bar->maximum() > 0));
     }
 };
 

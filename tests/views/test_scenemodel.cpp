@@ -88,6 +88,9 @@ private slots:
     void spinAngle_data();
     void spinAngle();
     void movedItemReportsItsCentre();
+    void fitToViewAndActualSize();
+    void regionDrawnInPicturePixels();
+    void regionModeOffClearsTheRegion();
 };
 
 void TestSceneModel::wheelAtScaleFiftyChangesNothing()
@@ -187,7 +190,9 @@ void TestSceneModel::firstPictureIsFitted()
     QVERIFY(!item->overlayShown());
     QVERIFY(!(item->flags() & QGraphicsItem::ItemIsMovable));
     QCOMPARE(scene.images().size(), 1);
-    QCOMPARE(spy.count(), 0);
+    // The zoom box hears the scale of the fit.
+    QCOMPARE(spy.count(), 1);
+    QCOMPARE(spy.at(0).at(0).toDouble(), 2.0);
 }
 
 void TestSceneModel::fitUsesTheSceneSize()
@@ -470,6 +475,77 @@ void TestSceneModel::movedItemReportsItsCentre()
     item->setPos(100, 20);
     QCOMPARE(spy.count(), 1);
     QCOMPARE(spy.at(0).at(0).toPointF(), QPointF(105, 23));
+}
+
+void TestSceneModel::fitToViewAndActualSize()
+{
+    ShownScene s(knownPixmap(40, 10));
+    QSignalSpy spy(&s.scene, &SceneModel::scaleChanged);
+    s.scene.showActualSize();
+    QCOMPARE(s.scene.scale(), 1.0);
+    QCOMPARE(s.view.transform().m11(), 1.0);
+    QCOMPARE(spy.last().at(0).toDouble(), 1.0);
+
+    // The whole picture in the viewport: the narrower of the two fits.
+    s.scene.fitToView();
+    const QSize port = s.view.maximumViewportSize();
+    const double expected = std::min(port.width() / 40.0, port.height() / 10.0);
+    QCOMPARE(s.scene.scale(), expected);
+    QCOMPARE(s.view.transform().m11(), expected);
+    QCOMPARE(spy.last().at(0).toDouble(), expected);
+    const QRectF shown = s.view.mapToScene(s.view.viewport()->rect()).boundingRect();
+    QVERIFY2(shown.contains(QRectF(0, 0, 40, 10).adjusted(0.5, 0.5, -0.5, -0.5)), "the picture is in view");
+
+    // Without a picture nothing changes.
+    SceneModel empty;
+    QGraphicsView view(&empty);
+    empty.fitToView();
+    QCOMPARE(empty.scale(), 1.0);
+}
+
+void TestSceneModel::regionDrawnInPicturePixels()
+{
+    SceneModel scene;
+    QGraphicsView view(&scene);
+    scene.addImage(knownPixmap(20, 10), true);
+    QSignalSpy spy(&scene, &SceneModel::regionChanged);
+
+    // Without region mode a drag draws nothing.
+    sendMouse(scene, QEvent::GraphicsSceneMousePress, QPointF(2.5, 2.5), Qt::LeftButton);
+    sendMouse(scene, QEvent::GraphicsSceneMouseMove, QPointF(6.5, 4.5), Qt::LeftButton);
+    sendMouse(scene, QEvent::GraphicsSceneMouseRelease, QPointF(6.5, 4.5), Qt::LeftButton);
+    QCOMPARE(spy.count(), 0);
+    QVERIFY(scene.region().isEmpty());
+
+    // Dragged from pixel (6, 4) up to pixel (2, 1): both corner pixels are inside.
+    scene.setRegionMode(true);
+    sendMouse(scene, QEvent::GraphicsSceneMousePress, QPointF(6.5, 4.5), Qt::LeftButton);
+    sendMouse(scene, QEvent::GraphicsSceneMouseMove, QPointF(2.2, 1.9), Qt::LeftButton);
+    sendMouse(scene, QEvent::GraphicsSceneMouseRelease, QPointF(2.2, 1.9), Qt::LeftButton);
+    QCOMPARE(scene.region(), QRect(2, 1, 5, 4));
+    QCOMPARE(spy.last().at(0).toRect(), QRect(2, 1, 5, 4));
+
+    // A drag past the picture's edge stops at its last pixel.
+    sendMouse(scene, QEvent::GraphicsSceneMousePress, QPointF(15.5, 5.5), Qt::LeftButton);
+    sendMouse(scene, QEvent::GraphicsSceneMouseRelease, QPointF(300.0, -40.0), Qt::LeftButton);
+    QCOMPARE(scene.region(), QRect(QPoint(15, 0), QPoint(19, 5)));
+}
+
+void TestSceneModel::regionModeOffClearsTheRegion()
+{
+    SceneModel scene;
+    QGraphicsView view(&scene);
+    scene.addImage(knownPixmap(20, 10), true);
+    scene.setRegionMode(true);
+    sendMouse(scene, QEvent::GraphicsSceneMousePress, QPointF(1.5, 1.5), Qt::LeftButton);
+    sendMouse(scene, QEvent::GraphicsSceneMouseRelease, QPointF(3.5, 3.5), Qt::LeftButton);
+    QCOMPARE(scene.items().size(), 2);  // the picture and the rectangle
+    QSignalSpy spy(&scene, &SceneModel::regionChanged);
+    scene.setRegionMode(false);
+    QVERIFY(scene.region().isEmpty());
+    QCOMPARE(spy.count(), 1);
+    QVERIFY(spy.at(0).at(0).toRect().isEmpty());
+    QCOMPARE(scene.items().size(), 1);
 }
 
 QTEST_MAIN(TestSceneModel)

@@ -586,9 +586,10 @@ void TestWindow::connections()
 
     // The server's reports.
     CameraServer* server = m_window->m_cameraServer;
-    QCOMPARE(ReceiverPeek::count(server, SIGNAL(OS_NewFrame(QPixmap, cv::Mat))), 1);
-    // The progress panel, and the run's record (RunRecorder) beside it.
-    QCOMPARE(ReceiverPeek::count(server, SIGNAL(OS_FpnInfo(int, QString))), 2);
+    // Beside showPicture, the holder of the live frame's samples for the image tools.
+    QCOMPARE(ReceiverPeek::count(server, SIGNAL(OS_NewFrame(QPixmap, cv::Mat))), 2);
+    // The progress panel, the run's record (RunRecorder) and the session log beside it.
+    QCOMPARE(ReceiverPeek::count(server, SIGNAL(OS_FpnInfo(int, QString))), 3);
     QCOMPARE(ReceiverPeek::count(server, SIGNAL(OS_CameraLostConnection())), 1);
     QCOMPARE(ReceiverPeek::count(server, SIGNAL(OS_IsTVK317(bool))), 1);
     QCOMPARE(ReceiverPeek::count(server, SIGNAL(OS_FFCFinished(QList<QList<double>>))), 1);

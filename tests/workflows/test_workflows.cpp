@@ -1,9 +1,10 @@
 // The calibration workflows of the main window, on the simulated camera: each run's start test,
 // the signal it fires with its arguments, the panel's title and first line, and what the
 // panel's answers do: "确定" after a report of 100 runs the closing action, "确定" after a
-// failure (101) or "取消" takes the cancel path, and the start button ends as the capture rule
-// says. The procedures behind the signals are unplugged from the worker: the tests report into
-// the panel as a procedure would, and no real run races them for the cancel flag or the panel.
+// failure (101) or "取消" takes the cancel path, and the live image comes back after every run,
+// by the closing action's own click or by the window's. The procedures behind the signals are
+// unplugged from the worker: the tests report into the panel as a procedure would, and no real
+// run races them for the cancel flag or the panel.
 #include "app/mainwindow.h"
 #include "app/progressinfowidget.h"
 #include "camera/cameraserver.h"
@@ -23,8 +24,10 @@
 #include <QPointer>
 #include <QProgressBar>
 #include <QPushButton>
+#include <QScrollBar>
 #include <QSettings>
 #include <QSignalSpy>
+#include <QStatusBar>
 #include <QTextEdit>
 #include <QTimer>
 #include <QtTest>
@@ -134,6 +137,20 @@ class TestWorkflows : public QObject {
         QVERIFY(frames.wait(5000));
     }
 
+    // Selects the open camera in the list: its panels show, read from the camera.
+    bool harnessSelect(const QString& name)
+    {
+        m_window->refresh();
+        auto* list = ui()->deviceListTreeWidget;
+        for (int i = 0; i < list->topLevelItemCount(); ++i)
+            if (list->topLevelItem(i)->text(0) == name) {
+                list->setCurrentItem(list->topLevelItem(i));
+                m_window->switchSelectCamera();
+                return true;
+            }
+        return false;
+    }
+
     void setFactoryRight(bool allowed)
     {
         server()->m_settings->setValue(FpnIni::Factory, allowed);
@@ -176,17 +193,33 @@ class TestWorkflows : public QObject {
         QCOMPARE(contentEdit()->toPlainText(), QStringLiteral("取消操作。"));
     }
 
-    // The capture rule's restart: one click on the start button, which now reads "暂停".
+    // A closing action's restart: one click on the start button, which now reads "暂停"; the
+    // window's own resume after the answer finds capture running and adds nothing.
     void checkCaptureRestarted(const QSignalSpy& clicks)
     {
+        QCOMPARE(clicks.count(), 1);
+        QCoreApplication::processEvents();
         QCOMPARE(clicks.count(), 1);
         QCOMPARE(ui()->startBut->isChecked(), true);
         QCOMPARE(ui()->startBut->text(), QStringLiteral("暂停"));
     }
 
-    // The capture rule's other end: no click, capture off.
+    // Every other answer to a run started with the live image running: the window gives the
+    // camera back to it once the answer's own actions are done, with one click of the button.
+    void checkCaptureResumed(const QSignalSpy& clicks)
+    {
+        QTRY_COMPARE(clicks.count(), 1);
+        QCOMPARE(ui()->startBut->isChecked(), true);
+        QCOMPARE(ui()->startBut->text(), QStringLiteral("暂停"));
+        // The frame loop runs again once the worker is free.
+        QTRY_VERIFY(!flag(server()->m_stopCapture));
+    }
+
+    // A run started with the live image off: nothing to give back, capture stays off, also after
+    // the window's own turn after the answer.
     void checkCaptureLeftOff(const QSignalSpy& clicks)
     {
+        QCoreApplication::processEvents();
         QCOMPARE(clicks.count(), 0);
         QCOMPARE(ui()->startBut->isChecked(), false);
         QCOMPARE(ui()->startBut->text(), QStringLiteral("采图"));
@@ -298,7 +331,7 @@ private slots:
         checkPanelStarted(QStringLiteral("镜头校正执行中..."), QStringLiteral("开始执行镜头校正..."));
     }
 
-    void darkFieldOkLeavesCaptureOff()
+    void darkFieldOkResumesCapture()
     {
         makeWindow(true);
         ThreadSpy frames(server(), &CameraServer::OS_NewFrame);
@@ -307,10 +340,120 @@ private slots:
         m_window->dsnuProcess();
         finishAndConfirm();
         QVERIFY(!panel()->isVisible());
-        checkCaptureLeftOff(clicks);
-        QCOMPARE(ui()->startBut->text(), QStringLiteral("采图"));
-        QVERIFY(flag(server()->m_stopCapture));
+        checkCaptureResumed(clicks);
         QVERIFY(!flag(server()->m_cancel));
+        // The live image is back.
+        frames.clear();
+        QVERIFY(frames.wait(5000));
+    }
+
+    // While a procedure holds the camera the status bar says which; afterwards it says the live
+    // image is back.
+    void statusBarNamesTheProcedureHoldingTheCamera()
+    {
+        makeWindow(true);
+        QStatusBar* bar = m_window->statusBar();
+        // Without the live image: only who holds the camera.
+        m_window->dsnuProcess();
+        QCOMPARE(bar->currentMessage(), QStringLiteral("暗场校正执行中... 相机由该步骤占用。"));
+        failAndConfirm();
+        QTRY_VERIFY(bar->currentMessage().isEmpty());
+
+        ThreadSpy frames(server(), &CameraServer::OS_NewFrame);
+        startFrames(frames);
+        m_window->fpnProcess();
+        QCOMPARE(bar->currentMessage(),
+                 QStringLiteral("明场校正执行中... 相机由该步骤占用，实时图像暂停，结束后自动恢复。"));
+        failAndConfirm();
+        QTRY_COMPARE(bar->currentMessage(), QStringLiteral("实时图像已恢复。"));
+
+        // A title set after the panel shows is followed.
+        m_window->applyFFC();
+        QVERIFY(bar->currentMessage().startsWith(QStringLiteral("平场校正执行中...")));
+        panel()->setWindowTitle(QStringLiteral("校正参数写入中..."));
+        QVERIFY(bar->currentMessage().startsWith(QStringLiteral("校正参数写入中...")));
+    }
+
+    // Every procedure and every answer: a live image stopped for the run comes back after it.
+    void liveImageComesBackAfterEveryAnswer_data()
+    {
+        QTest::addColumn<QString>("start");
+        QTest::addColumn<QString>("answer");
+        for (const char* start : {"dsnuProcess", "fpnProcess", "fpnWriteDown", "expTest", "applyFFC", "ffcWriteDown",
+                                  "applyLSC", "lscWriteDown"}) {
+            const QString name = QString::fromLatin1(start);
+            QTest::newRow(qPrintable(name + " ok")) << name << QStringLiteral("ok");
+            // A failure's "确定" answers as "取消" does; the write-downs cannot be cancelled while
+            // they write, so they end by a failure.
+            if (name.contains(QLatin1String("WriteDown")))
+                QTest::newRow(qPrintable(name + " failed")) << name << QStringLiteral("failed");
+            else
+                QTest::newRow(qPrintable(name + " cancelled")) << name << QStringLiteral("cancelled");
+        }
+    }
+
+    void liveImageComesBackAfterEveryAnswer()
+    {
+        QFETCH(QString, start);
+        QFETCH(QString, answer);
+        makeWindow(true);
+        giveCoefficients();
+        for (QComboBox* box : {ui()->fpnSelCBox, ui()->ffcSelCBox, ui()->lscSelCBox}) {
+            fillQuietly(box, {QStringLiteral("Disable"), QStringLiteral("UserSet0")});
+            selectQuietly(box, QStringLiteral("UserSet0"));
+        }
+        ThreadSpy frames(server(), &CameraServer::OS_NewFrame);
+        startFrames(frames);
+        QSignalSpy clicks(ui()->startBut, &QPushButton::clicked);
+        const WriteQuestion answered(true);
+        QVERIFY(QMetaObject::invokeMethod(m_window.get(), start.toLatin1().constData()));
+        QVERIFY(panel()->isVisible());
+        QVERIFY(!ui()->startBut->isChecked());
+        if (answer == QLatin1String("ok"))
+            finishAndConfirm();
+        else if (answer == QLatin1String("failed"))
+            failAndConfirm();
+        else
+            QTest::mouseClick(cancelBut(), Qt::LeftButton);
+        QVERIFY(!panel()->isVisible());
+        checkCaptureResumed(clicks);
+        frames.clear();
+        QVERIFY(frames.wait(5000));
+    }
+
+    // A picture loaded as the flat field's source is the operator's work: a cancelled run leaves it
+    // on show, with the live image off as before the run.
+    void loadedPictureStaysAfterACancelledFlatField()
+    {
+        makeWindow(true);
+        m_window->m_srcImg = cv::Mat(4, 16, CV_8UC1, cv::Scalar(90));
+        QPixmap picture(16, 4);
+        picture.fill(Qt::gray);
+        m_window->showPicture(picture, cv::Mat(1, 16, CV_32FC1, cv::Scalar(90.0f)));
+        QSignalSpy clicks(ui()->startBut, &QPushButton::clicked);
+        m_window->applyFFC();
+        QTest::mouseClick(cancelBut(), Qt::LeftButton);
+        checkCaptureLeftOff(clicks);
+        QVERIFY(!m_window->m_srcImg.empty());
+        QCOMPARE(m_window->m_pixmap.cacheKey(), picture.cacheKey());
+    }
+
+    // The left column is where the operator left it after a run.
+    void panelScrollPositionIsKeptAcrossARun()
+    {
+        makeWindow(true);
+        QVERIFY(harnessSelect(QString::fromLatin1(kCamera)));
+        QVERIFY(ui()->featureWidget->isVisible());
+        m_window->resize(1366, 600);
+        QScrollBar* scroll = ui()->featureWidget->verticalScrollBar();
+        QTRY_VERIFY(scroll->maximum() > 100);
+        scroll->setValue(scroll->maximum() - 40);
+        const int before = scroll->value();
+        m_window->dsnuProcess();
+        // What a run may do to the panels meanwhile: they change and the position goes.
+        scroll->setValue(0);
+        finishAndConfirm();
+        QTRY_COMPARE(scroll->value(), before);
     }
 
     void brightFieldOkRestartsCaptureWithSoftwareFpn()
@@ -766,6 +909,7 @@ private slots:
         failAndConfirm();
         checkCancelled();
         QVERIFY(!stats->isVisible());
+        QCoreApplication::processEvents();
         QCOMPARE(ui()->startBut->isChecked(), false);
     }
 
