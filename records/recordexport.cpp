@@ -1,6 +1,7 @@
 // The records as others read them (recordexport.h).
 #include "records/recordexport.h"
 
+#include <QCoreApplication>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QMap>
@@ -77,7 +78,8 @@ bool writeFile(const QString& path, const QByteArray& bytes, QString* error)
 {
     QSaveFile f(path);
     if (f.open(QIODevice::WriteOnly) && f.write(bytes) == bytes.size() && f.commit()) return true;
-    if (error) *error = QStringLiteral("无法写入文件 %1（%2）。").arg(path, f.errorString());
+    if (error)
+        *error = QCoreApplication::translate("RecordExport", "无法写入文件 %1（%2）。").arg(path, f.errorString());
     return false;
 }
 

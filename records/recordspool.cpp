@@ -1,6 +1,7 @@
 // The station's spool and the delivery of records (recordspool.h).
 #include "records/recordspool.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 #include <QJsonDocument>
@@ -31,11 +32,13 @@ bool readResult(const QString& path, QJsonObject& out, QString* error)
     QJsonParseError parse{};
     const QJsonDocument doc = QJsonDocument::fromJson(f.readAll(), &parse);
     if (parse.error != QJsonParseError::NoError) {
-        *error = QStringLiteral("不是有效的 JSON（%1，第 %2 字节）").arg(parse.errorString()).arg(parse.offset);
+        *error = QCoreApplication::translate("RecordSpool", "不是有效的 JSON（%1，第 %2 字节）")
+                     .arg(parse.errorString())
+                     .arg(parse.offset);
         return false;
     }
     if (!doc.isObject()) {
-        *error = QStringLiteral("不是 JSON 对象");
+        *error = QCoreApplication::translate("RecordSpool", "不是 JSON 对象");
         return false;
     }
     out = doc.object();
@@ -44,7 +47,7 @@ bool readResult(const QString& path, QJsonObject& out, QString* error)
 
 QString waitingText(int pending)
 {
-    return QStringLiteral("共 %1 条记录等待发送，数据库恢复后自动发送").arg(pending);
+    return QCoreApplication::translate("RecordSpool", "共 %1 条记录等待发送，数据库恢复后自动发送").arg(pending);
 }
 
 }  // namespace
@@ -56,13 +59,13 @@ bool RecordSpool::put(const QJsonObject& result, QString* error)
     RunRecord r;
     if (!recordFromResult(result, r, error)) return false;
     if (!QDir().mkpath(m_dir)) {
-        *error = QStringLiteral("无法创建文件夹 %1").arg(m_dir);
+        *error = QCoreApplication::translate("RecordSpool", "无法创建文件夹 %1").arg(m_dir);
         return false;
     }
     QSaveFile f(QDir(m_dir).filePath(spoolName(r)));
     if (!f.open(QIODevice::WriteOnly) || f.write(QJsonDocument(result).toJson(QJsonDocument::Indented)) < 0
         || !f.commit()) {
-        *error = QStringLiteral("无法写入 %1（%2）").arg(f.fileName(), f.errorString());
+        *error = QCoreApplication::translate("RecordSpool", "无法写入 %1（%2）").arg(f.fileName(), f.errorString());
         return false;
     }
     return true;
@@ -86,7 +89,7 @@ RecordSpool::Sent RecordSpool::send(RecordStore& store)
         RunRecord r;
         if (!readResult(path, result, &error) || !recordFromResult(result, r, &error)) {
             // Left where it is for a person to look at; the others go on.
-            s.errors << QStringLiteral("暂存记录 %1 无法读取：%2。").arg(path, error);
+            s.errors << QCoreApplication::translate("RecordSpool", "暂存记录 %1 无法读取：%2。").arg(path, error);
             ++s.left;
             continue;
         }
@@ -112,7 +115,7 @@ Delivery sendSpool(const RecordLocation& where, const QString& spoolDir)
     if (d.pending == 0) return d;
     RecordStore store(where);
     if (!store.open()) {
-        d.message = QStringLiteral("%1；%2。").arg(store.error(), waitingText(d.pending));
+        d.message = QCoreApplication::translate("RecordSpool", "%1；%2。").arg(store.error(), waitingText(d.pending));
         return d;
     }
     const RecordSpool::Sent sent = spool.send(store);
@@ -129,7 +132,7 @@ Delivery deliverRecord(const QJsonObject& result, const RecordLocation& where, c
     RunRecord record;
     QString error;
     if (!recordFromResult(result, record, &error)) {
-        d.message = QStringLiteral("记录无法保存：%1").arg(error);
+        d.message = QCoreApplication::translate("RecordSpool", "记录无法保存：%1").arg(error);
         return d;
     }
     RecordSpool spool(spoolDir);
@@ -140,16 +143,16 @@ Delivery deliverRecord(const QJsonObject& result, const RecordLocation& where, c
     if (!store.open()) {
         d.pending = int(spool.pending().size());
         d.message =
-            d.spooled
-                ? QStringLiteral("%1；本次记录已暂存在 %2，%3。")
-                      .arg(store.error(), spool.dir(), waitingText(d.pending))
-                : QStringLiteral("%1；记录也无法暂存（%2）：本次运行的记录没有保存。").arg(store.error(), spoolError);
+            d.spooled ? QCoreApplication::translate("RecordSpool", "%1；本次记录已暂存在 %2，%3。")
+                            .arg(store.error(), spool.dir(), waitingText(d.pending))
+                      : QCoreApplication::translate("RecordSpool", "%1；记录也无法暂存（%2）：本次运行的记录没有保存。")
+                            .arg(store.error(), spoolError);
         return d;
     }
     QStringList problems;
     if (!d.spooled) {
         // The spool cannot take it: straight into the database.
-        problems << QStringLiteral("记录无法暂存（%1）。").arg(spoolError);
+        problems << QCoreApplication::translate("RecordSpool", "记录无法暂存（%1）。").arg(spoolError);
         const RecordStore::Insert done = store.insert(record);
         d.stored = done != RecordStore::Insert::Failed;
         if (!d.stored) problems << store.error();
@@ -166,10 +169,13 @@ Delivery deliverRecord(const QJsonObject& result, const RecordLocation& where, c
     problems += sent.errors;
     QString text;
     if (d.stored) {
-        text = QStringLiteral("记录已保存到 %1（运行编号 %2）。").arg(where.shown(), record.runId);
-        if (d.othersSent > 0) text += QStringLiteral("另有 %1 条暂存的记录已发送。").arg(d.othersSent);
+        text = QCoreApplication::translate("RecordSpool", "记录已保存到 %1（运行编号 %2）。")
+                   .arg(where.shown(), record.runId);
+        if (d.othersSent > 0)
+            text += QCoreApplication::translate("RecordSpool", "另有 %1 条暂存的记录已发送。").arg(d.othersSent);
     } else if (d.spooled) {
-        text = QStringLiteral("本次记录已暂存在 %1，%2。").arg(spool.dir(), waitingText(d.pending));
+        text = QCoreApplication::translate("RecordSpool", "本次记录已暂存在 %1，%2。")
+                   .arg(spool.dir(), waitingText(d.pending));
     }
     if (!problems.isEmpty())
         text += (text.isEmpty() ? QString() : QStringLiteral("\n")) + problems.join(QLatin1Char('\n'));

@@ -13,6 +13,7 @@
 // objects compact JSON texts, a figure that could not be measured NULL.
 #include "records/recordstore.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QFileInfo>
 #include <QHash>
@@ -77,7 +78,8 @@ double doubleOr(const QVariant& v)
 bool parsePostgres(const QString& text, RecordLocation& l, QString* error)
 {
     auto refuse = [&](const QString& why) {
-        l.problem = QStringLiteral("记录数据库地址 \"%1\" 无法使用：%2").arg(l.shown(), why);
+        l.problem =
+            QCoreApplication::translate("RecordStore", "记录数据库地址 \"%1\" 无法使用：%2").arg(l.shown(), why);
         if (error) *error = l.problem;
         l.kind = RecordLocation::Invalid;
         return false;
@@ -103,7 +105,7 @@ bool parsePostgres(const QString& text, RecordLocation& l, QString* error)
     QString portText;
     if (hostPort.startsWith(QLatin1Char('['))) {
         const int close = hostPort.indexOf(QLatin1Char(']'));
-        if (close < 0) return refuse(QStringLiteral("主机地址缺少 \"]\"。"));
+        if (close < 0) return refuse(QCoreApplication::translate("RecordStore", "主机地址缺少 \"]\"。"));
         l.host = hostPort.mid(1, close - 1);
         if (hostPort.mid(close + 1).startsWith(QLatin1Char(':'))) portText = hostPort.mid(close + 2);
     } else {
@@ -115,7 +117,7 @@ bool parsePostgres(const QString& text, RecordLocation& l, QString* error)
     bool timeoutGiven = false;
     for (const QString& item : query.split(QLatin1Char('&'), Qt::SkipEmptyParts)) {
         const int eq = item.indexOf(QLatin1Char('='));
-        if (eq <= 0) return refuse(QStringLiteral("参数 \"%1\" 应为 键=值。").arg(item));
+        if (eq <= 0) return refuse(QCoreApplication::translate("RecordStore", "参数 \"%1\" 应为 键=值。").arg(item));
         const QString key = decoded(item.left(eq)), value = decoded(item.mid(eq + 1));
         if (key == QLatin1String("host"))
             l.host = value;
@@ -129,7 +131,7 @@ bool parsePostgres(const QString& text, RecordLocation& l, QString* error)
             l.database = value;
         else {
             if (key.contains(QLatin1Char(';')) || value.contains(QLatin1Char(';')))
-                return refuse(QStringLiteral("参数 \"%1\" 不能含有 \";\"。").arg(key));
+                return refuse(QCoreApplication::translate("RecordStore", "参数 \"%1\" 不能含有 \";\"。").arg(key));
             timeoutGiven = timeoutGiven || key == QLatin1String("connect_timeout");
             options << key + QLatin1Char('=') + value;
         }
@@ -140,9 +142,11 @@ bool parsePostgres(const QString& text, RecordLocation& l, QString* error)
         bool ok = false;
         l.port = portText.toInt(&ok);
         if (!ok || l.port < 1 || l.port > 65535)
-            return refuse(QStringLiteral("端口 \"%1\" 不是 1 到 65535 的数。").arg(portText));
+            return refuse(
+                QCoreApplication::translate("RecordStore", "端口 \"%1\" 不是 1 到 65535 的数。").arg(portText));
     }
-    if (l.database.isEmpty()) return refuse(QStringLiteral("缺少数据库名（postgresql://主机/数据库名）。"));
+    if (l.database.isEmpty())
+        return refuse(QCoreApplication::translate("RecordStore", "缺少数据库名（postgresql://主机/数据库名）。"));
     return true;
 }
 
@@ -183,7 +187,7 @@ RecordLocation parseRecordLocation(const QString& text, const QString& documentD
         else if (path.startsWith(QLatin1String("//")))
             path = path.mid(2);
         if (path.isEmpty()) {
-            l.problem = QStringLiteral("记录数据库地址 \"%1\" 缺少文件名。").arg(t);
+            l.problem = QCoreApplication::translate("RecordStore", "记录数据库地址 \"%1\" 缺少文件名。").arg(t);
             if (error) *error = l.problem;
             return l;
         }
@@ -191,7 +195,9 @@ RecordLocation parseRecordLocation(const QString& text, const QString& documentD
     }
     if (t.contains(QLatin1String("://"))) {
         l.problem =
-            QStringLiteral("未知的记录数据库地址 \"%1\"（可用 postgresql://主机/数据库名 或 sqlite:文件）。").arg(t);
+            QCoreApplication::translate(
+                "RecordStore", "未知的记录数据库地址 \"%1\"（可用 postgresql://主机/数据库名 或 sqlite:文件）。")
+                .arg(t);
         if (error) *error = l.problem;
         return l;
     }
@@ -217,7 +223,8 @@ RecordStore::~RecordStore()
 
 bool RecordStore::fail(const QString& what, const QString& detail)
 {
-    m_error = detail.isEmpty() ? what : QStringLiteral("%1：%2").arg(what, detail.trimmed());
+    m_error =
+        detail.isEmpty() ? what : QCoreApplication::translate("RecordStore", "%1：%2").arg(what, detail.trimmed());
     return false;
 }
 
@@ -225,7 +232,8 @@ bool RecordStore::exec(const QString& sql)
 {
     QSqlQuery q(QSqlDatabase::database(m_connection, false));
     if (q.exec(sql)) return true;
-    return fail(QStringLiteral("记录数据库 %1 的操作失败").arg(m_where.shown()), q.lastError().text());
+    return fail(QCoreApplication::translate("RecordStore", "记录数据库 %1 的操作失败").arg(m_where.shown()),
+                q.lastError().text());
 }
 
 bool RecordStore::begin(bool migration)
@@ -255,7 +263,8 @@ void RecordStore::rollback()
 
 bool RecordStore::refuseNewer()
 {
-    return fail(QStringLiteral("记录数据库 %1 的版本 %2 高于本程序支持的版本 %3，请升级本程序；数据库保持不变。")
+    return fail(QCoreApplication::translate(
+                    "RecordStore", "记录数据库 %1 的版本 %2 高于本程序支持的版本 %3，请升级本程序；数据库保持不变。")
                     .arg(m_where.shown())
                     .arg(m_versionFound)
                     .arg(kRecordSchemaVersion),
@@ -268,7 +277,8 @@ int RecordStore::readVersion()
     if (!db.tables().contains(QStringLiteral("schema_info"))) return 0;
     QSqlQuery q(db);
     if (!q.exec(QStringLiteral("SELECT version FROM schema_info")) || !q.next()) {
-        fail(QStringLiteral("记录数据库 %1 的版本无法读取").arg(m_where.shown()), q.lastError().text());
+        fail(QCoreApplication::translate("RecordStore", "记录数据库 %1 的版本无法读取").arg(m_where.shown()),
+             q.lastError().text());
         return -1;
     }
     return q.value(0).toInt();
@@ -279,11 +289,13 @@ bool RecordStore::open(int version)
     m_open = false;
     m_error.clear();
     if (m_where.kind == RecordLocation::Invalid)
-        return fail(m_where.problem.isEmpty() ? QStringLiteral("记录数据库的地址无效。") : m_where.problem, QString());
+        return fail(m_where.problem.isEmpty() ? QCoreApplication::translate("RecordStore", "记录数据库的地址无效。")
+                                              : m_where.problem,
+                    QString());
     const bool sqlite = m_where.kind == RecordLocation::Sqlite;
     const QString driver = sqlite ? QStringLiteral("QSQLITE") : QStringLiteral("QPSQL");
     if (!QSqlDatabase::isDriverAvailable(driver))
-        return fail(QStringLiteral("没有 Qt SQL 的 %1 驱动（Debian 包 %2），记录无法保存。")
+        return fail(QCoreApplication::translate("RecordStore", "没有 Qt SQL 的 %1 驱动（Debian 包 %2），记录无法保存。")
                         .arg(driver, sqlite ? QStringLiteral("libqt6sql6-sqlite") : QStringLiteral("libqt6sql6-psql")),
                     QString());
     QSqlDatabase db = QSqlDatabase::contains(m_connection) ? QSqlDatabase::database(m_connection, false)
@@ -291,7 +303,9 @@ bool RecordStore::open(int version)
     if (sqlite) {
         const QFileInfo file(m_where.path);
         if (!QDir().mkpath(file.absolutePath()))
-            return fail(QStringLiteral("无法创建记录数据库的文件夹 %1。").arg(file.absolutePath()), QString());
+            return fail(
+                QCoreApplication::translate("RecordStore", "无法创建记录数据库的文件夹 %1。").arg(file.absolutePath()),
+                QString());
         db.setDatabaseName(m_where.path);
         // Several processes may write one file: a writer waits for the other's transaction.
         db.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=30000"));
@@ -303,7 +317,9 @@ bool RecordStore::open(int version)
         db.setPassword(m_where.password);
         db.setConnectOptions(m_where.options);
     }
-    if (!db.open()) return fail(QStringLiteral("记录数据库 %1 无法打开").arg(m_where.shown()), db.lastError().text());
+    if (!db.open())
+        return fail(QCoreApplication::translate("RecordStore", "记录数据库 %1 无法打开").arg(m_where.shown()),
+                    db.lastError().text());
 
     m_versionFound = readVersion();
     if (m_versionFound < 0) return false;
@@ -433,14 +449,19 @@ bool RecordStore::migrate(int version)
             if (!q.exec(sql)) {
                 const QString detail = q.lastError().text();
                 rollback();
-                return fail(QStringLiteral("记录数据库 %1 无法升级到版本 %2").arg(m_where.shown()).arg(m.version),
+                return fail(QCoreApplication::translate("RecordStore", "记录数据库 %1 无法升级到版本 %2")
+                                .arg(m_where.shown())
+                                .arg(m.version),
                             detail);
             }
         }
         QString detail;
         if (m.after && !m.after(db, &detail)) {
             rollback();
-            return fail(QStringLiteral("记录数据库 %1 无法升级到版本 %2").arg(m_where.shown()).arg(m.version), detail);
+            return fail(QCoreApplication::translate("RecordStore", "记录数据库 %1 无法升级到版本 %2")
+                            .arg(m_where.shown())
+                            .arg(m.version),
+                        detail);
         }
     }
     if (found < version && !exec(QStringLiteral("UPDATE schema_info SET version = %1").arg(version))) {
@@ -455,7 +476,7 @@ bool RecordStore::migrate(int version)
 RecordStore::Insert RecordStore::insert(const RunRecord& r)
 {
     if (!m_open) {
-        if (m_error.isEmpty()) fail(QStringLiteral("记录数据库没有打开。"), QString());
+        if (m_error.isEmpty()) fail(QCoreApplication::translate("RecordStore", "记录数据库没有打开。"), QString());
         return Insert::Failed;
     }
     QSqlDatabase db = QSqlDatabase::database(m_connection, false);
@@ -473,7 +494,8 @@ RecordStore::Insert RecordStore::insert(const RunRecord& r)
     auto failed = [&](const QSqlQuery& q) {
         const QString detail = q.lastError().text();
         rollback();
-        fail(QStringLiteral("记录 %1 无法写入记录数据库 %2").arg(r.runId, m_where.shown()), detail);
+        fail(QCoreApplication::translate("RecordStore", "记录 %1 无法写入记录数据库 %2").arg(r.runId, m_where.shown()),
+             detail);
         return Insert::Failed;
     };
 
@@ -534,7 +556,7 @@ RecordStore::Insert RecordStore::insert(const RunRecord& r)
 bool RecordStore::load(const QString& where, const QStringList& binds, QList<RunRecord>& out)
 {
     out.clear();
-    if (!m_open) return fail(QStringLiteral("记录数据库没有打开。"), QString());
+    if (!m_open) return fail(QCoreApplication::translate("RecordStore", "记录数据库没有打开。"), QString());
     QSqlDatabase db = QSqlDatabase::database(m_connection, false);
     auto query = [&](const QString& sql, QSqlQuery& q) {
         q = QSqlQuery(db);
@@ -542,7 +564,8 @@ bool RecordStore::load(const QString& where, const QStringList& binds, QList<Run
         q.prepare(sql.arg(where));
         for (const QString& b : binds) q.addBindValue(b);
         if (q.exec()) return true;
-        return fail(QStringLiteral("记录数据库 %1 无法读取").arg(m_where.shown()), q.lastError().text());
+        return fail(QCoreApplication::translate("RecordStore", "记录数据库 %1 无法读取").arg(m_where.shown()),
+                    q.lastError().text());
     };
     QSqlQuery q;
     if (!query(QStringLiteral("SELECT run_id, source, station, operator, camera, model, serial, firmware, sensor, "
@@ -640,10 +663,11 @@ bool RecordStore::run(const QString& runId, RunRecord& out)
 bool RecordStore::serials(QStringList& out)
 {
     out.clear();
-    if (!m_open) return fail(QStringLiteral("记录数据库没有打开。"), QString());
+    if (!m_open) return fail(QCoreApplication::translate("RecordStore", "记录数据库没有打开。"), QString());
     QSqlQuery q(QSqlDatabase::database(m_connection, false));
     if (!q.exec(QStringLiteral("SELECT DISTINCT serial FROM runs WHERE serial <> '' ORDER BY serial")))
-        return fail(QStringLiteral("记录数据库 %1 无法读取").arg(m_where.shown()), q.lastError().text());
+        return fail(QCoreApplication::translate("RecordStore", "记录数据库 %1 无法读取").arg(m_where.shown()),
+                    q.lastError().text());
     while (q.next()) out << q.value(0).toString();
     return true;
 }

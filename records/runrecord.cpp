@@ -1,6 +1,7 @@
 // The record of one calibration run (runrecord.h).
 #include "records/runrecord.h"
 
+#include <QCoreApplication>
 #include <QCryptographicHash>
 #include <QFile>
 #include <QSet>
@@ -159,11 +160,12 @@ bool recordFromResult(const QJsonObject& result, RunRecord& r, QString* error)
     r = RunRecord();
     r.result = result;
     r.runId = text(result, "runId");
-    if (r.runId.isEmpty()) return refuse(QStringLiteral("记录缺少运行编号（runId）。"));
+    if (r.runId.isEmpty()) return refuse(QCoreApplication::translate("RunRecord", "记录缺少运行编号（runId）。"));
     r.started = parseRecordTime(text(result, "startedAt"));
-    if (!r.started.isValid()) return refuse(QStringLiteral("记录 %1 缺少开始时间（startedAt）。").arg(r.runId));
+    if (!r.started.isValid())
+        return refuse(QCoreApplication::translate("RunRecord", "记录 %1 缺少开始时间（startedAt）。").arg(r.runId));
     if (!result.value(QLatin1String("steps")).isArray())
-        return refuse(QStringLiteral("记录 %1 缺少步骤列表（steps）。").arg(r.runId));
+        return refuse(QCoreApplication::translate("RunRecord", "记录 %1 缺少步骤列表（steps）。").arg(r.runId));
     r.ended = parseRecordTime(text(result, "endedAt"));
     r.durationMs = qint64(result.value(QLatin1String("durationMs")).toDouble(-1));
     r.source = text(result, "source");

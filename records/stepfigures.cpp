@@ -1,6 +1,7 @@
 // The figures of each kind of step (stepfigures.h).
 #include "records/stepfigures.h"
 
+#include <QCoreApplication>
 #include <QRegularExpression>
 
 #include <algorithm>
@@ -134,12 +135,31 @@ QJsonObject verifyStepFigures(const VerifyReport& r)
                        {QStringLiteral("planes"), planes}};
 }
 
+namespace {
+
+// The camera server's progress message for each frame of an exposure series, in the interface
+// language of the run that wrote it: the Chinese source and its translation are both read.
+const char* const kFrameCaptured = QT_TRANSLATE_NOOP("CameraServer", "曝光设为 %1 us, 第 %2 张图像采集完成");
+
+QRegularExpression framePattern(const QString& message)
+{
+    QString p = QRegularExpression::escape(message);
+    p.replace(QLatin1String("\\%1"), QLatin1String("([-+0-9.eE]+)"))
+        .replace(QLatin1String("\\%2"), QLatin1String("\\d+"));
+    return QRegularExpression(p);
+}
+
+}  // namespace
+
 QVector<double> exposuresFromMessages(const QJsonArray& messages)
 {
-    static const QRegularExpression frame(QStringLiteral("曝光设为 ([-+0-9.eE]+) us, 第 \\d+ 张图像采集完成"));
+    const QRegularExpression frames[] = {framePattern(QString::fromUtf8(kFrameCaptured)),
+                                         framePattern(QCoreApplication::translate("CameraServer", kFrameCaptured))};
     QVector<double> out;
     for (const QJsonValue& m : messages) {
-        const QRegularExpressionMatch match = frame.match(m.toObject().value(QLatin1String("text")).toString());
+        const QString text = m.toObject().value(QLatin1String("text")).toString();
+        QRegularExpressionMatch match = frames[0].match(text);
+        if (!match.hasMatch()) match = frames[1].match(text);
         bool ok = false;
         const double us = match.hasMatch() ? match.captured(1).toDouble(&ok) : 0.0;
         if (ok) out.append(us);

@@ -2,6 +2,13 @@
 <!DOCTYPE TS>
 <TS version="2.1" language="en" sourcelanguage="zh_CN">
 <context>
+    <name>CameraServer</name>
+    <message>
+        <source>曝光设为 %1 us, 第 %2 张图像采集完成</source>
+        <translation>Exposure set to %1 us, frame %2 captured</translation>
+    </message>
+</context>
+<context>
     <name>CliPlan</name>
     <message>
         <source>未知的界面语言 &quot;%1&quot;（可选 zh、en）。</source>
@@ -16,6 +23,26 @@
     </message>
     <message>
         <source>下次不再显示</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>FPN校正</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>平场、镜头与SCS校正</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>校正验证</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>图像工具与日志</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>模拟相机与命令行</source>
         <translation type="unfinished"></translation>
     </message>
 </context>
@@ -481,6 +508,170 @@
     <message>
         <source>取消</source>
         <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>RecordExport</name>
+    <message>
+        <source>无法写入文件 %1（%2）。</source>
+        <translation>Cannot write the file %1 (%2).</translation>
+    </message>
+</context>
+<context>
+    <name>RecordSpool</name>
+    <message>
+        <source>不是有效的 JSON（%1，第 %2 字节）</source>
+        <translation>not valid JSON (%1, at byte %2)</translation>
+    </message>
+    <message>
+        <source>不是 JSON 对象</source>
+        <translation>not a JSON object</translation>
+    </message>
+    <message>
+        <source>共 %1 条记录等待发送，数据库恢复后自动发送</source>
+        <translation>%1 record(s) waiting to be sent; they are sent when the database is back</translation>
+    </message>
+    <message>
+        <source>无法创建文件夹 %1</source>
+        <translation>cannot create the folder %1</translation>
+    </message>
+    <message>
+        <source>无法写入 %1（%2）</source>
+        <translation>cannot write %1 (%2)</translation>
+    </message>
+    <message>
+        <source>暂存记录 %1 无法读取：%2。</source>
+        <translation>The held record %1 cannot be read: %2.</translation>
+    </message>
+    <message>
+        <source>%1；%2。</source>
+        <translation>%1; %2.</translation>
+    </message>
+    <message>
+        <source>记录无法保存：%1</source>
+        <translation>The record cannot be saved: %1</translation>
+    </message>
+    <message>
+        <source>%1；本次记录已暂存在 %2，%3。</source>
+        <translation>%1; this run&apos;s record is held in %2, %3.</translation>
+    </message>
+    <message>
+        <source>%1；记录也无法暂存（%2）：本次运行的记录没有保存。</source>
+        <translation>%1; the record cannot be held either (%2): this run&apos;s record is not saved.</translation>
+    </message>
+    <message>
+        <source>记录无法暂存（%1）。</source>
+        <translation>The record cannot be held (%1).</translation>
+    </message>
+    <message>
+        <source>记录已保存到 %1（运行编号 %2）。</source>
+        <translation>Record saved to %1 (run %2).</translation>
+    </message>
+    <message>
+        <source>另有 %1 条暂存的记录已发送。</source>
+        <translation>%1 more held record(s) sent.</translation>
+    </message>
+    <message>
+        <source>本次记录已暂存在 %1，%2。</source>
+        <translation>This run&apos;s record is held in %1, %2.</translation>
+    </message>
+</context>
+<context>
+    <name>RecordStore</name>
+    <message>
+        <source>记录数据库地址 &quot;%1&quot; 无法使用：%2</source>
+        <translation>The record database address &quot;%1&quot; cannot be used: %2</translation>
+    </message>
+    <message>
+        <source>主机地址缺少 &quot;]&quot;。</source>
+        <translation>The host address lacks &quot;]&quot;.</translation>
+    </message>
+    <message>
+        <source>参数 &quot;%1&quot; 应为 键=值。</source>
+        <translation>The parameter &quot;%1&quot; should be key=value.</translation>
+    </message>
+    <message>
+        <source>参数 &quot;%1&quot; 不能含有 &quot;;&quot;。</source>
+        <translation>The parameter &quot;%1&quot; cannot contain &quot;;&quot;.</translation>
+    </message>
+    <message>
+        <source>端口 &quot;%1&quot; 不是 1 到 65535 的数。</source>
+        <translation>The port &quot;%1&quot; is not a number from 1 to 65535.</translation>
+    </message>
+    <message>
+        <source>缺少数据库名（postgresql://主机/数据库名）。</source>
+        <translation>The database name is missing (postgresql://host/database).</translation>
+    </message>
+    <message>
+        <source>记录数据库地址 &quot;%1&quot; 缺少文件名。</source>
+        <translation>The record database address &quot;%1&quot; lacks a file name.</translation>
+    </message>
+    <message>
+        <source>未知的记录数据库地址 &quot;%1&quot;（可用 postgresql://主机/数据库名 或 sqlite:文件）。</source>
+        <translation>Unknown record database address &quot;%1&quot; (use postgresql://host/database or sqlite:file).</translation>
+    </message>
+    <message>
+        <source>%1：%2</source>
+        <translation>%1: %2</translation>
+    </message>
+    <message>
+        <source>记录数据库 %1 的操作失败</source>
+        <translation>An operation on the record database %1 failed</translation>
+    </message>
+    <message>
+        <source>记录数据库 %1 的版本 %2 高于本程序支持的版本 %3，请升级本程序；数据库保持不变。</source>
+        <translation>The record database %1 is at version %2, newer than version %3 that this program supports; please upgrade the program. The database is left unchanged.</translation>
+    </message>
+    <message>
+        <source>记录数据库 %1 的版本无法读取</source>
+        <translation>The version of the record database %1 cannot be read</translation>
+    </message>
+    <message>
+        <source>记录数据库的地址无效。</source>
+        <translation>The record database&apos;s address is not valid.</translation>
+    </message>
+    <message>
+        <source>没有 Qt SQL 的 %1 驱动（Debian 包 %2），记录无法保存。</source>
+        <translation>Qt SQL&apos;s %1 driver is missing (Debian package %2); records cannot be saved.</translation>
+    </message>
+    <message>
+        <source>无法创建记录数据库的文件夹 %1。</source>
+        <translation>Cannot create the record database&apos;s folder %1.</translation>
+    </message>
+    <message>
+        <source>记录数据库 %1 无法打开</source>
+        <translation>The record database %1 cannot be opened</translation>
+    </message>
+    <message>
+        <source>记录数据库 %1 无法升级到版本 %2</source>
+        <translation>The record database %1 cannot be upgraded to version %2</translation>
+    </message>
+    <message>
+        <source>记录数据库没有打开。</source>
+        <translation>The record database is not open.</translation>
+    </message>
+    <message>
+        <source>记录 %1 无法写入记录数据库 %2</source>
+        <translation>The record %1 cannot be written to the record database %2</translation>
+    </message>
+    <message>
+        <source>记录数据库 %1 无法读取</source>
+        <translation>The record database %1 cannot be read</translation>
+    </message>
+</context>
+<context>
+    <name>RunRecord</name>
+    <message>
+        <source>记录缺少运行编号（runId）。</source>
+        <translation>The record lacks its run ID (runId).</translation>
+    </message>
+    <message>
+        <source>记录 %1 缺少开始时间（startedAt）。</source>
+        <translation>The record %1 lacks its start time (startedAt).</translation>
+    </message>
+    <message>
+        <source>记录 %1 缺少步骤列表（steps）。</source>
+        <translation>The record %1 lacks its list of steps (steps).</translation>
     </message>
 </context>
 <context>

@@ -14,6 +14,7 @@
 #include <QSqlDatabase>
 #include <QSqlQuery>
 #include <QTemporaryDir>
+#include <QTranslator>
 #include <QtTest>
 
 namespace {
@@ -210,6 +211,22 @@ private slots:
                                   QJsonObject{{"progress", 80}, {"text", "曝光设为 1200 us, 第 2 张图像采集完成"}},
                                   QJsonObject{{"progress", 90}, {"text", "曝光设为 abc us"}}};
         QCOMPARE(exposuresFromMessages(messages), (QVector<double>{158.766, 1200.0}));
+        // A run in English wrote the same messages translated; the Chinese ones of older runs still count.
+        struct English : QTranslator {
+            bool isEmpty() const override { return false; }
+            QString translate(const char* context, const char* source, const char*, int) const override
+            {
+                return qstrcmp(context, "CameraServer") == 0 && QString::fromUtf8(source).startsWith("曝光设为")
+                           ? QStringLiteral("Exposure set to %1 us, frame %2 captured")
+                           : QString();
+            }
+        } english;
+        QVERIFY(QCoreApplication::installTranslator(&english));
+        const QJsonArray mixed{QJsonObject{{"text", "Exposure set to 42.5 us, frame 1 captured"}},
+                               QJsonObject{{"text", "Exposure set to x us, frame 2 captured"}},
+                               QJsonObject{{"text", "曝光设为 1200 us, 第 2 张图像采集完成"}}};
+        QCOMPARE(exposuresFromMessages(mixed), (QVector<double>{42.5, 1200.0}));
+        QVERIFY(QCoreApplication::removeTranslator(&english));
         const QJsonObject bright = brightStepFigures({{1.0, 1.5}}, {1.25}, 3, {158.766}, 1, 2, 180);
         QCOMPARE(bright.value("exposures").toArray(), (QJsonArray{158.766}));
         QCOMPARE(bright.value("kRows").toArray(), (QJsonArray{2}));
