@@ -12,6 +12,7 @@
 #include "records/recordexport.h"
 #include "records/recordspool.h"
 
+#include <QCoreApplication>
 #include <QFileInfo>
 
 #include <cmath>
@@ -39,7 +40,8 @@ HistoryOutcome runHistory(const CliStep& step, const QString& dbOverride)
     if (!settings.error.isEmpty()) return failed(settings.error);
     // 2.
     const Delivery sent = sendSpool(settings.location, settings.spoolDir);
-    if (sent.othersSent > 0) h.notes << QStringLiteral("已发送 %1 条暂存的记录。").arg(sent.othersSent);
+    if (sent.othersSent > 0)
+        h.notes << QCoreApplication::translate("CliHistory", "已发送 %1 条暂存的记录。").arg(sent.othersSent);
     if (!sent.message.isEmpty()) h.notes << sent.message;
     // 3.
     const QString serial = step.options.value(QStringLiteral("serial"));
@@ -56,10 +58,11 @@ HistoryOutcome runHistory(const CliStep& step, const QString& dbOverride)
         std::fputs(line.toLocal8Bit().constData(), stdout);
     }
     std::fflush(stdout);
-    h.notes << QStringLiteral("%1 中共 %2 条记录%3。")
+    h.notes << QCoreApplication::translate("CliHistory", "%1 中共 %2 条记录%3。")
                    .arg(settings.location.shown())
                    .arg(runs.size())
-                   .arg(serial.isEmpty() ? QString() : QStringLiteral("（序列号 %1）").arg(serial));
+                   .arg(serial.isEmpty() ? QString()
+                                         : QCoreApplication::translate("CliHistory", "（序列号 %1）").arg(serial));
     h.figures = QJsonObject{{QStringLiteral("database"), settings.location.shown()},
                             {QStringLiteral("serial"), serial},
                             {QStringLiteral("runs"), int(runs.size())},

@@ -23,29 +23,44 @@ struct StepKind {
 const std::vector<StepKind>& stepKinds()
 {
     static const std::vector<StepKind> kinds{
-        {"list", 0, {}, "列出找到的相机"},
-        {"info", 0, {}, "显示相机的型号、传感器、分辨率、增益与曝光范围"},
-        {"exposure", 1, {}, "设置相机的曝光时间 US（微秒），如工位的工作曝光"},
-        {"dark", 0, {"auto-doffset"}, "暗场校正（盖上镜头）；--auto-doffset 每个增益自动检测DOffset"},
-        {"bright", 0, {}, "明场校正（均匀光照的白色目标）"},
-        {"write-fpn", 1, {}, "将FPN参数写入相机的参数组 SET（如 UserSet0 或 factory）"},
-        {"save-fpn", 1, {}, "将FPN参数保存到文件 FILE（缺少时加上 .FAC.FPN）"},
-        {"load-fpn", 1, {}, "从文件 FILE 加载FPN参数"},
+        {"list", 0, {}, QT_TRANSLATE_NOOP("CliPlan", "列出找到的相机")},
+        {"info", 0, {}, QT_TRANSLATE_NOOP("CliPlan", "显示相机的型号、传感器、分辨率、增益与曝光范围")},
+        {"exposure", 1, {}, QT_TRANSLATE_NOOP("CliPlan", "设置相机的曝光时间 US（微秒），如工位的工作曝光")},
+        {"dark",
+         0,
+         {"auto-doffset"},
+         QT_TRANSLATE_NOOP("CliPlan", "暗场校正（盖上镜头）；--auto-doffset 每个增益自动检测DOffset")},
+        {"bright", 0, {}, QT_TRANSLATE_NOOP("CliPlan", "明场校正（均匀光照的白色目标）")},
+        {"write-fpn", 1, {}, QT_TRANSLATE_NOOP("CliPlan", "将FPN参数写入相机的参数组 SET（如 UserSet0 或 factory）")},
+        {"save-fpn", 1, {}, QT_TRANSLATE_NOOP("CliPlan", "将FPN参数保存到文件 FILE（缺少时加上 .FAC.FPN）")},
+        {"load-fpn", 1, {}, QT_TRANSLATE_NOOP("CliPlan", "从文件 FILE 加载FPN参数")},
         {"ffc",
          0,
          {"goal=", "write=", "save="},
-         "平场校正；--goal mean|rate:R|level:L 目标亮度，--write SET 写入相机，--save NAME 保存文件（<型号>.FAC.FFC.NAME）"},
+         QT_TRANSLATE_NOOP(
+             "CliPlan",
+             "平场校正；--goal mean|rate:R|level:L 目标亮度，--write SET 写入相机，--save NAME 保存文件（<型号>.FAC.FFC.NAME）")},
         {"lsc",
          0,
          {"goal=", "write=", "save="},
-         "镜头校正；--goal mean|rate:R|level:L 目标亮度，--write SET 写入相机，--save NAME 保存文件（缺少时加上 .LSC.FAC）"},
-        {"verify", 0, {"report="}, "校正验证（先暗场后明场），超出限值时退出码为 3；--report FILE.json 保存验证报告"},
-        {"restore", 1, {}, "把写入前的备份文件 BACKUP 写回相机（先备份参数组的当前内容）"},
-        {"run", 1, {}, "按配方文件 RECIPE.ini 执行其中的步骤"},
+         QT_TRANSLATE_NOOP(
+             "CliPlan",
+             "镜头校正；--goal mean|rate:R|level:L 目标亮度，--write SET 写入相机，--save NAME 保存文件（缺少时加上 .LSC.FAC）")},
+        {"verify",
+         0,
+         {"report="},
+         QT_TRANSLATE_NOOP("CliPlan",
+                           "校正验证（先暗场后明场），超出限值时退出码为 3；--report FILE.json 保存验证报告")},
+        {"restore",
+         1,
+         {},
+         QT_TRANSLATE_NOOP("CliPlan", "把写入前的备份文件 BACKUP 写回相机（先备份参数组的当前内容）")},
+        {"run", 1, {}, QT_TRANSLATE_NOOP("CliPlan", "按配方文件 RECIPE.ini 执行其中的步骤")},
         {"history",
          0,
          {"serial=", "csv=", "json="},
-         "列出记录数据库中的校正记录；--serial S 只列该序列号的相机，--csv FILE、--json FILE 导出"},
+         QT_TRANSLATE_NOOP("CliPlan",
+                           "列出记录数据库中的校正记录；--serial S 只列该序列号的相机，--csv FILE、--json FILE 导出")},
     };
     return kinds;
 }
@@ -78,7 +93,7 @@ bool readWords(const QStringList& words, CliPlan& plan, bool globalsAllowed)
         const QString w = words[i];
         auto value = [&](QString& out) {
             if (i + 1 >= words.size()) {
-                plan.error = QStringLiteral("选项 %1 缺少参数。").arg(w);
+                plan.error = QCoreApplication::translate("CliPlan", "选项 %1 缺少参数。").arg(w);
                 return false;
             }
             out = words[++i];
@@ -90,7 +105,7 @@ bool readWords(const QStringList& words, CliPlan& plan, bool globalsAllowed)
             if (!value(plan.sdk)) return false;
             // An empty path would quietly bind the simulated camera instead.
             if (plan.sdk.isEmpty()) {
-                plan.error = QStringLiteral("选项 --sdk 的相机库路径为空。");
+                plan.error = QCoreApplication::translate("CliPlan", "选项 --sdk 的相机库路径为空。");
                 return false;
             }
         } else if (globalsAllowed && w == QLatin1String("--frame-timeout")) {
@@ -99,7 +114,9 @@ bool readWords(const QStringList& words, CliPlan& plan, bool globalsAllowed)
             bool ok = false;
             const double seconds = text.toDouble(&ok);
             if (!ok || !(seconds > 0.0 && seconds <= 86400.0)) {
-                plan.error = QStringLiteral("--frame-timeout 应为 0 到 86400 之间的秒数，而不是 \"%1\"。").arg(text);
+                plan.error = QCoreApplication::translate("CliPlan",
+                                                         "--frame-timeout 应为 0 到 86400 之间的秒数，而不是 \"%1\"。")
+                                 .arg(text);
                 return false;
             }
             plan.frameTimeoutMs = std::max(1, int(seconds * 1000.0 + 0.5));
@@ -126,7 +143,9 @@ bool readWords(const QStringList& words, CliPlan& plan, bool globalsAllowed)
         } else if (w == QLatin1String("--sim-scene")) {
             if (!value(scene)) return false;
             if (!sceneKnown(scene)) {
-                plan.error = QStringLiteral("未知的模拟场景 \"%1\"（可选 dark、flat、pattern）。").arg(scene);
+                plan.error =
+                    QCoreApplication::translate("CliPlan", "未知的模拟场景 \"%1\"（可选 dark、flat、pattern）。")
+                        .arg(scene);
                 return false;
             }
         } else if (const StepKind* kind = kindOf(w)) {
@@ -147,7 +166,8 @@ bool readWords(const QStringList& words, CliPlan& plan, bool globalsAllowed)
                     if (kind->options.contains(name + QLatin1Char('='))) {
                         ++i;
                         if (i + 1 >= words.size()) {
-                            plan.error = QStringLiteral("步骤 %1 的选项 %2 缺少参数。").arg(w, next);
+                            plan.error =
+                                QCoreApplication::translate("CliPlan", "步骤 %1 的选项 %2 缺少参数。").arg(w, next);
                             return false;
                         }
                         step.options.insert(name, words[++i]);
@@ -161,45 +181,71 @@ bool readWords(const QStringList& words, CliPlan& plan, bool globalsAllowed)
                 ++i;
             }
             if (step.args.size() != kind->arguments) {
-                plan.error = QStringLiteral("步骤 %1 需要 %2 个参数。").arg(w).arg(kind->arguments);
+                plan.error =
+                    QCoreApplication::translate("CliPlan", "步骤 %1 需要 %2 个参数。").arg(w).arg(kind->arguments);
                 return false;
             }
             plan.steps.push_back(step);
         } else {
-            plan.error = w.startsWith(QLatin1Char('-')) ? QStringLiteral("未知的选项 \"%1\"。").arg(w)
-                                                        : QStringLiteral("未知的步骤 \"%1\"。").arg(w);
+            plan.error = w.startsWith(QLatin1Char('-'))
+                             ? QCoreApplication::translate("CliPlan", "未知的选项 \"%1\"。").arg(w)
+                             : QCoreApplication::translate("CliPlan", "未知的步骤 \"%1\"。").arg(w);
             return false;
         }
     }
     if (!scene.isEmpty()) {
-        plan.error = QStringLiteral("--sim-scene 之后缺少步骤。");
+        plan.error = QCoreApplication::translate("CliPlan", "--sim-scene 之后缺少步骤。");
         return false;
     }
     return true;
 }
 
+// The options' lines of the help: the option as typed, and its description in the interface
+// language; a description's further lines are indented under its first.
+struct OptionHelp {
+    const char* option;
+    const char* help;
+};
+
+const OptionHelp kOptionHelp[] = {
+    {"-d CAMERA", QT_TRANSLATE_NOOP("CliPlan", "要连接的相机（友好名称）；缺省为找到的第一台相机")},
+    {"--sdk PATH", QT_TRANSLATE_NOOP("CliPlan", "相机库（也可用环境变量 LSX_LIBRARY）；缺省为模拟相机")},
+    {"--json FILE", QT_TRANSLATE_NOOP("CliPlan", "把每一步的结果、信息、数值和写出的文件写入 JSON 文件")},
+    {"--yes", QT_TRANSLATE_NOOP("CliPlan", "不询问操作员（不等待回车），并确认写入相机")},
+    {"--frame-timeout S", QT_TRANSLATE_NOOP("CliPlan", "相机持续 S 秒没有送出图像时结束该步骤（缺省 30 秒）")},
+    {"--verbose", QT_TRANSLATE_NOOP("CliPlan", "同时在标准错误输出程序的调试日志")},
+    {"--operator NAME", QT_TRANSLATE_NOOP("CliPlan", "记录中的操作员（缺省为登录名）")},
+    {"--db URL", QT_TRANSLATE_NOOP("CliPlan",
+                                   "记录数据库：postgresql://主机/数据库名 或 sqlite:文件（缺省为 FPN.ini 的\n"
+                                   "Records/Url，再缺省为文档目录中的 records.sqlite）")},
+    {"--lang zh|en",
+     QT_TRANSLATE_NOOP("CliPlan",
+                       "界面语言：zh 中文，en 英文；缺省为 FPN.ini 中 [General] 的 Language，再缺省按系统的区域设置")},
+    {"--sim-scene S",
+     QT_TRANSLATE_NOOP("CliPlan", "在下一步之前设置模拟相机的场景：dark、flat 或 pattern（仅模拟相机）")},
+    {"--help", QT_TRANSLATE_NOOP("CliPlan", "显示本帮助")},
+};
+
 }  // namespace
 
 QString cliUsage()
 {
-    QString text = QStringLiteral(
-        "线扫相机校正工具（命令行）\n"
-        "用法: lsxcalib-cli [-d CAMERA] [--sdk PATH] [--json FILE] [--yes] [--frame-timeout S] [--operator NAME]\n"
-        "                    [--db URL] [--lang zh|en] STEP...\n\n"
-        "选项:\n"
-        "  -d CAMERA          要连接的相机（友好名称）；缺省为找到的第一台相机\n"
-        "  --sdk PATH         相机库（也可用环境变量 LSX_LIBRARY）；缺省为模拟相机\n"
-        "  --json FILE        把每一步的结果、信息、数值和写出的文件写入 JSON 文件\n"
-        "  --yes              不询问操作员（不等待回车），并确认写入相机\n"
-        "  --frame-timeout S  相机持续 S 秒没有送出图像时结束该步骤（缺省 30 秒）\n"
-        "  --verbose          同时在标准错误输出程序的调试日志\n"
-        "  --operator NAME    记录中的操作员（缺省为登录名）\n"
-        "  --db URL           记录数据库：postgresql://主机/数据库名 或 sqlite:文件（缺省为 FPN.ini 的\n"
-        "                     Records/Url，再缺省为文档目录中的 records.sqlite）\n"
-        "  --lang zh|en       界面语言：zh 中文，en 英文；缺省为 FPN.ini 中 [General] 的 Language，再缺省按系统的区域设置\n"
-        "  --sim-scene S      在下一步之前设置模拟相机的场景：dark、flat 或 pattern（仅模拟相机）\n"
-        "  --help             显示本帮助\n\n"
-        "步骤（按给出的顺序执行，共享内存中的校正数据）:\n");
+    const auto translated = [](const char* text) { return QCoreApplication::translate("CliPlan", text); };
+    QString text = QCoreApplication::translate("CliPlan", "线扫相机校正工具（命令行）") + QLatin1Char('\n');
+    text += QCoreApplication::translate("CliPlan", "用法:")
+            + QStringLiteral(
+                " lsxcalib-cli [-d CAMERA] [--sdk PATH] [--json FILE] [--yes] [--frame-timeout S]"
+                " [--operator NAME]\n"
+                "                    [--db URL] [--lang zh|en] STEP...\n\n");
+    text += QCoreApplication::translate("CliPlan", "选项:") + QLatin1Char('\n');
+    for (const OptionHelp& o : kOptionHelp) {
+        const QString help =
+            translated(o.help).replace(QLatin1Char('\n'), QLatin1Char('\n') + QString(21, QLatin1Char(' ')));
+        text += QStringLiteral("  %1%2\n").arg(QString::fromLatin1(o.option).leftJustified(19), help);
+    }
+    text += QLatin1Char('\n')
+            + QCoreApplication::translate("CliPlan", "步骤（按给出的顺序执行，共享内存中的校正数据）:")
+            + QLatin1Char('\n');
     for (const StepKind& k : stepKinds()) {
         QString head = QString::fromLatin1(k.name);
         if (k.arguments == 1) {
@@ -213,15 +259,21 @@ QString cliUsage()
         for (const QString& o : k.options)
             head += o.endsWith(QLatin1Char('=')) ? QStringLiteral(" [--%1 V]").arg(o.chopped(1))
                                                  : QStringLiteral(" [--%1]").arg(o);
-        text += QStringLiteral("  %1\n      %2\n").arg(head, QString::fromUtf8(k.help));
+        text += QStringLiteral("  %1\n      %2\n").arg(head, translated(k.help));
     }
-    text += QStringLiteral(
-        "\n写入相机（write-fpn、ffc --write、lsc --write、restore）之前先把要覆盖的参数组备份到文档文件夹的"
-        " backup 文件夹，并要求确认：在终端输入 y，或给出 --yes；相机不能读回的参数组会说明无法备份。"
-        "结束时相机恢复为打开时的状态，只保持写入的参数组（已使能）及其 DOffset。\n");
-    text += QStringLiteral(
-        "\n退出码: 0 全部成功；1 某一步失败，或结果文件无法写入；2 用法错误、未知相机或相机库无法加载；"
-        "3 校正验证未达到限值；130 被 Ctrl-C 取消。\n");
+    text += QLatin1Char('\n')
+            + QCoreApplication::translate(
+                "CliPlan",
+                "写入相机（write-fpn、ffc --write、lsc --write、restore）之前先把要覆盖的参数组备份到文档文件夹的"
+                " backup 文件夹，并要求确认：在终端输入 y，或给出 --yes；相机不能读回的参数组会说明无法备份。"
+                "结束时相机恢复为打开时的状态，只保持写入的参数组（已使能）及其 DOffset。")
+            + QLatin1Char('\n');
+    text += QLatin1Char('\n')
+            + QCoreApplication::translate(
+                "CliPlan",
+                "退出码: 0 全部成功；1 某一步失败，或结果文件无法写入；2 用法错误、未知相机或相机库无法加载；"
+                "3 校正验证未达到限值；130 被 Ctrl-C 取消。")
+            + QLatin1Char('\n');
     return text;
 }
 
@@ -229,7 +281,8 @@ CliPlan parseCommandLine(const QStringList& arguments)
 {
     CliPlan plan;
     readWords(arguments, plan, true);
-    if (plan.error.isEmpty() && plan.steps.empty() && !plan.help) plan.error = QStringLiteral("没有给出任何步骤。");
+    if (plan.error.isEmpty() && plan.steps.empty() && !plan.help)
+        plan.error = QCoreApplication::translate("CliPlan", "没有给出任何步骤。");
     return plan;
 }
 
@@ -259,7 +312,7 @@ bool readRecipe(const QString& path, CliPlan& plan)
 {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly | QIODevice::Text)) {
-        plan.error = QStringLiteral("无法读取配方文件 \"%1\"。").arg(path);
+        plan.error = QCoreApplication::translate("CliPlan", "无法读取配方文件 \"%1\"。").arg(path);
         return false;
     }
     QTextStream in(&file);
@@ -280,24 +333,26 @@ bool readRecipe(const QString& path, CliPlan& plan)
         line = line.trimmed();
         if (line.isEmpty()) continue;
         auto bad = [&](const QString& why) {
-            plan.error = QStringLiteral("配方文件 \"%1\" 第 %2 行：%3").arg(path).arg(lineNo).arg(why);
+            plan.error =
+                QCoreApplication::translate("CliPlan", "配方文件 \"%1\" 第 %2 行：%3").arg(path).arg(lineNo).arg(why);
             return false;
         };
         if (line.startsWith(QLatin1Char('['))) {
-            if (!line.endsWith(QLatin1Char(']'))) return bad(QStringLiteral("节名缺少 \"]\"。"));
+            if (!line.endsWith(QLatin1Char(']')))
+                return bad(QCoreApplication::translate("CliPlan", "节名缺少 \"]\"。"));
             section = line.mid(1, line.size() - 2).trimmed().toLower();
             if (section != QLatin1String("camera") && section != QLatin1String("params")
                 && section != QLatin1String("verify") && section != QLatin1String("steps"))
-                return bad(QStringLiteral("未知的节 [%1]。").arg(section));
+                return bad(QCoreApplication::translate("CliPlan", "未知的节 [%1]。").arg(section));
             continue;
         }
         const int eq = line.indexOf(QLatin1Char('='));
-        if (eq <= 0) return bad(QStringLiteral("应为 \"键 = 值\"。"));
+        if (eq <= 0) return bad(QCoreApplication::translate("CliPlan", "应为 \"键 = 值\"。"));
         const QString key = line.left(eq).trimmed();
         const QString value = line.mid(eq + 1).trimmed();
         if (section == QLatin1String("camera")) {
             if (key.compare(QLatin1String("name"), Qt::CaseInsensitive) != 0)
-                return bad(QStringLiteral("[camera] 只认 name。"));
+                return bad(QCoreApplication::translate("CliPlan", "[camera] 只认 name。"));
             if (plan.camera.isEmpty()) plan.camera = value;
         } else if (section == QLatin1String("params")) {
             plan.settings.insert(QStringLiteral("Params/") + key, value);
@@ -305,15 +360,16 @@ bool readRecipe(const QString& path, CliPlan& plan)
             plan.settings.insert(QStringLiteral("Verify/") + key, value);
         } else if (section == QLatin1String("steps")) {
             if (key.compare(QLatin1String("step"), Qt::CaseInsensitive) != 0)
-                return bad(QStringLiteral("[steps] 只认 step。"));
+                return bad(QCoreApplication::translate("CliPlan", "[steps] 只认 step。"));
             CliPlan steps;
             if (!readWords(splitWords(value), steps, false)) return bad(steps.error);
             for (const CliStep& s : steps.steps) {
-                if (s.name == QLatin1String("run")) return bad(QStringLiteral("配方里不能再用 run。"));
+                if (s.name == QLatin1String("run"))
+                    return bad(QCoreApplication::translate("CliPlan", "配方里不能再用 run。"));
                 plan.steps.push_back(s);
             }
         } else {
-            return bad(QStringLiteral("键 \"%1\" 不在任何节中。").arg(key));
+            return bad(QCoreApplication::translate("CliPlan", "键 \"%1\" 不在任何节中。").arg(key));
         }
     }
     return true;

@@ -77,10 +77,15 @@ double gainSetting(CameraServer& s, const QString& key, float fallback)
 QString cliWording(const QString& text)
 {
     // "...，点击确定查看效果。" and "...，然后点击“继续”。" end the sentence before the click;
-    // "...。点击确定查看报告。" goes whole.
-    static const QRegularExpression click(QStringLiteral("(，|。)?(然后)?点击[^。]*。"));
+    // "...。点击确定查看报告。" goes whole. The same in English: "..., click OK to see the result.",
+    // "..., then click "Continue"." and "... . Click OK to see the report.". The Chinese pattern
+    // is data compared with the procedures' texts, written in escapes: (，|。)?(然后)?点击[^。]*。
+    static const QRegularExpression click(
+        QStringLiteral("(\uFF0C|\u3002)?(\u7136\u540E)?\u70B9\u51FB[^\u3002]*\u3002"));
+    static const QRegularExpression clickEn(QStringLiteral("(,\\s*|\\.\\s+)(then\\s+)?[Cc]lick\\b[^.]*\\.$"));
     QString out = text;
-    out.replace(click, QStringLiteral("。"));
+    out.replace(click, QStringLiteral("\u3002"));
+    out.replace(clickEn, QStringLiteral("."));
     return out;
 }
 
@@ -95,7 +100,7 @@ void CliRunner::interrupt()
     endProgressLine();
     if (m_writing) {
         // Half a set in the camera is worse than a few seconds more.
-        toErr(QStringLiteral("正在写入相机：写入完成后结束。\n"));
+        toErr(tr("正在写入相机：写入完成后结束。\n"));
     } else if (m_server) {
         m_server->cancel();
     }
@@ -125,7 +130,7 @@ void CliRunner::report(int progress, const QString& text, StepResult* r)
     if (progress > 100) {
         if (m_failure.isEmpty()) m_failure = line;
         endProgressLine();
-        toErr(QStringLiteral("错误：%1\n").arg(line));
+        toErr(tr("错误：%1\n").arg(line));
         return;
     }
     if (progress < 0) {
@@ -161,14 +166,14 @@ void CliRunner::finishStep(const CliStep& step, const StepResult& r)
     endProgressLine();
     QString verdict;
     if (r.outcome == QLatin1String("cancelled")) {
-        verdict = QStringLiteral("已取消。");
+        verdict = tr("已取消。");
     } else if (r.outcome == QLatin1String("failed")) {
         const QString why = !m_failure.isEmpty() ? m_failure : m_closing;
-        verdict = why.isEmpty() ? QStringLiteral("失败：过程没有完成。") : QStringLiteral("失败：%1").arg(why);
+        verdict = why.isEmpty() ? tr("失败：过程没有完成。") : tr("失败：%1").arg(why);
     } else if (r.outcome == QLatin1String("limits")) {
-        verdict = QStringLiteral("未达到限值：%1").arg(m_closing.isEmpty() ? m_failure : m_closing);
+        verdict = tr("未达到限值：%1").arg(m_closing.isEmpty() ? m_failure : m_closing);
     } else {
-        verdict = m_closing.isEmpty() ? QStringLiteral("完成。") : QStringLiteral("完成：%1").arg(m_closing);
+        verdict = m_closing.isEmpty() ? tr("完成。") : tr("完成：%1").arg(m_closing);
     }
     const QString name = (step.name + QLatin1Char(' ') + step.args.join(QLatin1Char(' '))).trimmed();
     toErr(QStringLiteral("%1 %2\n").arg(name, verdict));
@@ -189,13 +194,12 @@ bool CliRunner::openCamera(const CliPlan& plan, StepResult& r)
     }
     const QStringList cameras = m_server->enumerate();
     if (cameras.isEmpty()) {
-        fail(r, QStringLiteral("没有发现相机。"), CliUsage);
+        fail(r, tr("没有发现相机。"), CliUsage);
         return false;
     }
     const QString name = plan.camera.isEmpty() ? cameras.first() : plan.camera;
     if (!cameras.contains(name)) {
-        fail(r, QStringLiteral("未找到相机 \"%1\"（找到：%2）。").arg(name, cameras.join(QStringLiteral("、"))),
-             CliUsage);
+        fail(r, tr("未找到相机 \"%1\"（找到：%2）。").arg(name, cameras.join(tr("、"))), CliUsage);
         return false;
     }
     lsxStatus openStatus = LSX_OK;
@@ -204,18 +208,18 @@ bool CliRunner::openCamera(const CliPlan& plan, StepResult& r)
     m_server->open(name);
     disconnect(conn);
     if (!m_server->m_opened) {
-        fail(r, QStringLiteral("相机打开失败，失败原因：%1").arg(statusText(openStatus)));
+        fail(r, tr("相机打开失败，失败原因：%1").arg(statusText(openStatus)));
         return false;
     }
     m_camera = cameraResultJson(name, m_server->cameraInfo(name));
-    report(-1, QStringLiteral("已连接相机 %1。").arg(name), &r);
+    report(-1, tr("已连接相机 %1。").arg(name), &r);
     return true;
 }
 
 bool CliRunner::setSimScene(const QString& scene, StepResult& r)
 {
     if (!lsx::hasSceneControl()) {
-        fail(r, QStringLiteral("--sim-scene 只用于模拟相机：当前的相机库不能设置场景。"), CliUsage);
+        fail(r, tr("--sim-scene 只用于模拟相机：当前的相机库不能设置场景。"), CliUsage);
         return false;
     }
     lsx::Scene s;
@@ -224,10 +228,10 @@ bool CliRunner::setSimScene(const QString& scene, StepResult& r)
     s.kind = scene == QLatin1String("dark") ? 0 : scene == QLatin1String("flat") ? 1 : 2;
     const int32_t status = lsx::setScene(camera, s);
     if (status != LSX_OK) {
-        fail(r, QStringLiteral("设置模拟场景出错，错误原因：%1-%2.").arg(status).arg(statusText(status)));
+        fail(r, tr("设置模拟场景出错，错误原因：%1-%2.").arg(status).arg(statusText(status)));
         return false;
     }
-    report(-1, QStringLiteral("模拟场景：%1").arg(scene), &r);
+    report(-1, tr("模拟场景：%1").arg(scene), &r);
     return true;
 }
 
@@ -235,7 +239,7 @@ bool CliRunner::askOperator(const QString& what, StepResult& r)
 {
     if (m_yes) return true;
     endProgressLine();
-    toErr(what + QStringLiteral("\n按回车键继续，Ctrl-C 取消。"));
+    toErr(what + tr("\n按回车键继续，Ctrl-C 取消。"));
     // Waits in an event loop, so that Ctrl-C still reaches the runner.
     QEventLoop loop;
     bool answered = false, closed = false;
@@ -260,7 +264,7 @@ bool CliRunner::askOperator(const QString& what, StepResult& r)
         return false;
     }
     if (!answered || closed) {
-        fail(r, QStringLiteral("没有操作员的确认（标准输入已关闭）；无人值守时请加 --yes。"), CliUsage);
+        fail(r, tr("没有操作员的确认（标准输入已关闭）；无人值守时请加 --yes。"), CliUsage);
         return false;
     }
     return true;
@@ -366,7 +370,7 @@ int CliRunner::runStep(const CliStep& step, const CliPlan& plan, StepResult& r)
                 ini.setValue(it.key(), it.value());
             ini.sync();
             if (ini.status() != QSettings::NoError) {
-                fail(r, QStringLiteral("无法写入设置文件 %1。").arg(fpnIniPath()));
+                fail(r, tr("无法写入设置文件 %1。").arg(fpnIniPath()));
                 return r.exit;
             }
         }
@@ -404,7 +408,7 @@ int CliRunner::runStep(const CliStep& step, const CliPlan& plan, StepResult& r)
         const properties::Range range = properties::exposureRange(s->m_handle);
         if (!ok || !(us >= range.min && us <= range.max)) {
             fail(r,
-                 QStringLiteral("曝光时间应在 %1 到 %2 微秒之间，而不是 \"%3\"。")
+                 tr("曝光时间应在 %1 到 %2 微秒之间，而不是 \"%3\"。")
                      .arg(range.min)
                      .arg(range.max)
                      .arg(step.args.first()),
@@ -413,17 +417,17 @@ int CliRunner::runStep(const CliStep& step, const CliPlan& plan, StepResult& r)
         }
         const lsxStatus status = lsxSetExposure(s->m_handle, us);
         if (status != LSX_OK) {
-            fail(r, QStringLiteral("设置曝光时间出错，错误原因：%1-%2.").arg(status).arg(statusText(status)));
+            fail(r, tr("设置曝光时间出错，错误原因：%1-%2.").arg(status).arg(statusText(status)));
             return r.exit;
         }
         double now = 0.0;
         lsxGetExposure(s->m_handle, &now);
-        report(-1, QStringLiteral("曝光时间：%1 us").arg(now), &r);
+        report(-1, tr("曝光时间：%1 us").arg(now), &r);
         r.figures = QJsonObject{{QStringLiteral("exposure"), now}};
         return CliOk;
     }
     if (n == QLatin1String("dark")) {
-        if (!askOperator(QStringLiteral("暗场校正：请盖上镜头盖，使相机处于完全黑暗中。"), r)) return r.exit;
+        if (!askOperator(tr("暗场校正：请盖上镜头盖，使相机处于完全黑暗中。"), r)) return r.exit;
         const bool autoDoffset = step.options.contains(QStringLiteral("auto-doffset"));
         if (!runProcedure([&] { emit s->IS_DSNUStart(autoDoffset); }, r)) return r.exit;
         r.figures = darkStepFigures(s->m_bList, s->settings().value(FpnIni::DOffset).toInt(),
@@ -432,7 +436,7 @@ int CliRunner::runStep(const CliStep& step, const CliPlan& plan, StepResult& r)
         return CliOk;
     }
     if (n == QLatin1String("bright")) {
-        if (!askOperator(QStringLiteral("明场校正：请取下镜头盖，对准均匀照明的白色目标。"), r)) return r.exit;
+        if (!askOperator(tr("明场校正：请取下镜头盖，对准均匀照明的白色目标。"), r)) return r.exit;
         // "同时进行感光平场(FFC)" as the window keeps it in FPN.ini.
         s->setFlatEnable(s->settings().value(FpnIni::FlatEnable, FpnIni::FlatEnableDefault).toBool());
         if (!runProcedure([&] { emit s->IS_FpnStart(); }, r)) return r.exit;
@@ -447,16 +451,13 @@ int CliRunner::runStep(const CliStep& step, const CliPlan& plan, StepResult& r)
         const QString set = step.args.first();
         const bool factory = set == QLatin1String("factory");
         if (factory && !s->factoryMode()) {
-            fail(r, QStringLiteral("没有写入Factory参数权限。"));
+            fail(r, tr("没有写入Factory参数权限。"));
             return r.exit;
         }
         if (!confirmWrite(CameraServer::WriteKind::Fpn, set, r)) return r.exit;
         const lsxStatus selected = properties::setSelection(s->m_handle, properties::kFpnSelKey, set);
         if (selected != LSX_OK) {
-            fail(r, QStringLiteral("选择FPN参数组 \"%1\" 出错，错误原因：%2-%3.")
-                        .arg(set)
-                        .arg(selected)
-                        .arg(statusText(selected)));
+            fail(r, tr("选择FPN参数组 \"%1\" 出错，错误原因：%2-%3.").arg(set).arg(selected).arg(statusText(selected)));
             return r.exit;
         }
         m_writing = true;
@@ -471,10 +472,10 @@ int CliRunner::runStep(const CliStep& step, const CliPlan& plan, StepResult& r)
         const QString path = withEnding(QFileInfo(step.args.first()).absoluteFilePath(), QStringLiteral(".FAC.FPN"));
         QString why;
         if (!s->saveFpnFile(path, &why)) {
-            fail(r, QStringLiteral("保存FPN参数出错，请重试。%1").arg(why));
+            fail(r, tr("保存FPN参数出错，请重试。%1").arg(why));
             return r.exit;
         }
-        report(-1, QStringLiteral("FPN参数已保存到 %1").arg(path), &r);
+        report(-1, tr("FPN参数已保存到 %1").arg(path), &r);
         r.files.append(path);
         return CliOk;
     }
@@ -482,10 +483,10 @@ int CliRunner::runStep(const CliStep& step, const CliPlan& plan, StepResult& r)
         const QString path = QFileInfo(step.args.first()).absoluteFilePath();
         QString why;
         if (!s->loadFpnFile(path, &why)) {
-            fail(r, QStringLiteral("加载FPN参数出错，请重试。%1").arg(why));
+            fail(r, tr("加载FPN参数出错，请重试。%1").arg(why));
             return r.exit;
         }
-        report(-1, QStringLiteral("已加载FPN参数 %1").arg(path), &r);
+        report(-1, tr("已加载FPN参数 %1").arg(path), &r);
         r.figures = QJsonObject{{QStringLiteral("bRows"), rowsSummary(s->m_bList)},
                                 {QStringLiteral("kRows"), rowsSummary(s->m_kList)}};
         return CliOk;
@@ -493,7 +494,7 @@ int CliRunner::runStep(const CliStep& step, const CliPlan& plan, StepResult& r)
     if (n == QLatin1String("ffc") || n == QLatin1String("lsc")) return flatStep(step, r);
     if (n == QLatin1String("verify")) return verifyStep(step, r);
     if (n == QLatin1String("restore")) return restoreStep(step, r);
-    fail(r, QStringLiteral("未知的步骤 %1。").arg(n), CliUsage);
+    fail(r, tr("未知的步骤 %1。").arg(n), CliUsage);
     return r.exit;
 }
 
@@ -503,8 +504,7 @@ int CliRunner::verifyStep(const CliStep& step, StepResult& r)
     // The report is the JSON one: its PDF needs the window's charts.
     const QString reportName = step.options.value(QStringLiteral("report"));
     if (!reportName.isEmpty() && !reportName.endsWith(QLatin1String(".json"), Qt::CaseInsensitive)) {
-        fail(r, QStringLiteral("--report 保存 JSON 报告（FILE.json）；PDF 报告请在窗口的校正验证结果中保存。"),
-             CliUsage);
+        fail(r, tr("--report 保存 JSON 报告（FILE.json）；PDF 报告请在窗口的校正验证结果中保存。"), CliUsage);
         return r.exit;
     }
 
@@ -518,7 +518,8 @@ int CliRunner::verifyStep(const CliStep& step, StepResult& r)
                 go = setSimScene(question == 1 ? QStringLiteral("dark") : QStringLiteral("flat"), r);
         } else {
             QString what = text;
-            what.remove(QRegularExpression(QStringLiteral("^校正验证-")));
+            // The procedure's prefix, data compared with its text: 校正验证- or its English.
+            what.remove(QRegularExpression(QStringLiteral("^(\u6821\u6B63\u9A8C\u8BC1-|Calibration verification: )")));
             go = askOperator(what, r);
         }
         if (!go) answered = false;
@@ -536,7 +537,7 @@ int CliRunner::verifyStep(const CliStep& step, StepResult& r)
     if (!answered && r.exit != CliOk) return r.exit;
     if (!ran) return r.exit;
     if (!finished) {
-        fail(r, QStringLiteral("校正验证没有给出结果。"));
+        fail(r, tr("校正验证没有给出结果。"));
         return r.exit;
     }
 
@@ -544,14 +545,14 @@ int CliRunner::verifyStep(const CliStep& step, StepResult& r)
     for (const VerifyPlane& p : result.planes) {
         const bool ok = planePasses(p.after, result.limits);
         report(-1,
-               QStringLiteral("%1：DSNU %2 → %3 DN10，PRNU %4 → %5 %，缺陷列 %6（%7）")
+               tr("%1：DSNU %2 → %3 DN10，PRNU %4 → %5 %，缺陷列 %6（%7）")
                    .arg(p.name)
                    .arg(p.before.dsnu, 0, 'f', 3)
                    .arg(p.after.dsnu, 0, 'f', 3)
                    .arg(p.before.prnu, 0, 'f', 3)
                    .arg(p.after.prnu, 0, 'f', 3)
                    .arg(p.after.defects.size())
-                   .arg(ok ? QStringLiteral("合格") : QStringLiteral("不合格")),
+                   .arg(ok ? tr("合格") : tr("不合格")),
                &r);
     }
     r.figures = verifyStepFigures(result);
@@ -560,10 +561,10 @@ int CliRunner::verifyStep(const CliStep& step, StepResult& r)
         QSaveFile f(path);
         if (!f.open(QIODevice::WriteOnly) || f.write(QJsonDocument(verifyReportJson(result)).toJson()) < 0
             || !f.commit()) {
-            fail(r, QStringLiteral("无法保存验证报告 %1。").arg(path));
+            fail(r, tr("无法保存验证报告 %1。").arg(path));
             return r.exit;
         }
-        report(-1, QStringLiteral("验证报告已保存到 %1").arg(path), &r);
+        report(-1, tr("验证报告已保存到 %1").arg(path), &r);
         r.files.append(path);
     }
     if (!passes) {
@@ -592,8 +593,7 @@ int CliRunner::flatStep(const CliStep& step, StepResult& r)
         ok = false;
     }
     if (!ok) {
-        fail(r, QStringLiteral("--goal 应为 mean、rate:R（0 到 1）或 level:L（1 到 255），而不是 \"%1\"。").arg(g),
-             CliUsage);
+        fail(r, tr("--goal 应为 mean、rate:R（0 到 1）或 level:L（1 到 255），而不是 \"%1\"。").arg(g), CliUsage);
         return r.exit;
     }
     // The write target checked before anything runs: an entry of the camera's list, not "Disable".
@@ -604,17 +604,13 @@ int CliRunner::flatStep(const CliStep& step, StepResult& r)
             properties::selection(s->m_handle, ffc ? properties::kFfcSelKey : properties::kLscSelKey);
         setIndex = int(sets.texts.indexOf(set));
         if (setIndex <= 0) {
-            fail(r,
-                 QStringLiteral("请选择正确的写入位置！（可选：%1）").arg(sets.texts.mid(1).join(QStringLiteral("、"))),
-                 CliUsage);
+            fail(r, tr("请选择正确的写入位置！（可选：%1）").arg(sets.texts.mid(1).join(tr("、"))), CliUsage);
             return r.exit;
         }
         if (!confirmWrite(ffc ? CameraServer::WriteKind::Ffc : CameraServer::WriteKind::Lsc, set, r)) return r.exit;
     }
 
-    if (!askOperator(ffc ? QStringLiteral("平场校正：请对准均匀照明的白色目标。")
-                         : QStringLiteral("镜头校正：请对准均匀照明的白色目标。"),
-                     r))
+    if (!askOperator(ffc ? tr("平场校正：请对准均匀照明的白色目标。") : tr("镜头校正：请对准均匀照明的白色目标。"), r))
         return r.exit;
     if (!runProcedure([&] { ffc ? emit s->IS_ApplyFFC(cv::Mat(), cv::Mat(), goal) : emit s->IS_ApplyLSC(goal); }, r))
         return r.exit;
@@ -627,7 +623,7 @@ int CliRunner::flatStep(const CliStep& step, StepResult& r)
             r.exit = CliInterrupted;
             return r.exit;
         }
-        report(-1, QStringLiteral("写入 %1 ...").arg(set), &r);
+        report(-1, tr("写入 %1 ...").arg(set), &r);
         m_writing = true;
         const bool written = runProcedure(
             [&] { ffc ? emit s->IS_FFCWriteDown(setIndex - 1, set) : emit s->IS_LSCWriteDown(setIndex - 1, set); }, r);
@@ -643,10 +639,10 @@ int CliRunner::flatStep(const CliStep& step, StepResult& r)
         QString why;
         const QString path = ffc ? s->saveFfcFile(chosen, &why) : s->saveLscFile(chosen, &why);
         if (path.isEmpty()) {
-            fail(r, QStringLiteral("保存校正参数出错：%1").arg(why));
+            fail(r, tr("保存校正参数出错：%1").arg(why));
             return r.exit;
         }
-        report(-1, QStringLiteral("校正参数已保存至 %1").arg(path), &r);
+        report(-1, tr("校正参数已保存至 %1").arg(path), &r);
         r.files.append(path);
     }
     return CliOk;
@@ -705,13 +701,13 @@ int CliRunner::run(const CliPlan& plan, const QString& bindError)
         const QFileInfo folder(target.absolutePath());
         QString why;
         if (!folder.isDir())
-            why = QStringLiteral("目录 %1 不存在").arg(folder.absoluteFilePath());
+            why = tr("目录 %1 不存在").arg(folder.absoluteFilePath());
         else if (target.isDir())
-            why = QStringLiteral("这是一个目录");
+            why = tr("这是一个目录");
         else if (!folder.isWritable())
-            why = QStringLiteral("目录 %1 不可写").arg(folder.absoluteFilePath());
+            why = tr("目录 %1 不可写").arg(folder.absoluteFilePath());
         if (!why.isEmpty()) {
-            toErr(QStringLiteral("无法写入结果文件 %1：%2。没有执行任何步骤。\n").arg(target.absoluteFilePath(), why));
+            toErr(tr("无法写入结果文件 %1：%2。没有执行任何步骤。\n").arg(target.absoluteFilePath(), why));
             return CliFailed;
         }
     }
@@ -754,11 +750,11 @@ bool CliRunner::saveResultFile(const QString& path, const QByteArray& data)
         why = f.errorString();
     else if (f.write(data) != data.size() || !f.flush())
         // The library's text for a write cut short is often no more than "Unknown error".
-        why = QStringLiteral("文件没有完整写入，磁盘可能已满或超出了文件大小限制");
+        why = tr("文件没有完整写入，磁盘可能已满或超出了文件大小限制");
     else if (!f.commit())
         why = f.errorString();
     if (why.isEmpty()) return true;
-    toErr(QStringLiteral("无法写入结果文件 %1：%2。结果没有保存，原有的文件保持不变。\n")
+    toErr(tr("无法写入结果文件 %1：%2。结果没有保存，原有的文件保持不变。\n")
               .arg(QFileInfo(path).absoluteFilePath(), why));
     return false;
 }

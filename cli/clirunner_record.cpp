@@ -9,6 +9,7 @@
 #include "cli/clirunner.h"
 
 #include "camera/tables.h"
+#include "language.h"
 #include "loader.h"
 
 #include <QCoreApplication>
@@ -86,6 +87,8 @@ QJsonObject CliRunner::resultJson(int exit) const
     const QDateTime ended = m_ended.isValid() ? m_ended : QDateTime::currentDateTimeUtc();
     QJsonObject root{{QStringLiteral("runId"), m_runId},
                      {QStringLiteral("source"), QStringLiteral("lsxcalib-cli")},
+                     // The language of the operator's texts in it (messages), for a reader that keys on them.
+                     {QStringLiteral("language"), languageCode(currentLanguage())},
                      {QStringLiteral("station"), m_records.station},
                      {QStringLiteral("operator"), m_operator},
                      {QStringLiteral("startedAt"), recordTime(m_started)},

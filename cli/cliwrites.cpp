@@ -23,15 +23,14 @@
 bool CliRunner::confirmWrite(CameraServer::WriteKind kind, const QString& set, StepResult& r)
 {
     const CameraServer::BackupPlan plan = m_server->planBackup(kind, set);
-    const QString kept = plan.path.isEmpty()
-                             ? QStringLiteral("无法备份（%1），写入后不能恢复原有参数。").arg(plan.reason)
-                             : QStringLiteral("写入前的内容将备份到 %1。").arg(plan.path);
-    const QString question = QStringLiteral("将覆盖相机 %1 的%2参数组 %3。%4")
-                                 .arg(m_server->cameraName(), CameraServer::writeKindName(kind), set, kept);
+    const QString kept = plan.path.isEmpty() ? tr("无法备份（%1），写入后不能恢复原有参数。").arg(plan.reason)
+                                             : tr("写入前的内容将备份到 %1。").arg(plan.path);
+    const QString question =
+        tr("将覆盖相机 %1 的%2参数组 %3。%4").arg(m_server->cameraName(), CameraServer::writeKindName(kind), set, kept);
     report(-1, question, &r);
     if (m_yes) return true;
 
-    std::fputs(QStringLiteral("确认写入请输入 y 并按回车，其他输入取消：").toLocal8Bit().constData(), stderr);
+    std::fputs(tr("确认写入请输入 y 并按回车，其他输入取消：").toLocal8Bit().constData(), stderr);
     std::fflush(stderr);
     QString line;
     bool closed = false;
@@ -60,13 +59,12 @@ bool CliRunner::confirmWrite(CameraServer::WriteKind kind, const QString& set, S
         return false;
     }
     if (closed) {
-        fail(r, QStringLiteral("写入相机需要操作员确认，但标准输入已关闭；无人值守时请加 --yes。相机未被改动。"),
-             CliUsage);
+        fail(r, tr("写入相机需要操作员确认，但标准输入已关闭；无人值守时请加 --yes。相机未被改动。"), CliUsage);
         return false;
     }
     const QString answer = line.trimmed().toLower();
     if (answer != QLatin1String("y") && answer != QLatin1String("yes")) {
-        fail(r, QStringLiteral("没有确认写入，相机未被改动。"));
+        fail(r, tr("没有确认写入，相机未被改动。"));
         return false;
     }
     return true;
@@ -80,7 +78,7 @@ int CliRunner::restoreStep(const CliStep& step, StepResult& r)
     CameraBackup backup;
     QString error;
     if (!loadBackupFile(path, backup, error)) {
-        fail(r, error + QStringLiteral("。未写入相机。"));
+        fail(r, error + tr("。未写入相机。"));
         return r.exit;
     }
     const CameraServer::WriteKind kind =
@@ -109,13 +107,12 @@ QJsonObject CliRunner::closeCamera()
                  QJsonObject{{QStringLiteral("enable"), left.switchEnable}, {QStringLiteral("mode"), left.switchMode}});
     if (!left.problems.isEmpty()) o.insert(QStringLiteral("problems"), QJsonArray::fromStringList(left.problems));
 
-    const QString kept = left.kept.isEmpty() ? QStringLiteral("没有写入的参数") : left.kept.join(QStringLiteral("、"));
-    report(
-        -1,
-        QStringLiteral("相机已关闭：保持 %1；其余设置%2。相机现在：FPN参数组 %3（%4）%5。")
-            .arg(kept, left.asFound ? QStringLiteral("恢复为打开时的状态") : QStringLiteral("没能恢复为打开时的状态"),
-                 left.fpnSet, left.fpnEnabled ? QStringLiteral("已使能") : QStringLiteral("未使能"),
-                 left.doffsetKnown ? QStringLiteral("，DOffset %1").arg(left.doffset) : QString()),
-        nullptr);
+    const QString kept = left.kept.isEmpty() ? tr("没有写入的参数") : left.kept.join(tr("、"));
+    report(-1,
+           tr("相机已关闭：保持 %1；其余设置%2。相机现在：FPN参数组 %3（%4）%5。")
+               .arg(kept, left.asFound ? tr("恢复为打开时的状态") : tr("没能恢复为打开时的状态"), left.fpnSet,
+                    left.fpnEnabled ? tr("已使能") : tr("未使能"),
+                    left.doffsetKnown ? tr("，DOffset %1").arg(left.doffset) : QString()),
+           nullptr);
     return o;
 }

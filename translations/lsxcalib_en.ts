@@ -9,10 +9,500 @@
     </message>
 </context>
 <context>
+    <name>CliHistory</name>
+    <message>
+        <source>已发送 %1 条暂存的记录。</source>
+        <translation>%1 held record(s) sent.</translation>
+    </message>
+    <message>
+        <source>%1 中共 %2 条记录%3。</source>
+        <translation>%2 record(s) in %1%3.</translation>
+    </message>
+    <message>
+        <source>（序列号 %1）</source>
+        <translation> (serial number %1)</translation>
+    </message>
+</context>
+<context>
     <name>CliPlan</name>
     <message>
         <source>未知的界面语言 &quot;%1&quot;（可选 zh、en）。</source>
         <translation>Unknown interface language &quot;%1&quot; (choose zh or en).</translation>
+    </message>
+    <message>
+        <source>列出找到的相机</source>
+        <translation>list the cameras found</translation>
+    </message>
+    <message>
+        <source>显示相机的型号、传感器、分辨率、增益与曝光范围</source>
+        <translation>show the camera&apos;s model, sensor, resolution, gain and exposure range</translation>
+    </message>
+    <message>
+        <source>设置相机的曝光时间 US（微秒），如工位的工作曝光</source>
+        <translation>set the camera&apos;s exposure time to US (µs), such as the station&apos;s working exposure</translation>
+    </message>
+    <message>
+        <source>暗场校正（盖上镜头）；--auto-doffset 每个增益自动检测DOffset</source>
+        <translation>dark-field correction (lens covered); --auto-doffset finds the DOffset for each gain</translation>
+    </message>
+    <message>
+        <source>明场校正（均匀光照的白色目标）</source>
+        <translation>bright-field correction (an evenly lit white target)</translation>
+    </message>
+    <message>
+        <source>将FPN参数写入相机的参数组 SET（如 UserSet0 或 factory）</source>
+        <translation>write the FPN parameters into the camera&apos;s parameter set SET (such as UserSet0 or factory)</translation>
+    </message>
+    <message>
+        <source>将FPN参数保存到文件 FILE（缺少时加上 .FAC.FPN）</source>
+        <translation>save the FPN parameters to the file FILE (.FAC.FPN added when missing)</translation>
+    </message>
+    <message>
+        <source>从文件 FILE 加载FPN参数</source>
+        <translation>load the FPN parameters from the file FILE</translation>
+    </message>
+    <message>
+        <source>平场校正；--goal mean|rate:R|level:L 目标亮度，--write SET 写入相机，--save NAME 保存文件（&lt;型号&gt;.FAC.FFC.NAME）</source>
+        <translation>flat-field correction (FFC); --goal mean|rate:R|level:L target brightness, --write SET write into the camera, --save NAME save a file (&lt;model&gt;.FAC.FFC.NAME)</translation>
+    </message>
+    <message>
+        <source>镜头校正；--goal mean|rate:R|level:L 目标亮度，--write SET 写入相机，--save NAME 保存文件（缺少时加上 .LSC.FAC）</source>
+        <translation>lens shading correction (LSC); --goal mean|rate:R|level:L target brightness, --write SET write into the camera, --save NAME save a file (.LSC.FAC added when missing)</translation>
+    </message>
+    <message>
+        <source>校正验证（先暗场后明场），超出限值时退出码为 3；--report FILE.json 保存验证报告</source>
+        <translation>calibration verification (dark field, then bright field); exit code 3 when a limit is exceeded; --report FILE.json saves the verification report</translation>
+    </message>
+    <message>
+        <source>把写入前的备份文件 BACKUP 写回相机（先备份参数组的当前内容）</source>
+        <translation>write the backup file BACKUP, made before a write, back into the camera (the set&apos;s present contents are backed up first)</translation>
+    </message>
+    <message>
+        <source>按配方文件 RECIPE.ini 执行其中的步骤</source>
+        <translation>run the steps of the recipe file RECIPE.ini</translation>
+    </message>
+    <message>
+        <source>列出记录数据库中的校正记录；--serial S 只列该序列号的相机，--csv FILE、--json FILE 导出</source>
+        <translation>list the calibration records of the record database; --serial S only the camera with that serial number, --csv FILE, --json FILE export</translation>
+    </message>
+    <message>
+        <source>选项 %1 缺少参数。</source>
+        <translation>The option %1 lacks its value.</translation>
+    </message>
+    <message>
+        <source>选项 --sdk 的相机库路径为空。</source>
+        <translation>The camera library path of --sdk is empty.</translation>
+    </message>
+    <message>
+        <source>--frame-timeout 应为 0 到 86400 之间的秒数，而不是 &quot;%1&quot;。</source>
+        <translation>--frame-timeout should be a number of seconds from 0 to 86400, not &quot;%1&quot;.</translation>
+    </message>
+    <message>
+        <source>未知的模拟场景 &quot;%1&quot;（可选 dark、flat、pattern）。</source>
+        <translation>Unknown simulated scene &quot;%1&quot; (choose dark, flat or pattern).</translation>
+    </message>
+    <message>
+        <source>步骤 %1 的选项 %2 缺少参数。</source>
+        <translation>The option %2 of the step %1 lacks its value.</translation>
+    </message>
+    <message>
+        <source>步骤 %1 需要 %2 个参数。</source>
+        <translation>The step %1 needs %2 argument(s).</translation>
+    </message>
+    <message>
+        <source>未知的选项 &quot;%1&quot;。</source>
+        <translation>Unknown option &quot;%1&quot;.</translation>
+    </message>
+    <message>
+        <source>未知的步骤 &quot;%1&quot;。</source>
+        <translation>Unknown step &quot;%1&quot;.</translation>
+    </message>
+    <message>
+        <source>--sim-scene 之后缺少步骤。</source>
+        <translation>A step is missing after --sim-scene.</translation>
+    </message>
+    <message>
+        <source>要连接的相机（友好名称）；缺省为找到的第一台相机</source>
+        <translation>the camera to connect to (its friendly name); by default the first camera found</translation>
+    </message>
+    <message>
+        <source>相机库（也可用环境变量 LSX_LIBRARY）；缺省为模拟相机</source>
+        <translation>the camera library (or the environment variable LSX_LIBRARY); by default the simulated camera</translation>
+    </message>
+    <message>
+        <source>把每一步的结果、信息、数值和写出的文件写入 JSON 文件</source>
+        <translation>write each step&apos;s outcome, messages, figures and written files to a JSON file</translation>
+    </message>
+    <message>
+        <source>不询问操作员（不等待回车），并确认写入相机</source>
+        <translation>do not ask the operator (no waiting for Enter), and confirm writes into the camera</translation>
+    </message>
+    <message>
+        <source>相机持续 S 秒没有送出图像时结束该步骤（缺省 30 秒）</source>
+        <translation>end the step when the camera sends no image for S seconds (30 by default)</translation>
+    </message>
+    <message>
+        <source>同时在标准错误输出程序的调试日志</source>
+        <translation>also print the program&apos;s debug log on standard error</translation>
+    </message>
+    <message>
+        <source>记录中的操作员（缺省为登录名）</source>
+        <translation>the operator in the record (by default the login name)</translation>
+    </message>
+    <message>
+        <source>记录数据库：postgresql://主机/数据库名 或 sqlite:文件（缺省为 FPN.ini 的
+Records/Url，再缺省为文档目录中的 records.sqlite）</source>
+        <translation>the record database: postgresql://host/database or sqlite:file (by default Records/Url
+of FPN.ini, else records.sqlite in the documents folder)</translation>
+    </message>
+    <message>
+        <source>界面语言：zh 中文，en 英文；缺省为 FPN.ini 中 [General] 的 Language，再缺省按系统的区域设置</source>
+        <translation>interface language: zh Chinese, en English; by default Language under [General] in FPN.ini, else the system&apos;s locale</translation>
+    </message>
+    <message>
+        <source>在下一步之前设置模拟相机的场景：dark、flat 或 pattern（仅模拟相机）</source>
+        <translation>set the simulated camera&apos;s scene before the next step: dark, flat or pattern (simulated camera only)</translation>
+    </message>
+    <message>
+        <source>显示本帮助</source>
+        <translation>show this help</translation>
+    </message>
+    <message>
+        <source>线扫相机校正工具（命令行）</source>
+        <translation>Line-Scan Camera Calibration Tool (command line)</translation>
+    </message>
+    <message>
+        <source>用法:</source>
+        <translation>Usage:</translation>
+    </message>
+    <message>
+        <source>选项:</source>
+        <translation>Options:</translation>
+    </message>
+    <message>
+        <source>步骤（按给出的顺序执行，共享内存中的校正数据）:</source>
+        <translation>Steps (run in the order given, sharing the correction data in memory):</translation>
+    </message>
+    <message>
+        <source>写入相机（write-fpn、ffc --write、lsc --write、restore）之前先把要覆盖的参数组备份到文档文件夹的 backup 文件夹，并要求确认：在终端输入 y，或给出 --yes；相机不能读回的参数组会说明无法备份。结束时相机恢复为打开时的状态，只保持写入的参数组（已使能）及其 DOffset。</source>
+        <translation>Before a write into the camera (write-fpn, ffc --write, lsc --write, restore) the parameter set to be overwritten is backed up to the backup folder of the documents folder, and a confirmation is asked for: type y in the terminal, or give --yes; a set the camera cannot read back is said to be impossible to back up. At the end the camera is returned to its state at opening, keeping only the written parameter sets (switched on) and their DOffset.</translation>
+    </message>
+    <message>
+        <source>退出码: 0 全部成功；1 某一步失败，或结果文件无法写入；2 用法错误、未知相机或相机库无法加载；3 校正验证未达到限值；130 被 Ctrl-C 取消。</source>
+        <translation>Exit codes: 0 all succeeded; 1 a step failed, or the result file cannot be written; 2 usage error, unknown camera or the camera library cannot be loaded; 3 the calibration verification did not meet its limits; 130 cancelled by Ctrl-C.</translation>
+    </message>
+    <message>
+        <source>没有给出任何步骤。</source>
+        <translation>No step given.</translation>
+    </message>
+    <message>
+        <source>无法读取配方文件 &quot;%1&quot;。</source>
+        <translation>Cannot read the recipe file &quot;%1&quot;.</translation>
+    </message>
+    <message>
+        <source>配方文件 &quot;%1&quot; 第 %2 行：%3</source>
+        <translation>Recipe file &quot;%1&quot;, line %2: %3</translation>
+    </message>
+    <message>
+        <source>节名缺少 &quot;]&quot;。</source>
+        <translation>The section name lacks &quot;]&quot;.</translation>
+    </message>
+    <message>
+        <source>未知的节 [%1]。</source>
+        <translation>Unknown section [%1].</translation>
+    </message>
+    <message>
+        <source>应为 &quot;键 = 值&quot;。</source>
+        <translation>Expected &quot;key = value&quot;.</translation>
+    </message>
+    <message>
+        <source>[camera] 只认 name。</source>
+        <translation>[camera] only knows name.</translation>
+    </message>
+    <message>
+        <source>[steps] 只认 step。</source>
+        <translation>[steps] only knows step.</translation>
+    </message>
+    <message>
+        <source>配方里不能再用 run。</source>
+        <translation>A recipe cannot use run.</translation>
+    </message>
+    <message>
+        <source>键 &quot;%1&quot; 不在任何节中。</source>
+        <translation>The key &quot;%1&quot; is in no section.</translation>
+    </message>
+</context>
+<context>
+    <name>CliRunner</name>
+    <message>
+        <source>正在写入相机：写入完成后结束。
+</source>
+        <translation>Writing into the camera: ending when the write is done.
+</translation>
+    </message>
+    <message>
+        <source>错误：%1
+</source>
+        <translation>Error: %1
+</translation>
+    </message>
+    <message>
+        <source>已取消。</source>
+        <translation>Cancelled.</translation>
+    </message>
+    <message>
+        <source>失败：过程没有完成。</source>
+        <translation>Failed: the procedure did not finish.</translation>
+    </message>
+    <message>
+        <source>失败：%1</source>
+        <translation>Failed: %1</translation>
+    </message>
+    <message>
+        <source>未达到限值：%1</source>
+        <translation>Limits not met: %1</translation>
+    </message>
+    <message>
+        <source>完成。</source>
+        <translation>Done.</translation>
+    </message>
+    <message>
+        <source>完成：%1</source>
+        <translation>Done: %1</translation>
+    </message>
+    <message>
+        <source>没有发现相机。</source>
+        <translation>No camera found.</translation>
+    </message>
+    <message>
+        <source>未找到相机 &quot;%1&quot;（找到：%2）。</source>
+        <translation>Camera &quot;%1&quot; not found (found: %2).</translation>
+    </message>
+    <message>
+        <source>、</source>
+        <translation>, </translation>
+    </message>
+    <message>
+        <source>相机打开失败，失败原因：%1</source>
+        <translation>The camera could not be opened. Cause: %1</translation>
+    </message>
+    <message>
+        <source>已连接相机 %1。</source>
+        <translation>Connected to the camera %1.</translation>
+    </message>
+    <message>
+        <source>--sim-scene 只用于模拟相机：当前的相机库不能设置场景。</source>
+        <translation>--sim-scene is for the simulated camera only: the present camera library cannot set a scene.</translation>
+    </message>
+    <message>
+        <source>设置模拟场景出错，错误原因：%1-%2.</source>
+        <translation>Setting the simulated scene failed. Cause: %1-%2.</translation>
+    </message>
+    <message>
+        <source>模拟场景：%1</source>
+        <translation>Simulated scene: %1</translation>
+    </message>
+    <message>
+        <source>
+按回车键继续，Ctrl-C 取消。</source>
+        <translation>
+Press Enter to continue, Ctrl-C to cancel.</translation>
+    </message>
+    <message>
+        <source>没有操作员的确认（标准输入已关闭）；无人值守时请加 --yes。</source>
+        <translation>No confirmation from the operator (standard input is closed); add --yes when unattended.</translation>
+    </message>
+    <message>
+        <source>无法写入设置文件 %1。</source>
+        <translation>Cannot write the settings file %1.</translation>
+    </message>
+    <message>
+        <source>曝光时间应在 %1 到 %2 微秒之间，而不是 &quot;%3&quot;。</source>
+        <translation>The exposure time should be from %1 to %2 µs, not &quot;%3&quot;.</translation>
+    </message>
+    <message>
+        <source>设置曝光时间出错，错误原因：%1-%2.</source>
+        <translation>Setting the exposure time failed. Cause: %1-%2.</translation>
+    </message>
+    <message>
+        <source>曝光时间：%1 us</source>
+        <translation>Exposure time: %1 us</translation>
+    </message>
+    <message>
+        <source>暗场校正：请盖上镜头盖，使相机处于完全黑暗中。</source>
+        <translation>Dark-field correction: put on the lens cap so that the camera is in complete darkness.</translation>
+    </message>
+    <message>
+        <source>明场校正：请取下镜头盖，对准均匀照明的白色目标。</source>
+        <translation>Bright-field correction: take off the lens cap and aim at an evenly lit white target.</translation>
+    </message>
+    <message>
+        <source>没有写入Factory参数权限。</source>
+        <translation>No permission to write the factory set.</translation>
+    </message>
+    <message>
+        <source>选择FPN参数组 &quot;%1&quot; 出错，错误原因：%2-%3.</source>
+        <translation>Selecting the FPN parameter set &quot;%1&quot; failed. Cause: %2-%3.</translation>
+    </message>
+    <message>
+        <source>保存FPN参数出错，请重试。%1</source>
+        <translation>Saving the FPN parameters failed, please try again. %1</translation>
+    </message>
+    <message>
+        <source>FPN参数已保存到 %1</source>
+        <translation>FPN parameters saved to %1</translation>
+    </message>
+    <message>
+        <source>加载FPN参数出错，请重试。%1</source>
+        <translation>Loading the FPN parameters failed, please try again. %1</translation>
+    </message>
+    <message>
+        <source>已加载FPN参数 %1</source>
+        <translation>FPN parameters loaded from %1</translation>
+    </message>
+    <message>
+        <source>未知的步骤 %1。</source>
+        <translation>Unknown step %1.</translation>
+    </message>
+    <message>
+        <source>--report 保存 JSON 报告（FILE.json）；PDF 报告请在窗口的校正验证结果中保存。</source>
+        <translation>--report saves a JSON report (FILE.json); save a PDF report from the calibration verification&apos;s result in the window.</translation>
+    </message>
+    <message>
+        <source>校正验证没有给出结果。</source>
+        <translation>The calibration verification gave no result.</translation>
+    </message>
+    <message>
+        <source>%1：DSNU %2 → %3 DN10，PRNU %4 → %5 %，缺陷列 %6（%7）</source>
+        <translation>%1: DSNU %2 → %3 DN10, PRNU %4 → %5 %, defect columns %6 (%7)</translation>
+    </message>
+    <message>
+        <source>合格</source>
+        <translation>pass</translation>
+    </message>
+    <message>
+        <source>不合格</source>
+        <translation>fail</translation>
+    </message>
+    <message>
+        <source>无法保存验证报告 %1。</source>
+        <translation>Cannot save the verification report %1.</translation>
+    </message>
+    <message>
+        <source>验证报告已保存到 %1</source>
+        <translation>Verification report saved to %1</translation>
+    </message>
+    <message>
+        <source>--goal 应为 mean、rate:R（0 到 1）或 level:L（1 到 255），而不是 &quot;%1&quot;。</source>
+        <translation>--goal should be mean, rate:R (0 to 1) or level:L (1 to 255), not &quot;%1&quot;.</translation>
+    </message>
+    <message>
+        <source>请选择正确的写入位置！（可选：%1）</source>
+        <translation>Please choose a valid place to write to! (choose from: %1)</translation>
+    </message>
+    <message>
+        <source>平场校正：请对准均匀照明的白色目标。</source>
+        <translation>Flat-field correction: aim at an evenly lit white target.</translation>
+    </message>
+    <message>
+        <source>镜头校正：请对准均匀照明的白色目标。</source>
+        <translation>Lens shading correction: aim at an evenly lit white target.</translation>
+    </message>
+    <message>
+        <source>写入 %1 ...</source>
+        <translation>Writing %1 ...</translation>
+    </message>
+    <message>
+        <source>保存校正参数出错：%1</source>
+        <translation>Saving the correction parameters failed: %1</translation>
+    </message>
+    <message>
+        <source>校正参数已保存至 %1</source>
+        <translation>Correction parameters saved to %1</translation>
+    </message>
+    <message>
+        <source>目录 %1 不存在</source>
+        <translation>the folder %1 does not exist</translation>
+    </message>
+    <message>
+        <source>这是一个目录</source>
+        <translation>it is a folder</translation>
+    </message>
+    <message>
+        <source>目录 %1 不可写</source>
+        <translation>the folder %1 is not writable</translation>
+    </message>
+    <message>
+        <source>无法写入结果文件 %1：%2。没有执行任何步骤。
+</source>
+        <translation>Cannot write the result file %1: %2. No step was run.
+</translation>
+    </message>
+    <message>
+        <source>文件没有完整写入，磁盘可能已满或超出了文件大小限制</source>
+        <translation>the file was not written whole; the disk may be full or the file size limit exceeded</translation>
+    </message>
+    <message>
+        <source>无法写入结果文件 %1：%2。结果没有保存，原有的文件保持不变。
+</source>
+        <translation>Cannot write the result file %1: %2. The result is not saved; the existing file is left as it was.
+</translation>
+    </message>
+    <message>
+        <source>无法备份（%1），写入后不能恢复原有参数。</source>
+        <translation>No backup possible (%1): the present parameters cannot be restored after the write.</translation>
+    </message>
+    <message>
+        <source>写入前的内容将备份到 %1。</source>
+        <translation>The contents before the write will be backed up to %1.</translation>
+    </message>
+    <message>
+        <source>将覆盖相机 %1 的%2参数组 %3。%4</source>
+        <translation>The %2 parameter set %3 of the camera %1 will be overwritten. %4</translation>
+    </message>
+    <message>
+        <source>确认写入请输入 y 并按回车，其他输入取消：</source>
+        <translation>To confirm the write type y and press Enter; anything else cancels: </translation>
+    </message>
+    <message>
+        <source>写入相机需要操作员确认，但标准输入已关闭；无人值守时请加 --yes。相机未被改动。</source>
+        <translation>A write into the camera needs the operator&apos;s confirmation, but standard input is closed; add --yes when unattended. The camera is unchanged.</translation>
+    </message>
+    <message>
+        <source>没有确认写入，相机未被改动。</source>
+        <translation>The write was not confirmed; the camera is unchanged.</translation>
+    </message>
+    <message>
+        <source>。未写入相机。</source>
+        <translation>. Nothing written into the camera.</translation>
+    </message>
+    <message>
+        <source>没有写入的参数</source>
+        <translation>no written parameters</translation>
+    </message>
+    <message>
+        <source>相机已关闭：保持 %1；其余设置%2。相机现在：FPN参数组 %3（%4）%5。</source>
+        <translation>Camera closed: kept %1; the other settings %2. The camera now: FPN parameter set %3 (%4)%5.</translation>
+    </message>
+    <message>
+        <source>恢复为打开时的状态</source>
+        <translation>are back as they were at opening</translation>
+    </message>
+    <message>
+        <source>没能恢复为打开时的状态</source>
+        <translation>could not be put back as they were at opening</translation>
+    </message>
+    <message>
+        <source>已使能</source>
+        <translation>switched on</translation>
+    </message>
+    <message>
+        <source>未使能</source>
+        <translation>switched off</translation>
+    </message>
+    <message>
+        <source>，DOffset %1</source>
+        <translation>, DOffset %1</translation>
     </message>
 </context>
 <context>

@@ -1,6 +1,7 @@
 #pragma once
 // Telling Chinese in a text: for the checks of the English interface.
 
+#include <QList>
 #include <QString>
 
 // A character of the Chinese, Japanese and Korean scripts, their punctuation and full-width
