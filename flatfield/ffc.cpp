@@ -32,11 +32,12 @@ namespace {
 
 constexpr uint32_t kFfcFrameTimeoutMs = 3000;
 
-const QString kSizeMismatch = QStringLiteral("加载图像与相机尺寸不一致，无法进行对应平场操作。");
-const QString kRoiFailed = QStringLiteral("获取图像信息出错，出错原因：%1-%2.");
-const QString kGrabFailed = QStringLiteral("触发出图出错，出错原因：%1-%2.");
-const QString kNoImage = QStringLiteral("没有用于平场校正的图像。请加载本地图像或打开相机采集图像。");
-const QString kFailedRun = QStringLiteral("FFC执行失败，请重试。");
+const char* const kSizeMismatch = QT_TRANSLATE_NOOP("CameraServer", "加载图像与相机尺寸不一致，无法进行对应平场操作。");
+const char* const kRoiFailed = QT_TRANSLATE_NOOP("CameraServer", "获取图像信息出错，出错原因：%1-%2.");
+const char* const kGrabFailed = QT_TRANSLATE_NOOP("CameraServer", "触发出图出错，出错原因：%1-%2.");
+const char* const kNoImage =
+    QT_TRANSLATE_NOOP("CameraServer", "没有用于平场校正的图像。请加载本地图像或打开相机采集图像。");
+const char* const kFailedRun = QT_TRANSLATE_NOOP("CameraServer", "FFC执行失败，请重试。");
 
 bool hasImage(const cv::Mat& m)
 {
@@ -86,7 +87,7 @@ void CameraServer::applyFFC(cv::Mat srcImg, cv::Mat statisticMat, float goalRate
         "applyFFC", [&] { ffcRun(srcImg, statisticMat, goalRate); },
         [this] {
             lsxStop(m_handle);
-            emit OS_FpnInfo(101, kFailedRun);
+            emit OS_FpnInfo(101, tr(kFailedRun));
         });
 }
 
@@ -96,7 +97,7 @@ void CameraServer::ffcRun(cv::Mat srcImg, cv::Mat statisticMat, float goalRate)
         QWriteLocker lock(&m_lock);
         m_cancel = false;
     }
-    emit OS_FpnInfo(1, QStringLiteral("FFC执行中..."));
+    emit OS_FpnInfo(1, tr("FFC执行中..."));
     readLineCount();
 
     if (hasImage(srcImg)) {
@@ -106,49 +107,48 @@ void CameraServer::ffcRun(cv::Mat srcImg, cv::Mat statisticMat, float goalRate)
     }
 
     if (srcImg.empty() || statisticMat.empty()) {
-        emit OS_FpnInfo(101, kNoImage);
+        emit OS_FpnInfo(101, tr(kNoImage));
         return;
     }
     const GainList gains = ffcComputeGains(statisticMat, m_ffcRadius, goalRate, m_maxK);
     if (gains.isEmpty()) {
-        emit OS_FpnInfo(101, kNoImage);
+        emit OS_FpnInfo(101, tr(kNoImage));
         return;
     }
     m_ffcKList = gains;
-    emit OS_FpnInfo(
-        100, QStringLiteral("FFC执行计算完成。\n\n请选择软件模拟查看效果，确认效果较好后写入相机或保存为文件。"));
+    emit OS_FpnInfo(100, tr("FFC执行计算完成。\n\n请选择软件模拟查看效果，确认效果较好后写入相机或保存为文件。"));
     emit OS_FFCFinished(m_ffcKList);
 }
 
 bool CameraServer::ffcFromPicture(const cv::Mat& srcImg, cv::Mat& statisticMat)
 {
     if (m_lineCount >= 2) {
-        emit OS_FpnInfo(101, QStringLiteral("当前机型不支持图像FFC。"));
+        emit OS_FpnInfo(101, tr("当前机型不支持图像FFC。"));
         return false;
     }
     lsxRegionDescr descr;
     std::memset(&descr, 0, sizeof descr);
     lsxStatus status = lsxGetRoiDescr(m_handle, &descr);
     if (status != LSX_OK) {
-        emit OS_FpnInfo(101, withStatus(kRoiFailed, status));
+        emit OS_FpnInfo(101, withStatus(tr(kRoiFailed), status));
         return false;
     }
     if (srcImg.cols > descr.maxWidth) {
-        emit OS_FpnInfo(101, kSizeMismatch);
+        emit OS_FpnInfo(101, tr(kSizeMismatch));
         return false;
     }
     lsxRegion roi;
     std::memset(&roi, 0, sizeof roi);
     status = lsxGetRoi(m_handle, &roi);
     if (status != LSX_OK) {
-        emit OS_FpnInfo(101, withStatus(kRoiFailed, status));
+        emit OS_FpnInfo(101, withStatus(tr(kRoiFailed), status));
         return false;
     }
     if (roi.W != srcImg.cols) {
         // The ROI is expected to lie inside the picture; one that does not is refused rather
         // than read past the row.
         if (roi.X < 0 || roi.W <= 0 || int64_t(roi.X) + roi.W > statisticMat.cols) {
-            emit OS_FpnInfo(101, kSizeMismatch);
+            emit OS_FpnInfo(101, tr(kSizeMismatch));
             return false;
         }
         statisticMat = statisticMat.colRange(roi.X, roi.X + roi.W);
@@ -160,20 +160,20 @@ bool CameraServer::ffcFromCamera(cv::Mat& srcImg, cv::Mat& statisticMat)
 {
     lsxStatus status = enableSoftTrigger();
     if (status != LSX_OK) {
-        emit OS_FpnInfo(101, withStatus(QStringLiteral("使能软触发出错，错误原因：%1-%2."), status));
+        emit OS_FpnInfo(101, withStatus(tr("使能软触发出错，错误原因：%1-%2."), status));
         return false;
     }
     // The camera's flat field off for the measurement; its lens shading stays on only while a
     // lens-shading set is selected.
     status = setCorrectionSwitch("LSC", 0, LSX_SWITCH_BOTH, 1, LSX_SWITCH_LENS_ONLY);
     if (status != LSX_OK) {
-        emit OS_FpnInfo(101, withStatus(QStringLiteral("关闭FFC使能出错，错误原因：%1-%2."), status));
+        emit OS_FpnInfo(101, withStatus(tr("关闭FFC使能出错，错误原因：%1-%2."), status));
         return false;
     }
     if (!settleUnlessCancelled(2000)) return false;
     status = fpnReadDoffset();
     if (status != LSX_OK) {
-        emit OS_FpnInfo(101, withStatus(QStringLiteral("读取DOffset出错，错误原因：%1-%2."), status));
+        emit OS_FpnInfo(101, withStatus(tr("读取DOffset出错，错误原因：%1-%2."), status));
         return false;
     }
     if (!settleUnlessCancelled(2000)) return false;
@@ -182,7 +182,7 @@ bool CameraServer::ffcFromCamera(cv::Mat& srcImg, cv::Mat& statisticMat)
 
     status = lsxStart(m_handle);
     if (status < LSX_OK) {
-        emit OS_FpnInfo(101, withStatus(QStringLiteral("启动视频流出错，错误原因：%1-%2."), status));
+        emit OS_FpnInfo(101, withStatus(tr("启动视频流出错，错误原因：%1-%2."), status));
         return false;
     }
     if (!settleUnlessCancelled(1000)) {
@@ -195,7 +195,7 @@ bool CameraServer::ffcFromCamera(cv::Mat& srcImg, cv::Mat& statisticMat)
     void* buffer = nullptr;
     if (status == LSX_OK) status = lsxGetFrame(m_handle, &frame, &buffer, kFfcFrameTimeoutMs);
     if (status != LSX_OK) {
-        emit OS_FpnInfo(101, withStatus(kGrabFailed, status));
+        emit OS_FpnInfo(101, withStatus(tr(kGrabFailed), status));
         lsxStop(m_handle);
         return false;
     }
@@ -204,7 +204,7 @@ bool CameraServer::ffcFromCamera(cv::Mat& srcImg, cv::Mat& statisticMat)
     const int format = static_cast<int>(frame.format);
     if (format != FORMAT_MONO && format != FORMAT_BGR24 && format != FORMAT_RGB24 && format != FORMAT_BGR32
         && format != FORMAT_RGB32) {
-        emit OS_FpnInfo(90, QStringLiteral("不支持的图像格式，仅支持 FORMAT_MONO & FORMAT_BGR24 & FORMAT_RGB24."));
+        emit OS_FpnInfo(90, tr("不支持的图像格式，仅支持 FORMAT_MONO & FORMAT_BGR24 & FORMAT_RGB24."));
         lsxStop(m_handle);
         return false;
     }

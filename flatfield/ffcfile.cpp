@@ -1,5 +1,6 @@
 #include "ffcfile.h"
 
+#include <QCoreApplication>
 #include <QRegularExpression>
 #include <QSettings>
 
@@ -84,19 +85,20 @@ QByteArray ffcFileText(const FfcRoi& roi, const GainList& gains)
 
 QString ffcGainsRefusal(const FfcRoi& roi, const GainList& gains)
 {
-    if (gains.isEmpty()) return QStringLiteral("当前没有FFC参数可供读取。");
-    if (gains.size() > 3) return QStringLiteral("FFC参数文件至多保存三个通道，当前有 %1 个。").arg(gains.size());
+    if (gains.isEmpty()) return QCoreApplication::translate("FfcFile", "当前没有FFC参数可供读取。");
+    if (gains.size() > 3)
+        return QCoreApplication::translate("FfcFile", "FFC参数文件至多保存三个通道，当前有 %1 个。").arg(gains.size());
     GainList list = gains;
     if (list.size() == 3) std::reverse(list.begin(), list.end());
     for (int c = 0; c < list.size(); ++c) {
         if (list[c].size() != roi.w)
-            return QStringLiteral("FFC_%1 有 %2 列增益，而当前ROI宽 %3 列。")
+            return QCoreApplication::translate("FfcFile", "FFC_%1 有 %2 列增益，而当前ROI宽 %3 列。")
                 .arg(kNames[c])
                 .arg(list[c].size())
                 .arg(roi.w);
         for (int i = 0; i < list[c].size(); ++i)
             if (!std::isfinite(list[c][i]) || !(list[c][i] > 0.0))
-                return QStringLiteral("%1 的增益 %2 不是大于 0 的有限数，不能保存。")
+                return QCoreApplication::translate("FfcFile", "%1 的增益 %2 不是大于 0 的有限数，不能保存。")
                     .arg(gainKey(kNames[c], roi.x + i))
                     .arg(list[c][i]);
     }
@@ -116,10 +118,11 @@ bool ffcSaveFile(const QString& path, const FfcRoi& roi, const GainList& gains, 
 FfcFileContent ffcReadFile(const QString& path, const FfcRoi& current)
 {
     const QString unreadable = fileReadRefusal(path, kFfcFileMaxBytes);
-    if (!unreadable.isEmpty()) return refused(QStringLiteral("错误"), unreadable);
+    if (!unreadable.isEmpty()) return refused(QCoreApplication::translate("FfcFile", "错误"), unreadable);
     QSettings file(path, QSettings::IniFormat);
     if (file.status() != QSettings::NoError || file.value(QStringLiteral("FFC/Version"), 0).toInt() != kFfcFileVersion)
-        return refused(QStringLiteral("版本错误"), QStringLiteral("不支持的参数版本号，无法解析及加载。"));
+        return refused(QCoreApplication::translate("FfcFile", "版本错误"),
+                       QCoreApplication::translate("FfcFile", "不支持的参数版本号，无法解析及加载。"));
 
     // Each key of the ROI a whole number in its range; a refusal names the key and its value.
     FfcFileContent c;
@@ -138,9 +141,10 @@ FfcFileContent ffcReadFile(const QString& path, const FfcRoi& current)
         const bool whole = intValue(file, key, k.fallback, *k.out);
         const bool highest = key == QLatin1String("FFC_ROI/Height");
         if (!whole || *k.out < k.lowest || (!highest && *k.out > kFfcFileMaxWidth))
-            return refused(QStringLiteral("错误"), QStringLiteral("参数文件中的ROI无效（%1 = %2），无法加载。")
-                                                       .arg(key, file.contains(key) ? file.value(key).toString()
-                                                                                    : QString::number(k.fallback)));
+            return refused(
+                QCoreApplication::translate("FfcFile", "错误"),
+                QCoreApplication::translate("FfcFile", "参数文件中的ROI无效（%1 = %2），无法加载。")
+                    .arg(key, file.contains(key) ? file.value(key).toString() : QString::number(k.fallback)));
     }
 
     const QStringList groups = file.childGroups();
@@ -164,8 +168,9 @@ FfcFileContent ffcReadFile(const QString& path, const FfcRoi& current)
             bool isNumber = false;
             const int column = key.toInt(&isNumber);
             if (!isNumber || column < c.roi.x || column >= c.roi.x + c.roi.w)
-                return refused(QStringLiteral("错误"),
-                               QStringLiteral("参数文件中 %1/%2 不是ROI（第 %3 到 %4 列）中的列，无法加载。")
+                return refused(QCoreApplication::translate("FfcFile", "错误"),
+                               QCoreApplication::translate(
+                                   "FfcFile", "参数文件中 %1/%2 不是ROI（第 %3 到 %4 列）中的列，无法加载。")
                                    .arg(section, key)
                                    .arg(c.roi.x)
                                    .arg(c.roi.x + c.roi.w - 1));
@@ -179,8 +184,9 @@ FfcFileContent ffcReadFile(const QString& path, const FfcRoi& current)
                 bool ok = false;
                 k = file.value(key).toString().trimmed().toDouble(&ok);
                 if (!ok || !std::isfinite(k) || k <= 0.0)
-                    return refused(QStringLiteral("错误"),
-                                   QStringLiteral("参数文件中 %1 的值无效，无法加载。").arg(key));
+                    return refused(
+                        QCoreApplication::translate("FfcFile", "错误"),
+                        QCoreApplication::translate("FfcFile", "参数文件中 %1 的值无效，无法加载。").arg(key));
             } else {
                 if (c.missingKeys == 0) c.firstMissing = key;
                 ++c.missingKeys;
@@ -197,7 +203,7 @@ FfcFileContent ffcReadFile(const QString& path, const FfcRoi& current)
 QString ffcChannelRefusal(const FfcFileContent& content, int channels)
 {
     if (content.gains.size() == channels) return QString();
-    return QStringLiteral("参数文件有 %1 个通道，而相机的图像有 %2 个通道，无法加载。")
+    return QCoreApplication::translate("FfcFile", "参数文件有 %1 个通道，而相机的图像有 %2 个通道，无法加载。")
         .arg(content.gains.size())
         .arg(channels);
 }
@@ -205,7 +211,7 @@ QString ffcChannelRefusal(const FfcFileContent& content, int channels)
 QString ffcRegionRefusal(const FfcFileContent& content, int sensorWidth)
 {
     if (sensorWidth <= 0 || qint64(content.roi.x) + content.roi.w <= sensorWidth) return QString();
-    return QStringLiteral("参数文件的ROI（第 %1 列起，宽 %2 列）超出相机的宽度 %3 列。")
+    return QCoreApplication::translate("FfcFile", "参数文件的ROI（第 %1 列起，宽 %2 列）超出相机的宽度 %3 列。")
         .arg(content.roi.x)
         .arg(content.roi.w)
         .arg(sensorWidth);
@@ -213,7 +219,8 @@ QString ffcRegionRefusal(const FfcFileContent& content, int sensorWidth)
 
 QString ffcPartialQuestion(const FfcFileContent& content)
 {
-    return QStringLiteral(
+    return QCoreApplication::translate(
+               "FfcFile",
                "参数文件不完整：缺少 %1 列的增益（从 %2 起）。\n是否加载不完整的参数？缺少的列按增益 1.0 加载。")
         .arg(content.missingKeys)
         .arg(content.firstMissing);

@@ -33,7 +33,7 @@
 
 namespace {
 
-const QString kFailedRun = QStringLiteral("FFC参数写入失败，请重试。");
+const char* const kFailedRun = QT_TRANSLATE_NOOP("CameraServer", "FFC参数写入失败，请重试。");
 
 bool allFinite(const GainList& gains)
 {
@@ -48,25 +48,25 @@ bool allFinite(const GainList& gains)
 void CameraServer::ffcWriteDown(int /*lscSel*/, QString lscStr)
 {
     guarded(
-        "ffcWriteDown", [&] { ffcWriteRun(lscStr); }, [this] { emit OS_FpnInfo(101, kFailedRun); });
+        "ffcWriteDown", [&] { ffcWriteRun(lscStr); }, [this] { emit OS_FpnInfo(101, tr(kFailedRun)); });
 }
 
 void CameraServer::ffcWriteRun(const QString& setName)
 {
     if (m_ffcKList.isEmpty()) {
-        emit OS_FpnInfo(101, QStringLiteral("没有执行FFC校正功能，请先执行FFC校正。"));
+        emit OS_FpnInfo(101, tr("没有执行FFC校正功能，请先执行FFC校正。"));
         return;
     }
     lsxRegion roi;
     std::memset(&roi, 0, sizeof roi);
     lsxGetRoi(m_handle, &roi);
     if (roi.W != m_ffcKList.first().size()) {
-        emit OS_FpnInfo(101, QStringLiteral("执行FFC时的ROI与当前ROI不一致，请重试。"));
+        emit OS_FpnInfo(101, tr("执行FFC时的ROI与当前ROI不一致，请重试。"));
         return;
     }
     // Gains edited to something that is not a number never reach the camera.
     if (!allFinite(m_ffcKList)) {
-        emit OS_FpnInfo(101, QStringLiteral("FFC参数中有无效数值，无法写入相机。"));
+        emit OS_FpnInfo(101, tr("FFC参数中有无效数值，无法写入相机。"));
         return;
     }
 
@@ -88,7 +88,7 @@ void CameraServer::ffcWriteRun(const QString& setName)
             int32_t count = 32;
             const lsxStatus status = lsxGetEnumValue(m_handle, "BinningHorizontal", &current, values, &count);
             if (status != LSX_OK) {
-                emit OS_FpnInfo(101, withStatus(QStringLiteral("USER分辨率下获取属性失败，失败原因：%1-%2."), status));
+                emit OS_FpnInfo(101, withStatus(tr("USER分辨率下获取属性失败，失败原因：%1-%2."), status));
                 return;
             }
             factor = int(current);
@@ -118,7 +118,7 @@ bool CameraServer::ffcSendTable(const GainList& table, float minK, float maxK, c
 
     std::vector<uint8_t> record = ffcPackRecord(table, head);
     if (record.empty()) {
-        emit OS_FpnInfo(101, QStringLiteral("FFC参数中有无效数值，无法写入相机。"));
+        emit OS_FpnInfo(101, tr("FFC参数中有无效数值，无法写入相机。"));
         return false;
     }
     uint32_t size = sizeof(lsxFpnHeader);
@@ -126,33 +126,32 @@ bool CameraServer::ffcSendTable(const GainList& table, float minK, float maxK, c
     qDebug() << "lsxset : ffc - " << size << " -- " << record.size() << " -- " << status;
     record.clear();
     if (status != LSX_OK) {
-        emit OS_FpnInfo(101, withStatus(QStringLiteral("FFC参数写入失败，失败原因：%1-%2."), status));
+        emit OS_FpnInfo(101, withStatus(tr("FFC参数写入失败，失败原因：%1-%2."), status));
         return false;
     }
     settle(1000);
-    emit OS_FpnInfo(99, QStringLiteral("FFC参数成功写入"));
+    emit OS_FpnInfo(99, tr("FFC参数成功写入"));
 
     // The camera takes the new data into the set only through "Disable" and back.
     status = lsxSetConfigString(m_handle, "PRNUC", "Disable");
     if (status != LSX_OK) {
-        emit OS_FpnInfo(101,
-                        withStatus(QStringLiteral("\n切换Disable失败失败，失败原因：%1-%2。请手动重试。"), status));
+        emit OS_FpnInfo(101, withStatus(tr("\n切换Disable失败失败，失败原因：%1-%2。请手动重试。"), status));
         return false;
     }
     settle(2500);
     status = lsxSetConfigString(m_handle, "PRNUC", setName.toLatin1().constData());
     if (status != LSX_OK) {
-        emit OS_FpnInfo(101, withStatus(QStringLiteral("\n选择FFC参数集失败，失败原因：%1-%2。请手动重试。"), status));
+        emit OS_FpnInfo(101, withStatus(tr("\n选择FFC参数集失败，失败原因：%1-%2。请手动重试。"), status));
         return false;
     }
-    emit OS_FpnInfo(99, QStringLiteral("\nFFC参数组设为%1.").arg(setName));
+    emit OS_FpnInfo(99, tr("\nFFC参数组设为%1.").arg(setName));
 
     status = setCorrectionSwitch("LSC", 1, LSX_SWITCH_FLAT_ONLY, 1, LSX_SWITCH_BOTH);
     if (status != LSX_OK) {
-        emit OS_FpnInfo(101, withStatus(QStringLiteral("FFC使能出错，错误原因：%1-%2."), status));
+        emit OS_FpnInfo(101, withStatus(tr("FFC使能出错，错误原因：%1-%2."), status));
         return false;
     }
-    emit OS_FpnInfo(100, QStringLiteral("\nFFC使能成功。"));
+    emit OS_FpnInfo(100, tr("\nFFC使能成功。"));
     return true;
 }
 

@@ -32,7 +32,7 @@ lsxRegion regionOf(lsxHandle handle)
 QString CameraServer::saveFfcFile(const QString& chosen, QString* why)
 {
     if (m_ffcKList.isEmpty()) {
-        if (why) *why = QStringLiteral("当前没有FFC参数可供读取。");
+        if (why) *why = tr("当前没有FFC参数可供读取。");
         return QString();
     }
     const lsxCameraInfo info = cameraInfo(m_cameraName);

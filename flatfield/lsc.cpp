@@ -39,8 +39,8 @@
 namespace {
 
 constexpr uint32_t kLscFrameTimeoutMs = 3000;
-const QString kFailedRun = QStringLiteral("LSC执行失败，请重试。");
-const QString kFailedWrite = QStringLiteral("LSC参数写入失败，请重试。");
+const char* const kFailedRun = QT_TRANSLATE_NOOP("CameraServer", "LSC执行失败，请重试。");
+const char* const kFailedWrite = QT_TRANSLATE_NOOP("CameraServer", "LSC参数写入失败，请重试。");
 
 bool allFinite(const QList<QList<double>>& lists)
 {
@@ -60,7 +60,7 @@ void CameraServer::applyLSC(float goalRate)
             lsxStop(m_handle);
             m_lscPolyList.clear();
             m_lscKList.clear();
-            emit OS_FpnInfo(101, kFailedRun);
+            emit OS_FpnInfo(101, tr(kFailedRun));
         });
 }
 
@@ -72,23 +72,23 @@ void CameraServer::lscRun(float goalRate)
     }
     m_lscPolyList.clear();
     m_lscKList.clear();
-    emit OS_FpnInfo(1, QStringLiteral("LSC执行中..."));
+    emit OS_FpnInfo(1, tr("LSC执行中..."));
 
     lsxStatus status = setCorrectionSwitch("PRNUC", 0, LSX_SWITCH_BOTH, 1, LSX_SWITCH_FLAT_ONLY);
     if (status != LSX_OK) {
-        emit OS_FpnInfo(101, withStatus(QStringLiteral("关闭LSC使能出错，错误原因：%1-%2."), status));
+        emit OS_FpnInfo(101, withStatus(tr("关闭LSC使能出错，错误原因：%1-%2."), status));
         return;
     }
     if (!settleUnlessCancelled(2000)) return;
     status = enableSoftTrigger();
     if (status != LSX_OK) {
-        emit OS_FpnInfo(101, withStatus(QStringLiteral("使能软触发出错，错误原因：%1-%2."), status));
+        emit OS_FpnInfo(101, withStatus(tr("使能软触发出错，错误原因：%1-%2."), status));
         return;
     }
     if (!settleUnlessCancelled(1000)) return;
     status = fpnReadDoffset();
     if (status != LSX_OK) {
-        emit OS_FpnInfo(101, withStatus(QStringLiteral("读取DOffset出错，错误原因：%1-%2."), status));
+        emit OS_FpnInfo(101, withStatus(tr("读取DOffset出错，错误原因：%1-%2."), status));
         return;
     }
     if (!settleUnlessCancelled(1000)) return;
@@ -97,7 +97,7 @@ void CameraServer::lscRun(float goalRate)
 
     status = lsxStart(m_handle);
     if (status < LSX_OK) {
-        emit OS_FpnInfo(101, withStatus(QStringLiteral("启动视频流出错，错误原因：%1-%2."), status));
+        emit OS_FpnInfo(101, withStatus(tr("启动视频流出错，错误原因：%1-%2."), status));
         return;
     }
     if (!settleUnlessCancelled(1000)) {
@@ -110,14 +110,14 @@ void CameraServer::lscRun(float goalRate)
     status = lsxTriggerFire(m_handle);
     if (status == LSX_OK) status = lsxGetFrame(m_handle, &frame, &buffer, kLscFrameTimeoutMs);
     if (status != LSX_OK) {
-        emit OS_FpnInfo(101, withStatus(QStringLiteral("触发出图出错，出错原因：%1-%2."), status));
+        emit OS_FpnInfo(101, withStatus(tr("触发出图出错，出错原因：%1-%2."), status));
         lsxStop(m_handle);
         return;
     }
     m_frameBits = static_cast<int32_t>(frame.bits);
     const int format = static_cast<int>(frame.format);
     if (format != FORMAT_MONO && format != FORMAT_BGR24 && format != FORMAT_RGB24) {
-        emit OS_FpnInfo(90, QStringLiteral("不支持的图像格式，仅支持 FORMAT_MONO & FORMAT_BGR24 & FORMAT_RGB24."));
+        emit OS_FpnInfo(90, tr("不支持的图像格式，仅支持 FORMAT_MONO & FORMAT_BGR24 & FORMAT_RGB24."));
         lsxStop(m_handle);
         return;
     }
@@ -126,7 +126,7 @@ void CameraServer::lscRun(float goalRate)
     ffcSwapRedBlue(statistic, format);
     lsxStop(m_handle);
     if (image.empty() || statistic.empty()) {
-        emit OS_FpnInfo(101, QStringLiteral("没有用于镜头校正的图像。请打开相机采集图像。"));
+        emit OS_FpnInfo(101, tr("没有用于镜头校正的图像。请打开相机采集图像。"));
         return;
     }
 
@@ -134,13 +134,13 @@ void CameraServer::lscRun(float goalRate)
     std::memset(&roi, 0, sizeof roi);
     status = lsxGetRoi(m_handle, &roi);
     if (status != LSX_OK) {
-        emit OS_FpnInfo(101, withStatus(QStringLiteral("LSC获取ROI失败，失败原因：%1-%2."), status));
+        emit OS_FpnInfo(101, withStatus(tr("LSC获取ROI失败，失败原因：%1-%2."), status));
         return;
     }
     lsxSensorInfo sensor;
     std::memset(&sensor, 0, sizeof sensor);
     lsxGetSensorInfo(m_handle, &sensor);
-    emit OS_FpnInfo(40, QStringLiteral("LSC-获取到Sensor最大宽度 : %1").arg(sensor.maxWidth));
+    emit OS_FpnInfo(40, tr("LSC-获取到Sensor最大宽度 : %1").arg(sensor.maxWidth));
 
     std::vector<cv::Mat> rows;
     cv::split(statistic, rows);
@@ -149,17 +149,15 @@ void CameraServer::lscRun(float goalRate)
     for (size_t c = 0; c < rows.size(); ++c) {
         // The fit runs over the ROI's columns: a frame narrower than the ROI can't give them.
         if (rows[c].cols < roi.W || roi.W < 1) {
-            emit OS_FpnInfo(101,
-                            QStringLiteral("LSC图像宽度%1与ROI宽度%2不符，无法拟合。").arg(rows[c].cols).arg(roi.W));
+            emit OS_FpnInfo(101, tr("LSC图像宽度%1与ROI宽度%2不符，无法拟合。").arg(rows[c].cols).arg(roi.W));
             return;
         }
         const QList<double> poly = lscFitChannel(rows[c], roi.W, goalRate, ratio[c]);
         // A singular system answers all zeros (a dark row, or a ROI too wide for the powers of
         // its columns in double); that polynomial has no gain anywhere.
         if (!lscFitUsable(poly)) {
-            emit OS_FpnInfo(
-                101,
-                QStringLiteral("LSC拟合失败：第%1通道的多项式无法求解，请检查图像亮度或缩小ROI后重试。").arg(c + 1));
+            emit OS_FpnInfo(101,
+                            tr("LSC拟合失败：第%1通道的多项式无法求解，请检查图像亮度或缩小ROI后重试。").arg(c + 1));
             return;
         }
         polys.append(poly);
@@ -167,24 +165,23 @@ void CameraServer::lscRun(float goalRate)
     }
     m_lscPolyList = polys;
     m_lscKList = gains;
-    emit OS_FpnInfo(
-        100, QStringLiteral("LSC参数计算完成。\n\n请选择软件模拟查看效果，确认效果较好后写入相机或保存为文件。"));
+    emit OS_FpnInfo(100, tr("LSC参数计算完成。\n\n请选择软件模拟查看效果，确认效果较好后写入相机或保存为文件。"));
 }
 
 void CameraServer::lscWriteDown(int lscSel, QString lscStr)
 {
     guarded(
-        "lscWriteDown", [&] { lscWriteRun(lscSel, lscStr); }, [this] { emit OS_FpnInfo(101, kFailedWrite); });
+        "lscWriteDown", [&] { lscWriteRun(lscSel, lscStr); }, [this] { emit OS_FpnInfo(101, tr(kFailedWrite)); });
 }
 
 void CameraServer::lscWriteRun(int setIndex, const QString& setName)
 {
     if (m_lscPolyList.isEmpty()) {
-        emit OS_FpnInfo(101, QStringLiteral("没有执行LSC校正功能，请先执行LSC校正。"));
+        emit OS_FpnInfo(101, tr("没有执行LSC校正功能，请先执行LSC校正。"));
         return;
     }
     if (!allFinite(m_lscPolyList)) {
-        emit OS_FpnInfo(101, QStringLiteral("LSC参数中有无效数值，无法写入相机。"));
+        emit OS_FpnInfo(101, tr("LSC参数中有无效数值，无法写入相机。"));
         return;
     }
     // The camera's lens-shading sets cannot be read back: the operator hears that nothing is kept.
@@ -195,13 +192,13 @@ void CameraServer::lscWriteRun(int setIndex, const QString& setName)
     lsxGetRoi(m_handle, &roi);
     std::vector<uint8_t> block = lscPackBlock(m_lscPolyList, roi);
     if (block.empty()) {
-        emit OS_FpnInfo(101, QStringLiteral("LSC参数中有无效数值，无法写入相机。"));
+        emit OS_FpnInfo(101, tr("LSC参数中有无效数值，无法写入相机。"));
         return;
     }
     lsxStatus status = lsxWriteGenICamMem(m_handle, LSX_MEM_LSC_BLOCK, block.data(), uint32_t(block.size()));
     block.clear();
     if (status != LSX_OK) {
-        emit OS_FpnInfo(101, withStatus(QStringLiteral("LSC参数写入失败，失败原因：%1-%2."), status));
+        emit OS_FpnInfo(101, withStatus(tr("LSC参数写入失败，失败原因：%1-%2."), status));
         return;
     }
 
@@ -210,36 +207,35 @@ void CameraServer::lscWriteRun(int setIndex, const QString& setName)
     word = (word & ~0x00FF0000u) | (uint32_t(uint8_t(setIndex)) << 16);
     status = lsxWriteGenICamReg(m_handle, GVR_LSC_SET_INDEX, word);
     if (status != LSX_OK) {
-        emit OS_FpnInfo(101, withStatus(QStringLiteral("设置LSC参数索引失败，失败原因：%1-%2."), status));
+        emit OS_FpnInfo(101, withStatus(tr("设置LSC参数索引失败，失败原因：%1-%2."), status));
         return;
     }
     status = lsxWriteGenICamReg(m_handle, GVR_FLASH_STORE, LSX_FLASH_STORE_LSC);
     if (status != LSX_OK) {
-        emit OS_FpnInfo(101, withStatus(QStringLiteral("LSC参数更新到FLASH失败，失败原因：%1-%2."), status));
+        emit OS_FpnInfo(101, withStatus(tr("LSC参数更新到FLASH失败，失败原因：%1-%2."), status));
         return;
     }
-    emit OS_FpnInfo(99, QStringLiteral("LSC参数成功写入"));
+    emit OS_FpnInfo(99, tr("LSC参数成功写入"));
 
     // Through "Disable" and back; a failure is told and the run goes on to the switch.
     status = lsxSetConfigString(m_handle, "LSC", "Disable");
     if (status != LSX_OK)
-        emit OS_FpnInfo(101, withStatus(QStringLiteral("\n切换Disable失败，失败原因：%1-%2.请手动切换。"), status));
+        emit OS_FpnInfo(101, withStatus(tr("\n切换Disable失败，失败原因：%1-%2.请手动切换。"), status));
     settle(2500);
     status = lsxSetConfigString(m_handle, "LSC", setName.toLatin1().constData());
     if (status == LSX_OK)
-        emit OS_FpnInfo(99, QStringLiteral("\nLSC参数组设为%1.").arg(setName));
+        emit OS_FpnInfo(99, tr("\nLSC参数组设为%1.").arg(setName));
     else
-        emit OS_FpnInfo(
-            101,
-            withStatus(QStringLiteral("\n设为选中的LSC参数组失败，失败原因：%1-%2.请手动选择写入的参数组-%3"), status)
-                .arg(setName));
+        emit OS_FpnInfo(101,
+                        withStatus(tr("\n设为选中的LSC参数组失败，失败原因：%1-%2.请手动选择写入的参数组-%3"), status)
+                            .arg(setName));
 
     status = setCorrectionSwitch("PRNUC", 1, LSX_SWITCH_LENS_ONLY, 1, LSX_SWITCH_BOTH);
     if (status != LSX_OK) {
         // The switch-off text on purpose, as the station's operators know it.
-        emit OS_FpnInfo(101, withStatus(QStringLiteral("关闭LSC使能出错，错误原因：%1-%2."), status));
+        emit OS_FpnInfo(101, withStatus(tr("关闭LSC使能出错，错误原因：%1-%2."), status));
         return;
     }
     m_written.lscSet = setName;
-    emit OS_FpnInfo(100, QStringLiteral("\nLSC使能成功。"));
+    emit OS_FpnInfo(100, tr("\nLSC使能成功。"));
 }

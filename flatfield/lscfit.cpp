@@ -1,5 +1,6 @@
 #include "lscfit.h"
 
+#include <QCoreApplication>
 #include <QSettings>
 
 #include <algorithm>
@@ -134,16 +135,17 @@ std::vector<uint8_t> lscPackBlock(const QList<QList<double>>& polys, const lsxRe
 
 QString lscPolysRefusal(const QList<QList<double>>& polys)
 {
-    if (polys.size() > 3) return QStringLiteral("LSC参数文件至多保存三个通道，当前有 %1 个。").arg(polys.size());
+    if (polys.size() > 3)
+        return QCoreApplication::translate("LscFit", "LSC参数文件至多保存三个通道，当前有 %1 个。").arg(polys.size());
     const QList<QList<double>> list = fileOrder(polys);
     for (int n = 0; n < list.size(); ++n) {
         if (list[n].size() != 8)
-            return QStringLiteral("FFC_%1 有 %2 个系数，而应有 8 个。")
+            return QCoreApplication::translate("LscFit", "FFC_%1 有 %2 个系数，而应有 8 个。")
                 .arg(QChar(kChannelNames[n]))
                 .arg(list[n].size());
         for (int letter = 0; letter < 8; ++letter)
             if (!std::isfinite(list[n][letter]))
-                return QStringLiteral("%1 的值 %2 不是有限数，不能保存。")
+                return QCoreApplication::translate("LscFit", "%1 的值 %2 不是有限数，不能保存。")
                     .arg(lscKey(kChannelNames[n], letter))
                     .arg(list[n][letter]);
     }
@@ -187,7 +189,7 @@ LscFileContent lscReadFile(const QString& path)
     if (!c.text.isEmpty()) return c;
     QSettings file(path, QSettings::IniFormat);
     if (file.status() != QSettings::NoError || file.value(QStringLiteral("FFC/Version"), 0).toInt() != 2) {
-        c.text = QStringLiteral("不支持的参数版本号，无法解析及加载。");
+        c.text = QCoreApplication::translate("LscFit", "不支持的参数版本号，无法解析及加载。");
         return c;
     }
     const QString roiKeys[4] = {QStringLiteral("FFC_ROI/OffsetH"), QStringLiteral("FFC_ROI/OffsetV"),
@@ -197,7 +199,7 @@ LscFileContent lscReadFile(const QString& path)
         bool ok = false;
         *roiValues[i] = file.value(roiKeys[i]).toString().trimmed().toInt(&ok);
         if (!ok || *roiValues[i] < 0 || *roiValues[i] > 0xFFFF) {
-            c.text = QStringLiteral("参数文件中 %1 缺失或无效，无法解析。").arg(roiKeys[i]);
+            c.text = QCoreApplication::translate("LscFit", "参数文件中 %1 缺失或无效，无法解析。").arg(roiKeys[i]);
             return c;
         }
     }
@@ -209,7 +211,7 @@ LscFileContent lscReadFile(const QString& path)
             bool ok = false;
             const double v = file.value(key).toString().trimmed().toDouble(&ok);
             if (!file.contains(key) || !ok || !std::isfinite(v)) {
-                c.text = QStringLiteral("参数文件中 %1 缺失或无效，无法解析。").arg(key);
+                c.text = QCoreApplication::translate("LscFit", "参数文件中 %1 缺失或无效，无法解析。").arg(key);
                 return c;
             }
             values.append(v);

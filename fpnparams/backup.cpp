@@ -10,6 +10,7 @@
 // the same value.
 #include "fpnparams/backup.h"
 
+#include <QCoreApplication>
 #include <QFile>
 #include <QFileInfo>
 #include <QMap>
@@ -57,13 +58,13 @@ struct Entries {
 
     bool fail(const QString& why)
     {
-        error = QStringLiteral("备份文件 %1 无效：%2").arg(path, why);
+        error = QCoreApplication::translate("Backup", "备份文件 %1 无效：%2").arg(path, why);
         return false;
     }
     bool text(const QString& key, QString& out)
     {
         auto it = values.constFind(key);
-        if (it == values.constEnd()) return fail(QStringLiteral("缺少键 %1").arg(key));
+        if (it == values.constEnd()) return fail(QCoreApplication::translate("Backup", "缺少键 %1").arg(key));
         out = it->first;
         return true;
     }
@@ -74,7 +75,10 @@ struct Entries {
         bool ok = false;
         out = t.toInt(&ok);
         if (!ok || out < lo || out > hi)
-            return fail(QStringLiteral("键 %1 的值 \"%2\" 应为 %3 到 %4 的整数").arg(key, t).arg(lo).arg(hi));
+            return fail(QCoreApplication::translate("Backup", "键 %1 的值 \"%2\" 应为 %3 到 %4 的整数")
+                            .arg(key, t)
+                            .arg(lo)
+                            .arg(hi));
         return true;
     }
     // One row of `columns` finite values, each inside [lo, hi].
@@ -85,14 +89,17 @@ struct Entries {
         if (!text(key, t)) return false;
         const QStringList parts = t.split(QLatin1Char(' '), Qt::SkipEmptyParts);
         if (parts.size() != columns)
-            return fail(QStringLiteral("%1 有 %2 列，应为 %3 列").arg(key).arg(parts.size()).arg(columns));
+            return fail(QCoreApplication::translate("Backup", "%1 有 %2 列，应为 %3 列")
+                            .arg(key)
+                            .arg(parts.size())
+                            .arg(columns));
         out.clear();
         out.reserve(columns);
         for (int c = 0; c < columns; ++c) {
             bool ok = false;
             const double v = parts[c].toDouble(&ok);
             if (!ok || !std::isfinite(v) || v < lo || v > hi)
-                return fail(QStringLiteral("%1 第 %2 列的值 \"%3\" 不是 %4 到 %5 之间的数")
+                return fail(QCoreApplication::translate("Backup", "%1 第 %2 列的值 \"%3\" 不是 %4 到 %5 之间的数")
                                 .arg(key)
                                 .arg(c)
                                 .arg(parts[c])
@@ -129,7 +136,7 @@ bool saveBackupFile(const QString& path, const CameraBackup& backup, QString& er
 {
     QString text;
     QTextStream o(&text);
-    o << "# 线扫相机校正工具：写入相机前的参数备份\n";
+    o << QCoreApplication::translate("Backup", "# 线扫相机校正工具：写入相机前的参数备份") << '\n';
     o << "[Backup]\n";
     o << "Version=" << kVersion << '\n';
     o << "Kind=" << backupKindName(backup.kind) << '\n';
@@ -163,7 +170,7 @@ bool saveBackupFile(const QString& path, const CameraBackup& backup, QString& er
     QSaveFile f(path);
     const QByteArray bytes = text.toUtf8();
     if (!f.open(QIODevice::WriteOnly) || f.write(bytes) != bytes.size() || !f.commit()) {
-        error = QStringLiteral("无法写入备份文件 %1：%2").arg(path, f.errorString());
+        error = QCoreApplication::translate("Backup", "无法写入备份文件 %1：%2").arg(path, f.errorString());
         return false;
     }
     return true;
@@ -178,10 +185,12 @@ bool loadBackupFile(const QString& path, CameraBackup& backup, QString& error)
         return ok;
     };
     QFile f(path);
-    if (!f.exists()) return done(e.fail(QStringLiteral("文件不存在")));
+    if (!f.exists()) return done(e.fail(QCoreApplication::translate("Backup", "文件不存在")));
     if (f.size() > kMaxFileBytes)
-        return done(e.fail(QStringLiteral("文件大小 %1 字节，超出任何相机参数的大小").arg(f.size())));
-    if (!f.open(QIODevice::ReadOnly)) return done(e.fail(QStringLiteral("无法读取：%1").arg(f.errorString())));
+        return done(
+            e.fail(QCoreApplication::translate("Backup", "文件大小 %1 字节，超出任何相机参数的大小").arg(f.size())));
+    if (!f.open(QIODevice::ReadOnly))
+        return done(e.fail(QCoreApplication::translate("Backup", "无法读取：%1").arg(f.errorString())));
 
     const QStringList lines = QString::fromUtf8(f.readAll()).split(QLatin1Char('\n'));
     QString section;
@@ -194,9 +203,10 @@ bool loadBackupFile(const QString& path, CameraBackup& backup, QString& error)
         }
         const int eq = line.indexOf(QLatin1Char('='));
         if (eq <= 0 || section.isEmpty())
-            return done(e.fail(QStringLiteral("第 %1 行不是 \"[节]\" 或 \"键=值\"").arg(i + 1)));
+            return done(e.fail(QCoreApplication::translate("Backup", "第 %1 行不是 \"[节]\" 或 \"键=值\"").arg(i + 1)));
         const QString key = section + QLatin1Char('/') + line.left(eq);
-        if (e.values.contains(key)) return done(e.fail(QStringLiteral("第 %1 行：键 %2 重复").arg(i + 1).arg(key)));
+        if (e.values.contains(key))
+            return done(e.fail(QCoreApplication::translate("Backup", "第 %1 行：键 %2 重复").arg(i + 1).arg(key)));
         e.values.insert(key, {line.mid(eq + 1), i + 1});
     }
 
@@ -206,16 +216,18 @@ bool loadBackupFile(const QString& path, CameraBackup& backup, QString& error)
     if (!e.integer(QStringLiteral("Backup/Version"), kVersion, kVersion, version)) return done(false);
     if (!e.text(QStringLiteral("Backup/Kind"), kind)) return done(false);
     if (kind != QLatin1String("FPN") && kind != QLatin1String("FFC"))
-        return done(e.fail(QStringLiteral("键 Backup/Kind 的值 \"%1\" 应为 FPN 或 FFC").arg(kind)));
+        return done(
+            e.fail(QCoreApplication::translate("Backup", "键 Backup/Kind 的值 \"%1\" 应为 FPN 或 FFC").arg(kind)));
     b.kind = kind == QLatin1String("FPN") ? CameraBackup::Kind::Fpn : CameraBackup::Kind::Ffc;
     if (!e.text(QStringLiteral("Backup/Camera"), b.camera) || !e.text(QStringLiteral("Backup/Model"), b.model)
         || !e.text(QStringLiteral("Backup/Serial"), b.serial) || !e.text(QStringLiteral("Backup/Set"), b.set)
         || !e.text(QStringLiteral("Backup/Time"), time))
         return done(false);
-    if (b.camera.isEmpty()) return done(e.fail(QStringLiteral("键 Backup/Camera 为空")));
-    if (b.set.isEmpty()) return done(e.fail(QStringLiteral("键 Backup/Set 为空")));
+    if (b.camera.isEmpty()) return done(e.fail(QCoreApplication::translate("Backup", "键 Backup/Camera 为空")));
+    if (b.set.isEmpty()) return done(e.fail(QCoreApplication::translate("Backup", "键 Backup/Set 为空")));
     b.time = QDateTime::fromString(time, kTimeFormat);
-    if (!b.time.isValid()) return done(e.fail(QStringLiteral("键 Backup/Time 的值 \"%1\" 不是时间").arg(time)));
+    if (!b.time.isValid())
+        return done(e.fail(QCoreApplication::translate("Backup", "键 Backup/Time 的值 \"%1\" 不是时间").arg(time)));
 
     int columns = 0;
     if (b.kind == CameraBackup::Kind::Fpn) {
@@ -230,11 +242,12 @@ bool loadBackupFile(const QString& path, CameraBackup& backup, QString& error)
             || !e.integer(QStringLiteral("FPN/Planes"), 1, kMaxPlanes, b.planes)
             || !e.integer(QStringLiteral("FPN/Columns"), 1, kMaxColumns, columns))
             return done(false);
-        if (b.bits == 1) return done(e.fail(QStringLiteral("键 FPN/Bits 的值 1 应为 0 或 2")));
+        if (b.bits == 1) return done(e.fail(QCoreApplication::translate("Backup", "键 FPN/Bits 的值 1 应为 0 或 2")));
         bool ok = false;
         b.gainMin = gainMin.toFloat(&ok);
         if (!ok || !std::isfinite(b.gainMin))
-            return done(e.fail(QStringLiteral("键 FPN/GainMin 的值 \"%1\" 不是数").arg(gainMin)));
+            return done(
+                e.fail(QCoreApplication::translate("Backup", "键 FPN/GainMin 的值 \"%1\" 不是数").arg(gainMin)));
         b.fpnEnabled = enabled != 0;
         const int rows = b.gains * b.planes;
         for (int r = 0; r < rows; ++r) {
@@ -246,7 +259,7 @@ bool loadBackupFile(const QString& path, CameraBackup& backup, QString& error)
             b.b.append(bv);
         }
         if (e.values.contains(QStringLiteral("FPN/K%1").arg(rows)))
-            return done(e.fail(QStringLiteral("行数多于 Gains x Planes = %1").arg(rows)));
+            return done(e.fail(QCoreApplication::translate("Backup", "行数多于 Gains x Planes = %1").arg(rows)));
     } else {
         int channels = 0;
         if (!e.integer(QStringLiteral("FFC/Channels"), 0, kMaxPlanes, channels)
@@ -258,7 +271,7 @@ bool loadBackupFile(const QString& path, CameraBackup& backup, QString& error)
             b.ffc.append(k);
         }
         if (e.values.contains(QStringLiteral("FFC/K%1").arg(channels)))
-            return done(e.fail(QStringLiteral("通道数多于 Channels = %1").arg(channels)));
+            return done(e.fail(QCoreApplication::translate("Backup", "通道数多于 Channels = %1").arg(channels)));
     }
     backup = b;
     return done(true);

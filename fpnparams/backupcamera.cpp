@@ -27,6 +27,7 @@
 #include "fpnparams/fpnrecord.h"
 #include "statustext.h"
 
+#include <QCoreApplication>
 #include <QDateTime>
 #include <QDebug>
 #include <QDir>
@@ -60,7 +61,8 @@ lsxStatus readFpnRecord(lsxHandle handle, uint32_t pairs, std::vector<uint8_t>& 
 // The set as a message names it: its name, or the current one where the camera did not tell it.
 QString setWords(const QString& set)
 {
-    return set.isEmpty() ? QStringLiteral("当前的参数组") : QStringLiteral("参数组 %1 ").arg(set);
+    return set.isEmpty() ? QCoreApplication::translate("CameraServer", "当前的参数组")
+                         : QCoreApplication::translate("CameraServer", "参数组 %1 ").arg(set);
 }
 
 QList<QList<double>> widened(const QList<QList<float>>& rows)
@@ -117,12 +119,12 @@ QString CameraServer::newBackupPath(WriteKind kind, const QString& set) const
 
 QString CameraServer::backupImpossible(WriteKind kind, const QString& set, bool probe)
 {
-    if (kind == WriteKind::Lsc) return QStringLiteral("相机的镜头校正（LSC）参数组不能读回");
+    if (kind == WriteKind::Lsc) return tr("相机的镜头校正（LSC）参数组不能读回");
     if (kind == WriteKind::Fpn) {
-        if (m_isTvk317) return QStringLiteral("此相机的逐像素FPN数据不能读回");
-        if (m_lineCount > 1) return QStringLiteral("多行传感器的FPN数据不能逐行读回");
-        if (set == QLatin1String("factory") && m_supportMLK != 0) return QStringLiteral("多级K的出厂参数组的K不能读回");
-        if (set.isEmpty()) return QStringLiteral("读取相机当前的FPN参数组出错");
+        if (m_isTvk317) return tr("此相机的逐像素FPN数据不能读回");
+        if (m_lineCount > 1) return tr("多行传感器的FPN数据不能逐行读回");
+        if (set == QLatin1String("factory") && m_supportMLK != 0) return tr("多级K的出厂参数组的K不能读回");
+        if (set.isEmpty()) return tr("读取相机当前的FPN参数组出错");
     }
     if (!probe) return QString();
     // One read of what the camera shows now: a library that cannot read it back says so here.
@@ -133,7 +135,7 @@ QString CameraServer::backupImpossible(WriteKind kind, const QString& set, bool 
         status = lsxGetRoiDescr(m_handle, &descr);
         if (status == LSX_OK) status = lsxGetSourceFormat(m_handle, &source);
         const int planes = readBackPlanes(source);
-        if (status == LSX_OK && (planes == 0 || descr.maxWidth < 1)) return QStringLiteral("不支持的图像格式");
+        if (status == LSX_OK && (planes == 0 || descr.maxWidth < 1)) return tr("不支持的图像格式");
         std::vector<uint8_t> record;
         if (status == LSX_OK) status = readFpnRecord(m_handle, uint32_t(planes) * uint32_t(descr.maxWidth), record);
     } else {
@@ -141,10 +143,7 @@ QString CameraServer::backupImpossible(WriteKind kind, const QString& set, bool 
         status = lsxReadGenICamMem(m_handle, LSX_MEM_FFC_SET, &head, sizeof head);
     }
     if (status != LSX_OK)
-        return QStringLiteral("相机不能读回%1参数（%2-%3）")
-            .arg(writeKindName(kind))
-            .arg(status)
-            .arg(statusText(status));
+        return tr("相机不能读回%1参数（%2-%3）").arg(writeKindName(kind)).arg(status).arg(statusText(status));
     return QString();
 }
 
@@ -153,7 +152,7 @@ CameraServer::BackupPlan CameraServer::planBackup(WriteKind kind, const QString&
     BackupPlan plan;
     plan.kind = kind;
     plan.set = set;
-    plan.reason = m_opened ? backupImpossible(kind, set, true) : QStringLiteral("没有连接上相机");
+    plan.reason = m_opened ? backupImpossible(kind, set, true) : tr("没有连接上相机");
     if (plan.reason.isEmpty()) plan.path = newBackupPath(kind, set);
     m_backupPlan = plan;
     return plan;
@@ -240,23 +239,18 @@ CameraServer::Backup CameraServer::backupBeforeWrite(WriteKind kind, const QStri
     if (reason.isEmpty()) {
         const lsxStatus status = kind == WriteKind::Fpn ? readFpnBackup(set, out) : readFfcBackup(set, out);
         if (status == LSX_ERR_NOT_SUPPORTED) {
-            reason = QStringLiteral("相机不能读回%1参数（%2-%3）")
-                         .arg(writeKindName(kind))
-                         .arg(status)
-                         .arg(statusText(status));
+            reason = tr("相机不能读回%1参数（%2-%3）").arg(writeKindName(kind)).arg(status).arg(statusText(status));
         } else if (status != LSX_OK) {
-            emit OS_FpnInfo(
-                101, QStringLiteral("写入前读取相机参数组 %1 出错，错误原因：%2-%3。为免丢失原有参数，未写入相机。")
-                         .arg(set)
-                         .arg(status)
-                         .arg(statusText(status)));
+            emit OS_FpnInfo(101, tr("写入前读取相机参数组 %1 出错，错误原因：%2-%3。为免丢失原有参数，未写入相机。")
+                                     .arg(set)
+                                     .arg(status)
+                                     .arg(statusText(status)));
             return Backup::Failed;
         }
     }
     if (!reason.isEmpty()) {
-        emit OS_FpnInfo(
-            kBackupProgress,
-            QStringLiteral("写入前无法备份相机%1：%2。写入后不能恢复原有参数。").arg(setWords(set).trimmed(), reason));
+        emit OS_FpnInfo(kBackupProgress,
+                        tr("写入前无法备份相机%1：%2。写入后不能恢复原有参数。").arg(setWords(set).trimmed(), reason));
         return Backup::Impossible;
     }
 
@@ -266,12 +260,12 @@ CameraServer::Backup CameraServer::backupBeforeWrite(WriteKind kind, const QStri
     m_backupPlan = BackupPlan{};
     QString error;
     if (!QDir().mkpath(QFileInfo(path).absolutePath()) || !saveBackupFile(path, out, error)) {
-        if (error.isEmpty()) error = QStringLiteral("无法创建备份文件夹 %1").arg(QFileInfo(path).absolutePath());
-        emit OS_FpnInfo(101, error + QStringLiteral("。为免丢失原有参数，未写入相机。"));
+        if (error.isEmpty()) error = tr("无法创建备份文件夹 %1").arg(QFileInfo(path).absolutePath());
+        emit OS_FpnInfo(101, error + tr("。为免丢失原有参数，未写入相机。"));
         return Backup::Failed;
     }
     m_lastBackup = path;
-    emit OS_FpnInfo(kBackupProgress, QStringLiteral("写入前已将相机参数组 %1 备份到 %2").arg(set, path));
+    emit OS_FpnInfo(kBackupProgress, tr("写入前已将相机参数组 %1 备份到 %2").arg(set, path));
     return Backup::Taken;
 }
 
@@ -327,30 +321,26 @@ lsxStatus CameraServer::fpnWriteBack(const CameraBackup& backup, bool& partial)
 
 void CameraServer::fpnRecover(const CameraBackup* backup, const QString& set)
 {
-    const QString mixed =
-        QStringLiteral("相机%1现在是新的暗场参数与原有明场参数的混合，不能使用：请重新写入").arg(setWords(set));
+    const QString mixed = tr("相机%1现在是新的暗场参数与原有明场参数的混合，不能使用：请重新写入").arg(setWords(set));
     if (!backup) {
-        emit OS_FpnInfo(101, QStringLiteral("写入前没有备份，无法恢复。") + mixed + QStringLiteral("。"));
+        emit OS_FpnInfo(101, tr("写入前没有备份，无法恢复。") + mixed + tr("。"));
         return;
     }
     bool partial = false;
     const lsxStatus status = fpnWriteBack(*backup, partial);
     if (status == LSX_OK) {
-        emit OS_FpnInfo(
-            101,
-            QStringLiteral("已从备份 %1 写回写入前的参数组 %2，相机中的参数与写入前相同。").arg(m_lastBackup, set));
+        emit OS_FpnInfo(101,
+                        tr("已从备份 %1 写回写入前的参数组 %2，相机中的参数与写入前相同。").arg(m_lastBackup, set));
         return;
     }
-    emit OS_FpnInfo(
-        101, QStringLiteral("从备份写回写入前的参数也失败，失败原因：%1-%2。").arg(status).arg(statusText(status))
-                 + mixed + QStringLiteral("，或用“恢复写入前参数”写回备份 %1。").arg(m_lastBackup));
+    emit OS_FpnInfo(101, tr("从备份写回写入前的参数也失败，失败原因：%1-%2。").arg(status).arg(statusText(status))
+                             + mixed + tr("，或用“恢复写入前参数”写回备份 %1。").arg(m_lastBackup));
 }
 
 void CameraServer::restoreBackup(QString path)
 {
     guarded(
-        "restoreBackup", [&] { restoreRun(path); },
-        [this] { emit OS_FpnInfo(101, QStringLiteral("写回备份失败，请重试。")); });
+        "restoreBackup", [&] { restoreRun(path); }, [this] { emit OS_FpnInfo(101, tr("写回备份失败，请重试。")); });
 }
 
 void CameraServer::restoreRun(const QString& path)
@@ -359,20 +349,19 @@ void CameraServer::restoreRun(const QString& path)
     CameraBackup backup;
     QString error;
     if (!loadBackupFile(path, backup, error)) {
-        emit OS_FpnInfo(101, error + QStringLiteral("。未写入相机。"));
+        emit OS_FpnInfo(101, error + tr("。未写入相机。"));
         return;
     }
     if (!m_opened) {
-        emit OS_FpnInfo(101, QStringLiteral("没有连接上相机。"));
+        emit OS_FpnInfo(101, tr("没有连接上相机。"));
         return;
     }
     const CameraBackup here = backupHead(WriteKind::Fpn, backup.set);
     const bool sameCamera =
         backup.serial.isEmpty() && here.serial.isEmpty() ? backup.camera == here.camera : backup.serial == here.serial;
     if (!sameCamera) {
-        emit OS_FpnInfo(101,
-                        QStringLiteral("备份来自相机 %1（序列号 %2），不是当前的相机 %3（序列号 %4）。未写入相机。")
-                            .arg(backup.camera, backup.serial, here.camera, here.serial));
+        emit OS_FpnInfo(101, tr("备份来自相机 %1（序列号 %2），不是当前的相机 %3（序列号 %4）。未写入相机。")
+                                 .arg(backup.camera, backup.serial, here.camera, here.serial));
         return;
     }
     const bool fpn = backup.kind == CameraBackup::Kind::Fpn;
@@ -382,17 +371,16 @@ void CameraServer::restoreRun(const QString& path)
         lsxGetRoiDescr(m_handle, &descr);
         lsxGetSourceFormat(m_handle, &source);
         if (descr.maxWidth != backup.columns() || readBackPlanes(source) != backup.planes) {
-            emit OS_FpnInfo(
-                101,
-                QStringLiteral("备份的宽度 %1 列、%2 个颜色平面与相机当前的 %3 列、%4 个颜色平面不符。未写入相机。")
-                    .arg(backup.columns())
-                    .arg(backup.planes)
-                    .arg(descr.maxWidth)
-                    .arg(readBackPlanes(source)));
+            emit OS_FpnInfo(101,
+                            tr("备份的宽度 %1 列、%2 个颜色平面与相机当前的 %3 列、%4 个颜色平面不符。未写入相机。")
+                                .arg(backup.columns())
+                                .arg(backup.planes)
+                                .arg(descr.maxWidth)
+                                .arg(readBackPlanes(source)));
             return;
         }
         if (backup.set == QLatin1String("factory") && !factoryMode()) {
-            emit OS_FpnInfo(101, QStringLiteral("没有写入Factory参数权限。"));
+            emit OS_FpnInfo(101, tr("没有写入Factory参数权限。"));
             return;
         }
     }
@@ -405,12 +393,12 @@ void CameraServer::restoreRun(const QString& path)
     if (kept == Backup::Failed) return;
 
     // 3. The file's set written back through the write-down's records.
-    emit OS_FpnInfo(50, QStringLiteral("写回备份 %1 到相机参数组 %2 ...").arg(restored, backup.set));
+    emit OS_FpnInfo(50, tr("写回备份 %1 到相机参数组 %2 ...").arg(restored, backup.set));
     if (fpn) {
         bool partial = false;
         const lsxStatus status = fpnWriteBack(backup, partial);
         if (status != LSX_OK) {
-            emit OS_FpnInfo(101, withStatus(QStringLiteral("写回备份失败，失败原因：%1-%2."), status));
+            emit OS_FpnInfo(101, withStatus(tr("写回备份失败，失败原因：%1-%2."), status));
             if (partial) fpnRecover(kept == Backup::Taken ? &now : nullptr, backup.set);
             return;
         }
@@ -432,7 +420,7 @@ void CameraServer::restoreRun(const QString& path)
         if (!ffcSendTable(table, minK, maxK, backup.set)) return;
         m_written.ffcSet = backup.set;
     }
-    emit OS_FpnInfo(100, QStringLiteral("\n已将备份 %1 写回相机参数组 %2。").arg(restored, backup.set));
+    emit OS_FpnInfo(100, tr("\n已将备份 %1 写回相机参数组 %2。").arg(restored, backup.set));
 }
 
 void CameraServer::keepWrittenSets(bool asFound)
@@ -440,40 +428,40 @@ void CameraServer::keepWrittenSets(bool asFound)
     CameraLeft left;
     left.closed = true;
     left.asFound = asFound;
-    if (!asFound) left.problems.append(QStringLiteral("相机打开时的状态没能恢复"));
+    if (!asFound) left.problems.append(tr("相机打开时的状态没能恢复"));
     auto problem = [&](const QString& what, lsxStatus status) {
-        left.problems.append(QStringLiteral("%1出错（%2-%3）").arg(what).arg(status).arg(statusText(status)));
+        left.problems.append(tr("%1出错（%2-%3）").arg(what).arg(status).arg(statusText(status)));
     };
 
     if (m_written.fpn) {
         if (m_written.fpnSet.isEmpty()) {
             const lsxStatus status = setCameraFpn(m_written.fpnEnabled);
-            if (status != LSX_OK) problem(QStringLiteral("保持相机内部FPN使能"), status);
+            if (status != LSX_OK) problem(tr("保持相机内部FPN使能"), status);
             left.kept.append(QStringLiteral("FPN"));
         } else {
             lsxStatus status = lsxSetConfigString(m_handle, "FPNC.Selector", m_written.fpnSet.toLatin1().constData());
             if (status == LSX_OK)
                 status = lsxSetConfigString(m_handle, "FPNC.Enable", m_written.fpnEnabled ? "true" : "false");
-            if (status != LSX_OK) problem(QStringLiteral("保持FPN参数组 %1").arg(m_written.fpnSet), status);
+            if (status != LSX_OK) problem(tr("保持FPN参数组 %1").arg(m_written.fpnSet), status);
             left.kept.append(QStringLiteral("FPN %1").arg(m_written.fpnSet));
         }
         // B was measured at this black level: without it the corrected dark would be off.
         if (m_written.keepDoffset && !doffsetSkipped()) {
             const lsxStatus status = writeDoffset(m_written.doffset);
-            if (status != LSX_OK) problem(QStringLiteral("保持DOffset %1").arg(m_written.doffset), status);
+            if (status != LSX_OK) problem(tr("保持DOffset %1").arg(m_written.doffset), status);
             left.kept.append(QStringLiteral("DOffset %1").arg(m_written.doffset));
         }
     }
     if (!m_written.ffcSet.isEmpty()) {
         lsxStatus status = lsxSetConfigString(m_handle, "PRNUC", m_written.ffcSet.toLatin1().constData());
         if (status == LSX_OK) status = setCorrectionSwitch("LSC", 1, LSX_SWITCH_FLAT_ONLY, 1, LSX_SWITCH_BOTH);
-        if (status != LSX_OK) problem(QStringLiteral("保持FFC参数组 %1").arg(m_written.ffcSet), status);
+        if (status != LSX_OK) problem(tr("保持FFC参数组 %1").arg(m_written.ffcSet), status);
         left.kept.append(QStringLiteral("FFC %1").arg(m_written.ffcSet));
     }
     if (!m_written.lscSet.isEmpty()) {
         lsxStatus status = lsxSetConfigString(m_handle, "LSC", m_written.lscSet.toLatin1().constData());
         if (status == LSX_OK) status = setCorrectionSwitch("PRNUC", 1, LSX_SWITCH_LENS_ONLY, 1, LSX_SWITCH_BOTH);
-        if (status != LSX_OK) problem(QStringLiteral("保持LSC参数组 %1").arg(m_written.lscSet), status);
+        if (status != LSX_OK) problem(tr("保持LSC参数组 %1").arg(m_written.lscSet), status);
         left.kept.append(QStringLiteral("LSC %1").arg(m_written.lscSet));
     }
     m_written = Written{};

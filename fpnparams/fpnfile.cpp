@@ -4,6 +4,7 @@
 #include "fpnparams/paramfile.h"
 #include "lsx.h"
 
+#include <QCoreApplication>
 #include <QFileInfo>
 #include <QLocale>
 #include <QMap>
@@ -60,17 +61,19 @@ struct ValueRange {
     bool inside(double v) const { return (lowestIncluded ? v >= lowest : v > lowest) && v <= highest; }
     QString text() const
     {
-        if (!lowestIncluded) return QStringLiteral("大于 %1，至多 %2").arg(lowest).arg(highest);
-        return QStringLiteral("%1 到 %2").arg(lowest).arg(highest);
+        if (!lowestIncluded) return QCoreApplication::translate("FpnFile", "大于 %1，至多 %2").arg(lowest).arg(highest);
+        return QCoreApplication::translate("FpnFile", "%1 到 %2").arg(lowest).arg(highest);
     }
 };
 
 // Why one value cannot stand in the file: not finite, or outside its range. Empty when it can.
 QString valueRefusal(const QString& where, double v, const ValueRange& range)
 {
-    if (!std::isfinite(v)) return QStringLiteral("%1的值 %2 不是有限数。").arg(where, number(v));
+    if (!std::isfinite(v))
+        return QCoreApplication::translate("FpnFile", "%1的值 %2 不是有限数。").arg(where, number(v));
     if (!range.inside(v))
-        return QStringLiteral("%1的值 %2 超出 %3 的范围（%4）。").arg(where, number(v), range.kind, range.text());
+        return QCoreApplication::translate("FpnFile", "%1的值 %2 超出 %3 的范围（%4）。")
+            .arg(where, number(v), range.kind, range.text());
     return QString();
 }
 
@@ -102,13 +105,13 @@ private:
     bool headInt(const char* key, int& out)
     {
         const QString name = QStringLiteral("Head/%1").arg(QLatin1String(key));
-        if (!m_file.contains(name)) return refuse(QStringLiteral("缺少 %1。").arg(name));
+        if (!m_file.contains(name)) return refuse(QCoreApplication::translate("FpnFile", "缺少 %1。").arg(name));
         const QVariant v = m_file.value(name);
         bool ok = false;
         const int n = v.toString().trimmed().toInt(&ok);
         if (!ok || v.userType() != QMetaType::QString)
-            return refuse(
-                QStringLiteral("%1 的值 \"%2\" 不是整数。").arg(name, v.toStringList().join(QLatin1Char(','))));
+            return refuse(QCoreApplication::translate("FpnFile", "%1 的值 \"%2\" 不是整数。")
+                              .arg(name, v.toStringList().join(QLatin1Char(','))));
         out = n;
         return true;
     }
@@ -119,26 +122,29 @@ private:
         const QVariant version = m_file.value(QStringLiteral("Head/Version"));
         if (version.toInt() != 1)
             return refuse(version.isValid()
-                              ? QStringLiteral("Head/Version 为 %1，只能加载版本 1。").arg(version.toString())
-                              : QStringLiteral("缺少 Head/Version（只能加载版本 1）。"));
+                              ? QCoreApplication::translate("FpnFile", "Head/Version 为 %1，只能加载版本 1。")
+                                    .arg(version.toString())
+                              : QCoreApplication::translate("FpnFile", "缺少 Head/Version（只能加载版本 1）。"));
         h.camera = m_file.value(QStringLiteral("Head/Camera")).toString();
         if (h.camera != m_camera.name)
-            return refuse(QStringLiteral("文件属于相机 \"%1\"（Head/Camera），而当前相机是 \"%2\"。")
-                              .arg(h.camera, m_camera.name));
+            return refuse(
+                QCoreApplication::translate("FpnFile", "文件属于相机 \"%1\"（Head/Camera），而当前相机是 \"%2\"。")
+                    .arg(h.camera, m_camera.name));
         // Both spellings: the number, as the format began, and the word, as the file is written.
         const QVariant mlk = m_file.value(QStringLiteral("Head/SupportMLK"));
         const QString text = mlk.userType() == QMetaType::QString ? mlk.toString().trimmed().toLower() : QString();
         if (text != QLatin1String("0") && text != QLatin1String("1") && text != QLatin1String("false")
             && text != QLatin1String("true"))
-            return refuse(
-                mlk.isValid()
-                    ? QStringLiteral("Head/SupportMLK 的值 \"%1\" 不是 0、1、false 或 true。").arg(mlk.toString())
-                    : QStringLiteral("缺少 Head/SupportMLK。"));
+            return refuse(mlk.isValid() ? QCoreApplication::translate(
+                                              "FpnFile", "Head/SupportMLK 的值 \"%1\" 不是 0、1、false 或 true。")
+                                              .arg(mlk.toString())
+                                        : QCoreApplication::translate("FpnFile", "缺少 Head/SupportMLK。"));
         h.supportMLK = text == QLatin1String("1") || text == QLatin1String("true");
         if (h.supportMLK != m_camera.multiLevelK)
-            return refuse(h.supportMLK
-                              ? QStringLiteral("文件是多级K的参数（Head/SupportMLK），而当前相机不支持多级K。")
-                              : QStringLiteral("文件不是多级K的参数（Head/SupportMLK），而当前相机支持多级K。"));
+            return refuse(h.supportMLK ? QCoreApplication::translate(
+                              "FpnFile", "文件是多级K的参数（Head/SupportMLK），而当前相机不支持多级K。")
+                                       : QCoreApplication::translate(
+                                           "FpnFile", "文件不是多级K的参数（Head/SupportMLK），而当前相机支持多级K。"));
         if (!headInt("X", h.x) || !headInt("W", h.w) || !headInt("SourceFormat", h.sourceFormat)
             || !headInt("TargetFormat", h.targetFormat))
             return false;
@@ -159,18 +165,24 @@ private:
             h.x < 0 || h.w < minWidth || (m_camera.sensorWidth > 0 && qint64(h.x) + h.w > m_camera.sensorWidth);
         if (outside)
             return refuse(
-                QStringLiteral("文件的区域 Head/X = %1、Head/W = %2 不在相机当前的宽度 %3 列之内（宽度至少 %4 列）。")
+                QCoreApplication::translate(
+                    "FpnFile", "文件的区域 Head/X = %1、Head/W = %2 不在相机当前的宽度 %3 列之内（宽度至少 %4 列）。")
                     .arg(h.x)
                     .arg(h.w)
                     .arg(m_camera.sensorWidth)
                     .arg(minWidth));
         m_columns = m_camera.area ? qint64(h.w) * std::max(1, m_camera.roiHeight) : h.w;
-        m_widthSource = m_camera.area ? QStringLiteral("Head/W %1 × 高度 %2").arg(h.w).arg(m_camera.roiHeight)
-                                      : QStringLiteral("Head/W");
-        if (m_columns > (1 << 24)) return refuse(QStringLiteral("文件的区域 Head/W = %1 过大。").arg(h.w));
+        m_widthSource =
+            m_camera.area
+                ? QCoreApplication::translate("FpnFile", "Head/W %1 × 高度 %2").arg(h.w).arg(m_camera.roiHeight)
+                : QStringLiteral("Head/W");
+        if (m_columns > (1 << 24))
+            return refuse(QCoreApplication::translate("FpnFile", "文件的区域 Head/W = %1 过大。").arg(h.w));
         if (h.cols > 0 && h.cols != m_columns)
-            return refuse(
-                QStringLiteral("Head/Cols 为 %1 列，而 %2 为 %3 列。").arg(h.cols).arg(m_widthSource).arg(m_columns));
+            return refuse(QCoreApplication::translate("FpnFile", "Head/Cols 为 %1 列，而 %2 为 %3 列。")
+                              .arg(h.cols)
+                              .arg(m_widthSource)
+                              .arg(m_columns));
         return true;
     }
 
@@ -182,16 +194,19 @@ private:
             if (!isB && !group.startsWith(kK, Qt::CaseInsensitive)) continue;
             const int index = plainIndex(group.mid(2), kMaxGroups);
             if (index < 0)
-                return refuse(QStringLiteral("参数组 [%1] 的名字不是 %2 加行号。").arg(group, isB ? kB : kK));
+                return refuse(QCoreApplication::translate("FpnFile", "参数组 [%1] 的名字不是 %2 加行号。")
+                                  .arg(group, isB ? kB : kK));
             QMap<int, QString>& kind = isB ? m_bGroups : m_kGroups;
-            if (kind.contains(index)) return refuse(QStringLiteral("参数组 [%1] 重复出现。").arg(group));
+            if (kind.contains(index))
+                return refuse(QCoreApplication::translate("FpnFile", "参数组 [%1] 重复出现。").arg(group));
             kind.insert(index, group);
         }
         for (const QMap<int, QString>* kind : {&m_bGroups, &m_kGroups}) {
             const QString prefix = kind == &m_bGroups ? kB : kK;
             for (int i = 0; i < kind->size(); ++i)
                 if (!kind->contains(i))
-                    return refuse(QStringLiteral("缺少参数组 [%1%2]：文件有 %3 个 %1 组，应编号为 0 到 %4。")
+                    return refuse(QCoreApplication::translate(
+                                      "FpnFile", "缺少参数组 [%1%2]：文件有 %3 个 %1 组，应编号为 0 到 %4。")
                                       .arg(prefix)
                                       .arg(i)
                                       .arg(kind->size())
@@ -204,23 +219,30 @@ private:
     bool rowCounts()
     {
         const int nB = int(m_bGroups.size()), nK = int(m_kGroups.size());
-        if (nB == 0) return refuse(QStringLiteral("文件中没有 B 参数组。"));
+        if (nB == 0) return refuse(QCoreApplication::translate("FpnFile", "文件中没有 B 参数组。"));
         const int perGain = m_camera.area            ? 1
                             : m_camera.lineCount > 1 ? m_camera.lineCount
                                                      : planesOf(m_out.head.sourceFormat);
         const int gains = m_camera.area ? 1 : std::max(1, m_camera.gains);
         if (nB > perGain * gains)
-            return refuse(QStringLiteral("文件有 %1 行 B 参数，而相机至多 %2 行（每个增益 %3 行，%4 个增益）。")
+            return refuse(QCoreApplication::translate(
+                              "FpnFile", "文件有 %1 行 B 参数，而相机至多 %2 行（每个增益 %3 行，%4 个增益）。")
                               .arg(nB)
                               .arg(perGain * gains)
                               .arg(perGain)
                               .arg(gains));
         if (nB % perGain != 0)
-            return refuse(QStringLiteral("文件有 %1 行 B 参数，不是相机每个增益 %2 行的整数倍。").arg(nB).arg(perGain));
+            return refuse(
+                QCoreApplication::translate("FpnFile", "文件有 %1 行 B 参数，不是相机每个增益 %2 行的整数倍。")
+                    .arg(nB)
+                    .arg(perGain));
         if (m_camera.multiLevelK && nK != 0 && nK != kFpnKBands)
-            return refuse(QStringLiteral("文件有 %1 个 K 参数组，多级K的文件应有 %2 个。").arg(nK).arg(kFpnKBands));
+            return refuse(QCoreApplication::translate("FpnFile", "文件有 %1 个 K 参数组，多级K的文件应有 %2 个。")
+                              .arg(nK)
+                              .arg(kFpnKBands));
         if (!m_camera.multiLevelK && nK != 0 && nK != nB)
-            return refuse(QStringLiteral("文件有 %1 行 K 参数，而 B 参数有 %2 行。").arg(nK).arg(nB));
+            return refuse(
+                QCoreApplication::translate("FpnFile", "文件有 %1 行 K 参数，而 B 参数有 %2 行。").arg(nK).arg(nB));
         return true;
     }
 
@@ -237,23 +259,25 @@ private:
         for (const QString& key : keys) {
             const int c = plainIndex(key, 1 << 30);
             if (c < 0) {
-                why = QStringLiteral("[%1] 中的键 \"%2\" 不是列号。").arg(group, key);
+                why = QCoreApplication::translate("FpnFile", "[%1] 中的键 \"%2\" 不是列号。").arg(group, key);
                 break;
             }
             if (c >= columns) {
-                why = QStringLiteral("[%1] 有第 %2 列，而每行只有 %3 列（%4）。")
+                why = QCoreApplication::translate("FpnFile", "[%1] 有第 %2 列，而每行只有 %3 列（%4）。")
                           .arg(group)
                           .arg(c)
                           .arg(columns)
                           .arg(widthSource);
                 break;
             }
-            const QString where = QStringLiteral("%1/%2（%3，第 %4 列）").arg(group).arg(c).arg(label).arg(c);
+            const QString where =
+                QCoreApplication::translate("FpnFile", "%1/%2（%3，第 %4 列）").arg(group).arg(c).arg(label).arg(c);
             const QVariant v = m_file.value(key);
             bool ok = false;
             const double d = v.toString().trimmed().toDouble(&ok);
             if (!ok || v.userType() != QMetaType::QString) {
-                why = QStringLiteral("%1的值 \"%2\" 不是数。").arg(where, v.toStringList().join(QLatin1Char(',')));
+                why = QCoreApplication::translate("FpnFile", "%1的值 \"%2\" 不是数。")
+                          .arg(where, v.toStringList().join(QLatin1Char(',')));
                 break;
             }
             why = valueRefusal(where, d, range);
@@ -266,7 +290,7 @@ private:
         if (qint64(cells.size()) < columns) {
             size_t missing = 0;
             while (missing < cells.size() && cells[missing].first == int(missing)) ++missing;
-            return refuse(QStringLiteral("[%1] 只有 %2 列，应有 %3 列（%4）：缺少第 %5 列。")
+            return refuse(QCoreApplication::translate("FpnFile", "[%1] 只有 %2 列，应有 %3 列（%4）：缺少第 %5 列。")
                               .arg(group)
                               .arg(cells.size())
                               .arg(columns)
@@ -284,18 +308,20 @@ private:
         const ValueRange b = ValueRange::b(), k = ValueRange::k(m_camera.multiLevelK, m_camera.maxK);
         for (int i = 0; i < m_bGroups.size(); ++i) {
             QList<double> r;
-            if (!row(m_bGroups.value(i), QStringLiteral("B 第 %1 行").arg(i), m_columns, m_widthSource, b, r))
+            if (!row(m_bGroups.value(i), QCoreApplication::translate("FpnFile", "B 第 %1 行").arg(i), m_columns,
+                     m_widthSource, b, r))
                 return false;
             m_out.b.append(r);
         }
         const qint64 kColumns = m_camera.multiLevelK ? m_columns * m_bGroups.size() : m_columns;
         for (int i = 0; i < m_kGroups.size(); ++i) {
-            const QString source = m_camera.multiLevelK
-                                       ? QStringLiteral("B 的 %1 行 × %2 列").arg(m_bGroups.size()).arg(m_columns)
-                                       : QStringLiteral("与 [%1] 相同").arg(m_bGroups.value(i));
+            const QString source =
+                m_camera.multiLevelK
+                    ? QCoreApplication::translate("FpnFile", "B 的 %1 行 × %2 列").arg(m_bGroups.size()).arg(m_columns)
+                    : QCoreApplication::translate("FpnFile", "与 [%1] 相同").arg(m_bGroups.value(i));
             QList<double> r;
-            const QString label =
-                m_camera.multiLevelK ? QStringLiteral("K 第 %1 级").arg(i) : QStringLiteral("K 第 %1 行").arg(i);
+            const QString label = m_camera.multiLevelK ? QCoreApplication::translate("FpnFile", "K 第 %1 级").arg(i)
+                                                       : QCoreApplication::translate("FpnFile", "K 第 %1 行").arg(i);
             if (!row(m_kGroups.value(i), label, kColumns, source, k, r)) return false;
             m_out.k.append(r);
         }
@@ -339,7 +365,8 @@ FpnFileContent readFpnFile(const QString& path, const FpnCamera& camera)
     out.why = fileReadRefusal(path, limit);
     if (!out.why.isEmpty()) {
         if (QFileInfo(path).size() > limit)
-            out.why = QStringLiteral("文件过大：%1 字节，而相机 %2（宽 %3 列）的FPN参数文件至多 %4 字节。")
+            out.why = QCoreApplication::translate("FpnFile",
+                                                  "文件过大：%1 字节，而相机 %2（宽 %3 列）的FPN参数文件至多 %4 字节。")
                           .arg(QFileInfo(path).size())
                           .arg(camera.name)
                           .arg(camera.sensorWidth)
@@ -348,7 +375,7 @@ FpnFileContent readFpnFile(const QString& path, const FpnCamera& camera)
     }
     QSettings file(path, QSettings::IniFormat);
     if (file.status() != QSettings::NoError) {
-        out.why = QStringLiteral("文件 %1 不是可读的参数文件。").arg(path);
+        out.why = QCoreApplication::translate("FpnFile", "文件 %1 不是可读的参数文件。").arg(path);
         return out;
     }
     out.ok = Reader(file, camera, out).run();
@@ -361,30 +388,41 @@ FpnFileContent readFpnFile(const QString& path, const FpnCamera& camera)
 
 QString fpnDataRefusal(const QList<QList<double>>& b, const QList<QList<double>>& k, bool multiLevelK, int maxK)
 {
-    if (b.isEmpty()) return QStringLiteral("没有B参数。");
+    if (b.isEmpty()) return QCoreApplication::translate("FpnFile", "没有B参数。");
     const qsizetype columns = b.first().size();
     const qsizetype kColumns = multiLevelK ? columns * b.size() : columns;
     if (!multiLevelK && !k.isEmpty() && k.size() != b.size())
-        return QStringLiteral("K 有 %1 行，而 B 有 %2 行。").arg(k.size()).arg(b.size());
+        return QCoreApplication::translate("FpnFile", "K 有 %1 行，而 B 有 %2 行。").arg(k.size()).arg(b.size());
     if (multiLevelK && !k.isEmpty() && k.size() != kFpnKBands)
-        return QStringLiteral("K 有 %1 个级别，多级K应有 %2 个。").arg(k.size()).arg(kFpnKBands);
+        return QCoreApplication::translate("FpnFile", "K 有 %1 个级别，多级K应有 %2 个。")
+            .arg(k.size())
+            .arg(kFpnKBands);
     const ValueRange rangeB = ValueRange::b(), rangeK = ValueRange::k(multiLevelK, maxK);
     for (int i = 0; i < b.size(); ++i) {
         if (b[i].size() != columns)
-            return QStringLiteral("B 第 %1 行有 %2 列，而第 0 行有 %3 列。").arg(i).arg(b[i].size()).arg(columns);
+            return QCoreApplication::translate("FpnFile", "B 第 %1 行有 %2 列，而第 0 行有 %3 列。")
+                .arg(i)
+                .arg(b[i].size())
+                .arg(columns);
         for (int c = 0; c < b[i].size(); ++c) {
-            const QString why = valueRefusal(QStringLiteral("B 第 %1 行第 %2 列").arg(i).arg(c), b[i][c], rangeB);
+            const QString why = valueRefusal(QCoreApplication::translate("FpnFile", "B 第 %1 行第 %2 列").arg(i).arg(c),
+                                             b[i][c], rangeB);
             if (!why.isEmpty()) return why;
         }
     }
     for (int i = 0; i < k.size(); ++i) {
         if (k[i].size() != kColumns)
-            return QStringLiteral("K 第 %1 行有 %2 列，而应有 %3 列。").arg(i).arg(k[i].size()).arg(kColumns);
+            return QCoreApplication::translate("FpnFile", "K 第 %1 行有 %2 列，而应有 %3 列。")
+                .arg(i)
+                .arg(k[i].size())
+                .arg(kColumns);
         for (int c = 0; c < k[i].size(); ++c) {
             const int row = multiLevelK ? int(c / columns) : i;
             const int column = multiLevelK ? int(c % columns) : c;
-            const QString where = multiLevelK ? QStringLiteral("K 第 %1 级第 %2 行第 %3 列").arg(i).arg(row).arg(column)
-                                              : QStringLiteral("K 第 %1 行第 %2 列").arg(row).arg(column);
+            const QString where =
+                multiLevelK
+                    ? QCoreApplication::translate("FpnFile", "K 第 %1 级第 %2 行第 %3 列").arg(i).arg(row).arg(column)
+                    : QCoreApplication::translate("FpnFile", "K 第 %1 行第 %2 列").arg(row).arg(column);
             const QString why = valueRefusal(where, k[i][c], rangeK);
             if (!why.isEmpty()) return why;
         }

@@ -45,7 +45,7 @@ lsxRegion regionOf(lsxHandle handle, lsxStatus* status = nullptr)
 bool CameraServer::saveFpnFile(const QString& path, QString* why)
 {
     if (m_bList.isEmpty()) {
-        if (why) *why = QStringLiteral("没有可保存的FPN参数，请先执行校正过程。");
+        if (why) *why = tr("没有可保存的FPN参数，请先执行校正过程。");
         return false;
     }
     QList<QList<double>> kRows = m_kList;
@@ -118,8 +118,7 @@ bool CameraServer::applyFpnFile(const FpnFileContent& content, QString* why)
     };
     if (!content.ok) return refuse(content.why);
     if (content.head.camera != m_cameraName)
-        return refuse(
-            QStringLiteral("文件属于相机 \"%1\"，而当前相机是 \"%2\"。").arg(content.head.camera, m_cameraName));
+        return refuse(tr("文件属于相机 \"%1\"，而当前相机是 \"%2\"。").arg(content.head.camera, m_cameraName));
 
     // The camera as the file was made for it, before any value is taken; as it was when it does
     // not take the file's formats or region.
@@ -138,7 +137,7 @@ bool CameraServer::applyFpnFile(const FpnFileContent& content, QString* why)
     if (status == LSX_OK) status = lsxSetTargetFormat(m_handle, head.targetFormat);
     if (status != LSX_OK) {
         restore();
-        return refuse(QStringLiteral("相机不接受文件的图像格式（Head/SourceFormat %1，Head/TargetFormat %2）：%3-%4。")
+        return refuse(tr("相机不接受文件的图像格式（Head/SourceFormat %1，Head/TargetFormat %2）：%3-%4。")
                           .arg(head.sourceFormat)
                           .arg(head.targetFormat)
                           .arg(status)
@@ -151,13 +150,12 @@ bool CameraServer::applyFpnFile(const FpnFileContent& content, QString* why)
     const lsxRegion now = regionOf(m_handle);
     if (status != LSX_OK || now.X != head.x || now.W != head.w) {
         restore();
-        return refuse(
-            QStringLiteral("相机不接受文件的区域 X = %1、宽 %2 列（相机的区域为 X = %3、宽 %4 列）%5。")
-                .arg(head.x)
-                .arg(head.w)
-                .arg(now.X)
-                .arg(now.W)
-                .arg(status == LSX_OK ? QString() : QStringLiteral("：%1-%2").arg(status).arg(statusText(status))));
+        return refuse(tr("相机不接受文件的区域 X = %1、宽 %2 列（相机的区域为 X = %3、宽 %4 列）%5。")
+                          .arg(head.x)
+                          .arg(head.w)
+                          .arg(now.X)
+                          .arg(now.W)
+                          .arg(status == LSX_OK ? QString() : tr("：%1-%2").arg(status).arg(statusText(status))));
     }
 
     // The file replaces the calibration in memory: its B, its K (a multi-level camera keeps K as

@@ -30,13 +30,14 @@
 
 namespace {
 
-const QString kWriteFailed = QStringLiteral("FPN参数写入失败，失败原因：%1-%2.");
-const QString kWritten = QStringLiteral("FPN参数成功写入");
-const QString kEmpty = QStringLiteral("参数为空，写入失败");
-const QString kRangeFailed = QStringLiteral("获取FPN校正范围出错，错误原因：%1-%2");
-const QString kMismatch = QStringLiteral("明暗场参数不匹配，写入参数失败.");
-const QString kEnableFailed = QStringLiteral("\n使能相机内部FPN失败，失败原因：%1-%2.请手动打开相机内部FPN使能。");
-const QString kEnabled = QStringLiteral("\n已使能相机内部FPN，点击确定查看效果。");
+const char* const kWriteFailed = QT_TRANSLATE_NOOP("CameraServer", "FPN参数写入失败，失败原因：%1-%2.");
+const char* const kWritten = QT_TRANSLATE_NOOP("CameraServer", "FPN参数成功写入");
+const char* const kEmpty = QT_TRANSLATE_NOOP("CameraServer", "参数为空，写入失败");
+const char* const kRangeFailed = QT_TRANSLATE_NOOP("CameraServer", "获取FPN校正范围出错，错误原因：%1-%2");
+const char* const kMismatch = QT_TRANSLATE_NOOP("CameraServer", "明暗场参数不匹配，写入参数失败.");
+const char* const kEnableFailed =
+    QT_TRANSLATE_NOOP("CameraServer", "\n使能相机内部FPN失败，失败原因：%1-%2.请手动打开相机内部FPN使能。");
+const char* const kEnabled = QT_TRANSLATE_NOOP("CameraServer", "\n已使能相机内部FPN，点击确定查看效果。");
 
 // The camera library's own log.
 constexpr int32_t kLogLevel = 16;
@@ -53,13 +54,13 @@ void CameraServer::fpnWriteDown(int sel)
 {
     guarded(
         "fpnWriteDown", [&] { fpnWriteRun(sel); },
-        [this] { emit OS_FpnInfo(101, withStatus(kWriteFailed, LSX_ERR_UNKNOWN)); });
+        [this] { emit OS_FpnInfo(101, withStatus(tr(kWriteFailed), LSX_ERR_UNKNOWN)); });
 }
 
 void CameraServer::fpnWriteRun(int sel)
 {
     if (m_bList.isEmpty()) {
-        emit OS_FpnInfo(101, QStringLiteral("未执行校正过程"));
+        emit OS_FpnInfo(101, tr("未执行校正过程"));
         return;
     }
     if (m_isTvk317) {
@@ -86,7 +87,7 @@ void CameraServer::fpnWriteRun(int sel)
     lsxRegionDescr descr{};
     if (status == LSX_OK) status = lsxGetRoiDescr(m_handle, &descr);
     if (status != LSX_OK) {
-        emit OS_FpnInfo(101, withStatus(kRangeFailed, status));
+        emit OS_FpnInfo(101, withStatus(tr(kRangeFailed), status));
         return;
     }
     padToSensor(k, b, roi.X, roi.W, descr.maxWidth);
@@ -98,11 +99,11 @@ void CameraServer::fpnWriteRun(int sel)
     const int doffset = settings().value(FpnIni::DOffset, FpnIni::DOffsetDefault).toInt();
     const std::vector<uint16_t>& levels = fpnLevelsFor(settings().value(FpnIni::FpnSel, FpnIni::FpnSelDefault).toInt());
     if (gains == 0) {
-        emit OS_FpnInfo(101, QStringLiteral("错误的增益范围-[%1, %2]").arg(gainMin).arg(gainMax));
+        emit OS_FpnInfo(101, tr("错误的增益范围-[%1, %2]").arg(gainMin).arg(gainMax));
         return;
     }
     if (k.isEmpty() && b.isEmpty()) {
-        emit OS_FpnInfo(101, kEmpty);
+        emit OS_FpnInfo(101, tr(kEmpty));
         return;
     }
     if (!m_isLinescan) {
@@ -111,12 +112,12 @@ void CameraServer::fpnWriteRun(int sel)
     }
     const bool multiLevel = sel == 1 && m_supportMLK != 0;
     if ((sel == 0 || sel == 1) && (k.size() != b.size() || k.isEmpty())) {
-        emit OS_FpnInfo(101, kMismatch);
+        emit OS_FpnInfo(101, tr(kMismatch));
         return;
     }
     // The factory bands scale at most five rows, and come from samples a multi-line sensor has not.
     if (multiLevel && (rows > kFactoryMaxRows || m_lineCount > 1 || m_kPoints.isEmpty())) {
-        emit OS_FpnInfo(101, kMismatch);
+        emit OS_FpnInfo(101, tr(kMismatch));
         return;
     }
 
@@ -155,12 +156,12 @@ void CameraServer::fpnWriteRun(int sel)
         // Dark data read from the camera is already there: only the bright half goes.
         status = fpnSendSet(record, sel == 1, !m_darkFromCamera, partial);
         if (status != LSX_OK) {
-            emit OS_FpnInfo(101, withStatus(kWriteFailed, status));
+            emit OS_FpnInfo(101, withStatus(tr(kWriteFailed), status));
             if (partial) fpnRecover(kept == Backup::Taken ? &backup : nullptr, target);
             return;
         }
     }
-    emit OS_FpnInfo(100, kWritten);
+    emit OS_FpnInfo(100, tr(kWritten));
 
     // 7. The camera corrects by itself from now on, and is left so.
     m_written.fpn = true;
@@ -170,9 +171,9 @@ void CameraServer::fpnWriteRun(int sel)
     m_written.doffset = doffset;
     status = lsxSetConfigString(m_handle, "FPNC.Enable", "true");
     if (status != LSX_OK)
-        emit OS_FpnInfo(101, withStatus(kEnableFailed, status));
+        emit OS_FpnInfo(101, withStatus(tr(kEnableFailed), status));
     else
-        emit OS_FpnInfo(100, kEnabled);
+        emit OS_FpnInfo(100, tr(kEnabled));
 }
 
 lsxStatus CameraServer::fpnSendSet(FpnRecord& record, bool whole, bool sendDark, bool& partial)
@@ -209,7 +210,7 @@ bool CameraServer::fpnWriteFactoryLevels(FpnRecord& record, const std::vector<ui
     qDebug() << "lsxset : factory " << total << " -- " << size << " -- " << status;
     lsxDebugFormat(m_handle, kLogLevel, kLogTag, "lsxset dsnu : totalsize - %d", int(total));
     if (status != LSX_OK) {
-        emit OS_FpnInfo(101, withStatus(QStringLiteral("FPN暗场参数写入失败，失败原因：%1-%2."), status));
+        emit OS_FpnInfo(101, withStatus(tr("FPN暗场参数写入失败，失败原因：%1-%2."), status));
         return false;
     }
     lsxDebugFormat(m_handle, kLogLevel, kLogTag, "lsxset dsnu : succeed");
@@ -236,7 +237,7 @@ bool CameraServer::fpnWriteFactoryLevels(FpnRecord& record, const std::vector<ui
         status = lsxSet(m_handle, LSX_KEY_FPN, record.block(), &size);
         lsxDebugFormat(m_handle, kLogLevel, kLogTag, "lsxset set %d's k val succeed.", n);
         if (status != LSX_OK) {
-            emit OS_FpnInfo(101, withStatus(QStringLiteral("FPN明场参数写入失败，失败原因：%1-%2."), status));
+            emit OS_FpnInfo(101, withStatus(tr("FPN明场参数写入失败，失败原因：%1-%2."), status));
             return false;
         }
     }
@@ -248,13 +249,13 @@ void CameraServer::fpnWriteGainTable(const QList<QList<double>>& k, const QList<
                                      float gainMin)
 {
     if (k.size() != gains || b.size() != gains) {
-        emit OS_FpnInfo(101, QStringLiteral("FPN参数不匹配"));
+        emit OS_FpnInfo(101, tr("FPN参数不匹配"));
         return;
     }
     for (int r = 0; r < gains; ++r)
         if (k[r].size() != b[r].size()) {
             // Told as a finished run: the window closes as on success.
-            emit OS_FpnInfo(100, QStringLiteral("FPN参数不匹配"));
+            emit OS_FpnInfo(100, tr("FPN参数不匹配"));
             return;
         }
     std::vector<uint8_t> block = packGainTable(k, b, gainMin);
@@ -263,29 +264,29 @@ void CameraServer::fpnWriteGainTable(const QList<QList<double>>& k, const QList<
     const lsxStatus status = lsxSet(m_handle, LSX_KEY_GAIN_TABLE, block.data(), &size);
     qDebug() << "lsxset : " << computed << " -- " << size << " -- " << status;
     if (status != LSX_OK) {
-        emit OS_FpnInfo(101, withStatus(kWriteFailed, status));
+        emit OS_FpnInfo(101, withStatus(tr(kWriteFailed), status));
         return;
     }
-    emit OS_FpnInfo(100, kWritten);
+    emit OS_FpnInfo(100, tr(kWritten));
 }
 
 void CameraServer::fpnWriteTvk317()
 {
     // A dark field without a bright field has no K to send.
     if (m_kList.isEmpty() || m_bList.isEmpty()) {
-        emit OS_FpnInfo(101, kEmpty);
+        emit OS_FpnInfo(101, tr(kEmpty));
         return;
     }
     lsxRegion roi{};
     lsxStatus status = lsxGetRoi(m_handle, &roi);
     if (status != LSX_OK) {
-        emit OS_FpnInfo(101, withStatus(kRangeFailed, status));
+        emit OS_FpnInfo(101, withStatus(tr(kRangeFailed), status));
         return;
     }
     // This family keeps data for every pixel of a readout.
     const qsizetype n = m_bList.first().size();
     if (roi.W <= 0 || roi.H <= 0 || n != qsizetype(roi.W) * roi.H || m_kList.first().size() != n) {
-        emit OS_FpnInfo(101, QStringLiteral("分辨率模式不匹配"));
+        emit OS_FpnInfo(101, tr("分辨率模式不匹配"));
         return;
     }
     CameraBackup backup;
@@ -304,16 +305,16 @@ void CameraServer::fpnWriteTvk317()
     uint32_t size = sizeof(lsxFpnHeader);
     status = lsxSet(m_handle, LSX_KEY_FPN, record.block(), &size);
     if (status != LSX_OK) {
-        emit OS_FpnInfo(101, withStatus(kWriteFailed, status));
+        emit OS_FpnInfo(101, withStatus(tr(kWriteFailed), status));
         return;
     }
-    emit OS_FpnInfo(99, kWritten);
+    emit OS_FpnInfo(99, tr(kWritten));
     m_written.fpn = true;
     m_written.fpnSet.clear();
     m_written.fpnEnabled = true;
     status = setCameraFpn(true);
     if (status != LSX_OK)
-        emit OS_FpnInfo(101, withStatus(kEnableFailed, status));
+        emit OS_FpnInfo(101, withStatus(tr(kEnableFailed), status));
     else
-        emit OS_FpnInfo(100, kEnabled);
+        emit OS_FpnInfo(100, tr(kEnabled));
 }

@@ -1,6 +1,7 @@
 // Parameter files in common (paramfile.h).
 #include "fpnparams/paramfile.h"
 
+#include <QCoreApplication>
 #include <QFileInfo>
 #include <QLocale>
 #include <QSaveFile>
@@ -88,7 +89,9 @@ bool saveAtomically(const QString& path, const QByteArray& bytes, QString* why)
     } else {
         return true;
     }
-    if (why) *why = QStringLiteral("无法写入文件 %1：%2").arg(QFileInfo(path).absoluteFilePath(), cause);
+    if (why)
+        *why = QCoreApplication::translate("ParamFile", "无法写入文件 %1：%2")
+                   .arg(QFileInfo(path).absoluteFilePath(), cause);
     return false;
 }
 
@@ -110,9 +113,12 @@ QString defaultFileStem(const QString& model, const QString& serial, const QDate
 QString fileReadRefusal(const QString& path, qint64 limit)
 {
     const QFileInfo info(path);
-    if (!info.exists()) return QStringLiteral("文件 %1 不存在。").arg(path);
-    if (!info.isFile() || !info.isReadable()) return QStringLiteral("无法读取文件 %1。").arg(path);
+    if (!info.exists()) return QCoreApplication::translate("ParamFile", "文件 %1 不存在。").arg(path);
+    if (!info.isFile() || !info.isReadable())
+        return QCoreApplication::translate("ParamFile", "无法读取文件 %1。").arg(path);
     if (info.size() > limit)
-        return QStringLiteral("文件过大：%1 字节，而参数文件至多 %2 字节。").arg(info.size()).arg(limit);
+        return QCoreApplication::translate("ParamFile", "文件过大：%1 字节，而参数文件至多 %2 字节。")
+            .arg(info.size())
+            .arg(limit);
     return QString();
 }

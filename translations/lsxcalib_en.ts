@@ -2,10 +2,527 @@
 <!DOCTYPE TS>
 <TS version="2.1" language="en" sourcelanguage="zh_CN">
 <context>
+    <name>Backup</name>
+    <message>
+        <source>备份文件 %1 无效：%2</source>
+        <translation>The backup file %1 is not valid: %2</translation>
+    </message>
+    <message>
+        <source>缺少键 %1</source>
+        <translation>the key %1 is missing</translation>
+    </message>
+    <message>
+        <source>键 %1 的值 &quot;%2&quot; 应为 %3 到 %4 的整数</source>
+        <translation>the value &quot;%2&quot; of the key %1 should be a whole number from %3 to %4</translation>
+    </message>
+    <message>
+        <source>%1 有 %2 列，应为 %3 列</source>
+        <translation>%1 has %2 columns, not %3</translation>
+    </message>
+    <message>
+        <source>%1 第 %2 列的值 &quot;%3&quot; 不是 %4 到 %5 之间的数</source>
+        <translation>the value &quot;%3&quot; of %1, column %2, is not a number from %4 to %5</translation>
+    </message>
+    <message>
+        <source># 线扫相机校正工具：写入相机前的参数备份</source>
+        <translation># Line-Scan Camera Calibration Tool: a backup of the parameters before a write into the camera</translation>
+    </message>
+    <message>
+        <source>无法写入备份文件 %1：%2</source>
+        <translation>Cannot write the backup file %1: %2</translation>
+    </message>
+    <message>
+        <source>文件不存在</source>
+        <translation>the file does not exist</translation>
+    </message>
+    <message>
+        <source>文件大小 %1 字节，超出任何相机参数的大小</source>
+        <translation>the file is %1 bytes, larger than any camera&apos;s parameters</translation>
+    </message>
+    <message>
+        <source>无法读取：%1</source>
+        <translation>cannot be read: %1</translation>
+    </message>
+    <message>
+        <source>第 %1 行不是 &quot;[节]&quot; 或 &quot;键=值&quot;</source>
+        <translation>line %1 is not &quot;[section]&quot; or &quot;key=value&quot;</translation>
+    </message>
+    <message>
+        <source>第 %1 行：键 %2 重复</source>
+        <translation>line %1: the key %2 is repeated</translation>
+    </message>
+    <message>
+        <source>键 Backup/Kind 的值 &quot;%1&quot; 应为 FPN 或 FFC</source>
+        <translation>the value &quot;%1&quot; of the key Backup/Kind should be FPN or FFC</translation>
+    </message>
+    <message>
+        <source>键 Backup/Camera 为空</source>
+        <translation>the key Backup/Camera is empty</translation>
+    </message>
+    <message>
+        <source>键 Backup/Set 为空</source>
+        <translation>the key Backup/Set is empty</translation>
+    </message>
+    <message>
+        <source>键 Backup/Time 的值 &quot;%1&quot; 不是时间</source>
+        <translation>the value &quot;%1&quot; of the key Backup/Time is not a time</translation>
+    </message>
+    <message>
+        <source>键 FPN/Bits 的值 1 应为 0 或 2</source>
+        <translation>the value 1 of the key FPN/Bits should be 0 or 2</translation>
+    </message>
+    <message>
+        <source>键 FPN/GainMin 的值 &quot;%1&quot; 不是数</source>
+        <translation>the value &quot;%1&quot; of the key FPN/GainMin is not a number</translation>
+    </message>
+    <message>
+        <source>行数多于 Gains x Planes = %1</source>
+        <translation>more rows than Gains x Planes = %1</translation>
+    </message>
+    <message>
+        <source>通道数多于 Channels = %1</source>
+        <translation>more channels than Channels = %1</translation>
+    </message>
+</context>
+<context>
     <name>CameraServer</name>
     <message>
         <source>曝光设为 %1 us, 第 %2 张图像采集完成</source>
         <translation>Exposure set to %1 us, frame %2 captured</translation>
+    </message>
+    <message>
+        <source>加载图像与相机尺寸不一致，无法进行对应平场操作。</source>
+        <translation>The loaded image&apos;s size differs from the camera&apos;s; the flat-field operation cannot be done.</translation>
+    </message>
+    <message>
+        <source>获取图像信息出错，出错原因：%1-%2.</source>
+        <translation>Reading the image information failed. Cause: %1-%2.</translation>
+    </message>
+    <message>
+        <source>触发出图出错，出错原因：%1-%2.</source>
+        <translation>Triggering a frame failed. Cause: %1-%2.</translation>
+    </message>
+    <message>
+        <source>没有用于平场校正的图像。请加载本地图像或打开相机采集图像。</source>
+        <translation>There is no image for the flat-field correction. Load an image from a file or open the camera to capture one.</translation>
+    </message>
+    <message>
+        <source>FFC执行失败，请重试。</source>
+        <translation>FFC failed, please try again.</translation>
+    </message>
+    <message>
+        <source>FFC执行中...</source>
+        <translation>FFC running...</translation>
+    </message>
+    <message>
+        <source>FFC执行计算完成。
+
+请选择软件模拟查看效果，确认效果较好后写入相机或保存为文件。</source>
+        <translation>FFC calculation finished.
+
+Choose the software preview to see the effect; when it looks good, write it into the camera or save it to a file.</translation>
+    </message>
+    <message>
+        <source>当前机型不支持图像FFC。</source>
+        <translation>This camera model does not support image FFC.</translation>
+    </message>
+    <message>
+        <source>使能软触发出错，错误原因：%1-%2.</source>
+        <translation>Switching the software trigger on failed. Cause: %1-%2.</translation>
+    </message>
+    <message>
+        <source>关闭FFC使能出错，错误原因：%1-%2.</source>
+        <translation>Switching FFC off failed. Cause: %1-%2.</translation>
+    </message>
+    <message>
+        <source>读取DOffset出错，错误原因：%1-%2.</source>
+        <translation>Reading the DOffset failed. Cause: %1-%2.</translation>
+    </message>
+    <message>
+        <source>启动视频流出错，错误原因：%1-%2.</source>
+        <translation>Starting the stream failed. Cause: %1-%2.</translation>
+    </message>
+    <message>
+        <source>不支持的图像格式，仅支持 FORMAT_MONO &amp; FORMAT_BGR24 &amp; FORMAT_RGB24.</source>
+        <translation>Unsupported image format; only FORMAT_MONO &amp; FORMAT_BGR24 &amp; FORMAT_RGB24 are supported.</translation>
+    </message>
+    <message>
+        <source>FFC参数写入失败，请重试。</source>
+        <translation>Writing the FFC parameters failed, please try again.</translation>
+    </message>
+    <message>
+        <source>没有执行FFC校正功能，请先执行FFC校正。</source>
+        <translation>FFC has not been run; run the flat-field correction first.</translation>
+    </message>
+    <message>
+        <source>执行FFC时的ROI与当前ROI不一致，请重试。</source>
+        <translation>The ROI of the FFC run differs from the present ROI, please try again.</translation>
+    </message>
+    <message>
+        <source>FFC参数中有无效数值，无法写入相机。</source>
+        <translation>The FFC parameters hold invalid values and cannot be written into the camera.</translation>
+    </message>
+    <message>
+        <source>USER分辨率下获取属性失败，失败原因：%1-%2.</source>
+        <translation>Reading the properties in the USER resolution failed. Cause: %1-%2.</translation>
+    </message>
+    <message>
+        <source>FFC参数写入失败，失败原因：%1-%2.</source>
+        <translation>Writing the FFC parameters failed. Cause: %1-%2.</translation>
+    </message>
+    <message>
+        <source>FFC参数成功写入</source>
+        <translation>FFC parameters written</translation>
+    </message>
+    <message>
+        <source>
+切换Disable失败失败，失败原因：%1-%2。请手动重试。</source>
+        <translation>
+Switching to Disable failed. Cause: %1-%2. Please try again by hand.</translation>
+    </message>
+    <message>
+        <source>
+选择FFC参数集失败，失败原因：%1-%2。请手动重试。</source>
+        <translation>
+Selecting the FFC parameter set failed. Cause: %1-%2. Please try again by hand.</translation>
+    </message>
+    <message>
+        <source>
+FFC参数组设为%1.</source>
+        <translation>
+FFC parameter set set to %1.</translation>
+    </message>
+    <message>
+        <source>FFC使能出错，错误原因：%1-%2.</source>
+        <translation>Switching FFC on failed. Cause: %1-%2.</translation>
+    </message>
+    <message>
+        <source>
+FFC使能成功。</source>
+        <translation>
+FFC switched on.</translation>
+    </message>
+    <message>
+        <source>当前没有FFC参数可供读取。</source>
+        <translation>There are no FFC parameters to read.</translation>
+    </message>
+    <message>
+        <source>LSC执行失败，请重试。</source>
+        <translation>LSC failed, please try again.</translation>
+    </message>
+    <message>
+        <source>LSC参数写入失败，请重试。</source>
+        <translation>Writing the LSC parameters failed, please try again.</translation>
+    </message>
+    <message>
+        <source>LSC执行中...</source>
+        <translation>LSC running...</translation>
+    </message>
+    <message>
+        <source>关闭LSC使能出错，错误原因：%1-%2.</source>
+        <translation>Switching LSC off failed. Cause: %1-%2.</translation>
+    </message>
+    <message>
+        <source>没有用于镜头校正的图像。请打开相机采集图像。</source>
+        <translation>There is no image for the lens shading correction. Open the camera to capture one.</translation>
+    </message>
+    <message>
+        <source>LSC获取ROI失败，失败原因：%1-%2.</source>
+        <translation>LSC could not read the ROI. Cause: %1-%2.</translation>
+    </message>
+    <message>
+        <source>LSC-获取到Sensor最大宽度 : %1</source>
+        <translation>LSC: the sensor&apos;s largest width is %1</translation>
+    </message>
+    <message>
+        <source>LSC图像宽度%1与ROI宽度%2不符，无法拟合。</source>
+        <translation>The LSC image width %1 differs from the ROI width %2; no fit is possible.</translation>
+    </message>
+    <message>
+        <source>LSC拟合失败：第%1通道的多项式无法求解，请检查图像亮度或缩小ROI后重试。</source>
+        <translation>The LSC fit failed: the polynomial of channel %1 has no solution. Check the image&apos;s brightness or make the ROI smaller, then try again.</translation>
+    </message>
+    <message>
+        <source>LSC参数计算完成。
+
+请选择软件模拟查看效果，确认效果较好后写入相机或保存为文件。</source>
+        <translation>LSC parameters calculated.
+
+Choose the software preview to see the effect; when it looks good, write them into the camera or save them to a file.</translation>
+    </message>
+    <message>
+        <source>没有执行LSC校正功能，请先执行LSC校正。</source>
+        <translation>LSC has not been run; run the lens shading correction first.</translation>
+    </message>
+    <message>
+        <source>LSC参数中有无效数值，无法写入相机。</source>
+        <translation>The LSC parameters hold invalid values and cannot be written into the camera.</translation>
+    </message>
+    <message>
+        <source>LSC参数写入失败，失败原因：%1-%2.</source>
+        <translation>Writing the LSC parameters failed. Cause: %1-%2.</translation>
+    </message>
+    <message>
+        <source>设置LSC参数索引失败，失败原因：%1-%2.</source>
+        <translation>Setting the LSC parameter index failed. Cause: %1-%2.</translation>
+    </message>
+    <message>
+        <source>LSC参数更新到FLASH失败，失败原因：%1-%2.</source>
+        <translation>Storing the LSC parameters in flash memory failed. Cause: %1-%2.</translation>
+    </message>
+    <message>
+        <source>LSC参数成功写入</source>
+        <translation>LSC parameters written</translation>
+    </message>
+    <message>
+        <source>
+切换Disable失败，失败原因：%1-%2.请手动切换。</source>
+        <translation>
+Switching to Disable failed. Cause: %1-%2. Please switch by hand.</translation>
+    </message>
+    <message>
+        <source>
+LSC参数组设为%1.</source>
+        <translation>
+LSC parameter set set to %1.</translation>
+    </message>
+    <message>
+        <source>
+设为选中的LSC参数组失败，失败原因：%1-%2.请手动选择写入的参数组-%3</source>
+        <translation>
+Selecting the chosen LSC parameter set failed. Cause: %1-%2. Please select the written parameter set by hand: %3</translation>
+    </message>
+    <message>
+        <source>
+LSC使能成功。</source>
+        <translation>
+LSC switched on.</translation>
+    </message>
+    <message>
+        <source>当前的参数组</source>
+        <translation>the present parameter set</translation>
+    </message>
+    <message>
+        <source>参数组 %1 </source>
+        <translation>parameter set %1</translation>
+    </message>
+    <message>
+        <source>相机的镜头校正（LSC）参数组不能读回</source>
+        <translation>the camera&apos;s lens shading correction (LSC) parameter sets cannot be read back</translation>
+    </message>
+    <message>
+        <source>此相机的逐像素FPN数据不能读回</source>
+        <translation>this camera&apos;s per-pixel FPN data cannot be read back</translation>
+    </message>
+    <message>
+        <source>多行传感器的FPN数据不能逐行读回</source>
+        <translation>the FPN data of a multi-line sensor cannot be read back line by line</translation>
+    </message>
+    <message>
+        <source>多级K的出厂参数组的K不能读回</source>
+        <translation>the K of a factory set with multi-level K cannot be read back</translation>
+    </message>
+    <message>
+        <source>读取相机当前的FPN参数组出错</source>
+        <translation>reading the camera&apos;s present FPN parameter set failed</translation>
+    </message>
+    <message>
+        <source>不支持的图像格式</source>
+        <translation>unsupported image format</translation>
+    </message>
+    <message>
+        <source>相机不能读回%1参数（%2-%3）</source>
+        <translation>the camera cannot read back %1 parameters (%2-%3)</translation>
+    </message>
+    <message>
+        <source>没有连接上相机</source>
+        <translation>no camera connected</translation>
+    </message>
+    <message>
+        <source>写入前读取相机参数组 %1 出错，错误原因：%2-%3。为免丢失原有参数，未写入相机。</source>
+        <translation>Reading the camera&apos;s parameter set %1 before the write failed. Cause: %2-%3. Nothing was written into the camera, so that the present parameters are not lost.</translation>
+    </message>
+    <message>
+        <source>写入前无法备份相机%1：%2。写入后不能恢复原有参数。</source>
+        <translation>The camera&apos;s %1 cannot be backed up before the write: %2. The present parameters cannot be restored after the write.</translation>
+    </message>
+    <message>
+        <source>无法创建备份文件夹 %1</source>
+        <translation>cannot create the backup folder %1</translation>
+    </message>
+    <message>
+        <source>。为免丢失原有参数，未写入相机。</source>
+        <translation>. Nothing was written into the camera, so that the present parameters are not lost.</translation>
+    </message>
+    <message>
+        <source>写入前已将相机参数组 %1 备份到 %2</source>
+        <translation>Before the write, the camera&apos;s parameter set %1 was backed up to %2</translation>
+    </message>
+    <message>
+        <source>相机%1现在是新的暗场参数与原有明场参数的混合，不能使用：请重新写入</source>
+        <translation>The camera&apos;s %1 now mixes the new dark-field parameters with the old bright-field parameters and cannot be used: write again</translation>
+    </message>
+    <message>
+        <source>写入前没有备份，无法恢复。</source>
+        <translation>There is no backup from before the write; nothing can be restored. </translation>
+    </message>
+    <message>
+        <source>。</source>
+        <translation>.</translation>
+    </message>
+    <message>
+        <source>已从备份 %1 写回写入前的参数组 %2，相机中的参数与写入前相同。</source>
+        <translation>The parameter set %2 from before the write was written back from the backup %1; the camera holds the same parameters as before the write.</translation>
+    </message>
+    <message>
+        <source>从备份写回写入前的参数也失败，失败原因：%1-%2。</source>
+        <translation>Writing the parameters from before the write back from the backup failed too. Cause: %1-%2. </translation>
+    </message>
+    <message>
+        <source>，或用“恢复写入前参数”写回备份 %1。</source>
+        <translation>, or write back the backup %1 with &quot;Restore the parameters from before the write&quot;.</translation>
+    </message>
+    <message>
+        <source>写回备份失败，请重试。</source>
+        <translation>Writing back the backup failed, please try again.</translation>
+    </message>
+    <message>
+        <source>。未写入相机。</source>
+        <translation>. Nothing written into the camera.</translation>
+    </message>
+    <message>
+        <source>没有连接上相机。</source>
+        <translation>No camera connected.</translation>
+    </message>
+    <message>
+        <source>备份来自相机 %1（序列号 %2），不是当前的相机 %3（序列号 %4）。未写入相机。</source>
+        <translation>The backup comes from the camera %1 (serial number %2), not the present camera %3 (serial number %4). Nothing written into the camera.</translation>
+    </message>
+    <message>
+        <source>备份的宽度 %1 列、%2 个颜色平面与相机当前的 %3 列、%4 个颜色平面不符。未写入相机。</source>
+        <translation>The backup&apos;s width of %1 columns and %2 colour planes differs from the camera&apos;s present %3 columns and %4 colour planes. Nothing written into the camera.</translation>
+    </message>
+    <message>
+        <source>没有写入Factory参数权限。</source>
+        <translation>No permission to write the factory set.</translation>
+    </message>
+    <message>
+        <source>写回备份 %1 到相机参数组 %2 ...</source>
+        <translation>Writing the backup %1 back into the camera&apos;s parameter set %2 ...</translation>
+    </message>
+    <message>
+        <source>写回备份失败，失败原因：%1-%2.</source>
+        <translation>Writing back the backup failed. Cause: %1-%2.</translation>
+    </message>
+    <message>
+        <source>
+已将备份 %1 写回相机参数组 %2。</source>
+        <translation>
+The backup %1 was written back into the camera&apos;s parameter set %2.</translation>
+    </message>
+    <message>
+        <source>相机打开时的状态没能恢复</source>
+        <translation>the camera&apos;s state at opening could not be restored</translation>
+    </message>
+    <message>
+        <source>%1出错（%2-%3）</source>
+        <translation>%1 failed (%2-%3)</translation>
+    </message>
+    <message>
+        <source>保持相机内部FPN使能</source>
+        <translation>keeping the camera&apos;s FPN switched on</translation>
+    </message>
+    <message>
+        <source>保持FPN参数组 %1</source>
+        <translation>keeping the FPN parameter set %1</translation>
+    </message>
+    <message>
+        <source>保持DOffset %1</source>
+        <translation>keeping DOffset %1</translation>
+    </message>
+    <message>
+        <source>保持FFC参数组 %1</source>
+        <translation>keeping the FFC parameter set %1</translation>
+    </message>
+    <message>
+        <source>保持LSC参数组 %1</source>
+        <translation>keeping the LSC parameter set %1</translation>
+    </message>
+    <message>
+        <source>没有可保存的FPN参数，请先执行校正过程。</source>
+        <translation>There are no FPN parameters to save; run the correction first.</translation>
+    </message>
+    <message>
+        <source>文件属于相机 &quot;%1&quot;，而当前相机是 &quot;%2&quot;。</source>
+        <translation>The file belongs to the camera &quot;%1&quot;, but the present camera is &quot;%2&quot;.</translation>
+    </message>
+    <message>
+        <source>相机不接受文件的图像格式（Head/SourceFormat %1，Head/TargetFormat %2）：%3-%4。</source>
+        <translation>The camera does not accept the file&apos;s image format (Head/SourceFormat %1, Head/TargetFormat %2): %3-%4.</translation>
+    </message>
+    <message>
+        <source>相机不接受文件的区域 X = %1、宽 %2 列（相机的区域为 X = %3、宽 %4 列）%5。</source>
+        <translation>The camera does not accept the file&apos;s region X = %1, %2 columns wide (the camera&apos;s region is X = %3, %4 columns wide)%5.</translation>
+    </message>
+    <message>
+        <source>：%1-%2</source>
+        <translation>: %1-%2</translation>
+    </message>
+    <message>
+        <source>FPN参数写入失败，失败原因：%1-%2.</source>
+        <translation>Writing the FPN parameters failed. Cause: %1-%2.</translation>
+    </message>
+    <message>
+        <source>FPN参数成功写入</source>
+        <translation>FPN parameters written</translation>
+    </message>
+    <message>
+        <source>参数为空，写入失败</source>
+        <translation>The parameters are empty; the write failed</translation>
+    </message>
+    <message>
+        <source>获取FPN校正范围出错，错误原因：%1-%2</source>
+        <translation>Reading the FPN correction range failed. Cause: %1-%2</translation>
+    </message>
+    <message>
+        <source>明暗场参数不匹配，写入参数失败.</source>
+        <translation>The dark-field and bright-field parameters do not match; the write failed.</translation>
+    </message>
+    <message>
+        <source>
+使能相机内部FPN失败，失败原因：%1-%2.请手动打开相机内部FPN使能。</source>
+        <translation>
+Switching the camera&apos;s FPN on failed. Cause: %1-%2. Please switch the camera&apos;s FPN on by hand.</translation>
+    </message>
+    <message>
+        <source>
+已使能相机内部FPN，点击确定查看效果。</source>
+        <translation>
+The camera&apos;s FPN is switched on, click OK to see the effect.</translation>
+    </message>
+    <message>
+        <source>未执行校正过程</source>
+        <translation>the correction has not been run</translation>
+    </message>
+    <message>
+        <source>错误的增益范围-[%1, %2]</source>
+        <translation>wrong gain range: [%1, %2]</translation>
+    </message>
+    <message>
+        <source>FPN暗场参数写入失败，失败原因：%1-%2.</source>
+        <translation>Writing the FPN dark-field parameters failed. Cause: %1-%2.</translation>
+    </message>
+    <message>
+        <source>FPN明场参数写入失败，失败原因：%1-%2.</source>
+        <translation>Writing the FPN bright-field parameters failed. Cause: %1-%2.</translation>
+    </message>
+    <message>
+        <source>FPN参数不匹配</source>
+        <translation>the FPN parameters do not match</translation>
+    </message>
+    <message>
+        <source>分辨率模式不匹配</source>
+        <translation>the resolution mode does not match</translation>
     </message>
 </context>
 <context>
@@ -506,6 +1023,246 @@ Press Enter to continue, Ctrl-C to cancel.</translation>
     </message>
 </context>
 <context>
+    <name>FfcFile</name>
+    <message>
+        <source>当前没有FFC参数可供读取。</source>
+        <translation>There are no FFC parameters to read.</translation>
+    </message>
+    <message>
+        <source>FFC参数文件至多保存三个通道，当前有 %1 个。</source>
+        <translation>An FFC parameter file holds at most three channels; there are %1.</translation>
+    </message>
+    <message>
+        <source>FFC_%1 有 %2 列增益，而当前ROI宽 %3 列。</source>
+        <translation>FFC_%1 has gains for %2 columns, but the present ROI is %3 columns wide.</translation>
+    </message>
+    <message>
+        <source>%1 的增益 %2 不是大于 0 的有限数，不能保存。</source>
+        <translation>The gain %2 of %1 is not a finite number above 0 and cannot be saved.</translation>
+    </message>
+    <message>
+        <source>错误</source>
+        <translation>Error</translation>
+    </message>
+    <message>
+        <source>版本错误</source>
+        <translation>Wrong version</translation>
+    </message>
+    <message>
+        <source>不支持的参数版本号，无法解析及加载。</source>
+        <translation>Unsupported parameter version; the file cannot be read or loaded.</translation>
+    </message>
+    <message>
+        <source>参数文件中的ROI无效（%1 = %2），无法加载。</source>
+        <translation>The parameter file&apos;s ROI is not valid (%1 = %2); it cannot be loaded.</translation>
+    </message>
+    <message>
+        <source>参数文件中 %1/%2 不是ROI（第 %3 到 %4 列）中的列，无法加载。</source>
+        <translation>%1/%2 of the parameter file is not a column of the ROI (columns %3 to %4); it cannot be loaded.</translation>
+    </message>
+    <message>
+        <source>参数文件中 %1 的值无效，无法加载。</source>
+        <translation>The value of %1 in the parameter file is not valid; it cannot be loaded.</translation>
+    </message>
+    <message>
+        <source>参数文件有 %1 个通道，而相机的图像有 %2 个通道，无法加载。</source>
+        <translation>The parameter file has %1 channel(s), but the camera&apos;s image has %2; it cannot be loaded.</translation>
+    </message>
+    <message>
+        <source>参数文件的ROI（第 %1 列起，宽 %2 列）超出相机的宽度 %3 列。</source>
+        <translation>The parameter file&apos;s ROI (from column %1, %2 columns wide) goes beyond the camera&apos;s width of %3 columns.</translation>
+    </message>
+    <message>
+        <source>参数文件不完整：缺少 %1 列的增益（从 %2 起）。
+是否加载不完整的参数？缺少的列按增益 1.0 加载。</source>
+        <translation>The parameter file is incomplete: the gains of %1 columns are missing (from %2 on).
+Load the incomplete parameters? The missing columns are loaded with a gain of 1.0.</translation>
+    </message>
+</context>
+<context>
+    <name>FpnFile</name>
+    <message>
+        <source>大于 %1，至多 %2</source>
+        <translation>above %1, at most %2</translation>
+    </message>
+    <message>
+        <source>%1 到 %2</source>
+        <translation>%1 to %2</translation>
+    </message>
+    <message>
+        <source>%1的值 %2 不是有限数。</source>
+        <translation>The value %2 of %1 is not a finite number.</translation>
+    </message>
+    <message>
+        <source>%1的值 %2 超出 %3 的范围（%4）。</source>
+        <translation>The value %2 of %1 is outside the range of %3 (%4).</translation>
+    </message>
+    <message>
+        <source>缺少 %1。</source>
+        <translation>%1 is missing.</translation>
+    </message>
+    <message>
+        <source>%1 的值 &quot;%2&quot; 不是整数。</source>
+        <translation>The value &quot;%2&quot; of %1 is not a whole number.</translation>
+    </message>
+    <message>
+        <source>Head/Version 为 %1，只能加载版本 1。</source>
+        <translation>Head/Version is %1; only version 1 can be loaded.</translation>
+    </message>
+    <message>
+        <source>缺少 Head/Version（只能加载版本 1）。</source>
+        <translation>Head/Version is missing (only version 1 can be loaded).</translation>
+    </message>
+    <message>
+        <source>文件属于相机 &quot;%1&quot;（Head/Camera），而当前相机是 &quot;%2&quot;。</source>
+        <translation>The file belongs to the camera &quot;%1&quot; (Head/Camera), but the present camera is &quot;%2&quot;.</translation>
+    </message>
+    <message>
+        <source>Head/SupportMLK 的值 &quot;%1&quot; 不是 0、1、false 或 true。</source>
+        <translation>The value &quot;%1&quot; of Head/SupportMLK is not 0, 1, false or true.</translation>
+    </message>
+    <message>
+        <source>缺少 Head/SupportMLK。</source>
+        <translation>Head/SupportMLK is missing.</translation>
+    </message>
+    <message>
+        <source>文件是多级K的参数（Head/SupportMLK），而当前相机不支持多级K。</source>
+        <translation>The file holds multi-level K parameters (Head/SupportMLK), but the present camera does not support multi-level K.</translation>
+    </message>
+    <message>
+        <source>文件不是多级K的参数（Head/SupportMLK），而当前相机支持多级K。</source>
+        <translation>The file does not hold multi-level K parameters (Head/SupportMLK), but the present camera supports multi-level K.</translation>
+    </message>
+    <message>
+        <source>文件的区域 Head/X = %1、Head/W = %2 不在相机当前的宽度 %3 列之内（宽度至少 %4 列）。</source>
+        <translation>The file&apos;s region Head/X = %1, Head/W = %2 is not within the camera&apos;s present width of %3 columns (a width of at least %4 columns).</translation>
+    </message>
+    <message>
+        <source>Head/W %1 × 高度 %2</source>
+        <translation>Head/W %1 × height %2</translation>
+    </message>
+    <message>
+        <source>文件的区域 Head/W = %1 过大。</source>
+        <translation>The file&apos;s region Head/W = %1 is too large.</translation>
+    </message>
+    <message>
+        <source>Head/Cols 为 %1 列，而 %2 为 %3 列。</source>
+        <translation>Head/Cols is %1 columns, but %2 is %3 columns.</translation>
+    </message>
+    <message>
+        <source>参数组 [%1] 的名字不是 %2 加行号。</source>
+        <translation>The name of the group [%1] is not %2 followed by a row number.</translation>
+    </message>
+    <message>
+        <source>参数组 [%1] 重复出现。</source>
+        <translation>The group [%1] appears more than once.</translation>
+    </message>
+    <message>
+        <source>缺少参数组 [%1%2]：文件有 %3 个 %1 组，应编号为 0 到 %4。</source>
+        <translation>The group [%1%2] is missing: the file has %3 %1 groups, which should be numbered 0 to %4.</translation>
+    </message>
+    <message>
+        <source>文件中没有 B 参数组。</source>
+        <translation>The file has no B group.</translation>
+    </message>
+    <message>
+        <source>文件有 %1 行 B 参数，而相机至多 %2 行（每个增益 %3 行，%4 个增益）。</source>
+        <translation>The file has %1 rows of B parameters, but the camera takes at most %2 (%3 rows per gain, %4 gains).</translation>
+    </message>
+    <message>
+        <source>文件有 %1 行 B 参数，不是相机每个增益 %2 行的整数倍。</source>
+        <translation>The file has %1 rows of B parameters, not a whole multiple of the camera&apos;s %2 rows per gain.</translation>
+    </message>
+    <message>
+        <source>文件有 %1 个 K 参数组，多级K的文件应有 %2 个。</source>
+        <translation>The file has %1 K groups; a multi-level K file should have %2.</translation>
+    </message>
+    <message>
+        <source>文件有 %1 行 K 参数，而 B 参数有 %2 行。</source>
+        <translation>The file has %1 rows of K parameters, but %2 rows of B parameters.</translation>
+    </message>
+    <message>
+        <source>[%1] 中的键 &quot;%2&quot; 不是列号。</source>
+        <translation>The key &quot;%2&quot; in [%1] is not a column number.</translation>
+    </message>
+    <message>
+        <source>[%1] 有第 %2 列，而每行只有 %3 列（%4）。</source>
+        <translation>[%1] has a column %2, but each row has only %3 columns (%4).</translation>
+    </message>
+    <message>
+        <source>%1/%2（%3，第 %4 列）</source>
+        <translation>%1/%2 (%3, column %4)</translation>
+    </message>
+    <message>
+        <source>%1的值 &quot;%2&quot; 不是数。</source>
+        <translation>The value &quot;%2&quot; of %1 is not a number.</translation>
+    </message>
+    <message>
+        <source>[%1] 只有 %2 列，应有 %3 列（%4）：缺少第 %5 列。</source>
+        <translation>[%1] has only %2 columns, not %3 (%4): column %5 is missing.</translation>
+    </message>
+    <message>
+        <source>B 第 %1 行</source>
+        <translation>B row %1</translation>
+    </message>
+    <message>
+        <source>B 的 %1 行 × %2 列</source>
+        <translation>the %1 rows × %2 columns of B</translation>
+    </message>
+    <message>
+        <source>与 [%1] 相同</source>
+        <translation>the same as [%1]</translation>
+    </message>
+    <message>
+        <source>K 第 %1 级</source>
+        <translation>K level %1</translation>
+    </message>
+    <message>
+        <source>K 第 %1 行</source>
+        <translation>K row %1</translation>
+    </message>
+    <message>
+        <source>文件过大：%1 字节，而相机 %2（宽 %3 列）的FPN参数文件至多 %4 字节。</source>
+        <translation>The file is too large: %1 bytes, but an FPN parameter file of the camera %2 (%3 columns wide) has at most %4 bytes.</translation>
+    </message>
+    <message>
+        <source>文件 %1 不是可读的参数文件。</source>
+        <translation>The file %1 is not a readable parameter file.</translation>
+    </message>
+    <message>
+        <source>没有B参数。</source>
+        <translation>There are no B parameters.</translation>
+    </message>
+    <message>
+        <source>K 有 %1 行，而 B 有 %2 行。</source>
+        <translation>K has %1 rows, but B has %2.</translation>
+    </message>
+    <message>
+        <source>K 有 %1 个级别，多级K应有 %2 个。</source>
+        <translation>K has %1 levels; multi-level K should have %2.</translation>
+    </message>
+    <message>
+        <source>B 第 %1 行有 %2 列，而第 0 行有 %3 列。</source>
+        <translation>B row %1 has %2 columns, but row 0 has %3.</translation>
+    </message>
+    <message>
+        <source>B 第 %1 行第 %2 列</source>
+        <translation>B row %1, column %2</translation>
+    </message>
+    <message>
+        <source>K 第 %1 行有 %2 列，而应有 %3 列。</source>
+        <translation>K row %1 has %2 columns, not %3.</translation>
+    </message>
+    <message>
+        <source>K 第 %1 级第 %2 行第 %3 列</source>
+        <translation>K level %1, row %2, column %3</translation>
+    </message>
+    <message>
+        <source>K 第 %1 行第 %2 列</source>
+        <translation>K row %1, column %2</translation>
+    </message>
+</context>
+<context>
     <name>HelpDialog</name>
     <message>
         <source>使用说明</source>
@@ -534,6 +1291,28 @@ Press Enter to continue, Ctrl-C to cancel.</translation>
     <message>
         <source>模拟相机与命令行</source>
         <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>HistogramWidget</name>
+    <message>
+        <source>没有图像</source>
+        <translation>No image</translation>
+    </message>
+    <message>
+        <source>像素数（对数）</source>
+        <translation>Pixels (logarithmic)</translation>
+    </message>
+    <message>
+        <source>像素数</source>
+        <translation>Pixels</translation>
+    </message>
+</context>
+<context>
+    <name>ImageStats</name>
+    <message>
+        <source>灰度</source>
+        <translation>Grey</translation>
     </message>
 </context>
 <context>
@@ -576,6 +1355,29 @@ Press Enter to continue, Ctrl-C to cancel.</translation>
     <message>
         <source>选项 --sdk 没有给出相机库的路径，使用的是 &quot;%1&quot;。</source>
         <translation>The option --sdk gives no camera library path; using &quot;%1&quot;.</translation>
+    </message>
+</context>
+<context>
+    <name>LscFit</name>
+    <message>
+        <source>LSC参数文件至多保存三个通道，当前有 %1 个。</source>
+        <translation>An LSC parameter file holds at most three channels; there are %1.</translation>
+    </message>
+    <message>
+        <source>FFC_%1 有 %2 个系数，而应有 8 个。</source>
+        <translation>FFC_%1 has %2 coefficients, not 8.</translation>
+    </message>
+    <message>
+        <source>%1 的值 %2 不是有限数，不能保存。</source>
+        <translation>The value %2 of %1 is not a finite number and cannot be saved.</translation>
+    </message>
+    <message>
+        <source>不支持的参数版本号，无法解析及加载。</source>
+        <translation>Unsupported parameter version; the file cannot be read or loaded.</translation>
+    </message>
+    <message>
+        <source>参数文件中 %1 缺失或无效，无法解析。</source>
+        <translation>%1 is missing from the parameter file or not valid; the file cannot be read.</translation>
     </message>
 </context>
 <context>
@@ -982,6 +1784,52 @@ Press Enter to continue, Ctrl-C to cancel.</translation>
     </message>
 </context>
 <context>
+    <name>ParamFile</name>
+    <message>
+        <source>无法写入文件 %1：%2</source>
+        <translation>Cannot write the file %1: %2</translation>
+    </message>
+    <message>
+        <source>文件 %1 不存在。</source>
+        <translation>The file %1 does not exist.</translation>
+    </message>
+    <message>
+        <source>无法读取文件 %1。</source>
+        <translation>Cannot read the file %1.</translation>
+    </message>
+    <message>
+        <source>文件过大：%1 字节，而参数文件至多 %2 字节。</source>
+        <translation>The file is too large: %1 bytes, but a parameter file has at most %2 bytes.</translation>
+    </message>
+</context>
+<context>
+    <name>ProfileWidget</name>
+    <message>
+        <source>双击添加固定辅助线</source>
+        <translation>Double-click to add a fixed guide line</translation>
+    </message>
+    <message>
+        <source>拉平平场系数</source>
+        <translation>Flatten the flat-field coefficients</translation>
+    </message>
+    <message>
+        <source>拉平三通道平场系数</source>
+        <translation>Flatten the flat-field coefficients of all three channels</translation>
+    </message>
+    <message>
+        <source>拉平B通道平场系数</source>
+        <translation>Flatten the flat-field coefficients of channel B</translation>
+    </message>
+    <message>
+        <source>拉平G通道平场系数</source>
+        <translation>Flatten the flat-field coefficients of channel G</translation>
+    </message>
+    <message>
+        <source>拉平R通道平场系数</source>
+        <translation>Flatten the flat-field coefficients of channel R</translation>
+    </message>
+</context>
+<context>
     <name>ProgressInfoWidget</name>
     <message>
         <source>FPN执行中...</source>
@@ -1162,6 +2010,37 @@ Press Enter to continue, Ctrl-C to cancel.</translation>
     <message>
         <source>记录 %1 缺少步骤列表（steps）。</source>
         <translation>The record %1 lacks its list of steps (steps).</translation>
+    </message>
+</context>
+<context>
+    <name>StatisticsWidget</name>
+    <message>
+        <source>曝光统计</source>
+        <translation>Exposure statistics</translation>
+    </message>
+    <message>
+        <source>单独一列曝光与亮度的关系</source>
+        <translation>Exposure against brightness for one column</translation>
+    </message>
+    <message>
+        <source>选择列</source>
+        <translation>Column</translation>
+    </message>
+    <message>
+        <source>显示拟合直线</source>
+        <translation>Show the fitted line</translation>
+    </message>
+    <message>
+        <source>显示列均值变化曲线</source>
+        <translation>Show the column means&apos; curves</translation>
+    </message>
+    <message>
+        <source>所有列</source>
+        <translation>All columns</translation>
+    </message>
+    <message>
+        <source>曝光调节</source>
+        <translation>Exposure adjustment</translation>
     </message>
 </context>
 <context>

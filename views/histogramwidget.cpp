@@ -69,7 +69,7 @@ void HistogramWidget::paintEvent(QPaintEvent* event)
     p.drawRect(plot);
     if (m_planes.isEmpty() || plot.width() < 10 || plot.height() < 10) {
         p.setPen(ink);
-        p.drawText(plot, Qt::AlignCenter, QStringLiteral("没有图像"));
+        p.drawText(plot, Qt::AlignCenter, tr("没有图像"));
         return;
     }
 
@@ -110,8 +110,7 @@ void HistogramWidget::paintEvent(QPaintEvent* event)
     p.save();
     p.translate(12, plot.center().y());
     p.rotate(-90);
-    p.drawText(QRectF(-60, -8, 120, 16), Qt::AlignCenter,
-               m_log ? QStringLiteral("像素数（对数）") : QStringLiteral("像素数"));
+    p.drawText(QRectF(-60, -8, 120, 16), Qt::AlignCenter, m_log ? tr("像素数（对数）") : tr("像素数"));
     p.restore();
 
     // One stair curve per plane, each bin a flat step.

@@ -6,6 +6,8 @@
 #include <cmath>
 #include <limits>
 
+#include <QCoreApplication>
+
 namespace {
 
 constexpr double kFullScale8 = 255.0;
@@ -78,7 +80,7 @@ std::vector<RegionStats> statsOf(const cv::Mat& part)
 QList<FramePlane> framePlanes(int channels)
 {
     switch (channels) {
-    case 1: return {{QStringLiteral("灰度"), 0}};
+    case 1: return {{QCoreApplication::translate("ImageStats", "灰度"), 0}};
     case 3: return {{QStringLiteral("R"), 2}, {QStringLiteral("G"), 1}, {QStringLiteral("B"), 0}};
     case 4:
         return {{QStringLiteral("R"), 2}, {QStringLiteral("G"), 1}, {QStringLiteral("B"), 0}, {QStringLiteral("X"), 3}};

@@ -13,7 +13,7 @@
 #include <cmath>
 
 namespace {
-const QString guideToolTip = QStringLiteral("双击添加固定辅助线");
+const char* const guideToolTip = QT_TRANSLATE_NOOP("ProfileWidget", "双击添加固定辅助线");
 constexpr double labelWidth = 60.0;
 constexpr double labelHeight = 30.0;
 constexpr double hoverLabelHeight = 16.0;
@@ -60,7 +60,7 @@ void ProfileWidget::setProfile(const cv::Mat& data, double left, double right, b
     m_left = left;
     m_right = right;
     m_editable = editable;
-    setToolTip(m_data.empty() ? QString() : guideToolTip);
+    setToolTip(m_data.empty() ? QString() : tr(guideToolTip));
     // The menu is never rebuilt under the operator's cursor: frames keep coming while it is open.
     if (m_editable && !m_data.empty() && !m_menu->isVisible()
         && m_menu->actions().size() != menuLengthFor(m_data.channels()))
@@ -78,10 +78,10 @@ void ProfileWidget::rebuildMenu(int channels)
     m_menu->clear();  // deletes the actions the menu made
     QStringList texts;
     if (channels == 1)
-        texts << QStringLiteral("拉平平场系数");
+        texts << tr("拉平平场系数");
     else
-        texts << QStringLiteral("拉平三通道平场系数") << QStringLiteral("拉平B通道平场系数")
-              << QStringLiteral("拉平G通道平场系数") << QStringLiteral("拉平R通道平场系数");
+        texts << tr("拉平三通道平场系数") << tr("拉平B通道平场系数") << tr("拉平G通道平场系数")
+              << tr("拉平R通道平场系数");
     for (int i = 0; i < texts.size(); ++i) {
         QAction* action = m_menu->addAction(texts.at(i));
         action->setData(i);

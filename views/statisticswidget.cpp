@@ -118,7 +118,7 @@ void CustomChart::wheelEvent(QGraphicsSceneWheelEvent* event)
 StatisticsWidget::StatisticsWidget(QWidget* parent) : QWidget(parent, Qt::Window)
 {
     setWindowModality(Qt::WindowModal);
-    setWindowTitle(QStringLiteral("曝光统计"));
+    setWindowTitle(tr("曝光统计"));
 
     m_chart = new CustomChart;
     m_chart->setBackgroundBrush(kBackground);
@@ -152,17 +152,17 @@ void StatisticsWidget::buildForm()
     setObjectName(QStringLiteral("StatisticsWidget"));
 
     // Top: one column against the exposure.
-    m_groupBox = new QGroupBox(QStringLiteral("单独一列曝光与亮度的关系"));
+    m_groupBox = new QGroupBox(tr("单独一列曝光与亮度的关系"));
     m_groupBox->setObjectName(QStringLiteral("groupBox"));
-    auto* label2 = new QLabel(QStringLiteral("选择列"));
+    auto* label2 = new QLabel(tr("选择列"));
     label2->setObjectName(QStringLiteral("label_2"));
     m_colSelSBox = new QSpinBox;
     m_colSelSBox->setObjectName(QStringLiteral("colSelSBox"));
     m_colSelSBox->setMinimumSize(80, 30);
-    m_showFitlineCheck = new QCheckBox(QStringLiteral("显示拟合直线"));
+    m_showFitlineCheck = new QCheckBox(tr("显示拟合直线"));
     m_showFitlineCheck->setObjectName(QStringLiteral("showFitlineCheck"));
     m_showFitlineCheck->setChecked(true);
-    m_showAllColsCheck = new QCheckBox(QStringLiteral("显示列均值变化曲线"));
+    m_showAllColsCheck = new QCheckBox(tr("显示列均值变化曲线"));
     m_showAllColsCheck->setObjectName(QStringLiteral("showAllColsCheck"));
     m_showAllColsCheck->setChecked(true);
     auto* groupRow = new QHBoxLayout(m_groupBox);
@@ -189,9 +189,9 @@ void StatisticsWidget::buildForm()
     line->setFrameShadow(QFrame::Sunken);
 
     // Bottom: the whole row at one exposure.
-    m_groupBox2 = new QGroupBox(QStringLiteral("所有列"));
+    m_groupBox2 = new QGroupBox(tr("所有列"));
     m_groupBox2->setObjectName(QStringLiteral("groupBox_2"));
-    auto* label = new QLabel(QStringLiteral("曝光调节"));
+    auto* label = new QLabel(tr("曝光调节"));
     label->setObjectName(QStringLiteral("label"));
     m_expSBox = new QDoubleSpinBox;
     m_expSBox->setObjectName(QStringLiteral("expSBox"));
