@@ -1,5 +1,6 @@
 #include "framesave.h"
 
+#include <QCoreApplication>
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -38,7 +39,7 @@ bool writeFrameSamples(const cv::Mat& frame, const QString& path, QString* error
     const int channels = frame.channels();
     if (frame.empty() || (frame.depth() != CV_8U && frame.depth() != CV_16U)
         || (channels != 1 && channels != 3 && channels != 4)) {
-        if (error) *error = QStringLiteral("没有可保存的图像数据");
+        if (error) *error = QCoreApplication::translate("FrameSave", "没有可保存的图像数据");
         return false;
     }
     const QString suffix = QFileInfo(path).suffix().toLower();
@@ -46,7 +47,7 @@ bool writeFrameSamples(const cv::Mat& frame, const QString& path, QString* error
     std::vector<uchar> bytes;
     try {
         if (!cv::imencode(ext, frame, bytes)) {
-            if (error) *error = QStringLiteral("图像编码失败");
+            if (error) *error = QCoreApplication::translate("FrameSave", "图像编码失败");
             return false;
         }
     } catch (const cv::Exception& e) {

@@ -89,8 +89,8 @@ void HelpDialog::stopShowAgain()
         settings.setValue(FpnIni::StopShowHelp, true);
         settings.sync();
     }
-    QMessageBox::information(this, QStringLiteral("提示信息"),
-                             QStringLiteral("已设置启动不显示帮助信息，后续可点击界面左上部分的帮助按钮查看。"));
+    QMessageBox::information(this, tr("提示信息"),
+                             tr("已设置启动不显示帮助信息，后续可点击界面左上部分的帮助按钮查看。"));
     ui->stopWidget->hide();
     close();
 }

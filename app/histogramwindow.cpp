@@ -4,6 +4,7 @@
 #include "views/imagestats.h"
 
 #include <QCheckBox>
+#include <QCoreApplication>
 #include <QHeaderView>
 #include <QLabel>
 #include <QTableWidget>
@@ -11,8 +12,10 @@
 
 namespace {
 
-const QStringList kColumns = {QStringLiteral("平面"), QStringLiteral("均值"), QStringLiteral("标准差"),
-                              QStringLiteral("最小"), QStringLiteral("最大"), QStringLiteral("满量程像素")};
+const char* const kColumns[] = {
+    QT_TRANSLATE_NOOP("HistogramWindow", "平面"),   QT_TRANSLATE_NOOP("HistogramWindow", "均值"),
+    QT_TRANSLATE_NOOP("HistogramWindow", "标准差"), QT_TRANSLATE_NOOP("HistogramWindow", "最小"),
+    QT_TRANSLATE_NOOP("HistogramWindow", "最大"),   QT_TRANSLATE_NOOP("HistogramWindow", "满量程像素")};
 
 QString figure(double v, int decimals)
 {
@@ -24,19 +27,21 @@ QString figure(double v, int decimals)
 HistogramWindow::HistogramWindow(QWidget* parent) : QWidget(parent, Qt::Window)
 {
     setObjectName(QStringLiteral("HistogramWindow"));
-    setWindowTitle(QStringLiteral("直方图与区域统计"));
+    setWindowTitle(tr("直方图与区域统计"));
     resize(640, 520);
 
-    m_scope = new QLabel(QStringLiteral("没有图像"));
+    m_scope = new QLabel(tr("没有图像"));
     m_scope->setObjectName(QStringLiteral("scopeLabel"));
     m_scope->setWordWrap(true);
-    m_log = new QCheckBox(QStringLiteral("对数坐标"));
+    m_log = new QCheckBox(tr("对数坐标"));
     m_log->setObjectName(QStringLiteral("logCheck"));
     m_histogram = new HistogramWidget;
     m_histogram->setObjectName(QStringLiteral("histogramWidget"));
-    m_table = new QTableWidget(0, kColumns.size());
+    m_table = new QTableWidget(0, int(std::size(kColumns)));
     m_table->setObjectName(QStringLiteral("statsTable"));
-    m_table->setHorizontalHeaderLabels(kColumns);
+    QStringList headers;
+    for (const char* c : kColumns) headers << tr(c);
+    m_table->setHorizontalHeaderLabels(headers);
     m_table->verticalHeader()->hide();
     m_table->setEditTriggers(QAbstractItemView::NoEditTriggers);
     m_table->horizontalHeader()->setSectionResizeMode(QHeaderView::Stretch);
@@ -59,7 +64,7 @@ void HistogramWindow::showFrame(const cv::Mat& frame, const QRect& region)
     const QList<FramePlane> planes = framePlanes(frame.channels());
     const double top = fullScaleOf(frame.depth());
     if (frame.empty() || planes.isEmpty() || top <= 0.0) {
-        m_scope->setText(QStringLiteral("没有图像"));
+        m_scope->setText(tr("没有图像"));
         m_histogram->clear();
         m_table->setRowCount(0);
         return;
@@ -70,9 +75,10 @@ void HistogramWindow::showFrame(const cv::Mat& frame, const QRect& region)
     const bool inRegion = !region.isEmpty() && drawn.area() > 0;
     const cv::Mat part = inRegion ? frame(drawn) : frame;
     const bool wide = frame.depth() == CV_16U;
-    const QString depth = wide ? QStringLiteral("16位（满量程 65472）") : QStringLiteral("8位（满量程 255）");
+    const QString depth = wide ? QCoreApplication::translate("HistogramWindow", "16位（满量程 65472）")
+                               : QCoreApplication::translate("HistogramWindow", "8位（满量程 255）");
     if (inRegion)
-        m_scope->setText(QStringLiteral("统计范围：框选区域 (%1, %2) %3 × %4，%5 个像素；%6")
+        m_scope->setText(tr("统计范围：框选区域 (%1, %2) %3 × %4，%5 个像素；%6")
                              .arg(drawn.x)
                              .arg(drawn.y)
                              .arg(drawn.width)
@@ -80,7 +86,7 @@ void HistogramWindow::showFrame(const cv::Mat& frame, const QRect& region)
                              .arg(qint64(drawn.area()))
                              .arg(depth));
     else
-        m_scope->setText(QStringLiteral("统计范围：整幅图像 %1 × %2；%3").arg(frame.cols).arg(frame.rows).arg(depth));
+        m_scope->setText(tr("统计范围：整幅图像 %1 × %2；%3").arg(frame.cols).arg(frame.rows).arg(depth));
 
     const auto counts = channelHistograms(part);
     const auto stats = regionStatistics(part, cv::Rect(0, 0, part.cols, part.rows));
@@ -105,5 +111,5 @@ void HistogramWindow::showFrame(const cv::Mat& frame, const QRect& region)
             m_table->setItem(row, c, item);
         }
     }
-    m_histogram->setHistograms(curves, wide ? QStringLiteral("DN10（16位值 ÷ 64）") : QStringLiteral("DN8"));
+    m_histogram->setHistograms(curves, wide ? tr("DN10（16位值 ÷ 64）") : QStringLiteral("DN8"));
 }

@@ -7,6 +7,7 @@
 
 #include <QApplication>
 #include <QCommandLineParser>
+#include <QCoreApplication>
 #include <QDebug>
 #include <QMessageBox>
 
@@ -51,17 +52,22 @@ int main(int argc, char* argv[])
 
     const int tabIndex = tabIndexForTool(parser.value(tool));
     if (parser.isSet(tool) && !isKnownTool(parser.value(tool)))
-        qWarning().noquote()
-            << QStringLiteral("未知的工具 \"%1\"（可选 FPN、FFC、LSC、SCS），显示第一个工具。").arg(parser.value(tool));
+        qWarning().noquote() << QCoreApplication::translate(
+                                    "Main", "未知的工具 \"%1\"（可选 FPN、FFC、LSC、SCS），显示第一个工具。")
+                                    .arg(parser.value(tool));
     if (language.badOption) qWarning().noquote() << language.optionWarning();
     if (!parser.positionalArguments().isEmpty())
-        qWarning().noquote() << QStringLiteral("忽略多余的参数：%1").arg(parser.positionalArguments().join(' '));
+        qWarning().noquote()
+            << QCoreApplication::translate("Main", "忽略多余的参数：%1").arg(parser.positionalArguments().join(' '));
 
     MainWindow window(parser.value(device), tabIndex, nullptr);
     window.show();
-    if (!bound.ok) QMessageBox::critical(&window, QStringLiteral("错误"), QString::fromStdString(bound.message));
-    if (!sdkNote.isEmpty()) QMessageBox::warning(&window, QStringLiteral("警告"), sdkNote);
-    if (!documentError.isEmpty()) QMessageBox::warning(&window, QStringLiteral("警告"), documentError);
+    if (!bound.ok)
+        QMessageBox::critical(&window, QCoreApplication::translate("Main", "错误"),
+                              QString::fromStdString(bound.message));
+    if (!sdkNote.isEmpty()) QMessageBox::warning(&window, QCoreApplication::translate("Main", "警告"), sdkNote);
+    if (!documentError.isEmpty())
+        QMessageBox::warning(&window, QCoreApplication::translate("Main", "警告"), documentError);
     const int status = app.exec();
     // A worker that a misbehaving camera library holds must not keep the process, nor abort it.
     CameraServer::exitWhenWorkerStuck(status);

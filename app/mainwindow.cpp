@@ -149,7 +149,7 @@ void MainWindow::connectForm()
     connect(ui->propertyDialogBut, &QPushButton::clicked, this, &MainWindow::showPropertyDialog);
     if (lsx::hasSceneControl()) {
         // A simulated camera: the operator can cover its lens and change its light.
-        m_sceneBut = new QPushButton(QStringLiteral("模拟场景"), ui->propertyDialogBut->parentWidget());
+        m_sceneBut = new QPushButton(tr("模拟场景"), ui->propertyDialogBut->parentWidget());
         m_sceneBut->setObjectName(QStringLiteral("sceneControlBut"));
         if (QBoxLayout* row = boxHolding(ui->propertyDialogBut->parentWidget()->layout(), ui->propertyDialogBut))
             row->insertWidget(row->indexOf(ui->propertyDialogBut) + 1, m_sceneBut);

@@ -26,7 +26,7 @@ void MainWindow::setupRecords()
             m_recorder->fileSaved(QStringLiteral("save-report"), {pdf, json});
         });
 
-    m_historyBut = new QPushButton(QStringLiteral("历史记录"), ui->centralwidget);
+    m_historyBut = new QPushButton(tr("历史记录"), ui->centralwidget);
     m_historyBut->setObjectName(QStringLiteral("historyBut"));
     ui->horizontalLayout->addWidget(m_historyBut);
     connect(m_historyBut, &QPushButton::clicked, this, &MainWindow::showHistory);

@@ -60,13 +60,13 @@ void MainWindow::scsApply()
         if (format == FORMAT_RGB24 && m_scsChannels.size() == 3) std::swap(m_scsChannels[0], m_scsChannels[2]);
     }
     if (m_scsChannels.size() != 3) {
-        QMessageBox::critical(this, QStringLiteral("错误"), QStringLiteral("仅三通道彩色图像支持SCS设置。"));
+        QMessageBox::critical(this, tr("错误"), tr("仅三通道彩色图像支持SCS设置。"));
         return;
     }
     if (ui->startBut->isChecked()) {
         m_cameraServer->stopCapture();
         ui->startBut->setChecked(false);
-        ui->startBut->setText(QStringLiteral("采图"));
+        ui->startBut->setText(tr("采图"));
     }
     setScsButtons(*this, true);
 
@@ -108,8 +108,8 @@ void MainWindow::scsWriteDown()
         const lsxStatus status =
             lsxSetConfigString(h, "SCS.LineShift", QString::number(v, 'g', 6).toLatin1().constData());
         if (status != LSX_OK) {
-            QMessageBox::critical(this, QStringLiteral("错误"),
-                                  QStringLiteral("写入SCS垂直偏移出错：%1-%2").arg(status).arg(statusText(status)));
+            QMessageBox::critical(this, tr("错误"),
+                                  tr("写入SCS垂直偏移出错：%1-%2").arg(status).arg(statusText(status)));
             return;
         }
     }
@@ -117,12 +117,12 @@ void MainWindow::scsWriteDown()
         const lsxStatus status =
             lsxSetConfigString(h, "SCS.PixelShift", QString::number(hShift, 'g', 6).toLatin1().constData());
         if (status != LSX_OK) {
-            QMessageBox::critical(this, QStringLiteral("错误"),
-                                  QStringLiteral("写入SCS水平偏移出错：%1-%2").arg(status).arg(statusText(status)));
+            QMessageBox::critical(this, tr("错误"),
+                                  tr("写入SCS水平偏移出错：%1-%2").arg(status).arg(statusText(status)));
             return;
         }
     }
-    QMessageBox::information(this, QStringLiteral("写入成功"), QStringLiteral("写入SCS成功，请查看应用后效果。"));
+    QMessageBox::information(this, tr("写入成功"), tr("写入SCS成功，请查看应用后效果。"));
     ui->scsVSBox->setProperty(kScsProperty, v);
     ui->scsHSBox->setProperty(kScsProperty, hShift);
     setScsButtons(*this, false);
@@ -137,20 +137,19 @@ void MainWindow::saveLSC()
 {
     const QString ending = QStringLiteral(".LSC.FAC");
     const QString chosen = chooseParameterFileToSave(
-        this, QStringLiteral("LSC保存"), m_cameraServer ? m_cameraServer->parameterFileStem() + ending : QString(),
+        this, tr("LSC保存"), m_cameraServer ? m_cameraServer->parameterFileStem() + ending : QString(),
         QStringLiteral("*.LSC.FAC"));
     if (chosen.isEmpty() || !m_cameraServer) return;
     if (!confirmOverwrite(this, chosen, withEnding(chosen, ending))) return;
     QString why;
     QString path = m_cameraServer->saveLscFile(chosen, &why);
     if (path.isEmpty()) {
-        QMessageBox::critical(this, QStringLiteral("保存失败"), why);
+        QMessageBox::critical(this, tr("保存失败"), why);
         return;
     }
     m_recorder->fileSaved(QStringLiteral("save-lsc"), {path});
     path.replace(QLatin1Char('\\'), QLatin1Char('/'));
     const QString folder = path.left(path.lastIndexOf(QLatin1Char('/')));
-    QMessageBox::information(
-        this, QStringLiteral("保存成功"),
-        QStringLiteral("校正参数已保存至<a style='color: blue;' href=\"%1\">%2.").arg(folder, path));
+    QMessageBox::information(this, tr("保存成功"),
+                             tr("校正参数已保存至<a style='color: blue;' href=\"%1\">%2.").arg(folder, path));
 }

@@ -25,6 +25,7 @@
 #include "views/imagestats.h"
 #include "views/profilewidget.h"
 
+#include <QCoreApplication>
 #include <QCursor>
 #include <QGraphicsView>
 #include <QImage>
@@ -64,8 +65,8 @@ QString pixelText(const cv::Mat& f, bool wide, int x, int y)
     for (int c = 0; c < channels; ++c)
         v[c] = wide ? f.ptr<uint16_t>(y)[x * channels + c] : f.ptr<uint8_t>(y)[x * channels + c];
     if (channels == 1) {
-        if (!wide) return QStringLiteral("亮度=%1").arg(v[0]);
-        return QStringLiteral("亮度=%1 (原始值 %2)").arg(eightBit(v[0], true)).arg(v[0]);
+        if (!wide) return QCoreApplication::translate("MainWindow", "亮度=%1").arg(v[0]);
+        return QCoreApplication::translate("MainWindow", "亮度=%1 (原始值 %2)").arg(eightBit(v[0], true)).arg(v[0]);
     }
     QStringList parts;
     for (const FramePlane& p : framePlanes(channels))
@@ -144,7 +145,7 @@ void MainWindow::hoverRow(int row, int col, QRgb /*minRgb*/, QRgb /*maxRgb*/)
 
 void MainWindow::refreshReadouts()
 {
-    ui->mousePosLabel->setText(QStringLiteral("位置:(%1,%2)").arg(int(m_cursorPos.x())).arg(int(m_cursorPos.y())));
+    ui->mousePosLabel->setText(tr("位置:(%1,%2)").arg(int(m_cursorPos.x())).arg(int(m_cursorPos.y())));
     const ShownFrame& shown = shownFrame();
     const cv::Mat& f = shown.samples;
     const int x = int(std::floor(m_cursorPos.x()));
@@ -165,7 +166,7 @@ void MainWindow::refreshReadouts()
         const float* means = m_staticMat.ptr<float>(0) + x * m_staticMat.channels();
         std::vector<QString> values;
         for (int c = 0; c < m_staticMat.channels(); ++c) values.push_back(QString::number(means[c], 'f', 1));
-        ui->avgLabel->setText(QStringLiteral("列均值:") + planesText(values));
+        ui->avgLabel->setText(tr("列均值:") + planesText(values));
     } else {
         ui->avgLabel->clear();
     }
@@ -184,8 +185,8 @@ void MainWindow::refreshReadouts()
         lows.push_back(eightBit(lo, shown.wide));
         highs.push_back(eightBit(hi, shown.wide));
     }
-    ui->minLabel->setText(QStringLiteral("行最小:") + planesText(lows));
-    ui->maxLabel->setText(QStringLiteral("行最大:") + planesText(highs));
+    ui->minLabel->setText(tr("行最小:") + planesText(lows));
+    ui->maxLabel->setText(tr("行最大:") + planesText(highs));
 }
 
 void MainWindow::liveFrameShown()
@@ -208,8 +209,8 @@ void MainWindow::procedurePanelShown()
         // before the stop), or stopped by the workflow a moment ago, in the same turn.
         m_resumeCapture = ui->startBut->isChecked() || m_captureJustStopped;
     }
-    const QString text = m_resumeCapture ? QStringLiteral("%1 相机由该步骤占用，实时图像暂停，结束后自动恢复。")
-                                         : QStringLiteral("%1 相机由该步骤占用。");
+    const QString text =
+        m_resumeCapture ? tr("%1 相机由该步骤占用，实时图像暂停，结束后自动恢复。") : tr("%1 相机由该步骤占用。");
     statusBar()->showMessage(text.arg(m_progressInfo->windowTitle()));
 }
 
@@ -226,7 +227,7 @@ void MainWindow::procedurePanelHidden()
         // from a file (the source of a flat field) stays on show.
         if (m_resumeCapture && m_cameraServer && m_cameraServer->m_opened && !ui->startBut->isChecked()) {
             ui->startBut->click();
-            statusBar()->showMessage(QStringLiteral("实时图像已恢复。"), 4000);
+            statusBar()->showMessage(tr("实时图像已恢复。"), 4000);
         }
     });
 }

@@ -3,6 +3,7 @@
 
 #include "camera/tables.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QEventLoop>
 #include <QFileDialog>
@@ -35,8 +36,9 @@ QString chooseParameterFileToSave(QWidget* parent, const QString& caption, const
 bool confirmOverwrite(QWidget* parent, const QString& chosen, const QString& path)
 {
     if (QFileInfo(chosen) == QFileInfo(path) || !QFileInfo::exists(path)) return true;
-    return QMessageBox::question(parent, QStringLiteral("文件已存在"),
-                                 QStringLiteral("文件 %1 已存在，是否覆盖？").arg(QFileInfo(path).absoluteFilePath()),
+    return QMessageBox::question(parent, QCoreApplication::translate("ParamFileDialogs", "文件已存在"),
+                                 QCoreApplication::translate("ParamFileDialogs", "文件 %1 已存在，是否覆盖？")
+                                     .arg(QFileInfo(path).absoluteFilePath()),
                                  QMessageBox::Yes | QMessageBox::No, QMessageBox::No)
            == QMessageBox::Yes;
 }

@@ -1,5 +1,6 @@
 #include "sessionlog.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QFileDialog>
 #include <QHBoxLayout>
@@ -71,8 +72,8 @@ void SessionLog::tellWriteFailure()
 {
     if (m_failedFile == m_file.fileName()) return;
     m_failedFile = m_file.fileName();
-    emit writeFailed(QStringLiteral("无法写入日志文件 %1：%2")
-                         .arg(QDir::toNativeSeparators(m_file.fileName()), m_file.errorString()));
+    emit writeFailed(
+        tr("无法写入日志文件 %1：%2").arg(QDir::toNativeSeparators(m_file.fileName()), m_file.errorString()));
 }
 
 bool SessionLog::exportTo(const QString& path, QString* error) const
@@ -102,18 +103,17 @@ bool SessionLog::exportTo(const QString& path, QString* error) const
 SessionLogWindow::SessionLogWindow(SessionLog* log, QWidget* parent) : QWidget(parent, Qt::Window), m_log(log)
 {
     setObjectName(QStringLiteral("SessionLogWindow"));
-    setWindowTitle(QStringLiteral("运行日志"));
+    setWindowTitle(tr("运行日志"));
     resize(820, 480);
 
-    m_fileLabel =
-        new QLabel(QStringLiteral("自动保存至：%1").arg(QDir::toNativeSeparators(log->dayFile(QDate::currentDate()))));
+    m_fileLabel = new QLabel(tr("自动保存至：%1").arg(QDir::toNativeSeparators(log->dayFile(QDate::currentDate()))));
     m_fileLabel->setObjectName(QStringLiteral("logFileLabel"));
     m_fileLabel->setTextInteractionFlags(Qt::TextSelectableByMouse);
     m_text = new QPlainTextEdit;
     m_text->setObjectName(QStringLiteral("logEdit"));
     m_text->setReadOnly(true);
     m_text->setLineWrapMode(QPlainTextEdit::NoWrap);
-    m_exportBut = new QPushButton(QStringLiteral("导出"));
+    m_exportBut = new QPushButton(tr("导出"));
     m_exportBut->setObjectName(QStringLiteral("logExportBut"));
 
     auto* bottom = new QHBoxLayout;
@@ -135,8 +135,7 @@ void SessionLogWindow::add(const SessionEntry& entry)
     const bool atEnd = bar->value() == bar->maximum();
     m_text->appendPlainText(SessionLog::line(entry));
     if (atEnd) bar->setValue(bar->maximum());
-    m_fileLabel->setText(
-        QStringLiteral("自动保存至：%1").arg(QDir::toNativeSeparators(m_log->dayFile(entry.when.date()))));
+    m_fileLabel->setText(tr("自动保存至：%1").arg(QDir::toNativeSeparators(m_log->dayFile(entry.when.date()))));
 }
 
 void SessionLogWindow::exportAs()
@@ -144,8 +143,7 @@ void SessionLogWindow::exportAs()
     const QString proposed = QDir(m_log->folder())
                                  .filePath(QStringLiteral("lsxcalib_session_%1.log")
                                                .arg(QDateTime::currentDateTime().toString("yyyyMMdd_hhmmss")));
-    const QString path = QFileDialog::getSaveFileName(this, QStringLiteral("导出日志"), proposed,
-                                                      QStringLiteral("日志文件 (*.log *.txt)"));
+    const QString path = QFileDialog::getSaveFileName(this, tr("导出日志"), proposed, tr("日志文件 (*.log *.txt)"));
     if (path.isEmpty()) return;
     exportTo(path);
 }
@@ -154,11 +152,9 @@ bool SessionLogWindow::exportTo(const QString& path)
 {
     QString error;
     if (!m_log->exportTo(path, &error)) {
-        QMessageBox::critical(this, QStringLiteral("错误"),
-                              QStringLiteral("日志导出失败：%1\n%2").arg(QDir::toNativeSeparators(path), error));
+        QMessageBox::critical(this, tr("错误"), tr("日志导出失败：%1\n%2").arg(QDir::toNativeSeparators(path), error));
         return false;
     }
-    QMessageBox::information(this, QStringLiteral("导出成功"),
-                             QStringLiteral("日志已导出至 %1").arg(QDir::toNativeSeparators(path)));
+    QMessageBox::information(this, tr("导出成功"), tr("日志已导出至 %1").arg(QDir::toNativeSeparators(path)));
     return true;
 }

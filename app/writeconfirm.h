@@ -16,4 +16,4 @@ bool confirmCameraWrite(QWidget* parent, CameraServer* server, CameraServer::Wri
 bool confirmRestore(QWidget* parent, CameraServer* server, const QString& file, const CameraBackup& backup);
 
 // The title of both questions.
-inline const QString kWriteQuestionTitle = QStringLiteral("确认写入相机");
+inline const char* const kWriteQuestionTitle = QT_TRANSLATE_NOOP("MainWindow", "确认写入相机");

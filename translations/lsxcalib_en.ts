@@ -1263,34 +1263,53 @@ Load the incomplete parameters? The missing columns are loaded with a gain of 1.
     </message>
 </context>
 <context>
+    <name>FrameSave</name>
+    <message>
+        <source>没有可保存的图像数据</source>
+        <translation>there is no image data to save</translation>
+    </message>
+    <message>
+        <source>图像编码失败</source>
+        <translation>the image could not be encoded</translation>
+    </message>
+</context>
+<context>
     <name>HelpDialog</name>
     <message>
         <source>使用说明</source>
-        <translation type="unfinished"></translation>
+        <translation>Instructions</translation>
     </message>
     <message>
         <source>下次不再显示</source>
-        <translation type="unfinished"></translation>
+        <translation>Do not show again</translation>
     </message>
     <message>
         <source>FPN校正</source>
-        <translation type="unfinished"></translation>
+        <translation>FPN correction</translation>
     </message>
     <message>
         <source>平场、镜头与SCS校正</source>
-        <translation type="unfinished"></translation>
+        <translation>Flat field, lens and SCS corrections</translation>
     </message>
     <message>
         <source>校正验证</source>
-        <translation type="unfinished"></translation>
+        <translation>Calibration verification</translation>
     </message>
     <message>
         <source>图像工具与日志</source>
-        <translation type="unfinished"></translation>
+        <translation>Image tools and log</translation>
     </message>
     <message>
         <source>模拟相机与命令行</source>
-        <translation type="unfinished"></translation>
+        <translation>Simulated camera and command line</translation>
+    </message>
+    <message>
+        <source>提示信息</source>
+        <translation>Information</translation>
+    </message>
+    <message>
+        <source>已设置启动不显示帮助信息，后续可点击界面左上部分的帮助按钮查看。</source>
+        <translation>The help will no longer be shown at start; open it later with the Help button at the top left of the window.</translation>
     </message>
 </context>
 <context>
@@ -1306,6 +1325,65 @@ Load the incomplete parameters? The missing columns are loaded with a gain of 1.
     <message>
         <source>像素数</source>
         <translation>Pixels</translation>
+    </message>
+</context>
+<context>
+    <name>HistogramWindow</name>
+    <message>
+        <source>平面</source>
+        <translation>Plane</translation>
+    </message>
+    <message>
+        <source>均值</source>
+        <translation>Mean</translation>
+    </message>
+    <message>
+        <source>标准差</source>
+        <translation>Std. dev.</translation>
+    </message>
+    <message>
+        <source>最小</source>
+        <translation>Min</translation>
+    </message>
+    <message>
+        <source>最大</source>
+        <translation>Max</translation>
+    </message>
+    <message>
+        <source>满量程像素</source>
+        <translation>Pixels at full scale</translation>
+    </message>
+    <message>
+        <source>直方图与区域统计</source>
+        <translation>Histogram and region statistics</translation>
+    </message>
+    <message>
+        <source>没有图像</source>
+        <translation>No image</translation>
+    </message>
+    <message>
+        <source>对数坐标</source>
+        <translation>Logarithmic scale</translation>
+    </message>
+    <message>
+        <source>16位（满量程 65472）</source>
+        <translation>16-bit (full scale 65472)</translation>
+    </message>
+    <message>
+        <source>8位（满量程 255）</source>
+        <translation>8-bit (full scale 255)</translation>
+    </message>
+    <message>
+        <source>统计范围：框选区域 (%1, %2) %3 × %4，%5 个像素；%6</source>
+        <translation>Statistics of: the selected region (%1, %2) %3 × %4, %5 pixels; %6</translation>
+    </message>
+    <message>
+        <source>统计范围：整幅图像 %1 × %2；%3</source>
+        <translation>Statistics of: the whole image %1 × %2; %3</translation>
+    </message>
+    <message>
+        <source>DN10（16位值 ÷ 64）</source>
+        <translation>DN10 (16-bit value ÷ 64)</translation>
     </message>
 </context>
 <context>
@@ -1381,406 +1459,561 @@ Load the incomplete parameters? The missing columns are loaded with a gain of 1.
     </message>
 </context>
 <context>
+    <name>Main</name>
+    <message>
+        <source>未知的工具 &quot;%1&quot;（可选 FPN、FFC、LSC、SCS），显示第一个工具。</source>
+        <translation>Unknown tool &quot;%1&quot; (choose FPN, FFC, LSC or SCS); the first tool is shown.</translation>
+    </message>
+    <message>
+        <source>忽略多余的参数：%1</source>
+        <translation>Extra arguments ignored: %1</translation>
+    </message>
+    <message>
+        <source>错误</source>
+        <translation>Error</translation>
+    </message>
+    <message>
+        <source>警告</source>
+        <translation>Warning</translation>
+    </message>
+</context>
+<context>
     <name>MainWindow</name>
     <message>
         <source>线扫相机校正工具</source>
-        <translation type="unfinished"></translation>
+        <translation>Line-Scan Camera Calibration Tool</translation>
     </message>
     <message>
         <source>刷新</source>
-        <translation type="unfinished"></translation>
+        <translation>Refresh</translation>
     </message>
     <message>
         <source>连接</source>
-        <translation type="unfinished"></translation>
+        <translation>Connect</translation>
     </message>
     <message>
         <source>帮助</source>
-        <translation type="unfinished"></translation>
+        <translation>Help</translation>
     </message>
     <message>
         <source>常用功能</source>
-        <translation type="unfinished"></translation>
+        <translation>Common settings</translation>
     </message>
     <message>
         <source>分辨率模式</source>
-        <translation type="unfinished"></translation>
+        <translation>Resolution mode</translation>
     </message>
     <message>
         <source>图像合并模式选择</source>
-        <translation type="unfinished"></translation>
+        <translation>Binning</translation>
     </message>
     <message>
         <source>水平合并模式</source>
-        <translation type="unfinished"></translation>
+        <translation>Horizontal binning</translation>
     </message>
     <message>
         <source>垂直合并模式</source>
-        <translation type="unfinished"></translation>
+        <translation>Vertical binning</translation>
     </message>
     <message>
         <source>曝光时间</source>
-        <translation type="unfinished"></translation>
+        <translation>Exposure time</translation>
     </message>
     <message>
         <source>ROI设置</source>
-        <translation type="unfinished"></translation>
+        <translation>ROI</translation>
     </message>
     <message>
         <source>水平偏移(X)</source>
-        <translation type="unfinished"></translation>
+        <translation>X offset (X)</translation>
     </message>
     <message>
         <source>宽度(W)</source>
-        <translation type="unfinished"></translation>
+        <translation>Width (W)</translation>
     </message>
     <message>
         <source>高度(H)</source>
-        <translation type="unfinished"></translation>
+        <translation>Height (H)</translation>
     </message>
     <message>
         <source>应用</source>
-        <translation type="unfinished"></translation>
+        <translation>Apply</translation>
     </message>
     <message>
         <source>撤销</source>
-        <translation type="unfinished"></translation>
+        <translation>Undo</translation>
     </message>
     <message>
         <source>更多调节</source>
-        <translation type="unfinished"></translation>
+        <translation>More settings</translation>
     </message>
     <message>
         <source>FPN校正</source>
-        <translation type="unfinished"></translation>
+        <translation>FPN correction</translation>
     </message>
     <message>
         <source>校正参数</source>
-        <translation type="unfinished"></translation>
+        <translation>Correction parameters</translation>
     </message>
     <message>
         <source>增益选择</source>
-        <translation type="unfinished"></translation>
+        <translation>Gain</translation>
     </message>
     <message>
         <source>亮度范围</source>
-        <translation type="unfinished"></translation>
+        <translation>Brightness range</translation>
     </message>
     <message>
         <source>—</source>
-        <translation type="unfinished"></translation>
+        <translation>—</translation>
     </message>
     <message>
         <source>调节量</source>
-        <translation type="unfinished"></translation>
+        <translation>Adjustment</translation>
     </message>
     <message>
         <source>Auto</source>
-        <translation type="unfinished"></translation>
+        <translation>Auto</translation>
     </message>
     <message>
         <source>同时进行感光平场(FFC)</source>
-        <translation type="unfinished"></translation>
+        <translation>Also run flat-field correction (FFC)</translation>
     </message>
     <message>
         <source>加载本地FPN参数</source>
-        <translation type="unfinished"></translation>
+        <translation>Load FPN parameters from a file</translation>
     </message>
     <message>
         <source>校正功能</source>
-        <translation type="unfinished"></translation>
+        <translation>Corrections</translation>
     </message>
     <message>
         <source>暗场校正</source>
-        <translation type="unfinished"></translation>
+        <translation>Dark-field correction</translation>
     </message>
     <message>
         <source>明场校正</source>
-        <translation type="unfinished"></translation>
+        <translation>Bright-field correction</translation>
     </message>
     <message>
         <source>相机FPN使能</source>
-        <translation type="unfinished"></translation>
+        <translation>Camera FPN switch</translation>
     </message>
     <message>
         <source>存储</source>
-        <translation type="unfinished"></translation>
+        <translation>Store</translation>
     </message>
     <message>
         <source>用户</source>
-        <translation type="unfinished"></translation>
+        <translation>User</translation>
     </message>
     <message>
         <source>写入</source>
-        <translation type="unfinished"></translation>
+        <translation>Write</translation>
     </message>
     <message>
         <source>导出</source>
-        <translation type="unfinished"></translation>
+        <translation>Export</translation>
     </message>
     <message>
         <source>保存FPN参数到本地</source>
-        <translation type="unfinished"></translation>
+        <translation>Save FPN parameters to a file</translation>
     </message>
     <message>
         <source>软件模拟FPN</source>
-        <translation type="unfinished"></translation>
+        <translation>Software preview of FPN</translation>
     </message>
     <message>
         <source>其它功能</source>
-        <translation type="unfinished"></translation>
+        <translation>Other functions</translation>
     </message>
     <message>
         <source>线扫</source>
-        <translation type="unfinished"></translation>
+        <translation>Line scan</translation>
     </message>
     <message>
         <source>面阵</source>
-        <translation type="unfinished"></translation>
+        <translation>Area scan</translation>
     </message>
     <message>
         <source>原厂FPN使能</source>
-        <translation type="unfinished"></translation>
+        <translation>Factory FPN switch</translation>
     </message>
     <message>
         <source>Sum</source>
-        <translation type="unfinished"></translation>
+        <translation>Sum</translation>
     </message>
     <message>
         <source>长光Sensor滤波使能</source>
-        <translation type="unfinished"></translation>
+        <translation>Gpixel sensor filter switch</translation>
     </message>
     <message>
         <source>自动检测曝光范围，取</source>
-        <translation type="unfinished"></translation>
+        <translation>Find the exposure range automatically and take</translation>
     </message>
     <message>
         <source>个曝光数据</source>
-        <translation type="unfinished"></translation>
+        <translation>exposures</translation>
     </message>
     <message>
         <source>曝光测试</source>
-        <translation type="unfinished"></translation>
+        <translation>Exposure test</translation>
     </message>
     <message>
         <source>平场校正</source>
-        <translation type="unfinished"></translation>
+        <translation>Flat-field correction</translation>
     </message>
     <message>
         <source>加载本地图像</source>
-        <translation type="unfinished"></translation>
+        <translation>Load an image from a file</translation>
     </message>
     <message>
         <source>加载FFC参数</source>
-        <translation type="unfinished"></translation>
+        <translation>Load FFC parameters</translation>
     </message>
     <message>
         <source>FFC功能</source>
-        <translation type="unfinished"></translation>
+        <translation>FFC</translation>
     </message>
     <message>
         <source>目标亮度</source>
-        <translation type="unfinished"></translation>
+        <translation>Target brightness</translation>
     </message>
     <message>
         <source>自定义比例</source>
-        <translation type="unfinished"></translation>
+        <translation>Custom ratio</translation>
     </message>
     <message>
         <source>自定义可选范围为0.5-1.0，表示用 最小值+(最大值-最小值)*自定义值 作为平场校正的目标亮度</source>
-        <translation type="unfinished"></translation>
+        <translation>A custom value from 0.5 to 1.0: the flat-field correction&apos;s target brightness is min + (max - min) * value</translation>
     </message>
     <message>
         <source>平均值</source>
-        <translation type="unfinished"></translation>
+        <translation>Mean</translation>
     </message>
     <message>
         <source>计算图像的平均值用作平场的目标亮度</source>
-        <translation type="unfinished"></translation>
+        <translation>The image&apos;s mean is the flat field&apos;s target brightness</translation>
     </message>
     <message>
         <source>自定义亮度</source>
-        <translation type="unfinished"></translation>
+        <translation>Custom brightness</translation>
     </message>
     <message>
         <source>自定义亮度可选范围为10-255，直接将对应亮度数据作为目标亮度。</source>
-        <translation type="unfinished"></translation>
+        <translation>A custom brightness from 10 to 255, taken directly as the target brightness.</translation>
     </message>
     <message>
         <source>像素采样半径</source>
-        <translation type="unfinished"></translation>
+        <translation>Pixel sampling radius</translation>
     </message>
     <message>
         <source>FFC校正</source>
-        <translation type="unfinished"></translation>
+        <translation>FFC correction</translation>
     </message>
     <message>
         <source>软件模拟FFC</source>
-        <translation type="unfinished"></translation>
+        <translation>Software preview of FFC</translation>
     </message>
     <message>
         <source>显示平场系数</source>
-        <translation type="unfinished"></translation>
+        <translation>Show the flat-field coefficients</translation>
     </message>
     <message>
         <source>保存至本地</source>
-        <translation type="unfinished"></translation>
+        <translation>Save to a file</translation>
     </message>
     <message>
         <source>平场调节系数</source>
-        <translation type="unfinished"></translation>
+        <translation>Flat-field adjustment factors</translation>
     </message>
     <message>
         <source>B: </source>
-        <translation type="unfinished"></translation>
+        <translation>B: </translation>
     </message>
     <message>
         <source>G: </source>
-        <translation type="unfinished"></translation>
+        <translation>G: </translation>
     </message>
     <message>
         <source>R: </source>
-        <translation type="unfinished"></translation>
+        <translation>R: </translation>
     </message>
     <message>
         <source>保存平场调节系数</source>
-        <translation type="unfinished"></translation>
+        <translation>Save the flat-field adjustment factors</translation>
     </message>
     <message>
         <source>镜头校正</source>
-        <translation type="unfinished"></translation>
+        <translation>Lens shading correction</translation>
     </message>
     <message>
         <source>LSC校正功能</source>
-        <translation type="unfinished"></translation>
+        <translation>LSC</translation>
     </message>
     <message>
         <source>LSC校正</source>
-        <translation type="unfinished"></translation>
+        <translation>LSC correction</translation>
     </message>
     <message>
         <source>UserSet0</source>
-        <translation type="unfinished"></translation>
+        <translation>UserSet0</translation>
     </message>
     <message>
         <source>UserSet1</source>
-        <translation type="unfinished"></translation>
+        <translation>UserSet1</translation>
     </message>
     <message>
         <source>UserSet2</source>
-        <translation type="unfinished"></translation>
+        <translation>UserSet2</translation>
     </message>
     <message>
         <source>UserSet3</source>
-        <translation type="unfinished"></translation>
+        <translation>UserSet3</translation>
     </message>
     <message>
         <source>UserSet4</source>
-        <translation type="unfinished"></translation>
+        <translation>UserSet4</translation>
     </message>
     <message>
         <source>UserSet5</source>
-        <translation type="unfinished"></translation>
+        <translation>UserSet5</translation>
     </message>
     <message>
         <source>UserSet6</source>
-        <translation type="unfinished"></translation>
+        <translation>UserSet6</translation>
     </message>
     <message>
         <source>UserSet7</source>
-        <translation type="unfinished"></translation>
+        <translation>UserSet7</translation>
     </message>
     <message>
         <source>UserSet8</source>
-        <translation type="unfinished"></translation>
+        <translation>UserSet8</translation>
     </message>
     <message>
         <source>UserSet9</source>
-        <translation type="unfinished"></translation>
+        <translation>UserSet9</translation>
     </message>
     <message>
         <source>UserSet10</source>
-        <translation type="unfinished"></translation>
+        <translation>UserSet10</translation>
     </message>
     <message>
         <source>UserSet11</source>
-        <translation type="unfinished"></translation>
+        <translation>UserSet11</translation>
     </message>
     <message>
         <source>UserSet12</source>
-        <translation type="unfinished"></translation>
+        <translation>UserSet12</translation>
     </message>
     <message>
         <source>UserSet13</source>
-        <translation type="unfinished"></translation>
+        <translation>UserSet13</translation>
     </message>
     <message>
         <source>UserSet14</source>
-        <translation type="unfinished"></translation>
+        <translation>UserSet14</translation>
     </message>
     <message>
         <source>UserSet15</source>
-        <translation type="unfinished"></translation>
+        <translation>UserSet15</translation>
     </message>
     <message>
         <source>写入相机</source>
-        <translation type="unfinished"></translation>
+        <translation>Write into the camera</translation>
     </message>
     <message>
         <source>软件模拟LSC</source>
-        <translation type="unfinished"></translation>
+        <translation>Software preview of LSC</translation>
     </message>
     <message>
         <source>SCS校正</source>
-        <translation type="unfinished"></translation>
+        <translation>SCS correction</translation>
     </message>
     <message>
         <source>垂直SCS</source>
-        <translation type="unfinished"></translation>
+        <translation>Vertical SCS</translation>
     </message>
     <message>
         <source>水平SCS</source>
-        <translation type="unfinished"></translation>
+        <translation>Horizontal SCS</translation>
     </message>
     <message>
         <source>采图</source>
-        <translation type="unfinished"></translation>
+        <translation>Capture</translation>
     </message>
     <message>
         <source>x</source>
-        <translation type="unfinished"></translation>
+        <translation>x</translation>
     </message>
     <message>
         <source>存图</source>
-        <translation type="unfinished"></translation>
+        <translation>Save image</translation>
     </message>
     <message>
         <source>采集帧率</source>
-        <translation type="unfinished"></translation>
+        <translation>Capture frame rate</translation>
     </message>
     <message>
         <source>图像大小</source>
-        <translation type="unfinished"></translation>
+        <translation>Image size</translation>
     </message>
     <message>
         <source>位置</source>
-        <translation type="unfinished"></translation>
+        <translation>Position</translation>
     </message>
     <message>
         <source>RGB</source>
-        <translation type="unfinished"></translation>
+        <translation>RGB</translation>
     </message>
     <message>
         <source>AVG</source>
-        <translation type="unfinished"></translation>
+        <translation>AVG</translation>
     </message>
     <message>
         <source>MIN</source>
-        <translation type="unfinished"></translation>
+        <translation>MIN</translation>
     </message>
     <message>
         <source>MAX</source>
-        <translation type="unfinished"></translation>
+        <translation>MAX</translation>
+    </message>
+    <message>
+        <source>模拟场景</source>
+        <translation>Simulated scene</translation>
+    </message>
+    <message>
+        <source>平场（FFC）</source>
+        <translation>flat-field (FFC)</translation>
+    </message>
+    <message>
+        <source>镜头校正（LSC）</source>
+        <translation>lens shading correction (LSC)</translation>
+    </message>
+    <message>
+        <source>无法备份：%1。写入后不能恢复原有参数。</source>
+        <translation>No backup possible: %1. The present parameters cannot be restored after the write.</translation>
+    </message>
+    <message>
+        <source>写入前该参数组的内容将备份到：
+%1
+可用“恢复写入前参数”写回。</source>
+        <translation>The set&apos;s contents before the write will be backed up to:
+%1
+Write them back with &quot;Restore the parameters from before the write&quot;.</translation>
+    </message>
+    <message>
+        <source>取消</source>
+        <translation>Cancel</translation>
+    </message>
+    <message>
+        <source>（未连接）</source>
+        <translation>(not connected)</translation>
+    </message>
+    <message>
+        <source>将覆盖相机 %1 的%2参数组“%3”。
+
+%4</source>
+        <translation>The %2 parameter set &quot;%3&quot; of the camera %1 will be overwritten.
+
+%4</translation>
+    </message>
+    <message>
+        <source>将用 %1 备份的 %2 写回相机 %3 的%4参数组“%5”。
+
+%6</source>
+        <translation>The %2 backed up at %1 will be written back into the %4 parameter set &quot;%5&quot; of the camera %3.
+
+%6</translation>
+    </message>
+    <message>
+        <source>恢复写入前参数</source>
+        <translation>Restore the parameters from before the write</translation>
+    </message>
+    <message>
+        <source>历史记录</source>
+        <translation>History</translation>
+    </message>
+    <message>
+        <source>错误</source>
+        <translation>Error</translation>
+    </message>
+    <message>
+        <source>仅三通道彩色图像支持SCS设置。</source>
+        <translation>Only three-channel colour images support SCS settings.</translation>
+    </message>
+    <message>
+        <source>写入SCS垂直偏移出错：%1-%2</source>
+        <translation>Writing the SCS vertical shift failed: %1-%2</translation>
+    </message>
+    <message>
+        <source>写入SCS水平偏移出错：%1-%2</source>
+        <translation>Writing the SCS horizontal shift failed: %1-%2</translation>
+    </message>
+    <message>
+        <source>写入成功</source>
+        <translation>Written</translation>
+    </message>
+    <message>
+        <source>写入SCS成功，请查看应用后效果。</source>
+        <translation>SCS written; see the effect applied.</translation>
+    </message>
+    <message>
+        <source>LSC保存</source>
+        <translation>Save LSC</translation>
+    </message>
+    <message>
+        <source>保存失败</source>
+        <translation>Save failed</translation>
+    </message>
+    <message>
+        <source>保存成功</source>
+        <translation>Saved</translation>
+    </message>
+    <message>
+        <source>校正参数已保存至&lt;a style=&apos;color: blue;&apos; href=&quot;%1&quot;&gt;%2.</source>
+        <translation>Correction parameters saved to &lt;a style=&apos;color: blue;&apos; href=&quot;%1&quot;&gt;%2.</translation>
+    </message>
+    <message>
+        <source>亮度=%1</source>
+        <translation>Brightness=%1</translation>
+    </message>
+    <message>
+        <source>亮度=%1 (原始值 %2)</source>
+        <translation>Brightness=%1 (raw value %2)</translation>
+    </message>
+    <message>
+        <source>位置:(%1,%2)</source>
+        <translation>Position:(%1,%2)</translation>
+    </message>
+    <message>
+        <source>列均值:</source>
+        <translation>Column mean:</translation>
+    </message>
+    <message>
+        <source>行最小:</source>
+        <translation>Row min:</translation>
+    </message>
+    <message>
+        <source>行最大:</source>
+        <translation>Row max:</translation>
+    </message>
+    <message>
+        <source>%1 相机由该步骤占用，实时图像暂停，结束后自动恢复。</source>
+        <translation>%1 The step holds the camera; the live image is paused and comes back when it ends.</translation>
+    </message>
+    <message>
+        <source>实时图像已恢复。</source>
+        <translation>Live image back.</translation>
+    </message>
+    <message>
+        <source>确认写入相机</source>
+        <translation>Confirm the write into the camera</translation>
+    </message>
+    <message>
+        <source>%1 相机由该步骤占用。</source>
+        <translation>%1 The step holds the camera.</translation>
     </message>
 </context>
 <context>
@@ -1800,6 +2033,17 @@ Load the incomplete parameters? The missing columns are loaded with a gain of 1.
     <message>
         <source>文件过大：%1 字节，而参数文件至多 %2 字节。</source>
         <translation>The file is too large: %1 bytes, but a parameter file has at most %2 bytes.</translation>
+    </message>
+</context>
+<context>
+    <name>ParamFileDialogs</name>
+    <message>
+        <source>文件已存在</source>
+        <translation>File exists</translation>
+    </message>
+    <message>
+        <source>文件 %1 已存在，是否覆盖？</source>
+        <translation>The file %1 exists already. Overwrite it?</translation>
     </message>
 </context>
 <context>
@@ -1833,19 +2077,19 @@ Load the incomplete parameters? The missing columns are loaded with a gain of 1.
     <name>ProgressInfoWidget</name>
     <message>
         <source>FPN执行中...</source>
-        <translation type="unfinished"></translation>
+        <translation>FPN running...</translation>
     </message>
     <message>
         <source>进度</source>
-        <translation type="unfinished"></translation>
+        <translation>Progress</translation>
     </message>
     <message>
         <source>确定</source>
-        <translation type="unfinished"></translation>
+        <translation>OK</translation>
     </message>
     <message>
         <source>取消</source>
-        <translation type="unfinished"></translation>
+        <translation>Cancel</translation>
     </message>
 </context>
 <context>
@@ -2010,6 +2254,54 @@ Load the incomplete parameters? The missing columns are loaded with a gain of 1.
     <message>
         <source>记录 %1 缺少步骤列表（steps）。</source>
         <translation>The record %1 lacks its list of steps (steps).</translation>
+    </message>
+</context>
+<context>
+    <name>SessionLog</name>
+    <message>
+        <source>无法写入日志文件 %1：%2</source>
+        <translation>Cannot write the log file %1: %2</translation>
+    </message>
+</context>
+<context>
+    <name>SessionLogWindow</name>
+    <message>
+        <source>运行日志</source>
+        <translation>Session log</translation>
+    </message>
+    <message>
+        <source>自动保存至：%1</source>
+        <translation>Saved automatically to: %1</translation>
+    </message>
+    <message>
+        <source>导出</source>
+        <translation>Export</translation>
+    </message>
+    <message>
+        <source>日志文件 (*.log *.txt)</source>
+        <translation>Log files (*.log *.txt)</translation>
+    </message>
+    <message>
+        <source>错误</source>
+        <translation>Error</translation>
+    </message>
+    <message>
+        <source>日志导出失败：%1
+%2</source>
+        <translation>Exporting the log failed: %1
+%2</translation>
+    </message>
+    <message>
+        <source>导出成功</source>
+        <translation>Exported</translation>
+    </message>
+    <message>
+        <source>日志已导出至 %1</source>
+        <translation>Log exported to %1</translation>
+    </message>
+    <message>
+        <source>导出日志</source>
+        <translation>Export the log</translation>
     </message>
 </context>
 <context>
