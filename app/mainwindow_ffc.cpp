@@ -22,6 +22,7 @@
 #include "flatfield/ffcgains.h"
 #include "statustext.h"
 
+#include <QCoreApplication>
 #include <QDebug>
 #include <QFileDialog>
 #include <QImage>
@@ -38,7 +39,7 @@ void stopCaptureOf(MainWindow& w)
     if (!w.ui->startBut->isChecked()) return;
     w.m_cameraServer->stopCapture();
     w.ui->startBut->setChecked(false);
-    w.ui->startBut->setText(QStringLiteral("采图"));
+    w.ui->startBut->setText(QCoreApplication::translate("MainWindow", "采图"));
 }
 
 // A picture counts as grey when every pixel has R = G = B. `rgb` is RGB888.
@@ -79,13 +80,14 @@ QString folderOf(const QString& path)
 void savedMessage(MainWindow& w, const QString& path)
 {
     QMessageBox::information(
-        &w, QStringLiteral("保存成功"),
-        QStringLiteral("校正参数已保存至<a style='color: white;' href=\"%1\">%2.").arg(folderOf(path), path));
+        &w, QCoreApplication::translate("MainWindow", "保存成功"),
+        QCoreApplication::translate("MainWindow", "校正参数已保存至<a style='color: white;' href=\"%1\">%2.")
+            .arg(folderOf(path), path));
 }
 
 void saveFailedMessage(MainWindow& w, const QString& why)
 {
-    QMessageBox::critical(&w, QStringLiteral("保存失败"), why);
+    QMessageBox::critical(&w, QCoreApplication::translate("MainWindow", "保存失败"), why);
 }
 
 QString modelText(const CameraServer* server)
@@ -117,9 +119,9 @@ int sensorWidth(const CameraServer* server)
 // multi-line one, "灰度" for mono.
 QString channelName(int channel, int channels)
 {
-    if (channels == 1) return QStringLiteral("灰度");
+    if (channels == 1) return QCoreApplication::translate("MainWindow", "灰度");
     if (channels == 3) return QString(QLatin1Char("BGR"[channel]));
-    return QStringLiteral("第 %1 行").arg(channel);
+    return QCoreApplication::translate("MainWindow", "第 %1 行").arg(channel);
 }
 
 // The factors of the adjustment boxes as they made the gains in use; a refused turn goes back to them.
@@ -151,14 +153,14 @@ void restoreFactors(MainWindow& w)
 void MainWindow::loadFFCImage()
 {
     const QString path =
-        QFileDialog::getOpenFileName(this, QStringLiteral("加载源图"), QString(), QStringLiteral("*.bmp *.png *.jpg"));
+        QFileDialog::getOpenFileName(this, tr("加载源图"), QString(), QStringLiteral("*.bmp *.png *.jpg"));
     if (path.isEmpty()) return;
     if (m_cameraServer) stopCaptureOf(*this);
 
     // A file that is not a picture (or one of no pixels) changes nothing.
     const QImage image(path);
     if (image.isNull() || image.width() <= 0 || image.height() <= 0) {
-        QMessageBox::critical(this, QStringLiteral("错误"), QStringLiteral("无法读取图像文件：%1").arg(path));
+        QMessageBox::critical(this, tr("错误"), tr("无法读取图像文件：%1").arg(path));
         return;
     }
     const bool grey = isGrey(image.convertToFormat(QImage::Format_RGB888));
@@ -175,9 +177,8 @@ void MainWindow::loadFFCImage()
         // The statistic is the one row named by the radius box's value.
         statistic = ffcPictureStatistic(pixels, ui->ffcRadiusSBox->value());
         if (statistic.empty()) {
-            QMessageBox::critical(
-                this, QStringLiteral("错误"),
-                QStringLiteral("图像宽度不足%1像素，无法取出平场统计行。").arg(ui->ffcRadiusSBox->value() + 1));
+            QMessageBox::critical(this, tr("错误"),
+                                  tr("图像宽度不足%1像素，无法取出平场统计行。").arg(ui->ffcRadiusSBox->value() + 1));
             return;
         }
         cv::split(pixels.clone(), planes);  // R, G, B
@@ -209,11 +210,11 @@ void MainWindow::loadFFCImage()
 void MainWindow::saveFFC()
 {
     const QString chosen = chooseParameterFileToSave(
-        this, QStringLiteral("FFC保存"), m_cameraServer ? m_cameraServer->parameterFileStem() : QString(), QString());
+        this, tr("FFC保存"), m_cameraServer ? m_cameraServer->parameterFileStem() : QString(), QString());
     if (chosen.isEmpty()) return;
     if (!m_cameraServer) return;
     if (m_cameraServer->m_ffcKList.isEmpty()) {
-        QMessageBox::critical(this, QStringLiteral("读取失败"), QStringLiteral("当前没有FFC参数可供读取。"));
+        QMessageBox::critical(this, tr("读取失败"), tr("当前没有FFC参数可供读取。"));
         return;
     }
     if (!confirmOverwrite(this, chosen, ffcFileName(ffcCleanPath(chosen), modelText(m_cameraServer), true))) return;
@@ -230,12 +231,11 @@ void MainWindow::saveFFC()
 void MainWindow::exportFFC()
 {
     if (ui->ffcSelCBox->currentIndex() == 0) {
-        QMessageBox::critical(this, QStringLiteral("FFC选项错误"),
-                              QStringLiteral("请在下拉框选择要导出的FFC参数选项。"));
+        QMessageBox::critical(this, tr("FFC选项错误"), tr("请在下拉框选择要导出的FFC参数选项。"));
         return;
     }
     const QString chosen = chooseParameterFileToSave(
-        this, QStringLiteral("导出FFC"), m_cameraServer ? m_cameraServer->parameterFileStem() : QString(), QString());
+        this, tr("导出FFC"), m_cameraServer ? m_cameraServer->parameterFileStem() : QString(), QString());
     if (chosen.isEmpty() || !m_cameraServer) return;
     // The export always prefixes, even a name that already has a prefix.
     const QString path = ffcFileName(ffcCleanPath(chosen), modelText(m_cameraServer), false);
@@ -243,7 +243,7 @@ void MainWindow::exportFFC()
     const lsxRegion roi = currentRoi(m_cameraServer);
     const GainList gains = m_cameraServer->readFfcParam(ui->ffcSelCBox->currentIndex());
     if (gains.isEmpty()) {
-        QMessageBox::critical(this, QStringLiteral("读取失败"), QStringLiteral("当前选项没有FFC参数可供读取。"));
+        QMessageBox::critical(this, tr("读取失败"), tr("当前选项没有FFC参数可供读取。"));
         return;
     }
     if (!confirmOverwrite(this, chosen, path)) return;
@@ -257,31 +257,31 @@ void MainWindow::exportFFC()
 
 void MainWindow::loadFFCParam()
 {
-    const QString path = chooseParameterFileToOpen(this, QStringLiteral("FFC参数加载"), QString());
+    const QString path =
+        chooseParameterFileToOpen(this, QCoreApplication::translate("MainWindow", "FFC参数加载"), QString());
     if (path.isEmpty() || !m_cameraServer) return;
 
     // The whole file is read and checked before the camera is touched.
     lsxRegion roi = currentRoi(m_cameraServer);
     const FfcRoi current{roi.X, roi.Y, roi.W, roi.H};
     FfcFileContent content;
-    runOffGuiThread(this, QStringLiteral("正在读取FFC参数..."), [&] { content = ffcReadFile(path, current); });
+    runOffGuiThread(this, tr("正在读取FFC参数..."), [&] { content = ffcReadFile(path, current); });
     if (!content.ok) {
         QMessageBox::critical(this, content.title, content.text);
         return;
     }
     const QString region = ffcRegionRefusal(content, sensorWidth(m_cameraServer));
     if (!region.isEmpty()) {
-        QMessageBox::critical(this, QStringLiteral("操作失败"),
-                              QStringLiteral("设置ROI失败，失败原因：%1").arg(region));
+        QMessageBox::critical(this, tr("操作失败"), tr("设置ROI失败，失败原因：%1").arg(region));
         return;
     }
     const QString channels = ffcChannelRefusal(content, imageChannels(m_cameraServer));
     if (!channels.isEmpty()) {
-        QMessageBox::critical(this, QStringLiteral("错误"), channels);
+        QMessageBox::critical(this, tr("错误"), channels);
         return;
     }
     if (content.partial
-        && QMessageBox::question(this, QStringLiteral("参数文件不完整"), ffcPartialQuestion(content),
+        && QMessageBox::question(this, tr("参数文件不完整"), ffcPartialQuestion(content),
                                  QMessageBox::Yes | QMessageBox::No, QMessageBox::No)
                != QMessageBox::Yes)
         return;
@@ -291,8 +291,8 @@ void MainWindow::loadFFCParam()
     roi.H = content.roi.h;
     const lsxStatus status = lsxSetRoi(m_cameraServer->m_handle, &roi);
     if (status != LSX_OK) {
-        QMessageBox::critical(this, QStringLiteral("操作失败"),
-                              QStringLiteral("设置ROI失败，失败原因：%1 - %2").arg(status).arg(statusText(status)));
+        QMessageBox::critical(this, tr("操作失败"),
+                              tr("设置ROI失败，失败原因：%1 - %2").arg(status).arg(statusText(status)));
         return;
     }
 
@@ -302,7 +302,7 @@ void MainWindow::loadFFCParam()
         QWriteLocker lock(&m_cameraServer->m_lock);
         m_cameraServer->m_ffcKList = m_ffcSavedKList;
     }
-    QMessageBox::information(this, QStringLiteral("加载成功"), QStringLiteral("加载FFC成功。"));
+    QMessageBox::information(this, tr("加载成功"), tr("加载FFC成功。"));
     ui->ffcCheck->setChecked(true);
     ui->ffcKListCheck->setEnabled(true);
     ui->ffcSaveBut->setEnabled(true);
@@ -341,20 +341,18 @@ void MainWindow::ffcAdjust()
     GainList scaled;
     const FfcScaleResult result = ffcScaleGains(m_ffcSavedKList, factors, scaled);
     if (result.outcome == FfcScale::ChannelCount) {
-        QMessageBox::critical(this, QStringLiteral("错误"),
-                              QStringLiteral("图像通道数与参数通道数不一致，请重新进行平场校正。"));
+        QMessageBox::critical(this, tr("错误"), tr("图像通道数与参数通道数不一致，请重新进行平场校正。"));
         return;
     }
     if (result.outcome == FfcScale::NotAGain) {
         // A gain of 0 or below is no gain: the turn is refused and the box goes back.
         restoreFactors(*this);
-        QMessageBox::critical(
-            this, QStringLiteral("错误"),
-            QStringLiteral("平场调节系数 %1 会使%2通道第 %3 列的增益变为 %4，增益必须大于 0，调节未执行。")
-                .arg(factors.value(result.channel))
-                .arg(channelName(result.channel, int(factors.size())))
-                .arg(result.column)
-                .arg(result.value));
+        QMessageBox::critical(this, tr("错误"),
+                              tr("平场调节系数 %1 会使%2通道第 %3 列的增益变为 %4，增益必须大于 0，调节未执行。")
+                                  .arg(factors.value(result.channel))
+                                  .arg(channelName(result.channel, int(factors.size())))
+                                  .arg(result.column)
+                                  .arg(result.value));
         return;
     }
     acceptFactors(*this);
@@ -370,8 +368,8 @@ void MainWindow::updateFfcParam(cv::Mat staticMat)
     const GainList edited = ffcGainsFromProfile(staticMat, m_cameraServer->m_ffcKList);
     const auto [channel, column] = ffcFirstNonGain(edited);
     if (channel >= 0) {
-        QMessageBox::critical(this, QStringLiteral("错误"),
-                              QStringLiteral("拉平后%1通道第 %2 列的增益为 %3，增益必须大于 0，调节未执行。")
+        QMessageBox::critical(this, tr("错误"),
+                              tr("拉平后%1通道第 %2 列的增益为 %3，增益必须大于 0，调节未执行。")
                                   .arg(channelName(channel, int(edited.size())))
                                   .arg(column)
                                   .arg(edited[channel][column]));

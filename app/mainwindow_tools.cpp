@@ -39,6 +39,7 @@
 #include <QApplication>
 #include <QBoxLayout>
 #include <QComboBox>
+#include <QCoreApplication>
 #include <QDateTime>
 #include <QDir>
 #include <QGraphicsView>
@@ -94,7 +95,7 @@ void shortcut(MainWindow* w, const QKeySequence& keys, void (MainWindow::*slot)(
 
 QString channelNames(int channels)
 {
-    if (channels == 1) return QStringLiteral("灰度");
+    if (channels == 1) return QCoreApplication::translate("MainWindow", "灰度");
     return channels == 4 ? QStringLiteral("B,G,R,X") : QStringLiteral("B,G,R");
 }
 
@@ -114,23 +115,21 @@ void MainWindow::setupTools()
     setupStatus();
 
     // The row above the picture: zoom beside the zoom box, the tools after "存图".
-    m_fitBut = toolButton(ui->ratioSBox, QStringLiteral("fitBut"), QStringLiteral("适应窗口"),
-                          QStringLiteral("显示整幅图像（Ctrl+0）"));
+    m_fitBut = toolButton(ui->ratioSBox, QStringLiteral("fitBut"), tr("适应窗口"), tr("显示整幅图像（Ctrl+0）"));
     m_actualSizeBut = toolButton(m_fitBut, QStringLiteral("actualSizeBut"), QStringLiteral("1:1"),
-                                 QStringLiteral("一个图像像素对应一个屏幕像素（Ctrl+1）"));
+                                 tr("一个图像像素对应一个屏幕像素（Ctrl+1）"));
     m_rawFormatCBox = new QComboBox(ui->opWidget);
     m_rawFormatCBox->setObjectName(QStringLiteral("rawFormatCBox"));
     m_rawFormatCBox->addItem(QStringLiteral("TIFF"), QStringLiteral("tif"));
     m_rawFormatCBox->addItem(QStringLiteral("PNG"), QStringLiteral("png"));
-    m_rawFormatCBox->setToolTip(QStringLiteral("存图时在 BMP 旁另存原始数据（16位相机为16位）的格式"));
+    m_rawFormatCBox->setToolTip(tr("存图时在 BMP 旁另存原始数据（16位相机为16位）的格式"));
     insertAfter(ui->picSaveBut, m_rawFormatCBox);
-    m_regionBut = toolButton(m_rawFormatCBox, QStringLiteral("regionBut"), QStringLiteral("框选统计"),
-                             QStringLiteral("在图像上拖动鼠标框选区域，统计该区域各通道的数值"));
+    m_regionBut = toolButton(m_rawFormatCBox, QStringLiteral("regionBut"), tr("框选统计"),
+                             tr("在图像上拖动鼠标框选区域，统计该区域各通道的数值"));
     m_regionBut->setCheckable(true);
-    m_histogramBut = toolButton(m_regionBut, QStringLiteral("histogramBut"), QStringLiteral("直方图"),
-                                QStringLiteral("各通道直方图与统计（Ctrl+H）"));
-    m_logBut = toolButton(m_histogramBut, QStringLiteral("logBut"), QStringLiteral("日志"),
-                          QStringLiteral("本次运行的日志（Ctrl+L）"));
+    m_histogramBut =
+        toolButton(m_regionBut, QStringLiteral("histogramBut"), tr("直方图"), tr("各通道直方图与统计（Ctrl+H）"));
+    m_logBut = toolButton(m_histogramBut, QStringLiteral("logBut"), tr("日志"), tr("本次运行的日志（Ctrl+L）"));
     {
         QSettings settings(fpnIniPath(), QSettings::IniFormat);
         const int row = m_rawFormatCBox->findData(rawSuffix(settings.value(kRawFormat).toString()));
@@ -169,9 +168,9 @@ void MainWindow::setupTools()
     shortcut(this, QKeySequence(Qt::CTRL | Qt::Key_S), &MainWindow::savePicture, false);
     shortcut(this, QKeySequence(Qt::CTRL | Qt::Key_0), &MainWindow::fitPicture, false);
     shortcut(this, QKeySequence(Qt::CTRL | Qt::Key_1), &MainWindow::showActualSize, false);
-    ui->helpBut->setToolTip(QStringLiteral("使用说明（F1）"));
-    ui->refreshBut->setToolTip(QStringLiteral("重新查找相机（F5）"));
-    ui->picSaveBut->setToolTip(QStringLiteral("保存当前图像（Ctrl+S）"));
+    ui->helpBut->setToolTip(tr("使用说明（F1）"));
+    ui->refreshBut->setToolTip(tr("重新查找相机（F5）"));
+    ui->picSaveBut->setToolTip(tr("保存当前图像（Ctrl+S）"));
 
     // The session log: procedures' reports, the operator's answers, the messages, the camera.
     m_sessionLog = new SessionLog(QDir(documentDir()).filePath(QStringLiteral("logs")), this);
@@ -179,20 +178,19 @@ void MainWindow::setupTools()
             [this](const QString& text) { statusBar()->showMessage(text, 10000); });
     connect(m_cameraServer, &CameraServer::OS_FpnInfo, this, &MainWindow::logProcedureReport);
     connect(m_progressInfo, &ProgressInfoWidget::defined, this,
-            [this] { m_sessionLog->append(m_progressInfo->windowTitle(), QStringLiteral("操作员：确定")); });
+            [this] { m_sessionLog->append(m_progressInfo->windowTitle(), tr("操作员：确定")); });
     connect(m_progressInfo, &ProgressInfoWidget::canceled, this,
-            [this] { m_sessionLog->append(m_progressInfo->windowTitle(), QStringLiteral("操作员：取消")); });
+            [this] { m_sessionLog->append(m_progressInfo->windowTitle(), tr("操作员：取消")); });
     if (m_verifyContinueBut)
         connect(m_verifyContinueBut, &QPushButton::clicked, this,
-                [this] { m_sessionLog->append(m_progressInfo->windowTitle(), QStringLiteral("操作员：继续")); });
+                [this] { m_sessionLog->append(m_progressInfo->windowTitle(), tr("操作员：继续")); });
     connect(m_cameraServer, &CameraServer::OS_CaptureFailed, this, [this](lsxStatus status) {
         m_saturationLabel->hide();
-        m_sessionLog->append(QStringLiteral("采图"),
-                             QStringLiteral("采集停止：%1-%2").arg(status).arg(statusText(status)));
+        m_sessionLog->append(tr("采图"), tr("采集停止：%1-%2").arg(status).arg(statusText(status)));
     });
     m_boxWatcher = new MessageBoxWatcher(this);
     connect(m_boxWatcher, &MessageBoxWatcher::boxShown, this, [this](const QString& title, const QString& text) {
-        m_sessionLog->append(QStringLiteral("提示框"), QStringLiteral("%1：%2").arg(title, text));
+        m_sessionLog->append(tr("提示框"), tr("%1：%2").arg(title, text));
     });
 
     // The panels come with an open camera and go when it closes (or another one is selected).
@@ -242,8 +240,7 @@ void MainWindow::analyseFrame()
         m_saturationLabel->hide();
         return;
     }
-    m_saturationLabel->setText(
-        QStringLiteral("图像饱和：%1 的像素达到满量程（超过 0.1%）").arg(over.join(QStringLiteral("，"))));
+    m_saturationLabel->setText(tr("图像饱和：%1 的像素达到满量程（超过 0.1%）").arg(over.join(tr("，"))));
     m_saturationLabel->show();
 }
 
@@ -257,12 +254,11 @@ void MainWindow::savePicture()
     const QString base = QDir(pictureDir()).filePath(now.toString(QStringLiteral("yyyy_MM_dd-hh_mm_ss_zzz")));
     const QString bmp = base + QStringLiteral(".bmp");
     if (!m_pixmap.save(bmp, "BMP")) {
-        QMessageBox::critical(this, QStringLiteral("错误"),
-                              QStringLiteral("图片保存失败：%1").arg(QDir::toNativeSeparators(bmp)));
+        QMessageBox::critical(this, tr("错误"), tr("图片保存失败：%1").arg(QDir::toNativeSeparators(bmp)));
         return;
     }
-    QStringList lines = {QStringLiteral("图片保存至 %1").arg(bmp)};
-    m_sessionLog->append(QStringLiteral("存图"), bmp);
+    QStringList lines = {tr("图片保存至 %1").arg(bmp)};
+    m_sessionLog->append(tr("存图"), bmp);
 
     // The frame's own samples and what was set, beside the picture.
     const ShownFrame& shown = shownFrame();
@@ -299,13 +295,13 @@ void MainWindow::savePicture()
     }
     QString error;
     if (writeFrameSamples(shown.samples, samples, &error) && writeFrameMetadata(m, json, &error)) {
-        lines.append(QStringLiteral("原始数据（%1位 %2）：%3").arg(m.sampleBits).arg(suffix.toUpper(), samples));
-        lines.append(QStringLiteral("拍摄参数：%1").arg(json));
-        m_sessionLog->append(QStringLiteral("存图"), samples + QLatin1Char('\n') + json);
+        lines.append(tr("原始数据（%1位 %2）：%3").arg(m.sampleBits).arg(suffix.toUpper(), samples));
+        lines.append(tr("拍摄参数：%1").arg(json));
+        m_sessionLog->append(tr("存图"), samples + QLatin1Char('\n') + json);
     } else {
-        lines.append(QStringLiteral("原始数据未能保存：%1（%2）").arg(samples, error));
+        lines.append(tr("原始数据未能保存：%1（%2）").arg(samples, error));
     }
-    QMessageBox::information(this, QStringLiteral("图片保存成功"), lines.join(QLatin1Char('\n')));
+    QMessageBox::information(this, tr("图片保存成功"), lines.join(QLatin1Char('\n')));
 }
 
 // ---- The session log ----
@@ -321,7 +317,8 @@ void MainWindow::logProcedureReport(int progress, const QString& text)
 {
     if (text.isEmpty()) return;
     // A report outside a procedure (the camera's DOffset read at connect) belongs to the camera.
-    const QString source = m_progressInfo->isVisible() ? m_progressInfo->windowTitle() : QStringLiteral("相机");
+    const QString source =
+        m_progressInfo->isVisible() ? m_progressInfo->windowTitle() : QCoreApplication::translate("MainWindow", "相机");
     m_sessionLog->append(source, text, progress);
 }
 
@@ -331,8 +328,8 @@ void MainWindow::rememberCamera()
 {
     const QString name = m_cameraServer->m_opened ? m_cameraServer->cameraName() : QString();
     if (name == m_connectedCamera) return;
-    m_sessionLog->append(QStringLiteral("相机"), name.isEmpty() ? QStringLiteral("已断开：%1").arg(m_connectedCamera)
-                                                                : QStringLiteral("已连接：%1").arg(name));
+    m_sessionLog->append(tr("相机"),
+                         name.isEmpty() ? tr("已断开：%1").arg(m_connectedCamera) : tr("已连接：%1").arg(name));
     m_connectedCamera = name;
     if (name.isEmpty()) return;
     QSettings settings(fpnIniPath(), QSettings::IniFormat);
@@ -351,11 +348,10 @@ void MainWindow::offerLastCamera()
         QTreeWidgetItem* item = list->topLevelItem(i);
         if (item->text(0) != last) continue;
         list->setCurrentItem(item);
-        statusBar()->showMessage(QStringLiteral("已选中上次连接的相机 %1：点击“连接”或双击即可连接。").arg(last),
-                                 15000);
+        statusBar()->showMessage(tr("已选中上次连接的相机 %1：点击“连接”或双击即可连接。").arg(last), 15000);
         return;
     }
-    statusBar()->showMessage(QStringLiteral("上次连接的相机 %1 不在列表中，请检查连接后点击“刷新”。").arg(last), 15000);
+    statusBar()->showMessage(tr("上次连接的相机 %1 不在列表中，请检查连接后点击“刷新”。").arg(last), 15000);
 }
 
 // ---- Help ----
@@ -366,7 +362,7 @@ void MainWindow::showHelpForCurrentTab()
     const QWidget* active = QApplication::activeWindow();
     if (active
         && (active == m_verifyWindow
-            || (active == m_progressInfo && m_progressInfo->windowTitle().startsWith(QStringLiteral("校正验证")))))
+            || (active == m_progressInfo && m_progressInfo->windowTitle().startsWith(tr("校正验证")))))
         topic = HelpTopic::Verify;
     else if (active && (active == m_histogramWindow || active == m_sessionLogWindow))
         topic = HelpTopic::Tools;

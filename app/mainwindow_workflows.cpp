@@ -26,15 +26,16 @@
 #include "fpnparams/paramfile.h"
 #include "views/statisticswidget.h"
 
+#include <QCoreApplication>
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QMessageBox>
 
 namespace {
 
-const QString kCancelText = QStringLiteral("取消操作。");
+const char* const kCancelText = QT_TRANSLATE_NOOP("MainWindow", "取消操作。");
 const QString kFactoryEntry = QStringLiteral("factory");
-const QString kWriteTitle = QStringLiteral("校正参数写入中...");
+const char* const kWriteTitle = QT_TRANSLATE_NOOP("MainWindow", "校正参数写入中...");
 
 // The answer slots of one workflow: what the panel's defined() and canceled() run.
 using Answer = void (MainWindow::*)();
@@ -43,7 +44,8 @@ using Answer = void (MainWindow::*)();
 bool cameraReady(MainWindow& w)
 {
     if (w.m_cameraServer && w.m_cameraServer->m_opened) return true;
-    QMessageBox::critical(&w, QStringLiteral("错误"), QStringLiteral("没有连接上相机。"));
+    QMessageBox::critical(&w, QCoreApplication::translate("MainWindow", "错误"),
+                          QCoreApplication::translate("MainWindow", "没有连接上相机。"));
     return false;
 }
 
@@ -54,7 +56,7 @@ void stopRunningCapture(MainWindow& w)
     if (!w.ui->startBut->isChecked()) return;
     w.m_cameraServer->stopCapture();
     w.ui->startBut->setChecked(false);
-    w.ui->startBut->setText(QStringLiteral("采图"));
+    w.ui->startBut->setText(QCoreApplication::translate("MainWindow", "采图"));
 }
 
 void bindPanel(MainWindow& w, Answer ok, Answer cancel)
@@ -100,7 +102,7 @@ void endWorkflow(MainWindow& w, Answer ok, Answer cancel)
 void cancelRunning(MainWindow& w)
 {
     w.m_cameraServer->cancel();
-    w.m_progressInfo->showProgressInfo(0, kCancelText);
+    w.m_progressInfo->showProgressInfo(0, QCoreApplication::translate("MainWindow", kCancelText));
 }
 
 // Live capture comes back at once to show the result. A click, so that the button's own slot
@@ -124,7 +126,8 @@ float targetRate(const QAbstractButton* rangeBut, double range, const QAbstractB
 bool writeTargetChosen(MainWindow& w, QComboBox* box)
 {
     if (box->currentIndex() > 0) return true;
-    QMessageBox::critical(&w, QStringLiteral("错误"), QStringLiteral("请选择正确的写入位置！"));
+    QMessageBox::critical(&w, QCoreApplication::translate("MainWindow", "错误"),
+                          QCoreApplication::translate("MainWindow", "请选择正确的写入位置！"));
     box->setFocus();
     return false;
 }
@@ -139,7 +142,8 @@ bool startWriteDown(MainWindow& w, QComboBox* box, CameraServer::WriteKind kind,
     stopRunningCapture(w);
     bindPanel(w, ok, cancel);
     w.m_progressInfo->setCancelEnabled(false);
-    showPanel(w, kWriteTitle, kWriteTitle);
+    showPanel(w, QCoreApplication::translate("MainWindow", kWriteTitle),
+              QCoreApplication::translate("MainWindow", kWriteTitle));
     return true;
 }
 
@@ -161,7 +165,7 @@ void finishWriteDown(MainWindow& w, Answer ok, Answer cancel, QCheckBox* simulat
 void MainWindow::dsnuProcess()
 {
     if (!cameraReady(*this)) return;
-    startWorkflow(*this, &MainWindow::dsnuOk, &MainWindow::dsnuCancel, QStringLiteral("暗场校正执行中..."));
+    startWorkflow(*this, &MainWindow::dsnuOk, &MainWindow::dsnuCancel, tr("暗场校正执行中..."));
     emit m_cameraServer->IS_DSNUStart(ui->autoDoffsetCheck->isChecked());
 }
 
@@ -182,7 +186,7 @@ void MainWindow::dsnuCancel()
 void MainWindow::fpnProcess()
 {
     if (!cameraReady(*this)) return;
-    startWorkflow(*this, &MainWindow::fpnOk, &MainWindow::fpnCancel, QStringLiteral("明场校正执行中..."));
+    startWorkflow(*this, &MainWindow::fpnOk, &MainWindow::fpnCancel, tr("明场校正执行中..."));
     emit m_cameraServer->IS_FpnStart();
 }
 
@@ -209,7 +213,7 @@ void MainWindow::fpnWriteDown()
     // The factory set is written only by a user with the right to it in FPN.ini.
     const bool factory = ui->fpnSelCBox->currentText() == kFactoryEntry;
     if (factory && !m_cameraServer->factoryMode()) {
-        QMessageBox::critical(this, QStringLiteral("错误"), QStringLiteral("没有写入Factory参数权限。"));
+        QMessageBox::critical(this, tr("错误"), tr("没有写入Factory参数权限。"));
         return;
     }
     if (!confirmCameraWrite(this, m_cameraServer, CameraServer::WriteKind::Fpn, ui->fpnSelCBox->currentText())) return;
@@ -217,7 +221,8 @@ void MainWindow::fpnWriteDown()
     bindPanel(*this, &MainWindow::fpnWriteDownOk, &MainWindow::fpnWriteDownCancel);
     // A write into the camera's memory must not be broken off halfway.
     m_progressInfo->setCancelEnabled(false);
-    showPanel(*this, kWriteTitle, kWriteTitle);
+    showPanel(*this, QCoreApplication::translate("MainWindow", kWriteTitle),
+              QCoreApplication::translate("MainWindow", kWriteTitle));
     emit m_cameraServer->IS_FpnWriteDown(factory ? 1 : 0);
 }
 
@@ -247,7 +252,7 @@ void MainWindow::expTest()
         m_statisticsWidget = new StatisticsWidget(this);
         connect(m_cameraServer, &CameraServer::OS_ExpTestFinished, m_statisticsWidget, &StatisticsWidget::dataReady);
     }
-    startWorkflow(*this, &MainWindow::expTestOk, &MainWindow::expTestCancel, QStringLiteral("曝光数据采集中..."));
+    startWorkflow(*this, &MainWindow::expTestOk, &MainWindow::expTestCancel, tr("曝光数据采集中..."));
     emit m_cameraServer->IS_ExpTest(ui->expTotalSBox->value());
 }
 
@@ -282,7 +287,8 @@ const QString kFpnEnding = QStringLiteral(".FAC.FPN");
 // The message of a refusal: the program's own first line, then what failed.
 void fpnFileError(QWidget* parent, const QString& text, const QString& why = QString())
 {
-    QMessageBox::critical(parent, QStringLiteral("错误"), why.isEmpty() ? text : text + QLatin1Char('\n') + why);
+    QMessageBox::critical(parent, QCoreApplication::translate("MainWindow", "错误"),
+                          why.isEmpty() ? text : text + QLatin1Char('\n') + why);
 }
 
 }  // namespace
@@ -290,14 +296,15 @@ void fpnFileError(QWidget* parent, const QString& text, const QString& why = QSt
 void MainWindow::loadFpnParams()
 {
     if (!m_cameraServer) return;
-    const QString path = chooseParameterFileToOpen(this, QStringLiteral("加载FPN参数"), kFpnFilter);
+    const QString path =
+        chooseParameterFileToOpen(this, QCoreApplication::translate("MainWindow", "加载FPN参数"), kFpnFilter);
     if (path.isEmpty()) return;
     const FpnCamera camera = m_cameraServer->fpnFileCamera();
     FpnFileContent content;
-    runOffGuiThread(this, QStringLiteral("正在读取FPN参数..."), [&] { content = readFpnFile(path, camera); });
+    runOffGuiThread(this, tr("正在读取FPN参数..."), [&] { content = readFpnFile(path, camera); });
     QString why;
     if (!m_cameraServer->applyFpnFile(content, &why)) {
-        fpnFileError(this, QStringLiteral("加载FPN参数出错，请重试。"), why);
+        fpnFileError(this, tr("加载FPN参数出错，请重试。"), why);
         return;
     }
     // The file has put the camera into its formats and region: the panels show them.
@@ -307,27 +314,27 @@ void MainWindow::loadFpnParams()
 void MainWindow::saveFpnParams()
 {
     if (!m_cameraServer) return;
-    const QString chosen = chooseParameterFileToSave(this, QStringLiteral("保存FPN参数"),
+    const QString chosen = chooseParameterFileToSave(this, QCoreApplication::translate("MainWindow", "保存FPN参数"),
                                                      m_cameraServer->parameterFileStem() + kFpnEnding, kFpnFilter);
     if (chosen.isEmpty()) return;
     const QString path = QFileInfo(withEnding(chosen, kFpnEnding)).absoluteFilePath();
     if (!confirmOverwrite(this, chosen, path)) return;
     QString why;
     if (!m_cameraServer->saveFpnFile(path, &why)) {
-        fpnFileError(this, QStringLiteral("保存FPN参数出错，请重试。"), why);
+        fpnFileError(this, tr("保存FPN参数出错，请重试。"), why);
         return;
     }
     m_recorder->fileSaved(QStringLiteral("save-fpn"), {path});
-    QMessageBox::information(this, QStringLiteral("保存成功"), QStringLiteral("FPN参数已保存至 %1").arg(path));
+    QMessageBox::information(this, tr("保存成功"), tr("FPN参数已保存至 %1").arg(path));
 }
 
 void MainWindow::exportFpnParams()
 {
     if (!m_cameraServer) return;
-    const QString path = chooseParameterFileToSave(this, QStringLiteral("导出FPN参数"),
+    const QString path = chooseParameterFileToSave(this, QCoreApplication::translate("MainWindow", "导出FPN参数"),
                                                    m_cameraServer->parameterFileStem() + kFpnEnding, kFpnFilter);
     if (path.isEmpty()) return;
-    if (!m_cameraServer->exportFpnFile(path)) fpnFileError(this, QStringLiteral("导出FPN参数出错，请重试。"));
+    if (!m_cameraServer->exportFpnFile(path)) fpnFileError(this, tr("导出FPN参数出错，请重试。"));
 }
 
 // ---- FFC: run and write-down (the source picture, files and gains: mainwindow_ffc.cpp) ----
@@ -345,7 +352,7 @@ void MainWindow::applyFFC()
     ui->grayffcAdjustSBox->setValue(1.0);
 
     bindPanel(*this, &MainWindow::ffcOk, &MainWindow::ffcCancel);
-    showPanel(*this, QStringLiteral("平场校正执行中..."), QStringLiteral("开始执行平场校正..."));
+    showPanel(*this, tr("平场校正执行中..."), tr("开始执行平场校正..."));
     stopRunningCapture(*this);
     // Copies: the picture on show may change while the worker computes.
     emit m_cameraServer->IS_ApplyFFC(m_srcImg.clone(), m_staticMat.clone(), rate);
@@ -408,7 +415,7 @@ void MainWindow::applyLSC()
     const float rate = targetRate(ui->lscCustomRBut, ui->lscCustomRangeSBox->value(), ui->lscCustomLumRBut,
                                   ui->lscCustomLumRangeSBox->value());
     bindPanel(*this, &MainWindow::lscOk, &MainWindow::lscCancel);
-    showPanel(*this, QStringLiteral("镜头校正执行中..."), QStringLiteral("开始执行镜头校正..."));
+    showPanel(*this, tr("镜头校正执行中..."), tr("开始执行镜头校正..."));
     // Only now, with the panel up.
     stopRunningCapture(*this);
     emit m_cameraServer->IS_ApplyLSC(rate);
@@ -454,18 +461,17 @@ void MainWindow::lscWriteDownCancel()
 void MainWindow::restoreProcess()
 {
     if (!cameraReady(*this)) return;
-    const QString path =
-        QFileDialog::getOpenFileName(this, QStringLiteral("恢复写入前参数"), CameraServer::backupFolder(),
-                                     QStringLiteral("写入前备份 (%1)").arg(kBackupFilter));
+    const QString path = QFileDialog::getOpenFileName(this, tr("恢复写入前参数"), CameraServer::backupFolder(),
+                                                      tr("写入前备份 (%1)").arg(kBackupFilter));
     if (path.isEmpty()) return;
     CameraBackup backup;
     QString error;
     if (!loadBackupFile(path, backup, error)) {
-        QMessageBox::critical(this, QStringLiteral("错误"), error);
+        QMessageBox::critical(this, tr("错误"), error);
         return;
     }
     if (backup.set == kFactoryEntry && !m_cameraServer->factoryMode()) {
-        QMessageBox::critical(this, QStringLiteral("错误"), QStringLiteral("没有写入Factory参数权限。"));
+        QMessageBox::critical(this, tr("错误"), tr("没有写入Factory参数权限。"));
         return;
     }
     if (!confirmRestore(this, m_cameraServer, path, backup)) return;
@@ -473,7 +479,8 @@ void MainWindow::restoreProcess()
     bindPanel(*this, &MainWindow::restoreOk, &MainWindow::restoreCancel);
     // A write into the camera's memory must not be broken off halfway.
     m_progressInfo->setCancelEnabled(false);
-    showPanel(*this, kWriteTitle, QStringLiteral("恢复写入前参数..."));
+    showPanel(*this, QCoreApplication::translate("MainWindow", kWriteTitle),
+              QCoreApplication::translate("MainWindow", "恢复写入前参数..."));
     emit m_cameraServer->IS_RestoreBackup(path);
 }
 

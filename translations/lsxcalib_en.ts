@@ -2015,6 +2015,322 @@ Write them back with &quot;Restore the parameters from before the write&quot;.</
         <source>%1 相机由该步骤占用。</source>
         <translation>%1 The step holds the camera.</translation>
     </message>
+    <message>
+        <source>校正参数已保存至&lt;a style=&apos;color: white;&apos; href=&quot;%1&quot;&gt;%2.</source>
+        <translation>Correction parameters saved to &lt;a style=&apos;color: white;&apos; href=&quot;%1&quot;&gt;%2.</translation>
+    </message>
+    <message>
+        <source>灰度</source>
+        <translation>Grey</translation>
+    </message>
+    <message>
+        <source>第 %1 行</source>
+        <translation>line %1</translation>
+    </message>
+    <message>
+        <source>加载源图</source>
+        <translation>Load the source image</translation>
+    </message>
+    <message>
+        <source>无法读取图像文件：%1</source>
+        <translation>Cannot read the image file: %1</translation>
+    </message>
+    <message>
+        <source>图像宽度不足%1像素，无法取出平场统计行。</source>
+        <translation>The image is narrower than %1 pixels; the flat field&apos;s statistics line cannot be taken.</translation>
+    </message>
+    <message>
+        <source>FFC保存</source>
+        <translation>Save FFC</translation>
+    </message>
+    <message>
+        <source>读取失败</source>
+        <translation>Read failed</translation>
+    </message>
+    <message>
+        <source>当前没有FFC参数可供读取。</source>
+        <translation>There are no FFC parameters to read.</translation>
+    </message>
+    <message>
+        <source>FFC选项错误</source>
+        <translation>Wrong FFC choice</translation>
+    </message>
+    <message>
+        <source>请在下拉框选择要导出的FFC参数选项。</source>
+        <translation>Choose the FFC parameters to export in the list.</translation>
+    </message>
+    <message>
+        <source>导出FFC</source>
+        <translation>Export FFC</translation>
+    </message>
+    <message>
+        <source>当前选项没有FFC参数可供读取。</source>
+        <translation>The chosen entry has no FFC parameters to read.</translation>
+    </message>
+    <message>
+        <source>FFC参数加载</source>
+        <translation>Load FFC parameters</translation>
+    </message>
+    <message>
+        <source>正在读取FFC参数...</source>
+        <translation>Reading the FFC parameters...</translation>
+    </message>
+    <message>
+        <source>操作失败</source>
+        <translation>Operation failed</translation>
+    </message>
+    <message>
+        <source>设置ROI失败，失败原因：%1</source>
+        <translation>Setting the ROI failed. Cause: %1</translation>
+    </message>
+    <message>
+        <source>参数文件不完整</source>
+        <translation>Incomplete parameter file</translation>
+    </message>
+    <message>
+        <source>设置ROI失败，失败原因：%1 - %2</source>
+        <translation>Setting the ROI failed. Cause: %1 - %2</translation>
+    </message>
+    <message>
+        <source>加载成功</source>
+        <translation>Loaded</translation>
+    </message>
+    <message>
+        <source>加载FFC成功。</source>
+        <translation>FFC loaded.</translation>
+    </message>
+    <message>
+        <source>图像通道数与参数通道数不一致，请重新进行平场校正。</source>
+        <translation>The image&apos;s channels differ from the parameters&apos; channels; run the flat-field correction again.</translation>
+    </message>
+    <message>
+        <source>平场调节系数 %1 会使%2通道第 %3 列的增益变为 %4，增益必须大于 0，调节未执行。</source>
+        <translation>The flat-field adjustment factor %1 would make the gain of channel %2, column %3, %4; a gain must be above 0. Nothing was adjusted.</translation>
+    </message>
+    <message>
+        <source>拉平后%1通道第 %2 列的增益为 %3，增益必须大于 0，调节未执行。</source>
+        <translation>After flattening, the gain of channel %1, column %2, would be %3; a gain must be above 0. Nothing was adjusted.</translation>
+    </message>
+    <message>
+        <source>适应窗口</source>
+        <translation>Fit to window</translation>
+    </message>
+    <message>
+        <source>显示整幅图像（Ctrl+0）</source>
+        <translation>Show the whole image (Ctrl+0)</translation>
+    </message>
+    <message>
+        <source>一个图像像素对应一个屏幕像素（Ctrl+1）</source>
+        <translation>One image pixel per screen pixel (Ctrl+1)</translation>
+    </message>
+    <message>
+        <source>存图时在 BMP 旁另存原始数据（16位相机为16位）的格式</source>
+        <translation>The format of the raw data saved beside the BMP (16-bit for a 16-bit camera)</translation>
+    </message>
+    <message>
+        <source>框选统计</source>
+        <translation>Region statistics</translation>
+    </message>
+    <message>
+        <source>在图像上拖动鼠标框选区域，统计该区域各通道的数值</source>
+        <translation>Drag over the image to select a region and see each channel&apos;s figures in it</translation>
+    </message>
+    <message>
+        <source>直方图</source>
+        <translation>Histogram</translation>
+    </message>
+    <message>
+        <source>各通道直方图与统计（Ctrl+H）</source>
+        <translation>Each channel&apos;s histogram and statistics (Ctrl+H)</translation>
+    </message>
+    <message>
+        <source>日志</source>
+        <translation>Log</translation>
+    </message>
+    <message>
+        <source>本次运行的日志（Ctrl+L）</source>
+        <translation>This session&apos;s log (Ctrl+L)</translation>
+    </message>
+    <message>
+        <source>使用说明（F1）</source>
+        <translation>Instructions (F1)</translation>
+    </message>
+    <message>
+        <source>重新查找相机（F5）</source>
+        <translation>Search for cameras again (F5)</translation>
+    </message>
+    <message>
+        <source>保存当前图像（Ctrl+S）</source>
+        <translation>Save the present image (Ctrl+S)</translation>
+    </message>
+    <message>
+        <source>操作员：确定</source>
+        <translation>Operator: OK</translation>
+    </message>
+    <message>
+        <source>操作员：取消</source>
+        <translation>Operator: Cancel</translation>
+    </message>
+    <message>
+        <source>操作员：继续</source>
+        <translation>Operator: Continue</translation>
+    </message>
+    <message>
+        <source>采集停止：%1-%2</source>
+        <translation>Capture stopped: %1-%2</translation>
+    </message>
+    <message>
+        <source>提示框</source>
+        <translation>Message box</translation>
+    </message>
+    <message>
+        <source>%1：%2</source>
+        <translation>%1: %2</translation>
+    </message>
+    <message>
+        <source>图像饱和：%1 的像素达到满量程（超过 0.1%）</source>
+        <translation>Image saturated: %1 of the pixels at full scale (over 0.1%)</translation>
+    </message>
+    <message>
+        <source>，</source>
+        <translation>, </translation>
+    </message>
+    <message>
+        <source>图片保存失败：%1</source>
+        <translation>Saving the image failed: %1</translation>
+    </message>
+    <message>
+        <source>图片保存至 %1</source>
+        <translation>Image saved to %1</translation>
+    </message>
+    <message>
+        <source>原始数据（%1位 %2）：%3</source>
+        <translation>Raw data (%1-bit %2): %3</translation>
+    </message>
+    <message>
+        <source>拍摄参数：%1</source>
+        <translation>Capture settings: %1</translation>
+    </message>
+    <message>
+        <source>原始数据未能保存：%1（%2）</source>
+        <translation>The raw data could not be saved: %1 (%2)</translation>
+    </message>
+    <message>
+        <source>图片保存成功</source>
+        <translation>Image saved</translation>
+    </message>
+    <message>
+        <source>相机</source>
+        <translation>Camera</translation>
+    </message>
+    <message>
+        <source>已断开：%1</source>
+        <translation>Disconnected: %1</translation>
+    </message>
+    <message>
+        <source>已连接：%1</source>
+        <translation>Connected: %1</translation>
+    </message>
+    <message>
+        <source>已选中上次连接的相机 %1：点击“连接”或双击即可连接。</source>
+        <translation>The camera last connected, %1, is selected: click &quot;Connect&quot; or double-click to connect.</translation>
+    </message>
+    <message>
+        <source>上次连接的相机 %1 不在列表中，请检查连接后点击“刷新”。</source>
+        <translation>The camera last connected, %1, is not in the list; check its connection, then click &quot;Refresh&quot;.</translation>
+    </message>
+    <message>
+        <source>校正验证</source>
+        <translation>Calibration verification</translation>
+    </message>
+    <message>
+        <source>取消操作。</source>
+        <translation>Operation cancelled.</translation>
+    </message>
+    <message>
+        <source>校正参数写入中...</source>
+        <translation>Writing the correction parameters...</translation>
+    </message>
+    <message>
+        <source>没有连接上相机。</source>
+        <translation>No camera connected.</translation>
+    </message>
+    <message>
+        <source>请选择正确的写入位置！</source>
+        <translation>Please choose a valid place to write to!</translation>
+    </message>
+    <message>
+        <source>暗场校正执行中...</source>
+        <translation>Dark-field correction running...</translation>
+    </message>
+    <message>
+        <source>明场校正执行中...</source>
+        <translation>Bright-field correction running...</translation>
+    </message>
+    <message>
+        <source>没有写入Factory参数权限。</source>
+        <translation>No permission to write the factory set.</translation>
+    </message>
+    <message>
+        <source>曝光数据采集中...</source>
+        <translation>Capturing exposure data...</translation>
+    </message>
+    <message>
+        <source>加载FPN参数</source>
+        <translation>Load FPN parameters</translation>
+    </message>
+    <message>
+        <source>正在读取FPN参数...</source>
+        <translation>Reading the FPN parameters...</translation>
+    </message>
+    <message>
+        <source>加载FPN参数出错，请重试。</source>
+        <translation>Loading the FPN parameters failed, please try again.</translation>
+    </message>
+    <message>
+        <source>保存FPN参数</source>
+        <translation>Save FPN parameters</translation>
+    </message>
+    <message>
+        <source>保存FPN参数出错，请重试。</source>
+        <translation>Saving the FPN parameters failed, please try again.</translation>
+    </message>
+    <message>
+        <source>FPN参数已保存至 %1</source>
+        <translation>FPN parameters saved to %1</translation>
+    </message>
+    <message>
+        <source>导出FPN参数</source>
+        <translation>Export FPN parameters</translation>
+    </message>
+    <message>
+        <source>导出FPN参数出错，请重试。</source>
+        <translation>Exporting the FPN parameters failed, please try again.</translation>
+    </message>
+    <message>
+        <source>平场校正执行中...</source>
+        <translation>Flat-field correction running...</translation>
+    </message>
+    <message>
+        <source>开始执行平场校正...</source>
+        <translation>Starting the flat-field correction...</translation>
+    </message>
+    <message>
+        <source>镜头校正执行中...</source>
+        <translation>Lens shading correction running...</translation>
+    </message>
+    <message>
+        <source>开始执行镜头校正...</source>
+        <translation>Starting the lens shading correction...</translation>
+    </message>
+    <message>
+        <source>写入前备份 (%1)</source>
+        <translation>Backups from before a write (%1)</translation>
+    </message>
+    <message>
+        <source>恢复写入前参数...</source>
+        <translation>Restoring the parameters from before the write...</translation>
+    </message>
 </context>
 <context>
     <name>ParamFile</name>
