@@ -1,5 +1,6 @@
 #include "verifyreport.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QFileInfo>
 #include <QGraphicsScene>
@@ -210,21 +211,26 @@ QColor verdictColour(bool passed)
 void planeSection(PdfPage& page, const VerifyPlane& plane, const VerifyLimits& limits)
 {
     page.room(page.lineUnits() * 16);
-    page.text(QStringLiteral("平面：%1").arg(plane.name), 12, true);
+    page.text(QCoreApplication::translate("VerifyReport", "平面：%1").arg(plane.name), 12, true);
     QList<QStringList> rows;
     QList<QList<QColor>> colours;
     for (const VerifyRow& r : verifyRows(plane, limits)) {
         rows.append({r.label, r.before, r.after, r.limit, r.judged ? verdictText(r.passed) : QString()});
         colours.append({{}, {}, {}, {}, r.judged ? verdictColour(r.passed) : QColor()});
     }
-    page.table({QStringLiteral("指标"), QStringLiteral("校正前"), QStringLiteral("校正后"), QStringLiteral("限值"),
-                QStringLiteral("结论")},
-               rows, {0.40, 0.15, 0.15, 0.15, 0.15}, colours);
+    page.table(
+        {QCoreApplication::translate("VerifyReport", "指标"), QCoreApplication::translate("VerifyReport", "校正前"),
+         QCoreApplication::translate("VerifyReport", "校正后"), QCoreApplication::translate("VerifyReport", "限值"),
+         QCoreApplication::translate("VerifyReport", "结论")},
+        rows, {0.40, 0.15, 0.15, 0.15, 0.15}, colours);
     page.chart(verifyProfileChart(plane, ChartStyle::Paper), 0.32);
     page.chart(verifySpectrumChart(plane, ChartStyle::Paper), 0.27);
-    page.text(QStringLiteral("校正前缺陷列：%1").arg(defectText(plane.before.defects)), 8.5);
-    page.text(QStringLiteral("校正后缺陷列：%1").arg(defectText(plane.after.defects)), 8.5);
-    for (const QString& note : verifyNotes(plane)) page.text(QStringLiteral("说明：") + note, 8.5);
+    page.text(QCoreApplication::translate("VerifyReport", "校正前缺陷列：%1").arg(defectText(plane.before.defects)),
+              8.5);
+    page.text(QCoreApplication::translate("VerifyReport", "校正后缺陷列：%1").arg(defectText(plane.after.defects)),
+              8.5);
+    for (const QString& note : verifyNotes(plane))
+        page.text(QCoreApplication::translate("VerifyReport", "说明：") + note, 8.5);
 }
 
 bool writePdf(const VerifyReport& r, const QString& path)
@@ -233,40 +239,47 @@ bool writePdf(const VerifyReport& r, const QString& path)
     writer.setPageSize(QPageSize(QPageSize::A4));
     writer.setPageMargins(QMarginsF(12, 12, 12, 12), QPageLayout::Millimeter);
     writer.setResolution(300);
-    writer.setTitle(QStringLiteral("线扫相机校正验证报告"));
-    writer.setCreator(QStringLiteral("线扫相机校正工具"));
+    writer.setTitle(QCoreApplication::translate("VerifyReport", "线扫相机校正验证报告"));
+    writer.setCreator(QCoreApplication::translate("VerifyReport", "线扫相机校正工具"));
     QPainter painter;
     if (!painter.begin(&writer)) return false;
     PdfPage page(writer, painter);
 
     const bool passed = reportPasses(r);
-    const QString on = QStringLiteral("开"), off = QStringLiteral("关");
-    page.text(QStringLiteral("线扫相机校正验证报告"), 16, true);
-    page.text(QStringLiteral("相机：%1　　型号：%2　　序列号：%3　　固件版本：%4")
+    const QString on = QCoreApplication::translate("VerifyReport", "开"),
+                  off = QCoreApplication::translate("VerifyReport", "关");
+    page.text(QCoreApplication::translate("VerifyReport", "线扫相机校正验证报告"), 16, true);
+    page.text(QCoreApplication::translate("VerifyReport", "相机：%1　　型号：%2　　序列号：%3　　固件版本：%4")
                   .arg(r.camera, r.model, r.serial, r.version),
               9.5);
-    page.text(QStringLiteral("日期：%1　　增益：%2　　曝光时间：%3 us　　位深：%4 位　　每平面行数：%5")
+    page.text(QCoreApplication::translate("VerifyReport",
+                                          "日期：%1　　增益：%2　　曝光时间：%3 us　　位深：%4 位　　每平面行数：%5")
                   .arg(r.when.toString(QStringLiteral("yyyy-MM-dd HH:mm:ss")))
                   .arg(r.gain)
                   .arg(r.exposure)
                   .arg(r.bits == 0 ? 8 : 16)
                   .arg(r.lines),
               9.5);
-    page.text(QStringLiteral("校正后测量时相机FPN：%1　　平场/镜头校正：%2　　校正前测量时两者均关闭")
+    page.text(QCoreApplication::translate("VerifyReport",
+                                          "校正后测量时相机FPN：%1　　平场/镜头校正：%2　　校正前测量时两者均关闭")
                   .arg(r.fpnOn ? on : off, r.flatOn ? on : off),
               9.5);
-    page.text(QStringLiteral("依据 EMVA 1288 第 4.0 版的定义（线扫：每列 %1 个时间样本），数值单位 DN10（10 位数据）。")
-                  .arg(r.lines),
-              9.5);
-    page.text(QStringLiteral("限值：PRNU ≤ %1 %，DSNU ≤ %2 DN10，缺陷列 ≤ %3；"
-                             "缺陷列判定：暗场偏离邻列 %4 DN10 或响应偏离邻列 %5 %。")
+    page.text(
+        QCoreApplication::translate(
+            "VerifyReport", "依据 EMVA 1288 第 4.0 版的定义（线扫：每列 %1 个时间样本），数值单位 DN10（10 位数据）。")
+            .arg(r.lines),
+        9.5);
+    page.text(QCoreApplication::translate("VerifyReport",
+                                          "限值：PRNU ≤ %1 %，DSNU ≤ %2 DN10，缺陷列 ≤ %3；"
+                                          "缺陷列判定：暗场偏离邻列 %4 DN10 或响应偏离邻列 %5 %。")
                   .arg(r.limits.maxPrnu)
                   .arg(r.limits.maxDsnu)
                   .arg(r.limits.maxDefects)
                   .arg(r.limits.defectDark)
                   .arg(r.limits.defectResponse),
               9.5);
-    page.text(QStringLiteral("结论：%1").arg(verdictText(passed)), 18, true, verdictColour(passed));
+    page.text(QCoreApplication::translate("VerifyReport", "结论：%1").arg(verdictText(passed)), 18, true,
+              verdictColour(passed));
 
     QList<QStringList> summary;
     QList<QList<QColor>> colours;
@@ -278,8 +291,12 @@ bool writePdf(const VerifyReport& r, const QString& path)
         colours.append({{}, {}, {}, {}, {}, {}, {}, verdictColour(ok)});
     }
     page.table(
-        {QStringLiteral("平面"), QStringLiteral("DSNU 前"), QStringLiteral("DSNU 后"), QStringLiteral("PRNU% 前"),
-         QStringLiteral("PRNU% 后"), QStringLiteral("缺陷 前"), QStringLiteral("缺陷 后"), QStringLiteral("结论")},
+        {QCoreApplication::translate("VerifyReport", "平面"), QCoreApplication::translate("VerifyReport", "DSNU 前"),
+         QCoreApplication::translate("VerifyReport", "DSNU 后"),
+         QCoreApplication::translate("VerifyReport", "PRNU% 前"),
+         QCoreApplication::translate("VerifyReport", "PRNU% 后"),
+         QCoreApplication::translate("VerifyReport", "缺陷 前"), QCoreApplication::translate("VerifyReport", "缺陷 后"),
+         QCoreApplication::translate("VerifyReport", "结论")},
         summary, {0.16, 0.12, 0.12, 0.12, 0.12, 0.12, 0.12, 0.12}, colours);
 
     for (int i = 0; i < r.planes.size(); ++i) {
@@ -293,7 +310,7 @@ bool writePdf(const VerifyReport& r, const QString& path)
 
 QChart* verifyProfileChart(const VerifyPlane& plane, ChartStyle style)
 {
-    QChart* chart = newChart(QStringLiteral("列均值曲线（%1）").arg(plane.name), style);
+    QChart* chart = newChart(QCoreApplication::translate("VerifyReport", "列均值曲线（%1）").arg(plane.name), style);
     struct Line {
         QString name;
         const QVector<double>* values;
@@ -301,10 +318,11 @@ QChart* verifyProfileChart(const VerifyPlane& plane, ChartStyle style)
         bool dark;
     };
     const Line lines[] = {
-        {QStringLiteral("明场 校正前"), &plane.before.brightMeans, kBrightBefore, false},
-        {QStringLiteral("明场 校正后"), &plane.after.brightMeans, kBrightAfter, false},
-        {QStringLiteral("暗场 校正前（右轴）"), &plane.before.darkMeans, kDarkBefore, true},
-        {QStringLiteral("暗场 校正后（右轴）"), &plane.after.darkMeans, kDarkAfter, true},
+        {QCoreApplication::translate("VerifyReport", "明场 校正前"), &plane.before.brightMeans, kBrightBefore, false},
+        {QCoreApplication::translate("VerifyReport", "明场 校正后"), &plane.after.brightMeans, kBrightAfter, false},
+        {QCoreApplication::translate("VerifyReport", "暗场 校正前（右轴）"), &plane.before.darkMeans, kDarkBefore,
+         true},
+        {QCoreApplication::translate("VerifyReport", "暗场 校正后（右轴）"), &plane.after.darkMeans, kDarkAfter, true},
     };
     auto* x = new QValueAxis;
     auto* bright = new QValueAxis;
@@ -332,15 +350,15 @@ QChart* verifyProfileChart(const VerifyPlane& plane, ChartStyle style)
     dark->setRange(dLo, dHi);
     bright->setLabelFormat(QStringLiteral("%.0f"));
     dark->setLabelFormat(QStringLiteral("%.1f"));
-    styleAxis(x, style, QStringLiteral("列"));
-    styleAxis(bright, style, QStringLiteral("明场 DN10"));
-    styleAxis(dark, style, QStringLiteral("暗场 DN10"));
+    styleAxis(x, style, QCoreApplication::translate("VerifyReport", "列"));
+    styleAxis(bright, style, QCoreApplication::translate("VerifyReport", "明场 DN10"));
+    styleAxis(dark, style, QCoreApplication::translate("VerifyReport", "暗场 DN10"));
     return chart;
 }
 
 QChart* verifySpectrumChart(const VerifyPlane& plane, ChartStyle style)
 {
-    QChart* chart = newChart(QStringLiteral("频谱（%1）").arg(plane.name), style);
+    QChart* chart = newChart(QCoreApplication::translate("VerifyReport", "频谱（%1）").arg(plane.name), style);
     struct Line {
         QString name;
         const QVector<double>* values;
@@ -348,10 +366,12 @@ QChart* verifySpectrumChart(const VerifyPlane& plane, ChartStyle style)
         bool dashed;
     };
     const Line lines[] = {
-        {QStringLiteral("响应 校正前"), &plane.before.responseSpectrum, kBrightBefore, false},
-        {QStringLiteral("响应 校正后"), &plane.after.responseSpectrum, kBrightAfter, false},
-        {QStringLiteral("暗场 校正前"), &plane.before.darkSpectrum, kDarkBefore, true},
-        {QStringLiteral("暗场 校正后"), &plane.after.darkSpectrum, kDarkAfter, true},
+        {QCoreApplication::translate("VerifyReport", "响应 校正前"), &plane.before.responseSpectrum, kBrightBefore,
+         false},
+        {QCoreApplication::translate("VerifyReport", "响应 校正后"), &plane.after.responseSpectrum, kBrightAfter,
+         false},
+        {QCoreApplication::translate("VerifyReport", "暗场 校正前"), &plane.before.darkSpectrum, kDarkBefore, true},
+        {QCoreApplication::translate("VerifyReport", "暗场 校正后"), &plane.after.darkSpectrum, kDarkAfter, true},
     };
     auto* x = new QValueAxis;
     auto* y = new QLogValueAxis;
@@ -378,8 +398,8 @@ QChart* verifySpectrumChart(const VerifyPlane& plane, ChartStyle style)
     x->setLabelFormat(QStringLiteral("%.2f"));
     y->setRange(kSpectrumFloor, top * 2.0);
     y->setLabelFormat(QStringLiteral("%g"));
-    styleAxis(x, style, QStringLiteral("空间频率（周期/列）"));
-    styleAxis(y, style, QStringLiteral("幅度 DN10"));
+    styleAxis(x, style, QCoreApplication::translate("VerifyReport", "空间频率（周期/列）"));
+    styleAxis(y, style, QCoreApplication::translate("VerifyReport", "幅度 DN10"));
     return chart;
 }
 
@@ -405,44 +425,55 @@ QList<VerifyRow> verifyRows(const VerifyPlane& p, const VerifyLimits& l)
                        QStringLiteral("≤ %1").arg(l.maxDsnu), a.dsnu <= l.maxDsnu));
     rows.append(judged(QStringLiteral("PRNU1288 (%)"), number(b.prnu, 3), number(a.prnu, 3),
                        QStringLiteral("≤ %1").arg(l.maxPrnu), a.prnu <= l.maxPrnu));
-    rows.append(judged(QStringLiteral("缺陷列数"), QString::number(b.defects.size()), QString::number(a.defects.size()),
-                       QStringLiteral("≤ %1").arg(l.maxDefects), a.defects.size() <= l.maxDefects));
-    rows.append(shown(QStringLiteral("暗场均值 μ (DN10)"), number(b.darkMean, 2), number(a.darkMean, 2)));
-    rows.append(shown(QStringLiteral("明场均值 μ (DN10)"), number(b.brightMean, 2), number(a.brightMean, 2)));
-    rows.append(shown(QStringLiteral("暗场时间噪声 σ (DN10)"), number(sd(b.darkTemporalVar), 3),
-                      number(sd(a.darkTemporalVar), 3)));
-    rows.append(shown(QStringLiteral("明场时间噪声 σ (DN10)"), number(sd(b.brightTemporalVar), 3),
-                      number(sd(a.brightTemporalVar), 3)));
-    rows.append(shown(QStringLiteral("暗场慢变化峰峰值 (DN10)"), number(b.darkSlow, 3), number(a.darkSlow, 3)));
-    rows.append(shown(QStringLiteral("响应慢变化峰峰值 (%)"), number(b.brightSlow, 3), number(a.brightSlow, 3)));
-    rows.append(
-        shown(QStringLiteral("暗场零值像素比例 (%)"), number(100.0 * b.darkZero, 1), number(100.0 * a.darkZero, 1)));
+    rows.append(judged(QCoreApplication::translate("VerifyReport", "缺陷列数"), QString::number(b.defects.size()),
+                       QString::number(a.defects.size()), QStringLiteral("≤ %1").arg(l.maxDefects),
+                       a.defects.size() <= l.maxDefects));
+    rows.append(shown(QCoreApplication::translate("VerifyReport", "暗场均值 μ (DN10)"), number(b.darkMean, 2),
+                      number(a.darkMean, 2)));
+    rows.append(shown(QCoreApplication::translate("VerifyReport", "明场均值 μ (DN10)"), number(b.brightMean, 2),
+                      number(a.brightMean, 2)));
+    rows.append(shown(QCoreApplication::translate("VerifyReport", "暗场时间噪声 σ (DN10)"),
+                      number(sd(b.darkTemporalVar), 3), number(sd(a.darkTemporalVar), 3)));
+    rows.append(shown(QCoreApplication::translate("VerifyReport", "明场时间噪声 σ (DN10)"),
+                      number(sd(b.brightTemporalVar), 3), number(sd(a.brightTemporalVar), 3)));
+    rows.append(shown(QCoreApplication::translate("VerifyReport", "暗场慢变化峰峰值 (DN10)"), number(b.darkSlow, 3),
+                      number(a.darkSlow, 3)));
+    rows.append(shown(QCoreApplication::translate("VerifyReport", "响应慢变化峰峰值 (%)"), number(b.brightSlow, 3),
+                      number(a.brightSlow, 3)));
+    rows.append(shown(QCoreApplication::translate("VerifyReport", "暗场零值像素比例 (%)"),
+                      number(100.0 * b.darkZero, 1), number(100.0 * a.darkZero, 1)));
     return rows;
 }
 
 QStringList verifyNotes(const VerifyPlane& plane)
 {
     QStringList notes;
-    for (const auto& [state, f] : {std::pair<QString, const VerifyFigures*>{QStringLiteral("校正前"), &plane.before},
-                                   {QStringLiteral("校正后"), &plane.after}})
+    for (const auto& [state, f] : {std::pair<QString, const VerifyFigures*>{
+                                       QCoreApplication::translate("VerifyReport", "校正前"), &plane.before},
+                                   {QCoreApplication::translate("VerifyReport", "校正后"), &plane.after}})
         if (f->darkZero > 0.5)
-            notes.append(QStringLiteral("%1暗场输出有 %2% 的像素为 0（暗电平被减到 0 以下），DSNU 只说明暗场输出平整。")
-                             .arg(state)
-                             .arg(100.0 * f->darkZero, 0, 'f', 1));
+            notes.append(
+                QCoreApplication::translate(
+                    "VerifyReport", "%1暗场输出有 %2% 的像素为 0（暗电平被减到 0 以下），DSNU 只说明暗场输出平整。")
+                    .arg(state)
+                    .arg(100.0 * f->darkZero, 0, 'f', 1));
     return notes;
 }
 
 QString defectText(const QVector<int>& columns)
 {
-    if (columns.isEmpty()) return QStringLiteral("无");
+    if (columns.isEmpty()) return QCoreApplication::translate("VerifyReport", "无");
     QStringList list;
     for (int x : columns) list.append(QString::number(x));
-    return QStringLiteral("%1（共 %2 列）").arg(list.join(QStringLiteral(", "))).arg(columns.size());
+    return QCoreApplication::translate("VerifyReport", "%1（共 %2 列）")
+        .arg(list.join(QStringLiteral(", ")))
+        .arg(columns.size());
 }
 
 QString verdictText(bool passed)
 {
-    return passed ? QStringLiteral("合格") : QStringLiteral("不合格");
+    return passed ? QCoreApplication::translate("VerifyReport", "合格")
+                  : QCoreApplication::translate("VerifyReport", "不合格");
 }
 
 QString verifyJsonPath(const QString& pdfPath)
@@ -454,7 +485,9 @@ QString verifyJsonPath(const QString& pdfPath)
 bool writeVerifyReport(const VerifyReport& report, const QString& pdfPath, QString* error)
 {
     auto fail = [error](const QString& path) {
-        if (error) *error = QStringLiteral("无法写入报告文件 %1。").arg(QDir::toNativeSeparators(path));
+        if (error)
+            *error = QCoreApplication::translate("VerifyReport", "无法写入报告文件 %1。")
+                         .arg(QDir::toNativeSeparators(path));
         return false;
     };
     if (!writePdf(report, pdfPath) || !QFileInfo(pdfPath).isFile() || QFileInfo(pdfPath).size() == 0)

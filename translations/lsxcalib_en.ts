@@ -2982,4 +2982,227 @@ Write them back with &quot;Restore the parameters from before the write&quot;.</
         <translation>Operation ignored; nothing to do</translation>
     </message>
 </context>
+<context>
+    <name>VerifyReport</name>
+    <message>
+        <source>平面：%1</source>
+        <translation>Plane: %1</translation>
+    </message>
+    <message>
+        <source>指标</source>
+        <translation>Figure</translation>
+    </message>
+    <message>
+        <source>校正前</source>
+        <translation>Before correction</translation>
+    </message>
+    <message>
+        <source>校正后</source>
+        <translation>After correction</translation>
+    </message>
+    <message>
+        <source>限值</source>
+        <translation>Limit</translation>
+    </message>
+    <message>
+        <source>结论</source>
+        <translation>Result</translation>
+    </message>
+    <message>
+        <source>校正前缺陷列：%1</source>
+        <translation>Defect columns before correction: %1</translation>
+    </message>
+    <message>
+        <source>校正后缺陷列：%1</source>
+        <translation>Defect columns after correction: %1</translation>
+    </message>
+    <message>
+        <source>说明：</source>
+        <translation>Note: </translation>
+    </message>
+    <message>
+        <source>线扫相机校正验证报告</source>
+        <translation>Line-Scan Camera Calibration Verification Report</translation>
+    </message>
+    <message>
+        <source>线扫相机校正工具</source>
+        <translation>Line-Scan Camera Calibration Tool</translation>
+    </message>
+    <message>
+        <source>开</source>
+        <translation>on</translation>
+    </message>
+    <message>
+        <source>关</source>
+        <translation>off</translation>
+    </message>
+    <message>
+        <source>相机：%1&#x3000;&#x3000;型号：%2&#x3000;&#x3000;序列号：%3&#x3000;&#x3000;固件版本：%4</source>
+        <translation>Camera: %1    Model: %2    Serial number: %3    Firmware version: %4</translation>
+    </message>
+    <message>
+        <source>日期：%1&#x3000;&#x3000;增益：%2&#x3000;&#x3000;曝光时间：%3 us&#x3000;&#x3000;位深：%4 位&#x3000;&#x3000;每平面行数：%5</source>
+        <translation>Date: %1    Gain: %2    Exposure time: %3 us    Bit depth: %4 bits    Lines per plane: %5</translation>
+    </message>
+    <message>
+        <source>校正后测量时相机FPN：%1&#x3000;&#x3000;平场/镜头校正：%2&#x3000;&#x3000;校正前测量时两者均关闭</source>
+        <translation>Camera FPN while measuring after correction: %1    Flat-field/lens shading correction: %2    Both off while measuring before correction</translation>
+    </message>
+    <message>
+        <source>依据 EMVA 1288 第 4.0 版的定义（线扫：每列 %1 个时间样本），数值单位 DN10（10 位数据）。</source>
+        <translation>As defined by EMVA 1288 release 4.0 (line scan: %1 temporal samples per column); figures in DN10 (10-bit data).</translation>
+    </message>
+    <message>
+        <source>限值：PRNU ≤ %1 %，DSNU ≤ %2 DN10，缺陷列 ≤ %3；缺陷列判定：暗场偏离邻列 %4 DN10 或响应偏离邻列 %5 %。</source>
+        <translation>Limits: PRNU ≤ %1 %, DSNU ≤ %2 DN10, defect columns ≤ %3; a defect column is one whose dark field is %4 DN10 or whose response is %5 % away from its neighbours&apos;.</translation>
+    </message>
+    <message>
+        <source>结论：%1</source>
+        <translation>Result: %1</translation>
+    </message>
+    <message>
+        <source>平面</source>
+        <translation>Plane</translation>
+    </message>
+    <message>
+        <source>DSNU 前</source>
+        <translation>DSNU before</translation>
+    </message>
+    <message>
+        <source>DSNU 后</source>
+        <translation>DSNU after</translation>
+    </message>
+    <message>
+        <source>PRNU% 前</source>
+        <translation>PRNU% before</translation>
+    </message>
+    <message>
+        <source>PRNU% 后</source>
+        <translation>PRNU% after</translation>
+    </message>
+    <message>
+        <source>缺陷 前</source>
+        <translation>Defects before</translation>
+    </message>
+    <message>
+        <source>缺陷 后</source>
+        <translation>Defects after</translation>
+    </message>
+    <message>
+        <source>列均值曲线（%1）</source>
+        <translation>Column means (%1)</translation>
+    </message>
+    <message>
+        <source>明场 校正前</source>
+        <translation>Bright field before correction</translation>
+    </message>
+    <message>
+        <source>明场 校正后</source>
+        <translation>Bright field after correction</translation>
+    </message>
+    <message>
+        <source>暗场 校正前（右轴）</source>
+        <translation>Dark field before correction (right axis)</translation>
+    </message>
+    <message>
+        <source>暗场 校正后（右轴）</source>
+        <translation>Dark field after correction (right axis)</translation>
+    </message>
+    <message>
+        <source>列</source>
+        <translation>Column</translation>
+    </message>
+    <message>
+        <source>明场 DN10</source>
+        <translation>Bright field DN10</translation>
+    </message>
+    <message>
+        <source>暗场 DN10</source>
+        <translation>Dark field DN10</translation>
+    </message>
+    <message>
+        <source>频谱（%1）</source>
+        <translation>Spectrogram (%1)</translation>
+    </message>
+    <message>
+        <source>响应 校正前</source>
+        <translation>Response before correction</translation>
+    </message>
+    <message>
+        <source>响应 校正后</source>
+        <translation>Response after correction</translation>
+    </message>
+    <message>
+        <source>暗场 校正前</source>
+        <translation>Dark field before correction</translation>
+    </message>
+    <message>
+        <source>暗场 校正后</source>
+        <translation>Dark field after correction</translation>
+    </message>
+    <message>
+        <source>空间频率（周期/列）</source>
+        <translation>Spatial frequency (cycles/column)</translation>
+    </message>
+    <message>
+        <source>幅度 DN10</source>
+        <translation>Amplitude DN10</translation>
+    </message>
+    <message>
+        <source>缺陷列数</source>
+        <translation>Defect columns</translation>
+    </message>
+    <message>
+        <source>暗场均值 μ (DN10)</source>
+        <translation>Dark-field mean μ (DN10)</translation>
+    </message>
+    <message>
+        <source>明场均值 μ (DN10)</source>
+        <translation>Bright-field mean μ (DN10)</translation>
+    </message>
+    <message>
+        <source>暗场时间噪声 σ (DN10)</source>
+        <translation>Dark-field temporal noise σ (DN10)</translation>
+    </message>
+    <message>
+        <source>明场时间噪声 σ (DN10)</source>
+        <translation>Bright-field temporal noise σ (DN10)</translation>
+    </message>
+    <message>
+        <source>暗场慢变化峰峰值 (DN10)</source>
+        <translation>Dark-field slow-profile peak-to-peak (DN10)</translation>
+    </message>
+    <message>
+        <source>响应慢变化峰峰值 (%)</source>
+        <translation>Response slow-profile peak-to-peak (%)</translation>
+    </message>
+    <message>
+        <source>暗场零值像素比例 (%)</source>
+        <translation>Dark-field pixels at zero (%)</translation>
+    </message>
+    <message>
+        <source>%1暗场输出有 %2% 的像素为 0（暗电平被减到 0 以下），DSNU 只说明暗场输出平整。</source>
+        <translation>%1: %2% of the dark-field output&apos;s pixels are 0 (the dark level was cut below 0); DSNU then only says that the dark-field output is flat.</translation>
+    </message>
+    <message>
+        <source>无</source>
+        <translation>none</translation>
+    </message>
+    <message>
+        <source>%1（共 %2 列）</source>
+        <translation>%1 (%2 columns)</translation>
+    </message>
+    <message>
+        <source>合格</source>
+        <translation>pass</translation>
+    </message>
+    <message>
+        <source>不合格</source>
+        <translation>fail</translation>
+    </message>
+    <message>
+        <source>无法写入报告文件 %1。</source>
+        <translation>Cannot write the report file %1.</translation>
+    </message>
+</context>
 </TS>
