@@ -6,6 +6,7 @@
 #include "records/recordstore.h"
 
 #include <QComboBox>
+#include <QCoreApplication>
 #include <QFileDialog>
 #include <QHBoxLayout>
 #include <QHeaderView>
@@ -30,44 +31,45 @@ namespace {
 
 QString stepText(const QString& step)
 {
-    static const QList<QPair<const char*, const char*>> names{{"dark", "暗场校正"},
-                                                              {"bright", "明场校正"},
-                                                              {"write-fpn", "写入FPN"},
-                                                              {"save-fpn", "保存FPN参数"},
-                                                              {"load-fpn", "加载FPN参数"},
-                                                              {"ffc", "平场校正"},
-                                                              {"write-ffc", "写入FFC"},
-                                                              {"save-ffc", "保存FFC参数"},
-                                                              {"lsc", "镜头校正"},
-                                                              {"write-lsc", "写入LSC"},
-                                                              {"save-lsc", "保存LSC参数"},
-                                                              {"verify", "校正验证"},
-                                                              {"save-report", "保存验证报告"},
-                                                              {"exposure", "曝光时间"},
-                                                              {"exposure-test", "曝光测试"},
-                                                              {"info", "相机信息"},
-                                                              {"list", "相机列表"},
-                                                              {"run", "配方"}};
+    static const QList<QPair<const char*, const char*>> names{
+        {"dark", QT_TRANSLATE_NOOP("HistoryWindow", "暗场校正")},
+        {"bright", QT_TRANSLATE_NOOP("HistoryWindow", "明场校正")},
+        {"write-fpn", QT_TRANSLATE_NOOP("HistoryWindow", "写入FPN")},
+        {"save-fpn", QT_TRANSLATE_NOOP("HistoryWindow", "保存FPN参数")},
+        {"load-fpn", QT_TRANSLATE_NOOP("HistoryWindow", "加载FPN参数")},
+        {"ffc", QT_TRANSLATE_NOOP("HistoryWindow", "平场校正")},
+        {"write-ffc", QT_TRANSLATE_NOOP("HistoryWindow", "写入FFC")},
+        {"save-ffc", QT_TRANSLATE_NOOP("HistoryWindow", "保存FFC参数")},
+        {"lsc", QT_TRANSLATE_NOOP("HistoryWindow", "镜头校正")},
+        {"write-lsc", QT_TRANSLATE_NOOP("HistoryWindow", "写入LSC")},
+        {"save-lsc", QT_TRANSLATE_NOOP("HistoryWindow", "保存LSC参数")},
+        {"verify", QT_TRANSLATE_NOOP("HistoryWindow", "校正验证")},
+        {"save-report", QT_TRANSLATE_NOOP("HistoryWindow", "保存验证报告")},
+        {"exposure", QT_TRANSLATE_NOOP("HistoryWindow", "曝光时间")},
+        {"exposure-test", QT_TRANSLATE_NOOP("HistoryWindow", "曝光测试")},
+        {"info", QT_TRANSLATE_NOOP("HistoryWindow", "相机信息")},
+        {"list", QT_TRANSLATE_NOOP("HistoryWindow", "相机列表")},
+        {"run", QT_TRANSLATE_NOOP("HistoryWindow", "配方")}};
     for (const auto& [key, text] : names)
-        if (step == QLatin1String(key)) return QString::fromUtf8(text);
+        if (step == QLatin1String(key)) return QCoreApplication::translate("HistoryWindow", text);
     return step;
 }
 
 QString outcomeText(const QString& outcome)
 {
-    if (outcome == QLatin1String("ok")) return QStringLiteral("成功");
-    if (outcome == QLatin1String("failed")) return QStringLiteral("失败");
-    if (outcome == QLatin1String("cancelled")) return QStringLiteral("已取消");
-    if (outcome == QLatin1String("limits")) return QStringLiteral("超出限值");
-    if (outcome == QLatin1String("skipped")) return QStringLiteral("未执行");
-    if (outcome == QLatin1String("usage")) return QStringLiteral("用法错误");
+    if (outcome == QLatin1String("ok")) return QCoreApplication::translate("HistoryWindow", "成功");
+    if (outcome == QLatin1String("failed")) return QCoreApplication::translate("HistoryWindow", "失败");
+    if (outcome == QLatin1String("cancelled")) return QCoreApplication::translate("HistoryWindow", "已取消");
+    if (outcome == QLatin1String("limits")) return QCoreApplication::translate("HistoryWindow", "超出限值");
+    if (outcome == QLatin1String("skipped")) return QCoreApplication::translate("HistoryWindow", "未执行");
+    if (outcome == QLatin1String("usage")) return QCoreApplication::translate("HistoryWindow", "用法错误");
     return outcome;
 }
 
 QString verdictText(const QString& verdict)
 {
-    if (verdict == QLatin1String("pass")) return QStringLiteral("合格");
-    if (verdict == QLatin1String("fail")) return QStringLiteral("不合格");
+    if (verdict == QLatin1String("pass")) return QCoreApplication::translate("HistoryWindow", "合格");
+    if (verdict == QLatin1String("fail")) return QCoreApplication::translate("HistoryWindow", "不合格");
     return QString();
 }
 
@@ -98,23 +100,23 @@ QString escaped(const QString& s)
 HistoryWindow::HistoryWindow(QWidget* parent) : QWidget(parent, Qt::Window)
 {
     setObjectName(QStringLiteral("HistoryWindow"));
-    setWindowTitle(QStringLiteral("历史记录"));
+    setWindowTitle(tr("历史记录"));
     resize(1200, 820);
 
     m_serialBox = new QComboBox;
     m_serialBox->setObjectName(QStringLiteral("serialBox"));
     m_serialBox->setEditable(true);
     m_serialBox->setMinimumWidth(200);
-    m_serialBox->lineEdit()->setPlaceholderText(QStringLiteral("全部相机"));
-    m_refreshBut = new QPushButton(QStringLiteral("刷新"));
+    m_serialBox->lineEdit()->setPlaceholderText(tr("全部相机"));
+    m_refreshBut = new QPushButton(tr("刷新"));
     m_refreshBut->setObjectName(QStringLiteral("refreshBut"));
-    m_exportBut = new QPushButton(QStringLiteral("导出CSV"));
+    m_exportBut = new QPushButton(tr("导出CSV"));
     m_exportBut->setObjectName(QStringLiteral("exportBut"));
     m_status = new QLabel;
     m_status->setObjectName(QStringLiteral("statusLabel"));
     m_status->setWordWrap(true);
     auto* top = new QHBoxLayout;
-    top->addWidget(new QLabel(QStringLiteral("相机序列号")));
+    top->addWidget(new QLabel(tr("相机序列号")));
     top->addWidget(m_serialBox);
     top->addWidget(m_refreshBut);
     top->addWidget(m_exportBut);
@@ -122,9 +124,8 @@ HistoryWindow::HistoryWindow(QWidget* parent) : QWidget(parent, Qt::Window)
 
     m_table = new QTableWidget(0, 10);
     m_table->setObjectName(QStringLiteral("runsTable"));
-    m_table->setHorizontalHeaderLabels({QStringLiteral("开始时间"), QStringLiteral("序列号"), QStringLiteral("工位"),
-                                        QStringLiteral("操作员"), QStringLiteral("来源"), QStringLiteral("步骤"),
-                                        QStringLiteral("结果"), QStringLiteral("结论"), QStringLiteral("PRNU (%)"),
+    m_table->setHorizontalHeaderLabels({tr("开始时间"), tr("序列号"), tr("工位"), tr("操作员"), tr("来源"), tr("步骤"),
+                                        tr("结果"), tr("结论"), QStringLiteral("PRNU (%)"),
                                         QStringLiteral("DSNU (DN10)")});
     m_table->setSelectionBehavior(QAbstractItemView::SelectRows);
     m_table->setSelectionMode(QAbstractItemView::SingleSelection);
@@ -185,9 +186,9 @@ void HistoryWindow::refresh()
         m_runs.clear();
         status = store.error();
     } else {
-        status = QStringLiteral("%1：%2 条记录").arg(settings.location.shown()).arg(m_runs.size());
+        status = tr("%1：%2 条记录").arg(settings.location.shown()).arg(m_runs.size());
     }
-    if (pending > 0) status += QStringLiteral("；%1 条记录等待发送到数据库").arg(pending);
+    if (pending > 0) status += tr("；%1 条记录等待发送到数据库").arg(pending);
     m_status->setText(status);
     m_status->setStyleSheet(ok ? QString() : QStringLiteral("QLabel#statusLabel { color: #E04040; }"));
 
@@ -215,15 +216,14 @@ void HistoryWindow::fillTable()
         const RunRecord& r = m_runs[m_runs.size() - 1 - row];
         QStringList steps;
         for (const RecordStep& s : r.steps)
-            steps << (s.outcome == QLatin1String("ok")
-                          ? stepText(s.name)
-                          : QStringLiteral("%1（%2）").arg(stepText(s.name), outcomeText(s.outcome)));
+            steps << (s.outcome == QLatin1String("ok") ? stepText(s.name)
+                                                       : tr("%1（%2）").arg(stepText(s.name), outcomeText(s.outcome)));
         const QStringList texts{localTime(r.started),
                                 r.serial,
                                 r.station,
                                 r.operatorName,
-                                r.source == QLatin1String("window") ? QStringLiteral("窗口") : QStringLiteral("命令行"),
-                                steps.join(QStringLiteral("、")),
+                                r.source == QLatin1String("window") ? tr("窗口") : tr("命令行"),
+                                steps.join(tr("、")),
                                 outcomeText(r.outcome),
                                 verdictText(r.verdict),
                                 figureText(r.prnuAfter, 3),
@@ -237,14 +237,14 @@ void HistoryWindow::fillTable()
 void HistoryWindow::fillTrend()
 {
     auto* chart = new QChart;
-    chart->setTitle(QStringLiteral("校正后残余非均匀性"));
+    chart->setTitle(tr("校正后残余非均匀性"));
     auto* prnu = new QLineSeries;
     prnu->setObjectName(QStringLiteral("prnuSeries"));
-    prnu->setName(QStringLiteral("残余PRNU (%)"));
+    prnu->setName(tr("残余PRNU (%)"));
     prnu->setPointsVisible(true);
     auto* dsnu = new QLineSeries;
     dsnu->setObjectName(QStringLiteral("dsnuSeries"));
-    dsnu->setName(QStringLiteral("残余DSNU (DN10)"));
+    dsnu->setName(tr("残余DSNU (DN10)"));
     dsnu->setPointsVisible(true);
     // One point per verified run, numbered oldest first: runs minutes apart stay apart.
     const QList<TrendPoint> points = trendSeries(m_runs);
@@ -259,7 +259,7 @@ void HistoryWindow::fillTrend()
     chart->addSeries(prnu);
     chart->addSeries(dsnu);
     auto* runs = new QValueAxis;
-    runs->setTitleText(QStringLiteral("校正验证（按时间先后）"));
+    runs->setTitleText(tr("校正验证（按时间先后）"));
     runs->setLabelFormat(QStringLiteral("%d"));
     runs->setRange(0.5, std::max<qsizetype>(points.size(), 1) + 0.5);
     runs->setTickType(QValueAxis::TicksDynamic);
@@ -286,42 +286,40 @@ void HistoryWindow::showRun(int row)
         return;
     }
     const RunRecord& r = m_runs[m_runs.size() - 1 - row];
-    QString html = QStringLiteral("<h3>%1　%2　序列号 %3　固件版本 %4</h3>")
+    QString html = tr("<h3>%1　%2　序列号 %3　固件版本 %4</h3>")
                        .arg(escaped(r.camera), escaped(r.model), escaped(r.serial), escaped(r.firmware));
-    html += QStringLiteral("<p>运行编号 %1<br>工位 %2　操作员 %3　%4 至 %5（%6 s）<br>结果：%7%8</p>")
+    html += tr("<p>运行编号 %1<br>工位 %2　操作员 %3　%4 至 %5（%6 s）<br>结果：%7%8</p>")
                 .arg(escaped(r.runId), escaped(r.station), escaped(r.operatorName), localTime(r.started),
                      localTime(r.ended), r.durationMs < 0 ? QString() : QString::number(r.durationMs / 1000.0, 'f', 1),
-                     outcomeText(r.outcome),
-                     r.verdict.isEmpty() ? QString() : QStringLiteral("　结论：") + verdictText(r.verdict));
+                     outcomeText(r.outcome), r.verdict.isEmpty() ? QString() : tr("　结论：") + verdictText(r.verdict));
     for (const RecordStep& s : r.steps) {
-        html += QStringLiteral("<h4>%1 %2（%3%4）</h4>")
+        html += tr("<h4>%1 %2（%3%4）</h4>")
                     .arg(s.index + 1)
                     .arg(stepText(s.name), outcomeText(s.outcome),
-                         s.durationMs < 0 ? QString() : QStringLiteral("，%1 s").arg(s.durationMs / 1000.0, 0, 'f', 1));
+                         s.durationMs < 0 ? QString() : tr("，%1 s").arg(s.durationMs / 1000.0, 0, 'f', 1));
         if (!s.options.isEmpty()) {
             QStringList options;
             for (auto it = s.options.constBegin(); it != s.options.constEnd(); ++it)
                 options << it.key() + QLatin1Char('=') + it.value().toVariant().toString();
-            html += QStringLiteral("<p>选项：%1</p>").arg(escaped(options.join(QStringLiteral("，"))));
+            html += tr("<p>选项：%1</p>").arg(escaped(options.join(tr("，"))));
         }
         QString rows;
         for (const RecordFigure& f : r.figures) {
             if (f.step != s.index) continue;
             const QString value = f.hasValue() ? (f.text.isEmpty() ? QString::number(f.value, 'g', 8) : f.text)
-                                               : (f.text.isEmpty() ? QStringLiteral("无法测量") : f.text);
+                                               : (f.text.isEmpty() ? tr("无法测量") : f.text);
             rows += QStringLiteral("<tr><td>%1</td><td>%2</td><td align=right>%3</td></tr>")
                         .arg(escaped(f.name), escaped(f.plane), escaped(value));
         }
         if (!rows.isEmpty())
             html +=
-                QStringLiteral(
-                    "<table border=1 cellspacing=0 cellpadding=2><tr><th>名称</th><th>平面</th><th>数值</th></tr>%1</table>")
+                tr("<table border=1 cellspacing=0 cellpadding=2><tr><th>名称</th><th>平面</th><th>数值</th></tr>%1</table>")
                     .arg(rows);
         for (const RecordFile& f : r.files)
             if (f.step == s.index)
-                html += QStringLiteral("<p>文件 <a href=\"%1\">%2</a><br>SHA-256 %3</p>")
+                html += tr("<p>文件 <a href=\"%1\">%2</a><br>SHA-256 %3</p>")
                             .arg(QUrl::fromLocalFile(f.path).toString(), escaped(f.path),
-                                 f.sha256.isEmpty() ? QStringLiteral("（无法读取）") : f.sha256);
+                                 f.sha256.isEmpty() ? tr("（无法读取）") : f.sha256);
         // The step's report as the operator read it.
         QStringList lines;
         for (const QJsonValue& m : s.messages) {
@@ -337,14 +335,14 @@ bool HistoryWindow::exportCsv(const QString& path)
 {
     QString error;
     if (writeRunsCsv(path, m_runs, &error)) return true;
-    QMessageBox::critical(this, QStringLiteral("错误"), error);
+    QMessageBox::critical(this, tr("错误"), error);
     return false;
 }
 
 void HistoryWindow::exportCsvAs()
 {
     const QString name = serial().isEmpty() ? QStringLiteral("records") : QStringLiteral("records-") + serial();
-    const QString path = QFileDialog::getSaveFileName(this, QStringLiteral("导出CSV"),
+    const QString path = QFileDialog::getSaveFileName(this, QCoreApplication::translate("HistoryWindow", "导出CSV"),
                                                       documentDir() + QLatin1Char('/') + name + QStringLiteral(".csv"),
                                                       QStringLiteral("CSV (*.csv)"));
     if (path.isEmpty()) return;

@@ -16,6 +16,7 @@
 
 #include <QApplication>
 #include <QComboBox>
+#include <QCoreApplication>
 #include <QDateTime>
 #include <QDebug>
 #include <QDoubleSpinBox>
@@ -97,7 +98,7 @@ void MainWindow::connectDevice()
 
     if (!m_cameraServer->m_opened || name != m_cameraServer->cameraName()) {
         ui->startBut->setChecked(false);
-        ui->startBut->setText(QStringLiteral("采图"));
+        ui->startBut->setText(tr("采图"));
         m_cameraServer->open(name);
         // Capture starts by itself half a second after a connect, whether or not the open
         // worked: a failed start resets the button through startCaptureFailed.
@@ -107,7 +108,7 @@ void MainWindow::connectDevice()
         // Only the button disconnects; a double click on the open camera changes nothing.
         m_cameraServer->close();
         ui->startBut->setChecked(false);
-        ui->startBut->setText(QStringLiteral("采图"));
+        ui->startBut->setText(tr("采图"));
         item->setFont(0, listFont(false));
     }
 
@@ -127,7 +128,7 @@ void MainWindow::connectDeviceWithName()
             return;
         }
     }
-    QMessageBox::critical(this, QStringLiteral("错误"), QStringLiteral("相机打开失败，失败原因：没有发现设备"));
+    QMessageBox::critical(this, tr("错误"), tr("相机打开失败，失败原因：没有发现设备"));
 }
 
 void MainWindow::switchSelectCamera()
@@ -138,7 +139,7 @@ void MainWindow::switchSelectCamera()
     const bool isOpen = m_cameraServer->m_opened && selected.first()->text(0) == m_cameraServer->cameraName();
 
     ui->connectBut->setChecked(isOpen);
-    ui->connectBut->setText(ui->connectBut->isChecked() ? QStringLiteral("断开") : QStringLiteral("连接"));
+    ui->connectBut->setText(ui->connectBut->isChecked() ? tr("断开") : tr("连接"));
 
     if (!isOpen) {
         // The open camera stays open; its panels come back when it is selected again.
@@ -180,8 +181,7 @@ void MainWindow::switchSelectCamera()
 
 void MainWindow::cameraOpenFailed(lsxStatus status)
 {
-    QMessageBox::critical(this, QStringLiteral("错误"),
-                          QStringLiteral("相机打开失败，失败原因：%1").arg(statusText(status)));
+    QMessageBox::critical(this, tr("错误"), tr("相机打开失败，失败原因：%1").arg(statusText(status)));
 }
 
 void MainWindow::cameraLostConnection()
@@ -189,9 +189,9 @@ void MainWindow::cameraLostConnection()
     // The camera has left the link: it counts as closed (its handle released), and the connect
     // button offers to connect it again.
     ui->startBut->setChecked(false);
-    ui->startBut->setText(QStringLiteral("采图"));
+    ui->startBut->setText(tr("采图"));
     m_cameraServer->close();
-    QMessageBox::critical(this, QStringLiteral("错误"), QStringLiteral("相机失去连接"));
+    QMessageBox::critical(this, tr("错误"), tr("相机失去连接"));
     ui->connectBut->setEnabled(true);
     switchSelectCamera();
 }
@@ -201,9 +201,9 @@ void MainWindow::cameraTypeChanged(bool isLinescan)
     if (isLinescan) {
         ui->linescanRatio->setChecked(true);
     } else {
-        QMessageBox::warning(this, QStringLiteral("注意"),
-                             QStringLiteral("检测到当前选择相机不是线扫型相机，可能是驱动版本太低导致。"
-                                            "如果出现软件闪退等问题，请联系售后解决！"));
+        QMessageBox::warning(this, tr("注意"),
+                             tr("检测到当前选择相机不是线扫型相机，可能是驱动版本太低导致。"
+                                "如果出现软件闪退等问题，请联系售后解决！"));
     }
 }
 
@@ -564,23 +564,24 @@ void MainWindow::startCapture()
     m_frameTimer = QDateTime::currentMSecsSinceEpoch();
     if (ui->startBut->isChecked()) {
         if (m_captureErrorShown) {
-            ui->captureRateLabel->setText(QStringLiteral("采集帧率"));
+            ui->captureRateLabel->setText(tr("采集帧率"));
             ui->captureRateLabel->setToolTip(QString());
             m_captureErrorShown = false;
         }
         emit m_cameraServer->IS_Capture(true);
-        ui->startBut->setText(QStringLiteral("暂停"));
+        ui->startBut->setText(tr("暂停"));
         // Live frames from now on: a loaded source picture is no longer on show.
         m_srcImg.release();
     } else {
         m_cameraServer->stopCapture();
-        ui->startBut->setText(QStringLiteral("采图"));
+        ui->startBut->setText(tr("采图"));
     }
 }
 
 void MainWindow::showCaptureError(lsxStatus status)
 {
-    const QString text = QStringLiteral("采集停止：%1-%2").arg(status).arg(statusText(status));
+    const QString text =
+        QCoreApplication::translate("MainWindow", "采集停止：%1-%2").arg(status).arg(statusText(status));
     ui->captureRateLabel->setText(text);
     ui->captureRateLabel->setToolTip(text);
     m_captureErrorShown = true;
@@ -588,13 +589,13 @@ void MainWindow::showCaptureError(lsxStatus status)
 
 void MainWindow::showCameraWarning(QString text)
 {
-    QMessageBox::warning(this, QStringLiteral("警告"), text);
+    QMessageBox::warning(this, tr("警告"), text);
 }
 
 void MainWindow::startCaptureFailed()
 {
     ui->startBut->setChecked(false);
-    ui->startBut->setText(QStringLiteral("采图"));
+    ui->startBut->setText(tr("采图"));
     if (m_imageItem) {
         m_scene->removeItem(m_imageItem);
         delete m_imageItem;
@@ -611,7 +612,7 @@ void MainWindow::showPicture(QPixmap pixmap, cv::Mat staticMat)
 
     if (pixmap.isNull()) {
         m_pixmap = QPixmap();
-        ui->imageSizeLabel->setText(QStringLiteral("宽高:[0,0]"));
+        ui->imageSizeLabel->setText(tr("宽高:[0,0]"));
     } else {
         m_pixmap = pixmap;
         m_staticMat = staticMat;
@@ -627,7 +628,7 @@ void MainWindow::showPicture(QPixmap pixmap, cv::Mat staticMat)
         const qint64 now = QDateTime::currentMSecsSinceEpoch();
         const qint64 elapsed = qMax<qint64>(1, now - m_frameTimer);
         const qint64 rate = qint64(m_frameCount) * 1000 / elapsed;
-        ui->captureRateLabel->setText(QStringLiteral("帧率:%1").arg(rate));
+        ui->captureRateLabel->setText(tr("帧率:%1").arg(rate));
         m_frameCount = 0;
         m_frameTimer = now;
     }
@@ -647,7 +648,7 @@ void MainWindow::showPicture(QPixmap pixmap, cv::Mat staticMat)
         m_scene->setSceneSize(view.width(), view.height());
         m_imageItem = m_scene->addImage(m_pixmap, true);
         m_imageItem->setSpinData(QPointF(m_pixmap.width() / 2.0, m_pixmap.height() / 2.0), 0.0);
-        ui->imageSizeLabel->setText(QStringLiteral("宽高:[%1,%2]").arg(m_pixmap.width()).arg(m_pixmap.height()));
+        ui->imageSizeLabel->setText(tr("宽高:[%1,%2]").arg(m_pixmap.width()).arg(m_pixmap.height()));
     }
 
     updateProfile();

@@ -16,18 +16,19 @@
 #include "camera/cameraserver.h"
 
 #include <QBoxLayout>
+#include <QCoreApplication>
 #include <QMessageBox>
 #include <QPushButton>
 
 namespace {
 
-const QString kVerifyTitle = QStringLiteral("校正验证执行中...");
+const char* const kVerifyTitle = QT_TRANSLATE_NOOP("MainWindow", "校正验证执行中...");
 
 }  // namespace
 
 void MainWindow::setupVerify()
 {
-    m_verifyBut = new QPushButton(QStringLiteral("校正验证"), ui->groupBox_2);
+    m_verifyBut = new QPushButton(tr("校正验证"), ui->groupBox_2);
     m_verifyBut->setObjectName(QStringLiteral("verifyBut"));
     // Beside the dark and bright fields, in view without scrolling on a 1366 x 768 screen.
     ui->horizontalLayout_18->addWidget(m_verifyBut);
@@ -35,7 +36,7 @@ void MainWindow::setupVerify()
 
     // The panel's own row holds "确定" and "取消"; "继续" goes in front of them, shown only while
     // the run waits for an answer.
-    m_verifyContinueBut = new QPushButton(QStringLiteral("继续"), m_progressInfo);
+    m_verifyContinueBut = new QPushButton(tr("继续"), m_progressInfo);
     m_verifyContinueBut->setObjectName(QStringLiteral("verifyContinueBut"));
     m_verifyContinueBut->setMinimumHeight(30);
     m_verifyContinueBut->hide();
@@ -51,21 +52,21 @@ void MainWindow::setupVerify()
 void MainWindow::verifyProcess()
 {
     if (!m_cameraServer || !m_cameraServer->m_opened) {
-        QMessageBox::critical(this, QStringLiteral("错误"), QStringLiteral("没有连接上相机。"));
+        QMessageBox::critical(this, tr("错误"), tr("没有连接上相机。"));
         return;
     }
     if (ui->startBut->isChecked()) {
         m_cameraServer->stopCapture();
         ui->startBut->setChecked(false);
-        ui->startBut->setText(QStringLiteral("采图"));
+        ui->startBut->setText(tr("采图"));
     }
     connect(m_progressInfo, &ProgressInfoWidget::defined, this, &MainWindow::verifyOk, Qt::UniqueConnection);
     connect(m_progressInfo, &ProgressInfoWidget::canceled, this, &MainWindow::verifyCancel, Qt::UniqueConnection);
     m_verifyStep = -1;
     m_verifyContinueBut->hide();
-    m_progressInfo->setWindowTitle(kVerifyTitle);
+    m_progressInfo->setWindowTitle(tr(kVerifyTitle));
     m_progressInfo->show();
-    m_progressInfo->showProgressInfo(0, kVerifyTitle);
+    m_progressInfo->showProgressInfo(0, tr(kVerifyTitle));
     emit m_cameraServer->IS_VerifyStart();
 }
 
@@ -98,7 +99,7 @@ void MainWindow::verifyOk()
 void MainWindow::verifyCancel()
 {
     m_cameraServer->cancel();
-    m_progressInfo->showProgressInfo(0, QStringLiteral("取消操作。"));
+    m_progressInfo->showProgressInfo(0, tr("取消操作。"));
     m_progressInfo->hide();
     m_verifyContinueBut->hide();
     m_verifyStep = -1;

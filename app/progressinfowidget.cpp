@@ -51,7 +51,7 @@ void ProgressInfoWidget::showProgressInfo(int progress, QString info)
         ui->contentEdit->append(info);
     } else {
         ui->contentEdit->setTextColor(Qt::red);
-        ui->contentEdit->append(QStringLiteral("\n错误:%1").arg(info));
+        ui->contentEdit->append(tr("\n错误:%1").arg(info));
         value = 100;
         // After a failure "确定" must not run the Ok path: it acts as a cancel until the next
         // report of 100. Clearing the panel with 0 does not restore it.

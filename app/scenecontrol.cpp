@@ -35,11 +35,11 @@ QDoubleSpinBox* spinBox(QWidget* parent, const char* name, double lo, double hi,
 SceneControl::SceneControl(QWidget* parent) : QDialog(parent)
 {
     setObjectName(QStringLiteral("sceneControl"));
-    setWindowTitle(QStringLiteral("模拟场景"));
+    setWindowTitle(tr("模拟场景"));
 
-    m_lensCap = new QCheckBox(QStringLiteral("盖上镜头盖（暗场）"), this);
+    m_lensCap = new QCheckBox(tr("盖上镜头盖（暗场）"), this);
     m_lensCap->setObjectName(QStringLiteral("lensCapCheck"));
-    m_pattern = new QCheckBox(QStringLiteral("测试图案"), this);
+    m_pattern = new QCheckBox(tr("测试图案"), this);
     m_pattern->setObjectName(QStringLiteral("patternCheck"));
     // Light at the line's centre, in 10-bit units per microsecond at gain 1.
     m_level = spinBox(this, "lightLevelSBox", 0.01, 1000.0, 0.5, 2);
@@ -51,9 +51,9 @@ SceneControl::SceneControl(QWidget* parent) : QDialog(parent)
     auto* form = new QFormLayout;
     form->addRow(m_lensCap);
     form->addRow(m_pattern);
-    form->addRow(QStringLiteral("光照强度 (DN/µs)"), m_level);
-    form->addRow(QStringLiteral("光照斜率"), m_slope);
-    form->addRow(QStringLiteral("镜头衰减"), m_falloff);
+    form->addRow(tr("光照强度 (DN/µs)"), m_level);
+    form->addRow(tr("光照斜率"), m_slope);
+    form->addRow(tr("镜头衰减"), m_falloff);
     auto* layout = new QVBoxLayout(this);
     layout->addLayout(form);
     layout->addWidget(m_status);
@@ -99,7 +99,6 @@ void SceneControl::apply()
 
 void SceneControl::showStatus(int32_t status)
 {
-    m_status->setText(status == LSX_OK
-                          ? QString()
-                          : QStringLiteral("场景设置出错，错误原因：%1-%2.").arg(status).arg(statusText(status)));
+    m_status->setText(status == LSX_OK ? QString()
+                                       : tr("场景设置出错，错误原因：%1-%2.").arg(status).arg(statusText(status)));
 }

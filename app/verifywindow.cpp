@@ -4,6 +4,7 @@
 #include "camera/tables.h"
 
 #include <QComboBox>
+#include <QCoreApplication>
 #include <QDir>
 #include <QFileDialog>
 #include <QHBoxLayout>
@@ -47,7 +48,7 @@ void replaceChart(QChartView* view, QChart* chart)
 VerifyWindow::VerifyWindow(QWidget* parent) : QWidget(parent, Qt::Window)
 {
     setObjectName(QStringLiteral("VerifyWindow"));
-    setWindowTitle(QStringLiteral("校正验证结果"));
+    setWindowTitle(tr("校正验证结果"));
     resize(1100, 1000);
 
     m_heading = new QLabel;
@@ -61,14 +62,13 @@ VerifyWindow::VerifyWindow(QWidget* parent) : QWidget(parent, Qt::Window)
     m_planeBox->setObjectName(QStringLiteral("planeBox"));
     m_planeBox->setMinimumWidth(160);
     auto* planeRow = new QHBoxLayout;
-    planeRow->addWidget(new QLabel(QStringLiteral("平面")));
+    planeRow->addWidget(new QLabel(tr("平面")));
     planeRow->addWidget(m_planeBox);
     planeRow->addStretch(1);
 
     m_table = new QTableWidget(0, 5);
     m_table->setObjectName(QStringLiteral("figuresTable"));
-    m_table->setHorizontalHeaderLabels({QStringLiteral("指标"), QStringLiteral("校正前"), QStringLiteral("校正后"),
-                                        QStringLiteral("限值"), QStringLiteral("结论")});
+    m_table->setHorizontalHeaderLabels({tr("指标"), tr("校正前"), tr("校正后"), tr("限值"), tr("结论")});
     m_table->verticalHeader()->hide();
     m_table->setEditTriggers(QAbstractItemView::NoEditTriggers);
     m_table->setSelectionMode(QAbstractItemView::NoSelection);
@@ -83,10 +83,10 @@ VerifyWindow::VerifyWindow(QWidget* parent) : QWidget(parent, Qt::Window)
     m_profileView = chartView(QStringLiteral("profileView"));
     m_spectrumView = chartView(QStringLiteral("spectrumView"));
 
-    m_saveBut = new QPushButton(QStringLiteral("保存报告"));
+    m_saveBut = new QPushButton(tr("保存报告"));
     m_saveBut->setObjectName(QStringLiteral("saveReportBut"));
     m_saveBut->setEnabled(false);
-    auto* closeBut = new QPushButton(QStringLiteral("关闭"));
+    auto* closeBut = new QPushButton(tr("关闭"));
     closeBut->setObjectName(QStringLiteral("closeBut"));
     auto* buttons = new QHBoxLayout;
     buttons->addStretch(1);
@@ -99,7 +99,7 @@ VerifyWindow::VerifyWindow(QWidget* parent) : QWidget(parent, Qt::Window)
     left->addWidget(m_table, 1);
     auto* right = new QVBoxLayout;
     right->addWidget(m_verdict);
-    right->addWidget(new QLabel(QStringLiteral("缺陷列与说明")));
+    right->addWidget(new QLabel(tr("缺陷列与说明")));
     right->addWidget(m_defects, 1);
     auto* top = new QHBoxLayout;
     top->addLayout(left, 3);
@@ -121,18 +121,19 @@ void VerifyWindow::setReport(VerifyReport report)
 {
     m_report = std::move(report);
     const VerifyReport& r = m_report;
-    const QString on = QStringLiteral("开"), off = QStringLiteral("关");
+    const QString on = QCoreApplication::translate("VerifyWindow", "开"),
+                  off = QCoreApplication::translate("VerifyWindow", "关");
     m_heading->setText(
-        QStringLiteral("相机 %1　型号 %2　序列号 %3　固件版本 %4\n"
-                       "%5　增益 %6　曝光时间 %7 us　%8 位　每平面 %9 行　")
+        tr("相机 %1　型号 %2　序列号 %3　固件版本 %4\n"
+           "%5　增益 %6　曝光时间 %7 us　%8 位　每平面 %9 行　")
             .arg(r.camera, r.model, r.serial, r.version, r.when.toString(QStringLiteral("yyyy-MM-dd HH:mm:ss")))
             .arg(r.gain)
             .arg(r.exposure)
             .arg(r.bits == 0 ? 8 : 16)
             .arg(r.lines)
-        + QStringLiteral("校正后：相机FPN %1，平场/镜头校正 %2").arg(r.fpnOn ? on : off, r.flatOn ? on : off));
+        + tr("校正后：相机FPN %1，平场/镜头校正 %2").arg(r.fpnOn ? on : off, r.flatOn ? on : off));
     const bool passed = reportPasses(r);
-    m_verdict->setText(QStringLiteral("结论：%1").arg(verdictText(passed)));
+    m_verdict->setText(tr("结论：%1").arg(verdictText(passed)));
     // A style sheet of its own: the application's sheet would override a palette.
     m_verdict->setStyleSheet(QStringLiteral("QLabel#verdictLabel { color: %1; font-size: 20pt; font-weight: bold; }")
                                  .arg(verdictColour(passed).name()));
@@ -141,7 +142,7 @@ void VerifyWindow::setReport(VerifyReport report)
         const QSignalBlocker block(m_planeBox);
         m_planeBox->clear();
         for (const VerifyPlane& p : r.planes)
-            m_planeBox->addItem(planePasses(p.after, r.limits) ? p.name : p.name + QStringLiteral("（不合格）"));
+            m_planeBox->addItem(planePasses(p.after, r.limits) ? p.name : p.name + tr("（不合格）"));
     }
     m_saveBut->setEnabled(!r.planes.isEmpty());
     showPlane(0);
@@ -173,8 +174,8 @@ void VerifyWindow::showPlane(int index)
     for (int i = 0; i < m_table->rowCount(); ++i) height += m_table->rowHeight(i);
     m_table->setMinimumHeight(height);
     QString defects =
-        QStringLiteral("校正前：%1\n校正后：%2").arg(defectText(plane.before.defects), defectText(plane.after.defects));
-    for (const QString& note : verifyNotes(plane)) defects += QStringLiteral("\n\n说明：") + note;
+        tr("校正前：%1\n校正后：%2").arg(defectText(plane.before.defects), defectText(plane.after.defects));
+    for (const QString& note : verifyNotes(plane)) defects += tr("\n\n说明：") + note;
     m_defects->setPlainText(defects);
     replaceChart(m_profileView, verifyProfileChart(plane, ChartStyle::Dark));
     replaceChart(m_spectrumView, verifySpectrumChart(plane, ChartStyle::Dark));
@@ -187,7 +188,7 @@ void VerifyWindow::showPlane(int index)
 QString VerifyWindow::suggestedPath() const
 {
     const QString stamp = m_report.when.toString(QStringLiteral("yyyyMMdd_HHmmss"));
-    QString name = QStringLiteral("校正验证_%1_%2_%3.pdf").arg(m_report.model, m_report.serial, stamp);
+    QString name = tr("校正验证_%1_%2_%3.pdf").arg(m_report.model, m_report.serial, stamp);
     // A name the file system takes, whatever the camera calls itself.
     name.replace(QRegularExpression(QStringLiteral(R"([\\/:*?"<>|\s])")), QStringLiteral("_"));
     return QDir(documentDir()).filePath(name);
@@ -200,14 +201,14 @@ bool VerifyWindow::saveReport(const QString& pdfPath)
         emit reportSaved(pdfPath, verifyJsonPath(pdfPath));
         return true;
     }
-    QMessageBox::critical(this, QStringLiteral("错误"), error);
+    QMessageBox::critical(this, tr("错误"), error);
     return false;
 }
 
 void VerifyWindow::saveReportAs()
 {
     const QString path =
-        QFileDialog::getSaveFileName(this, QStringLiteral("保存报告"), suggestedPath(), QStringLiteral("PDF (*.pdf)"));
+        QFileDialog::getSaveFileName(this, tr("保存报告"), suggestedPath(), QStringLiteral("PDF (*.pdf)"));
     if (path.isEmpty()) return;
     saveReport(path.endsWith(QStringLiteral(".pdf"), Qt::CaseInsensitive) ? path : path + QStringLiteral(".pdf"));
 }

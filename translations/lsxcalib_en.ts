@@ -1387,6 +1387,253 @@ Load the incomplete parameters? The missing columns are loaded with a gain of 1.
     </message>
 </context>
 <context>
+    <name>HistoryWindow</name>
+    <message>
+        <source>暗场校正</source>
+        <translation>dark-field correction</translation>
+    </message>
+    <message>
+        <source>明场校正</source>
+        <translation>bright-field correction</translation>
+    </message>
+    <message>
+        <source>写入FPN</source>
+        <translation>write FPN</translation>
+    </message>
+    <message>
+        <source>保存FPN参数</source>
+        <translation>save FPN parameters</translation>
+    </message>
+    <message>
+        <source>加载FPN参数</source>
+        <translation>load FPN parameters</translation>
+    </message>
+    <message>
+        <source>平场校正</source>
+        <translation>flat-field correction</translation>
+    </message>
+    <message>
+        <source>写入FFC</source>
+        <translation>write FFC</translation>
+    </message>
+    <message>
+        <source>保存FFC参数</source>
+        <translation>save FFC parameters</translation>
+    </message>
+    <message>
+        <source>镜头校正</source>
+        <translation>lens shading correction</translation>
+    </message>
+    <message>
+        <source>写入LSC</source>
+        <translation>write LSC</translation>
+    </message>
+    <message>
+        <source>保存LSC参数</source>
+        <translation>save LSC parameters</translation>
+    </message>
+    <message>
+        <source>校正验证</source>
+        <translation>calibration verification</translation>
+    </message>
+    <message>
+        <source>保存验证报告</source>
+        <translation>save the verification report</translation>
+    </message>
+    <message>
+        <source>曝光时间</source>
+        <translation>exposure time</translation>
+    </message>
+    <message>
+        <source>曝光测试</source>
+        <translation>exposure test</translation>
+    </message>
+    <message>
+        <source>相机信息</source>
+        <translation>camera information</translation>
+    </message>
+    <message>
+        <source>相机列表</source>
+        <translation>camera list</translation>
+    </message>
+    <message>
+        <source>配方</source>
+        <translation>recipe</translation>
+    </message>
+    <message>
+        <source>成功</source>
+        <translation>succeeded</translation>
+    </message>
+    <message>
+        <source>失败</source>
+        <translation>failed</translation>
+    </message>
+    <message>
+        <source>已取消</source>
+        <translation>cancelled</translation>
+    </message>
+    <message>
+        <source>超出限值</source>
+        <translation>limits exceeded</translation>
+    </message>
+    <message>
+        <source>未执行</source>
+        <translation>not run</translation>
+    </message>
+    <message>
+        <source>用法错误</source>
+        <translation>usage error</translation>
+    </message>
+    <message>
+        <source>合格</source>
+        <translation>pass</translation>
+    </message>
+    <message>
+        <source>不合格</source>
+        <translation>fail</translation>
+    </message>
+    <message>
+        <source>历史记录</source>
+        <translation>History</translation>
+    </message>
+    <message>
+        <source>全部相机</source>
+        <translation>All cameras</translation>
+    </message>
+    <message>
+        <source>刷新</source>
+        <translation>Refresh</translation>
+    </message>
+    <message>
+        <source>导出CSV</source>
+        <translation>Export CSV</translation>
+    </message>
+    <message>
+        <source>相机序列号</source>
+        <translation>Camera serial number</translation>
+    </message>
+    <message>
+        <source>开始时间</source>
+        <translation>Started</translation>
+    </message>
+    <message>
+        <source>序列号</source>
+        <translation>Serial number</translation>
+    </message>
+    <message>
+        <source>工位</source>
+        <translation>Station</translation>
+    </message>
+    <message>
+        <source>操作员</source>
+        <translation>Operator</translation>
+    </message>
+    <message>
+        <source>来源</source>
+        <translation>Source</translation>
+    </message>
+    <message>
+        <source>步骤</source>
+        <translation>Steps</translation>
+    </message>
+    <message>
+        <source>结果</source>
+        <translation>Outcome</translation>
+    </message>
+    <message>
+        <source>结论</source>
+        <translation>Result</translation>
+    </message>
+    <message>
+        <source>%1：%2 条记录</source>
+        <translation>%1: %2 record(s)</translation>
+    </message>
+    <message>
+        <source>；%1 条记录等待发送到数据库</source>
+        <translation>; %1 record(s) waiting to be sent to the database</translation>
+    </message>
+    <message>
+        <source>%1（%2）</source>
+        <translation>%1 (%2)</translation>
+    </message>
+    <message>
+        <source>窗口</source>
+        <translation>window</translation>
+    </message>
+    <message>
+        <source>命令行</source>
+        <translation>command line</translation>
+    </message>
+    <message>
+        <source>、</source>
+        <translation>, </translation>
+    </message>
+    <message>
+        <source>校正后残余非均匀性</source>
+        <translation>Residual non-uniformity after correction</translation>
+    </message>
+    <message>
+        <source>残余PRNU (%)</source>
+        <translation>Residual PRNU (%)</translation>
+    </message>
+    <message>
+        <source>残余DSNU (DN10)</source>
+        <translation>Residual DSNU (DN10)</translation>
+    </message>
+    <message>
+        <source>校正验证（按时间先后）</source>
+        <translation>Calibration verifications (in time order)</translation>
+    </message>
+    <message>
+        <source>&lt;h3&gt;%1&#x3000;%2&#x3000;序列号 %3&#x3000;固件版本 %4&lt;/h3&gt;</source>
+        <translation>&lt;h3&gt;%1  %2  serial number %3  firmware version %4&lt;/h3&gt;</translation>
+    </message>
+    <message>
+        <source>&lt;p&gt;运行编号 %1&lt;br&gt;工位 %2&#x3000;操作员 %3&#x3000;%4 至 %5（%6 s）&lt;br&gt;结果：%7%8&lt;/p&gt;</source>
+        <translation>&lt;p&gt;Run %1&lt;br&gt;Station %2  operator %3  %4 to %5 (%6 s)&lt;br&gt;Outcome: %7%8&lt;/p&gt;</translation>
+    </message>
+    <message>
+        <source>&#x3000;结论：</source>
+        <translation>  Result: </translation>
+    </message>
+    <message>
+        <source>&lt;h4&gt;%1 %2（%3%4）&lt;/h4&gt;</source>
+        <translation>&lt;h4&gt;%1 %2 (%3%4)&lt;/h4&gt;</translation>
+    </message>
+    <message>
+        <source>，%1 s</source>
+        <translation>, %1 s</translation>
+    </message>
+    <message>
+        <source>&lt;p&gt;选项：%1&lt;/p&gt;</source>
+        <translation>&lt;p&gt;Options: %1&lt;/p&gt;</translation>
+    </message>
+    <message>
+        <source>，</source>
+        <translation>, </translation>
+    </message>
+    <message>
+        <source>无法测量</source>
+        <translation>not measurable</translation>
+    </message>
+    <message>
+        <source>&lt;table border=1 cellspacing=0 cellpadding=2&gt;&lt;tr&gt;&lt;th&gt;名称&lt;/th&gt;&lt;th&gt;平面&lt;/th&gt;&lt;th&gt;数值&lt;/th&gt;&lt;/tr&gt;%1&lt;/table&gt;</source>
+        <translation>&lt;table border=1 cellspacing=0 cellpadding=2&gt;&lt;tr&gt;&lt;th&gt;Name&lt;/th&gt;&lt;th&gt;Plane&lt;/th&gt;&lt;th&gt;Value&lt;/th&gt;&lt;/tr&gt;%1&lt;/table&gt;</translation>
+    </message>
+    <message>
+        <source>&lt;p&gt;文件 &lt;a href=&quot;%1&quot;&gt;%2&lt;/a&gt;&lt;br&gt;SHA-256 %3&lt;/p&gt;</source>
+        <translation>&lt;p&gt;File &lt;a href=&quot;%1&quot;&gt;%2&lt;/a&gt;&lt;br&gt;SHA-256 %3&lt;/p&gt;</translation>
+    </message>
+    <message>
+        <source>（无法读取）</source>
+        <translation>(cannot be read)</translation>
+    </message>
+    <message>
+        <source>错误</source>
+        <translation>Error</translation>
+    </message>
+</context>
+<context>
     <name>ImageStats</name>
     <message>
         <source>灰度</source>
@@ -2331,6 +2578,58 @@ Write them back with &quot;Restore the parameters from before the write&quot;.</
         <source>恢复写入前参数...</source>
         <translation>Restoring the parameters from before the write...</translation>
     </message>
+    <message>
+        <source>相机打开失败，失败原因：没有发现设备</source>
+        <translation>The camera could not be opened. Cause: no device found</translation>
+    </message>
+    <message>
+        <source>断开</source>
+        <translation>Disconnect</translation>
+    </message>
+    <message>
+        <source>相机打开失败，失败原因：%1</source>
+        <translation>The camera could not be opened. Cause: %1</translation>
+    </message>
+    <message>
+        <source>相机失去连接</source>
+        <translation>The camera&apos;s connection was lost</translation>
+    </message>
+    <message>
+        <source>注意</source>
+        <translation>Attention</translation>
+    </message>
+    <message>
+        <source>检测到当前选择相机不是线扫型相机，可能是驱动版本太低导致。如果出现软件闪退等问题，请联系售后解决！</source>
+        <translation>The selected camera is not detected as a line-scan camera, perhaps because its driver is too old. If the program crashes or misbehaves, please contact after-sales support!</translation>
+    </message>
+    <message>
+        <source>暂停</source>
+        <translation>Pause</translation>
+    </message>
+    <message>
+        <source>警告</source>
+        <translation>Warning</translation>
+    </message>
+    <message>
+        <source>宽高:[0,0]</source>
+        <translation>Size:[0,0]</translation>
+    </message>
+    <message>
+        <source>帧率:%1</source>
+        <translation>Frame rate:%1</translation>
+    </message>
+    <message>
+        <source>宽高:[%1,%2]</source>
+        <translation>Size:[%1,%2]</translation>
+    </message>
+    <message>
+        <source>校正验证执行中...</source>
+        <translation>Calibration verification running...</translation>
+    </message>
+    <message>
+        <source>继续</source>
+        <translation>Continue</translation>
+    </message>
 </context>
 <context>
     <name>ParamFile</name>
@@ -2406,6 +2705,12 @@ Write them back with &quot;Restore the parameters from before the write&quot;.</
     <message>
         <source>取消</source>
         <translation>Cancel</translation>
+    </message>
+    <message>
+        <source>
+错误:%1</source>
+        <translation>
+Error: %1</translation>
     </message>
 </context>
 <context>
@@ -2570,6 +2875,37 @@ Write them back with &quot;Restore the parameters from before the write&quot;.</
     <message>
         <source>记录 %1 缺少步骤列表（steps）。</source>
         <translation>The record %1 lacks its list of steps (steps).</translation>
+    </message>
+</context>
+<context>
+    <name>SceneControl</name>
+    <message>
+        <source>模拟场景</source>
+        <translation>Simulated scene</translation>
+    </message>
+    <message>
+        <source>盖上镜头盖（暗场）</source>
+        <translation>Lens cap on (dark field)</translation>
+    </message>
+    <message>
+        <source>测试图案</source>
+        <translation>Test pattern</translation>
+    </message>
+    <message>
+        <source>光照强度 (DN/µs)</source>
+        <translation>Light level (DN/µs)</translation>
+    </message>
+    <message>
+        <source>光照斜率</source>
+        <translation>Light slope</translation>
+    </message>
+    <message>
+        <source>镜头衰减</source>
+        <translation>Lens fall-off</translation>
+    </message>
+    <message>
+        <source>场景设置出错，错误原因：%1-%2.</source>
+        <translation>Setting the scene failed. Cause: %1-%2.</translation>
     </message>
 </context>
 <context>
@@ -3203,6 +3539,97 @@ Write them back with &quot;Restore the parameters from before the write&quot;.</
     <message>
         <source>无法写入报告文件 %1。</source>
         <translation>Cannot write the report file %1.</translation>
+    </message>
+</context>
+<context>
+    <name>VerifyWindow</name>
+    <message>
+        <source>校正验证结果</source>
+        <translation>Calibration verification result</translation>
+    </message>
+    <message>
+        <source>平面</source>
+        <translation>Plane</translation>
+    </message>
+    <message>
+        <source>指标</source>
+        <translation>Figure</translation>
+    </message>
+    <message>
+        <source>校正前</source>
+        <translation>Before correction</translation>
+    </message>
+    <message>
+        <source>校正后</source>
+        <translation>After correction</translation>
+    </message>
+    <message>
+        <source>限值</source>
+        <translation>Limit</translation>
+    </message>
+    <message>
+        <source>结论</source>
+        <translation>Result</translation>
+    </message>
+    <message>
+        <source>保存报告</source>
+        <translation>Save report</translation>
+    </message>
+    <message>
+        <source>关闭</source>
+        <translation>Close</translation>
+    </message>
+    <message>
+        <source>缺陷列与说明</source>
+        <translation>Defect columns and notes</translation>
+    </message>
+    <message>
+        <source>开</source>
+        <translation>on</translation>
+    </message>
+    <message>
+        <source>关</source>
+        <translation>off</translation>
+    </message>
+    <message>
+        <source>相机 %1&#x3000;型号 %2&#x3000;序列号 %3&#x3000;固件版本 %4
+%5&#x3000;增益 %6&#x3000;曝光时间 %7 us&#x3000;%8 位&#x3000;每平面 %9 行&#x3000;</source>
+        <translation>Camera %1  model %2  serial number %3  firmware version %4
+%5  gain %6  exposure time %7 us  %8-bit  %9 lines per plane  </translation>
+    </message>
+    <message>
+        <source>校正后：相机FPN %1，平场/镜头校正 %2</source>
+        <translation>After correction: camera FPN %1, flat-field/lens shading correction %2</translation>
+    </message>
+    <message>
+        <source>结论：%1</source>
+        <translation>Result: %1</translation>
+    </message>
+    <message>
+        <source>（不合格）</source>
+        <translation> (fail)</translation>
+    </message>
+    <message>
+        <source>校正前：%1
+校正后：%2</source>
+        <translation>Before correction: %1
+After correction: %2</translation>
+    </message>
+    <message>
+        <source>
+
+说明：</source>
+        <translation>
+
+Note: </translation>
+    </message>
+    <message>
+        <source>校正验证_%1_%2_%3.pdf</source>
+        <translation>verification_%1_%2_%3.pdf</translation>
+    </message>
+    <message>
+        <source>错误</source>
+        <translation>Error</translation>
     </message>
 </context>
 </TS>
