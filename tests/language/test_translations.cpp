@@ -238,6 +238,19 @@ private slots:
                                                 .arg(gaps.size())));
     }
 
+    // lupdate files a tr() that follows a QCoreApplication::translate() in one statement under
+    // "QCoreApplication", where the program never looks: such a text would stay Chinese.
+    void noTextIsFiledUnderQCoreApplication()
+    {
+        extract();
+        QStringList misfiled;
+        for (const TsMessage& m : m_extracted)
+            if (m.context == QLatin1String("QCoreApplication"))
+                for (const TsLocation& l : m.locations)
+                    misfiled << QStringLiteral("%1:%2: \"%3\"").arg(l.file).arg(l.line).arg(m.source);
+        QVERIFY2(misfiled.isEmpty(), qPrintable(misfiled.join(QLatin1Char('\n'))));
+    }
+
 private:
     static QString root() { return QFileInfo(QStringLiteral(LSX_SOURCE_DIR)).canonicalFilePath(); }
     static QStringList folders() { return QString::fromUtf8(LSX_FOLDERS).split(QLatin1Char(',')); }
