@@ -4,6 +4,7 @@
 #include "style.h"
 
 #include "camera/tables.h"
+#include "language.h"
 
 #include <QFile>
 #include <QMessageBox>
@@ -14,9 +15,12 @@
 
 namespace {
 
+// A help document in the interface language: the English twin (help/en/) when English is on.
 QString helpText(const QString& resource)
 {
-    QFile file(resource);
+    QFile file(currentLanguage() == UiLanguage::English
+                   ? QString(resource).replace(QLatin1String(":/help/"), QLatin1String(":/help/en/"))
+                   : resource);
     if (!file.open(QFile::ReadOnly)) return QString();
     return QString::fromUtf8(file.readAll());
 }
