@@ -10,6 +10,7 @@
 #include "camera/cameraserver.h"
 #include "camera/metatypes.h"
 #include "common/fpnreadback.h"
+#include "common/runnerprocess.h"
 #include "loader.h"
 #include "sim/lsxsim.h"
 
@@ -35,11 +36,7 @@
 
 namespace {
 
-struct Run {
-    int exit = -1;
-    QString err;
-    QString out;
-};
+using Run = RunnerResult;
 
 }  // namespace
 
@@ -86,15 +83,7 @@ class TestCli : public QObject {
         p.start(m_exe, args);
         if (!input.isEmpty()) p.write(input);
         p.closeWriteChannel();
-        Run r;
-        if (!p.waitForFinished(120000)) {
-            p.kill();
-            return r;
-        }
-        r.exit = p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -2;
-        r.err = QString::fromLocal8Bit(p.readAllStandardError());
-        r.out = QString::fromLocal8Bit(p.readAllStandardOutput());
-        return r;
+        return finishRunner(p);
     }
 
     // The steps of the Ctrl-C tests, each with the report that shows it under way.
