@@ -265,6 +265,27 @@ constexpr int64_t kSamplesPerThread = 1 << 16;
 void correctRows(const Rows& r, const Chain& chain, float* acc)
 {
     if (r.rows <= 0 || r.elements <= 0) return;
+    if (!acc) {
+        // No column sums: whole rows, in bands of rows shared out among the threads. The
+        // processor's prefetcher follows a row from its first byte to its last, and a row's
+        // coefficients stay in the second-level cache from row to row.
+        const bool wide = r.bytes == 2;
+        const int parts = int64_t(r.elements) * r.rows < kSamplesPerThread ? 1 : partsFor(r.rows);
+        forEachPart(parts, [&](int part) {
+            const PartRange p = partOf(r.rows, parts, part);
+            for (int j = p.begin; j < p.end; ++j) {
+                const int y = r.rowOf ? r.rowOf[j] : j;
+                const uint8_t* from = r.from + static_cast<size_t>(y) * r.fromStep;
+                uint8_t* to = r.to + static_cast<size_t>(j) * r.toStep;
+                if (wide)
+                    correctRow<uint16_t>(reinterpret_cast<const uint16_t*>(from), reinterpret_cast<uint16_t*>(to),
+                                         r.firstRow + y, 0, r.elements, chain, nullptr);
+                else
+                    correctRow<uint8_t>(from, to, r.firstRow + y, 0, r.elements, chain, nullptr);
+            }
+        });
+        return;
+    }
     // Strips of at most 512 elements: a strip's coefficients (B, K of nine bands, the FFC and LSC
     // gains, the sums: about 28 KB) stay in the first-level cache from row to row. Narrower ones
     // where a block would otherwise leave a thread without a strip. Whole blocks of 64 elements,

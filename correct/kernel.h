@@ -64,10 +64,11 @@ struct Rows {
 // Every row of the block through the chain. With `acc`, each result is added to acc[element]
 // as float, in the order of the rows of `to`: column sums that do not depend on the cut.
 //
-// The block is cut into column strips, shared out among the threads; each strip is swept from
-// the top row to the bottom, so that its coefficients stay in the cache from row to row. Each
-// element's result depends on its own value and position only, so where the strips are cut
-// does not change it. Small blocks stay on the calling thread.
+// Without sums the block is cut into bands of whole rows, shared out among the threads. With
+// sums it is cut into column strips, each swept from the top row to the bottom by one thread, so
+// that its coefficients stay in the first-level cache and each column is summed in the order of
+// the rows. Each element's result depends on its own value and position only, so where the
+// block is cut does not change it. Small blocks stay on the calling thread.
 void correctRows(const Rows& rows, const Chain& chain, float* acc = nullptr);
 
 // Whether the chain of 8-bit data is a function of each element's position and value alone (no

@@ -65,6 +65,18 @@ inline int chainRowWide(const T* src, T* p, int n, const WideRow& row)
     const double* __restrict l = row.l;
     float* __restrict acc = row.acc;
     int i = 0;
+    if (b && kPlain && !f && !l && !acc) {
+        // The FPN step alone with one K per element (the library's correction, which folds the
+        // flat field and the lens shading into K): the same operations in a loop of its own, two
+        // registers' worth at a time.
+        for (; i + 2 * N <= n; i += 2 * N) {
+            const typename V::vi v0 = V::load(src + i), v1 = V::load(src + i + N);
+            const typename V::vf d0 = V::sub(V::cvt(v0), V::loadf(b + i));
+            const typename V::vf d1 = V::sub(V::cvt(v1), V::loadf(b + i + N));
+            V::store(p + i, V::roundClamp(V::mul(d0, V::loadf(kPlain + i)), top));
+            V::store(p + i + N, V::roundClamp(V::mul(d1, V::loadf(kPlain + i + N)), top));
+        }
+    }
     for (; i + N <= n; i += N) {
         typename V::vi v = V::load(src + i);
         if (b) {
