@@ -261,6 +261,8 @@ int CliRunner::runStep(const CliStep& step, const CliPlan& plan, StepResult& r)
         return runSteps(recipe.steps, inner);
     }
 
+    if (n == QLatin1String("apply")) return applyStep(step, r);
+
     if (!openCamera(plan, r)) return r.exit;
     if (!step.scene.isEmpty() && !setSimScene(step.scene, r)) return r.exit;
     CameraServer* s = m_server.get();
