@@ -112,6 +112,7 @@ struct Options {
     bool builtinTree = false;  // Aravis' own area-camera feature tree instead of ours
     QString simCamera = QStringLiteral("SIM-LS4096-M");
     QString simConfig;  // JSON for the simulated camera (LSX_SIM_CONFIG), or empty
+    QString xml;        // our feature tree from this file instead of LSX_GVCAMERA_XML
 };
 
 class TestCamera {
@@ -125,7 +126,8 @@ public:
     QString start(const Options& options, int lockWaitMs = 240000)
     {
         const QString program = QString::fromLocal8Bit(qgetenv("LSX_GVCAMERA"));
-        const QString xml = QString::fromLocal8Bit(qgetenv("LSX_GVCAMERA_XML"));
+        const QString xml =
+            options.xml.isEmpty() ? QString::fromLocal8Bit(qgetenv("LSX_GVCAMERA_XML")) : options.xml;
         if (program.isEmpty() || xml.isEmpty()) return QStringLiteral("LSX_GVCAMERA and LSX_GVCAMERA_XML must be set");
         if (!takeLoopback(lockWaitMs)) return QStringLiteral("the loopback's GigE Vision port stayed taken");
 
