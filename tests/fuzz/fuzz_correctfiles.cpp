@@ -59,7 +59,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         for (const auto& row : fpn.b)
             if (int(row.size()) != fpn.columns || !finite(row)) __builtin_trap();
         for (const auto& row : fpn.k)
-            if (!finite(row) || row.size() != (fpn.multiLevel ? fpn.b.size() : 1) * size_t(fpn.columns)) __builtin_trap();
+            if (!finite(row) || row.size() != (fpn.multiLevel ? fpn.b.size() : 1) * size_t(fpn.columns))
+                __builtin_trap();
         throughTheInterface(text, lsxcLoadFpn, fpn.columns);
     }
     lsxc::FfcFile ffc;
