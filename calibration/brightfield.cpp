@@ -64,6 +64,7 @@ void CameraServer::fpnRun()
 
     // 1. Line count and settings.
     readLineCount();
+    m_doffsetZeroSaid = false;
     const QStringList keys = settings().allKeys();
     auto withDefault = [&](const QString& key, const QVariant& fallback) {
         if (!keys.contains(key)) {

@@ -182,6 +182,8 @@ public:
     int32_t m_frameBits = 0;
     bool m_darkFromCamera = false;
     bool m_hasBlackLevelReg = false;
+    // The run has told that the camera's DOffset stays at 0 (a camera without a black level).
+    bool m_doffsetZeroSaid = false;
     int32_t m_lineCount = 4;
     int32_t m_roiHeight = 4000;
 
@@ -239,6 +241,10 @@ private:
     // Whether the DOffset operations leave this camera alone: not a line-scan camera, or a model
     // that takes no DOffset.
     bool doffsetSkipped() const;
+    // Whether the camera has no black level at all: its register reads as not there and the
+    // sensor's DOffset registers answer "not supported" (a standard camera without BlackLevel).
+    // Its DOffset is 0 and stays so: read as 0, "set" without a write.
+    bool doffsetAbsent();
     // Writes a DOffset value by the camera's path: its register, or the two sensor registers
     // (magnitude, then sign; a failure of the first skips the second).
     lsxStatus writeDoffset(int value);
