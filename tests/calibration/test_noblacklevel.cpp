@@ -1,13 +1,16 @@
 // A camera without a black level (a standard GenICam camera without BlackLevel: the register reads
 // as not there, the sensor's DOffset registers answer "not supported") against the recording
 // library: its DOffset reads as 0, is applied without a write and told once per run, the DOffset
-// search has nothing to search, and a dark run over several gains gives its rows. A camera that has
-// a black level and refuses a write still fails as before.
+// search has nothing to search, and a dark run over several gains gives its rows; the bright field
+// uses the program's own dark rows where the camera has no dark record to read back. A camera that
+// has a black level and refuses a write still fails as before.
 #include "calibration/recordharness.h"
 
 #include "statustext.h"
 
 #include <QSignalSpy>
+
+#include <cmath>
 
 namespace {
 
@@ -124,6 +127,56 @@ private slots:
         QSignalSpy again(s.get(), &CameraServer::OS_FpnInfo);
         s->dsnuStart(autoDoffset);
         QCOMPARE(reportsOf(again).count(kFixedAtZero), 1);
+    }
+
+    // The bright field where the camera has no dark record to read back: the program's own dark
+    // rows (here a loaded file's, after an earlier read-back) are used; without any the run is
+    // refused, naming the cause.
+    void brightUsesTheProgramsDark_data()
+    {
+        QTest::addColumn<bool>("own");
+        QTest::newRow("dark rows in the program") << true;
+        QTest::newRow("none") << false;
+    }
+    void brightUsesTheProgramsDark()
+    {
+        QFETCH(bool, own);
+        store(FpnIni::PixelMax, 100);
+        auto s = withoutBlackLevel();
+        if (own) {
+            s->m_bList = {QList<double>(8, 1024.0)};
+            s->m_incBList = {0.0};
+        }
+        s->m_darkFromCamera = true;
+        cam().faults["lsxGet"] = {0, LSX_ERR_NOT_SUPPORTED, 1};  // the record, read first
+        // Columns respond 0.8, 0.9, ..., 1.5 above the dark level 1024.
+        cam().frame = cameraFrames(LSX_BITS_16, [](const RecordCam& c, int x, int) {
+            return int(std::lround(1024.0 + (0.8 + 0.1 * x) * 0.5 * c.exposure * 256.0));
+        });
+        QSignalSpy info(s.get(), &CameraServer::OS_FpnInfo);
+        s->fpnStart();
+        const QList<Report> reports = reportsOf(info);
+        if (!own) {
+            QCOMPARE(
+                reports.mid(reports.size() - 2),
+                (QList<Report>{{90, QStringLiteral("明场校正-读取暗场参数出错，错误原因：-2-%1.").arg(statusText(-2))},
+                               {101, QStringLiteral("明场校正-无法读取暗场参数，请先执行暗场校正。")}}));
+            QVERIFY(s->m_kList.isEmpty());
+            return;
+        }
+        QCOMPARE(reports.last(), Report(100, QStringLiteral("明场校正-明场校正执行完成")));
+        QCOMPARE(failures(reports), 0);
+        QCOMPARE(reports.count(Report(
+                     10, QStringLiteral("明场校正-相机不支持读取暗场参数，将使用程序中的暗场参数进行FPN校正。"))),
+                 1);
+        QCOMPARE(reports.count(kFixedAtZero), 1);
+        QVERIFY(!s->m_darkFromCamera);
+        // K against the dark rows kept: the columns' responses in inverse proportion.
+        QCOMPARE(s->m_kList.size(), 1);
+        QCOMPARE(s->m_kList[0].size(), 8);
+        for (int x = 0; x < 8; ++x)
+            QVERIFY2(std::abs(s->m_kList[0][x] / s->m_kList[0][7] - 1.5 / (0.8 + 0.1 * x)) < 2e-3,
+                     qPrintable(QString::number(s->m_kList[0][x])));
     }
 };
 
