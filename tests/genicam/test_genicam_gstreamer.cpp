@@ -57,21 +57,6 @@ bool withoutRawSockets()
     return syscall(SYS_capset, &head, data) == 0;
 }
 
-// The test camera's feature tree without its black-level feature.
-bool writeTreeWithoutBlackLevel(const QString& from, const QString& to)
-{
-    QFile in(from);
-    if (!in.open(QIODevice::ReadOnly)) return false;
-    QString xml = QString::fromUtf8(in.readAll());
-    const int start = xml.indexOf(QStringLiteral("<Integer Name=\"BlackLevel\""));
-    const int end = xml.indexOf(QStringLiteral("</Integer>"), start);
-    if (start < 0 || end < 0) return false;
-    xml.remove(start, end + int(qstrlen("</Integer>")) - start);
-    xml.remove(QStringLiteral("<pFeature>BlackLevel</pFeature>"));
-    QFile out(to);
-    return out.open(QIODevice::WriteOnly) && out.write(xml.toUtf8()) > 0;
-}
-
 }  // namespace
 
 class TestGenicamGstreamer : public QObject {
@@ -126,7 +111,8 @@ private slots:
         options.simConfig = simConfig();
         if (!blackLevel) {
             options.xml = m_dir.filePath(QStringLiteral("noblack.xml"));
-            QVERIFY(writeTreeWithoutBlackLevel(QString::fromLocal8Bit(qgetenv("LSX_GVCAMERA_XML")), options.xml));
+            QVERIFY(
+                gvtest::writeTreeWithoutBlackLevel(QString::fromLocal8Bit(qgetenv("LSX_GVCAMERA_XML")), options.xml));
         }
         const QString failed = camera.start(options);
         QVERIFY2(failed.isEmpty(), qPrintable(failed));

@@ -265,6 +265,22 @@ private:
 };
 
 // A serial number no other run of the tests uses at the same time.
+// The test camera's feature tree without its black-level feature, as a standard camera without
+// the maker's firmware has none: written to `to`; false when `from` has no such feature.
+inline bool writeTreeWithoutBlackLevel(const QString& from, const QString& to)
+{
+    QFile in(from);
+    if (!in.open(QIODevice::ReadOnly)) return false;
+    QString xml = QString::fromUtf8(in.readAll());
+    const int start = xml.indexOf(QStringLiteral("<Integer Name=\"BlackLevel\""));
+    const int end = xml.indexOf(QStringLiteral("</Integer>"), start);
+    if (start < 0 || end < 0) return false;
+    xml.remove(start, end + int(qstrlen("</Integer>")) - start);
+    xml.remove(QStringLiteral("<pFeature>BlackLevel</pFeature>"));
+    QFile out(to);
+    return out.open(QIODevice::WriteOnly) && out.write(xml.toUtf8()) > 0;
+}
+
 inline QString uniqueSerial(const char* prefix)
 {
     return QStringLiteral("%1%2").arg(QLatin1String(prefix)).arg(QCoreApplication::applicationPid() % 100000);
