@@ -182,8 +182,6 @@ public:
     int32_t m_frameBits = 0;
     bool m_darkFromCamera = false;
     bool m_hasBlackLevelReg = false;
-    // The run has told that the camera's DOffset stays at 0 (a camera without a black level).
-    bool m_doffsetZeroSaid = false;
     int32_t m_lineCount = 4;
     int32_t m_roiHeight = 4000;
 
@@ -245,6 +243,9 @@ private:
     // sensor's DOffset registers answer "not supported" (a standard camera without BlackLevel).
     // Its DOffset is 0 and stays so: read as 0, "set" without a write.
     bool doffsetAbsent();
+    // The run has told that the camera's DOffset stays at 0 (reset at the start of a dark or bright
+    // run).
+    bool m_doffsetZeroSaid = false;
     // Writes a DOffset value by the camera's path: its register, or the two sensor registers
     // (magnitude, then sign; a failure of the first skips the second).
     lsxStatus writeDoffset(int value);
