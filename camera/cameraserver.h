@@ -239,13 +239,6 @@ private:
     // Whether the DOffset operations leave this camera alone: not a line-scan camera, or a model
     // that takes no DOffset.
     bool doffsetSkipped() const;
-    // Whether the camera has no black level at all: its register reads as not there and the
-    // sensor's DOffset registers answer "not supported" (a standard camera without BlackLevel).
-    // Its DOffset is 0 and stays so: read as 0, "set" without a write.
-    bool doffsetAbsent();
-    // The run has told that the camera's DOffset stays at 0 (reset at the start of a dark or bright
-    // run).
-    bool m_doffsetZeroSaid = false;
     // Writes a DOffset value by the camera's path: its register, or the two sensor registers
     // (magnitude, then sign; a failure of the first skips the second).
     lsxStatus writeDoffset(int value);
@@ -262,6 +255,12 @@ private:
     void fpnTvk317();
     // The camera's own dark rows into m_bList; false after a failure it has reported.
     bool fpnReadDark();
+    // A camera without a black level (calibration/doffset.cpp): its register reads as not there and
+    // the sensor's DOffset registers answer "not supported" (a standard camera without
+    // BlackLevel). Its DOffset is 0 and stays so: read as 0, "set" without a write, told once per
+    // dark or bright run (m_doffsetZeroSaid).
+    bool doffsetAbsent();
+    bool m_doffsetZeroSaid = false;
     // K scale and the lift of B once every gain is done.
     void fpnFinish();
     // ---- Writing FPN (fpnparams/fpnwrite.cpp) ----
