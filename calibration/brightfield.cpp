@@ -3,7 +3,8 @@
 // The operator's story of a normal run, under an even light:
 //  1. prepare: line count; the gain and grey-level settings shown;
 //  2. without dark rows of a dark-field run (or with dark rows that came from the camera), the
-//     camera's stored dark rows and DOffset are read back, gain by gain;
+//     camera's stored dark rows and DOffset are read back, gain by gain; a camera with no dark
+//     record to read keeps the program's own dark rows, where it has some;
 //  3. the camera's FPN and flat field off, soft trigger on, K cleared, RGB gains 1, image
 //     processing off;
 //  4. for each gain from Params/GainMin in steps of 1.0 up to Params/GainMax:
@@ -64,6 +65,7 @@ void CameraServer::fpnRun()
 
     // 1. Line count and settings.
     readLineCount();
+    m_doffsetZeroSaid = false;
     const QStringList keys = settings().allKeys();
     auto withDefault = [&](const QString& key, const QVariant& fallback) {
         if (!keys.contains(key)) {
@@ -161,6 +163,9 @@ void CameraServer::fpnRun()
 
 bool CameraServer::fpnReadDark()
 {
+    // The program's own dark rows (a dark run, a loaded file), kept for a camera that has no dark
+    // record to read back.
+    const QList<QList<double>> own = m_bList;
     m_bList.clear();
     lsxRegionDescr region{};
     int32_t source = -1;
@@ -196,6 +201,12 @@ bool CameraServer::fpnReadDark()
         uint32_t size = static_cast<uint32_t>(record.size());
         const lsxStatus status = lsxGet(m_handle, LSX_KEY_FPN, record.data(), &size);
         qDebug() << status << " : " << statusText(status);
+        if (status == LSX_ERR_NOT_SUPPORTED && !own.isEmpty() && m_bList.isEmpty()) {
+            m_bList = own;
+            m_darkFromCamera = false;
+            emit OS_FpnInfo(10, QStringLiteral("明场校正-相机不支持读取暗场参数，将使用程序中的暗场参数进行FPN校正。"));
+            return true;
+        }
         if (status != LSX_OK) {
             emit OS_FpnInfo(90, withStatus(QStringLiteral("明场校正-读取暗场参数出错，错误原因：%1-%2."), status));
             emit OS_FpnInfo(101, kNoDark);

@@ -66,6 +66,7 @@ void CameraServer::dsnuRun(bool autoDoffset)
     }
     m_bList.clear();
     m_incBList.clear();
+    m_doffsetZeroSaid = false;
     if (m_isTvk317) {
         dsnuTvk317();
         return;

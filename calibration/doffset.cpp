@@ -10,6 +10,8 @@
 //        with the value two steps back stored) or the operator cancels;
 //     3. store and apply the value found.
 // Cameras that are not line-scan cameras, and the models that take no DOffset, are left alone.
+// A camera without a black level has DOffset 0: read as 0, applied without a write, and told once
+// per run.
 #include "camera/cameraserver.h"
 
 #include "calibration/darkstats.h"
@@ -18,6 +20,8 @@
 
 #include <QDebug>
 #include <QSettings>
+
+#include <utility>
 
 namespace {
 
@@ -37,6 +41,14 @@ bool CameraServer::doffsetSkipped() const
     for (const QString& row : supportedModels)
         if (model.contains(row, Qt::CaseSensitive)) return true;
     return false;
+}
+
+bool CameraServer::doffsetAbsent()
+{
+    uint32_t word = 0;
+    if (lsxReadGenICamReg(m_handle, GVR_SEN_BLACK_LEVEL, &word) != LSX_OK || word != LSX_REG_UNSUPPORTED) return false;
+    lsxRegPair magnitude{LSX_SENSOR_REG_DOFFSET_MAG, 0};
+    return lsxGet(m_handle, LSX_KEY_SENSOR_REG, &magnitude, nullptr) == LSX_ERR_NOT_SUPPORTED;
 }
 
 lsxStatus CameraServer::writeDoffset(int value)
@@ -63,7 +75,10 @@ lsxStatus CameraServer::fpnReadDoffset()
         lsxStatus read = lsxGet(m_handle, LSX_KEY_SENSOR_REG, &magnitude, nullptr);
         lsxRegPair sign{LSX_SENSOR_REG_DOFFSET_SIGN, 0};
         if (read == LSX_OK) read = lsxGet(m_handle, LSX_KEY_SENSOR_REG, &sign, nullptr);
-        if (read != LSX_OK) {
+        // Neither register there (doffsetAbsent): the camera's DOffset is 0.
+        if (read == LSX_ERR_NOT_SUPPORTED && status == LSX_OK)
+            magnitude.value = sign.value = 0;
+        else if (read != LSX_OK) {
             qDebug() << "set doffset failed : " << statusText(read);
             return read;
         }
@@ -88,6 +103,13 @@ bool CameraServer::fpnSetDoffset()
     }
     const int value = settings().value(FpnIni::DOffset, FpnIni::DOffsetDefault).toInt();
     const lsxStatus status = writeDoffset(value);
+    if (status == LSX_ERR_NOT_SUPPORTED && doffsetAbsent()) {
+        settings().setValue(FpnIni::DOffset, 0);
+        syncSettings();
+        if (!std::exchange(m_doffsetZeroSaid, true))
+            emit OS_FpnInfo(10, QStringLiteral("DOffset固定为0：相机没有黑电平功能（BlackLevel）。"));
+        return true;
+    }
     if (status != LSX_OK) {
         qDebug() << "set doffset failed.";
         emit OS_FpnInfo(101, withStatus(kSetFailed, status));
@@ -123,6 +145,7 @@ bool CameraServer::fpnDetectDoffset()
             return failAt(QStringLiteral("检测DOffset出错，使用最大DOffset也无法满足条件，请手动输入数值重试。"),
                           walk.d - 2);
         const lsxStatus written = writeDoffset(walk.d);
+        if (written == LSX_ERR_NOT_SUPPORTED && doffsetAbsent()) return fpnSetDoffset();  // nothing to search
         if (written != LSX_OK) {
             qDebug() << "set doffset failed.";
             emit OS_FpnInfo(101, withStatus(kSetFailed, written));

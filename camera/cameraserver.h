@@ -273,6 +273,12 @@ private:
     void fpnTvk317();
     // The camera's own dark rows into m_bList; false after a failure it has reported.
     bool fpnReadDark();
+    // A camera without a black level (calibration/doffset.cpp): its register reads as not there and
+    // the sensor's DOffset registers answer "not supported" (a standard camera without
+    // BlackLevel). Its DOffset is 0 and stays so: read as 0, "set" without a write, told once per
+    // dark or bright run (m_doffsetZeroSaid).
+    bool doffsetAbsent();
+    bool m_doffsetZeroSaid = false;
     // K scale and the lift of B once every gain is done.
     void fpnFinish();
     // ---- Writing FPN (fpnparams/fpnwrite.cpp) ----

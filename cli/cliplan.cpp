@@ -41,6 +41,12 @@ const std::vector<StepKind>& stepKinds()
          "镜头校正；--goal mean|rate:R|level:L 目标亮度，--write SET 写入相机，--save NAME 保存文件（缺少时加上 .LSC.FAC）"},
         {"verify", 0, {"report="}, "校正验证（先暗场后明场），超出限值时退出码为 3；--report FILE.json 保存验证报告"},
         {"restore", 1, {}, "把写入前的备份文件 BACKUP 写回相机（先备份参数组的当前内容）"},
+        {"apply",
+         2,
+         {"fpn=", "ffc=", "lsc=", "gain=", "region=", "width=", "format=", "bits="},
+         "用校正文件校正图像 IN，写入 OUT（不需要相机）：8/16 位 PNG、TIFF 或原始数据；--gain 相机增益，"
+         "--region 首列的传感器列号，原始数据的 --width 行宽、--format mono8|mono16|rgb8|bgr8，"
+         "16 位数据的 --bits 10|12|16"},
         {"run", 1, {}, "按配方文件 RECIPE.ini 执行其中的步骤"},
         {"history",
          0,
@@ -210,6 +216,7 @@ QString cliUsage()
                     : n == QLatin1String("restore")  ? QStringLiteral(" BACKUP")
                                                      : QStringLiteral(" FILE");
         }
+        if (k.arguments == 2) head += QStringLiteral(" IN OUT");
         for (const QString& o : k.options)
             head += o.endsWith(QLatin1Char('=')) ? QStringLiteral(" [--%1 V]").arg(o.chopped(1))
                                                  : QStringLiteral(" [--%1]").arg(o);

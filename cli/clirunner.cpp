@@ -373,6 +373,8 @@ int CliRunner::runStep(const CliStep& step, const CliPlan& plan, StepResult& r)
         return runSteps(recipe.steps, inner);
     }
 
+    if (n == QLatin1String("apply")) return applyStep(step, r);
+
     if (!openCamera(plan, r)) return r.exit;
     if (!step.scene.isEmpty() && !setSimScene(step.scene, r)) return r.exit;
     CameraServer* s = m_server.get();
@@ -604,8 +606,12 @@ int CliRunner::flatStep(const CliStep& step, StepResult& r)
             properties::selection(s->m_handle, ffc ? properties::kFfcSelKey : properties::kLscSelKey);
         setIndex = int(sets.texts.indexOf(set));
         if (setIndex <= 0) {
+            const QStringList choices = sets.texts.mid(1);
             fail(r,
-                 QStringLiteral("请选择正确的写入位置！（可选：%1）").arg(sets.texts.mid(1).join(QStringLiteral("、"))),
+                 choices.isEmpty()
+                     ? QStringLiteral("相机没有%1参数组，无法写入相机；可用 --save 保存为文件。")
+                           .arg(ffc ? QStringLiteral("FFC") : QStringLiteral("LSC"))
+                     : QStringLiteral("请选择正确的写入位置！（可选：%1）").arg(choices.join(QStringLiteral("、"))),
                  CliUsage);
             return r.exit;
         }
