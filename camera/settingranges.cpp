@@ -190,8 +190,24 @@ QString gainRangeError(double gainMin, double gainMax)
 double SettingCheck::number(const QString& key, const QVariant& raw)
 {
     const SettingValue v = checkSetting(key, raw);
-    if (!v.ok()) m_errors.append(v.error + QStringLiteral("。"));
+    if (!v.ok()) {
+        m_errors.append(v.error + QStringLiteral("。"));
+        m_badKeys.append(key);
+    }
     return v.value;
+}
+
+double SettingCheck::read(const QString& key, double fallback)
+{
+    if (!m_settings || !m_settings->contains(key)) return fallback;
+    return number(key, m_settings->value(key));
+}
+
+void SettingCheck::gainRange(double gainMin, double gainMax)
+{
+    if (m_badKeys.contains(FpnIni::GainMin) || m_badKeys.contains(FpnIni::GainMax)) return;
+    const QString error = gainRangeError(gainMin, gainMax);
+    if (!error.isEmpty()) m_errors.append(error);
 }
 
 void SettingCheck::refuse(const QString& message)

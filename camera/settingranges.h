@@ -7,6 +7,7 @@
 // falls back to its default, said once.
 
 #include <QList>
+#include <QSettings>
 #include <QString>
 #include <QStringList>
 #include <QVariant>
@@ -62,14 +63,25 @@ QString gainRangeError(double gainMin, double gainMax);
 // when bad), and the procedure refuses when any was bad, with every message at once.
 class SettingCheck {
 public:
+    SettingCheck() = default;
+    // Reads from `settings`, which must outlive the check.
+    explicit SettingCheck(const QSettings& settings) : m_settings(&settings) {}
+
+    // `raw` checked against the row of `key`.
     double number(const QString& key, const QVariant& raw);
-    int whole(const QString& key, const QVariant& raw) { return static_cast<int>(number(key, raw)); }
-    // Adds a message of the caller's own (the gain range).
+    // The value of `key` in the settings; `fallback` when the key is absent.
+    double read(const QString& key, double fallback);
+    int readWhole(const QString& key, int fallback) { return static_cast<int>(read(key, fallback)); }
+    // The gain walk must make a pass; judged only when both gains read were good.
+    void gainRange(double gainMin, double gainMax);
+    // Adds a message of the caller's own.
     void refuse(const QString& message);
     bool ok() const { return m_errors.isEmpty(); }
     // The messages, one per line.
     QString message() const;
 
 private:
+    const QSettings* m_settings = nullptr;
     QStringList m_errors;
+    QStringList m_badKeys;
 };

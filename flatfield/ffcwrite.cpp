@@ -20,6 +20,7 @@
 // the gains in fixed point.
 #include "camera/cameraserver.h"
 
+#include "camera/settingranges.h"
 #include "camera/tables.h"
 #include "flatfield/ffcrecord.h"
 #include "statustext.h"
@@ -111,8 +112,13 @@ bool CameraServer::ffcSendTable(const GainList& table, float minK, float maxK, c
     head.targetFormat = target;
     head.lineCount = m_lineCount;
     head.frameBits = m_frameBits;
-    head.pixelMax = settings().value(FpnIni::PixelMax, FpnIni::PixelMaxDefault).toInt();
-    head.doffset = settings().value(FpnIni::DOffset, FpnIni::DOffsetDefault).toInt();
+    SettingCheck check(settings());
+    head.pixelMax = check.readWhole(FpnIni::PixelMax, FpnIni::PixelMaxDefault);
+    head.doffset = check.readWhole(FpnIni::DOffset, FpnIni::DOffsetDefault);
+    if (!check.ok()) {
+        emit OS_FpnInfo(101, check.message());
+        return false;
+    }
     head.minK = minK;
     head.maxK = maxK;
 

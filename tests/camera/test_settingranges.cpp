@@ -226,13 +226,48 @@ private slots:
         QCOMPARE(check.number(VerifyIni::MaxPrnu, QStringLiteral("2")), 2.0);
         QVERIFY(check.ok());
         QCOMPARE(check.number(VerifyIni::MaxPrnu, QStringLiteral("nan")), 0.5);
-        QCOMPARE(check.whole(VerifyIni::MaxDefects, QStringLiteral("-5")), 0);
+        QCOMPARE(check.number(VerifyIni::MaxDefects, QStringLiteral("-5")), 0.0);
         QVERIFY(!check.ok());
         QCOMPARE(check.message(),
                  QStringLiteral("设置 Verify/MaxPRNU 的值 \"nan\" 不是数，应在 (0, 100] 之内。\n"
                                 "设置 Verify/MaxDefects 的值 \"-5\" 超出范围，应在 [0, 65535] 之内。"));
         check.refuse(QStringLiteral("x"));
         QVERIFY(check.message().endsWith(QStringLiteral("\nx")));
+    }
+
+    // From the settings: an absent key is the caller's default; the gain range is judged only on
+    // good values.
+    void checkReadsTheSettings()
+    {
+        QTemporaryDir dir;
+        QSettings s(dir.filePath(QStringLiteral("FPN.ini")), QSettings::IniFormat);
+        SettingCheck absent(s);
+        QCOMPARE(absent.read(FpnIni::GainMax, 8.0), 8.0);
+        QCOMPARE(absent.readWhole(FpnIni::PixelMax, 180), 180);
+        absent.gainRange(1.0, 8.0);
+        QVERIFY(absent.ok());
+
+        s.setValue(FpnIni::GainMin, QStringLiteral("5"));
+        s.setValue(FpnIni::GainMax, QStringLiteral("2"));
+        SettingCheck reversed(s);
+        reversed.gainRange(reversed.read(FpnIni::GainMin, 1.0), reversed.read(FpnIni::GainMax, 1.0));
+        QVERIFY(!reversed.ok());
+        QVERIFY(reversed.message().startsWith(QStringLiteral("设置 Params/GainMin 的值 5 大于 Params/GainMax 的值 2")));
+
+        s.setValue(FpnIni::GainMax, QStringLiteral("nan"));
+        SettingCheck bad(s);
+        bad.gainRange(bad.read(FpnIni::GainMin, 1.0), bad.read(FpnIni::GainMax, 1.0));
+        // One message: the value, not a range made of its default.
+        QCOMPARE(bad.message(), QStringLiteral("设置 Params/GainMax 的值 \"nan\" 不是数，应在 [1, 32] 之内。"));
+
+        // Another bad setting does not hide a reversed range.
+        s.setValue(FpnIni::GainMax, QStringLiteral("2"));
+        s.setValue(FpnIni::PixelMax, QStringLiteral("1e308"));
+        SettingCheck both(s);
+        both.readWhole(FpnIni::PixelMax, 180);
+        both.gainRange(both.read(FpnIni::GainMin, 1.0), both.read(FpnIni::GainMax, 1.0));
+        QCOMPARE(both.message().count(QLatin1Char('\n')), 1);
+        QVERIFY(both.message().contains(QStringLiteral("大于 Params/GainMax 的值 2")));
     }
 };
 
