@@ -66,6 +66,16 @@ void CameraServer::dsnuRun(bool autoDoffset)
         QWriteLocker lock(&m_lock);
         m_cancel = false;
     }
+    // The settings that decide the run, refused before the camera is touched and the rows of an
+    // earlier run are dropped.
+    SettingCheck check(settings());
+    const double rangeMin = check.read(FpnIni::GainMin, FpnIni::GainMinDefault);
+    check.gainRange(rangeMin, check.read(FpnIni::GainMax, FpnIni::gainMaxCalibrationDefault(m_isLinescan)));
+    if (!autoDoffset) check.read(FpnIni::DOffset, FpnIni::DOffsetDefault);
+    if (!m_isTvk317 && !check.ok()) {
+        emit OS_FpnInfo(101, QStringLiteral("暗场校正-") + check.message());
+        return;
+    }
     m_bList.clear();
     m_incBList.clear();
     if (m_isTvk317) {
@@ -73,15 +83,6 @@ void CameraServer::dsnuRun(bool autoDoffset)
         return;
     }
 
-    // The settings that decide the run, refused before the camera is touched.
-    SettingCheck check(settings());
-    const double rangeMin = check.read(FpnIni::GainMin, FpnIni::GainMinDefault);
-    check.gainRange(rangeMin, check.read(FpnIni::GainMax, FpnIni::gainMaxCalibrationDefault(m_isLinescan)));
-    if (!autoDoffset) check.read(FpnIni::DOffset, FpnIni::DOffsetDefault);
-    if (!check.ok()) {
-        emit OS_FpnInfo(101, QStringLiteral("暗场校正-") + check.message());
-        return;
-    }
     if (!dsnuPrepare()) return;
     // A gain setting read as a float; a missing key gets its default written first.
     const QStringList keys = settings().allKeys();
