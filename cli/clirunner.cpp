@@ -348,6 +348,8 @@ int CliRunner::runStep(const CliStep& step, const CliPlan& plan, StepResult& r)
         CliPlan recipe;
         recipe.camera = plan.camera;
         if (!readRecipe(step.args.first(), recipe)) {
+            // A recipe step has no closing line of its own: its refusal is told here.
+            toErr(QStringLiteral("run 失败：%1\n").arg(recipe.error));
             fail(r, recipe.error, CliUsage);
             return r.exit;
         }
