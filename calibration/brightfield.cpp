@@ -227,8 +227,9 @@ bool CameraServer::fpnReadDark()
 
 bool CameraServer::fpnCorrect(const QList<cv::Mat>& images)
 {
-    const int colCount = settingOrDefault(FpnIni::ColCount, settings().value(FpnIni::ColCount),
-                                          [this](const QString& t) { emit OS_FpnInfo(80, QStringLiteral("明场校正-") + t); });
+    const int colCount =
+        settingOrDefault(FpnIni::ColCount, settings().value(FpnIni::ColCount),
+                         [this](const QString& t) { emit OS_FpnInfo(80, QStringLiteral("明场校正-") + t); });
     return fitColumnGains(images, m_bList, m_lineCount, m_flatEnable, colCount, m_kList, m_kPoints);
 }
 

@@ -312,7 +312,8 @@ VerifyLimits verifyLimitsSetting(CameraServer& s, QString& refused)
     l.maxDsnu = check.number(VerifyIni::MaxDsnu, value(VerifyIni::MaxDsnu, defaults.maxDsnu));
     l.maxDefects = check.number(VerifyIni::MaxDefects, value(VerifyIni::MaxDefects, defaults.maxDefects));
     l.defectDark = check.number(VerifyIni::DefectDark, value(VerifyIni::DefectDark, defaults.defectDark));
-    l.defectResponse = check.number(VerifyIni::DefectResponse, value(VerifyIni::DefectResponse, defaults.defectResponse));
+    l.defectResponse =
+        check.number(VerifyIni::DefectResponse, value(VerifyIni::DefectResponse, defaults.defectResponse));
     refused = check.message();
     if (wrote) s.syncSettings();
     return l;

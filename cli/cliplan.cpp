@@ -292,9 +292,8 @@ bool readRecipe(const QString& path, CliPlan& plan)
             if (plan.camera.isEmpty()) plan.camera = value;
         } else if (section == QLatin1String("params") || section == QLatin1String("verify")) {
             // A value out of its range is refused here, before anything runs.
-            const QString setting = (section == QLatin1String("params") ? QStringLiteral("Params/")
-                                                                         : QStringLiteral("Verify/"))
-                                    + key;
+            const QString setting =
+                (section == QLatin1String("params") ? QStringLiteral("Params/") : QStringLiteral("Verify/")) + key;
             if (settingRange(setting)) {
                 const SettingValue checked = checkSetting(setting, value);
                 if (!checked.ok()) return bad(checked.error + QStringLiteral("。"));

@@ -431,9 +431,11 @@ private slots:
         store(FpnIni::PixelMin, QStringLiteral("-1"));
         QSignalSpy info(s.get(), &CameraServer::OS_FpnInfo);
         s->fpnStart();
-        QCOMPARE(reportsOf(info),
-                 (QList<Report>{{101, QStringLiteral("明场校正-设置 Params/PixelMax 的值 \"1e308\" 超出范围，应在 [2, 255] 之内。\n"
-                                                     "设置 Params/PixelMin 的值 \"-1\" 超出范围，应在 [0, 255] 之内。")}}));
+        QCOMPARE(
+            reportsOf(info),
+            (QList<Report>{
+                {101, QStringLiteral("明场校正-设置 Params/PixelMax 的值 \"1e308\" 超出范围，应在 [2, 255] 之内。\n"
+                                     "设置 Params/PixelMin 的值 \"-1\" 超出范围，应在 [0, 255] 之内。")}}));
         QCOMPARE(cam().count("lsxSetAnalogGain"), 0);
         QCOMPARE(cam().count("lsxStart"), 0);
     }

@@ -405,11 +405,12 @@ private slots:
         store(FpnIni::GainMax, gainMax);
         const QList<Report> reports = write(s.get(), 0);
         if (refused) {
-            QCOMPARE(reports, (QList<Report>{{101, QStringLiteral("设置 Params/GainMin 的值 %1 大于 Params/GainMax 的值 %2："
-                                                                  "增益范围内没有一个增益，校正不会执行。请把 Params/GainMin "
-                                                                  "设为不大于 Params/GainMax 的值。")
-                                                       .arg(gainMin)
-                                                       .arg(gainMax)}}));
+            QCOMPARE(reports,
+                     (QList<Report>{{101, QStringLiteral("设置 Params/GainMin 的值 %1 大于 Params/GainMax 的值 %2："
+                                                         "增益范围内没有一个增益，校正不会执行。请把 Params/GainMin "
+                                                         "设为不大于 Params/GainMax 的值。")
+                                              .arg(gainMin)
+                                              .arg(gainMax)}}));
             QVERIFY(cam().fpnRecords.empty());
         } else {
             QCOMPARE(reports.at(1).first, 100);
@@ -424,10 +425,18 @@ private slots:
         QTest::addColumn<QString>("value");
         QTest::addColumn<QString>("range");
         QTest::addColumn<QString>("what");
-        QTest::newRow("PixelMax 1e308") << FpnIni::PixelMax << "1e308" << "[2, 255]" << "超出范围";
-        QTest::newRow("DOffset nan") << FpnIni::DOffset << "nan" << "[-128, 128]" << "不是数";
-        QTest::newRow("FpnSel 2.5") << FpnIni::FpnSel << "2.5" << "[3, 9]" << "超出范围";
-        QTest::newRow("GainMax inf") << FpnIni::GainMax << "inf" << "[1, 32]" << "超出范围";
+        QTest::newRow("PixelMax 1e308") << FpnIni::PixelMax << "1e308"
+                                        << "[2, 255]"
+                                        << "超出范围";
+        QTest::newRow("DOffset nan") << FpnIni::DOffset << "nan"
+                                     << "[-128, 128]"
+                                     << "不是数";
+        QTest::newRow("FpnSel 2.5") << FpnIni::FpnSel << "2.5"
+                                    << "[3, 9]"
+                                    << "超出范围";
+        QTest::newRow("GainMax inf") << FpnIni::GainMax << "inf"
+                                     << "[1, 32]"
+                                     << "超出范围";
     }
     void settingsOutOfRangeRefused()
     {
@@ -439,7 +448,8 @@ private slots:
         const QList<QList<double>> k = s->m_kList;
         store(key, value);
         QCOMPARE(write(s.get(), 0),
-                 (QList<Report>{{101, QStringLiteral("设置 %1 的值 \"%2\" %3，应在 %4 之内。").arg(key, value, what, range)}}));
+                 (QList<Report>{
+                     {101, QStringLiteral("设置 %1 的值 \"%2\" %3，应在 %4 之内。").arg(key, value, what, range)}}));
         QVERIFY(cam().fpnRecords.empty());
         QCOMPARE(s->m_kList, k);
     }
