@@ -309,6 +309,21 @@ private slots:
                  (QList<Report>{{101, QStringLiteral("DOffset设置出错，错误原因：-1104-%1.").arg(statusText(-1104))}}));
     }
 
+    // A stored value out of its range is never written: toInt() made 0 of "1e308".
+    void storedValueOutOfRangeIsNotWritten()
+    {
+        auto s = server();
+        s->m_hasBlackLevelReg = false;
+        store(FpnIni::DOffset, QStringLiteral("1e308"));
+        QSignalSpy info(s.get(), &CameraServer::OS_FpnInfo);
+        QVERIFY(!s->fpnSetDoffset());
+        QCOMPARE(toList(cam().calls), (QStringList{"lsxStop()"}));
+        QCOMPARE(reportsOf(info),
+                 (QList<Report>{
+                     {101, QStringLiteral("设置 Params/DOffset 的值 \"1e308\" 超出范围，应在 [-128, 128] 之内。")}}));
+        QCOMPARE(setting(FpnIni::DOffset).toString(), QStringLiteral("1e308"));
+    }
+
     // ---- DOffset: the walk on a camera whose image follows it ----
 
     void walkJumpsOverZero()
