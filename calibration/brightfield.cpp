@@ -80,6 +80,8 @@ void CameraServer::fpnRun()
     const int pixelMax = check.number(FpnIni::PixelMax, withDefault(FpnIni::PixelMax, FpnIni::PixelMaxDefault));
     const int pixelMin = check.number(FpnIni::PixelMin, settings().value(FpnIni::PixelMin, FpnIni::PixelMinDefault));
     if (m_supportMLK != 0) check.number(FpnIni::FpnSel, settings().value(FpnIni::FpnSel, FpnIni::FpnSelDefault));
+    // The exposure searches apply the stored DOffset.
+    if (!doffsetSkipped()) check.number(FpnIni::DOffset, settings().value(FpnIni::DOffset));
     check.gainRange(gainMin, gainMax);
     if (!check.ok()) {
         emit OS_FpnInfo(101, QStringLiteral("明场校正-") + check.message());

@@ -429,13 +429,16 @@ private slots:
         auto s = darkServer();
         store(FpnIni::PixelMax, QStringLiteral("1e308"));
         store(FpnIni::PixelMin, QStringLiteral("-1"));
+        // Applied by the exposure searches.
+        store(FpnIni::DOffset, QStringLiteral("nan"));
         QSignalSpy info(s.get(), &CameraServer::OS_FpnInfo);
         s->fpnStart();
         QCOMPARE(
             reportsOf(info),
             (QList<Report>{
                 {101, QStringLiteral("明场校正-设置 Params/PixelMax 的值 \"1e308\" 超出范围，应在 [2, 255] 之内。\n"
-                                     "设置 Params/PixelMin 的值 \"-1\" 超出范围，应在 [0, 255] 之内。")}}));
+                                     "设置 Params/PixelMin 的值 \"-1\" 超出范围，应在 [0, 255] 之内。\n"
+                                     "设置 Params/DOffset 的值 \"nan\" 不是数，应在 [-128, 128] 之内。")}}));
         QCOMPARE(cam().count("lsxSetAnalogGain"), 0);
         QCOMPARE(cam().count("lsxStart"), 0);
     }
