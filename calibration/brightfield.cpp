@@ -25,6 +25,7 @@
 #include "calibration/darkstats.h"
 #include "calibration/klevels.h"
 #include "camera/framegrab.h"
+#include "camera/settingranges.h"
 #include "camera/tables.h"
 #include "statustext.h"
 
@@ -74,10 +75,20 @@ void CameraServer::fpnRun()
         }
         return settings().value(key, fallback);
     };
-    const float gainMin = withDefault(FpnIni::GainMin, FpnIni::GainMinDefault).toFloat();
-    const float gainMax = withDefault(FpnIni::GainMax, FpnIni::gainMaxCalibrationDefault(m_isLinescan)).toFloat();
-    const int pixelMax = withDefault(FpnIni::PixelMax, FpnIni::PixelMaxDefault).toInt();
-    const int pixelMin = settings().value(FpnIni::PixelMin, FpnIni::PixelMinDefault).toInt();
+    SettingCheck check;
+    const float gainMin = check.number(FpnIni::GainMin, withDefault(FpnIni::GainMin, FpnIni::GainMinDefault));
+    const float gainMax =
+        check.number(FpnIni::GainMax, withDefault(FpnIni::GainMax, FpnIni::gainMaxCalibrationDefault(m_isLinescan)));
+    const int pixelMax = check.number(FpnIni::PixelMax, withDefault(FpnIni::PixelMax, FpnIni::PixelMaxDefault));
+    const int pixelMin = check.number(FpnIni::PixelMin, settings().value(FpnIni::PixelMin, FpnIni::PixelMinDefault));
+    if (m_supportMLK != 0) check.number(FpnIni::FpnSel, settings().value(FpnIni::FpnSel, FpnIni::FpnSelDefault));
+    // The exposure searches apply the stored DOffset.
+    if (!doffsetSkipped()) check.number(FpnIni::DOffset, settings().value(FpnIni::DOffset));
+    check.gainRange(gainMin, gainMax);
+    if (!check.ok()) {
+        emit OS_FpnInfo(101, QStringLiteral("明场校正-") + check.message());
+        return;
+    }
     const bool factory = settings().value(FpnIni::Factory, FpnIni::FactoryDefault).toBool();
     qDebug() << "fpnStart : " << gainMin << gainMax << pixelMin << pixelMax;
     emit OS_FpnInfo(10, QStringLiteral("明场校正-增益范围 : [%1, %2]").arg(gainMin).arg(gainMax));
@@ -229,7 +240,9 @@ bool CameraServer::fpnReadDark()
 
 bool CameraServer::fpnCorrect(const QList<cv::Mat>& images)
 {
-    const int colCount = settings().value(FpnIni::ColCount, FpnIni::ColCountDefault).toInt();
+    const int colCount =
+        settingOrDefault(FpnIni::ColCount, settings().value(FpnIni::ColCount),
+                         [this](const QString& t) { emit OS_FpnInfo(80, QStringLiteral("明场校正-") + t); });
     return fitColumnGains(images, m_bList, m_lineCount, m_flatEnable, colCount, m_kList, m_kPoints);
 }
 
@@ -240,7 +253,7 @@ void CameraServer::fpnFinish()
         finishSingleLevel(m_bList, m_kList, m_incBList, maxv, m_kScaleList);
         return;
     }
-    const int fpnSel = settings().value(FpnIni::FpnSel, FpnIni::FpnSelDefault).toInt();
+    const int fpnSel = checkSetting(FpnIni::FpnSel, settings().value(FpnIni::FpnSel)).value;
     finishMultiLevel(m_bList, m_kPoints, m_maxK, fpnLevelsFor(fpnSel), m_incBList, maxv, m_kScaleList);
 }
 

@@ -4,7 +4,8 @@
 //  1. prepare: line count, the camera's FPN and flat field off, formats that give raw 16-bit
 //     mono (or the colour format as it is), the full resolution mode, soft trigger, line rate,
 //     RGB gains 1, image processing off, stream on;
-//  2. for each gain from Params/GainMin in steps of 1.0 up to Params/GainMax:
+//  2. for each gain from Params/GainMin in steps of 1.0 up to Params/GainMax (a gain setting that
+//     is not a number, out of its range, or a range without a pass refuses the run before step 1):
 //     a. set the gain;
 //     b. DOffset: searched at this gain (automatic) or the stored one applied, and the image
 //        height of a measurement;
@@ -23,6 +24,7 @@
 
 #include "calibration/darkstats.h"
 #include "camera/framegrab.h"
+#include "camera/settingranges.h"
 #include "camera/tables.h"
 
 #include <QDebug>
@@ -63,6 +65,16 @@ void CameraServer::dsnuRun(bool autoDoffset)
     {
         QWriteLocker lock(&m_lock);
         m_cancel = false;
+    }
+    // The settings that decide the run, refused before the camera is touched and the rows of an
+    // earlier run are dropped.
+    SettingCheck check(settings());
+    const double rangeMin = check.read(FpnIni::GainMin, FpnIni::GainMinDefault);
+    check.gainRange(rangeMin, check.read(FpnIni::GainMax, FpnIni::gainMaxCalibrationDefault(m_isLinescan)));
+    if (!autoDoffset) check.read(FpnIni::DOffset, FpnIni::DOffsetDefault);
+    if (!m_isTvk317 && !check.ok()) {
+        emit OS_FpnInfo(101, QStringLiteral("暗场校正-") + check.message());
+        return;
     }
     m_bList.clear();
     m_incBList.clear();

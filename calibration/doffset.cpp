@@ -15,6 +15,7 @@
 #include "camera/cameraserver.h"
 
 #include "calibration/darkstats.h"
+#include "camera/settingranges.h"
 #include "camera/tables.h"
 #include "statustext.h"
 
@@ -101,7 +102,13 @@ bool CameraServer::fpnSetDoffset()
         settings().setValue(FpnIni::DOffset, FpnIni::DOffsetDefault);
         syncSettings();
     }
-    const int value = settings().value(FpnIni::DOffset, FpnIni::DOffsetDefault).toInt();
+    SettingCheck check(settings());
+    const int value = check.readWhole(FpnIni::DOffset, FpnIni::DOffsetDefault);
+    if (!check.ok()) {
+        emit OS_FpnInfo(101, check.message());
+        lsxStop(m_handle);
+        return false;
+    }
     const lsxStatus status = writeDoffset(value);
     if (status == LSX_ERR_NOT_SUPPORTED && doffsetAbsent()) {
         settings().setValue(FpnIni::DOffset, 0);

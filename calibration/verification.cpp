@@ -24,6 +24,7 @@
 #include "calibration/darkstats.h"
 #include "calibration/verifystats.h"
 #include "camera/framegrab.h"
+#include "camera/settingranges.h"
 #include "camera/tables.h"
 #include "statustext.h"
 
@@ -290,8 +291,8 @@ QString planeName(int format, size_t planes, size_t p)
 }
 
 // The limits of FPN.ini; a missing key is written with its default, so that the station sees
-// what it may set.
-VerifyLimits verifyLimitsSetting(CameraServer& s)
+// what it may set. `refused` names every limit that is not a number or out of its range.
+VerifyLimits verifyLimitsSetting(CameraServer& s, QString& refused)
 {
     const VerifyLimits defaults;
     // Synced first, so that an edit of the file while the program runs counts at once.
@@ -306,11 +307,14 @@ VerifyLimits verifyLimitsSetting(CameraServer& s)
         return s.settings().value(key, fallback);
     };
     VerifyLimits l;
-    l.maxPrnu = value(VerifyIni::MaxPrnu, defaults.maxPrnu).toDouble();
-    l.maxDsnu = value(VerifyIni::MaxDsnu, defaults.maxDsnu).toDouble();
-    l.maxDefects = value(VerifyIni::MaxDefects, defaults.maxDefects).toInt();
-    l.defectDark = value(VerifyIni::DefectDark, defaults.defectDark).toDouble();
-    l.defectResponse = value(VerifyIni::DefectResponse, defaults.defectResponse).toDouble();
+    SettingCheck check;
+    l.maxPrnu = check.number(VerifyIni::MaxPrnu, value(VerifyIni::MaxPrnu, defaults.maxPrnu));
+    l.maxDsnu = check.number(VerifyIni::MaxDsnu, value(VerifyIni::MaxDsnu, defaults.maxDsnu));
+    l.maxDefects = check.number(VerifyIni::MaxDefects, value(VerifyIni::MaxDefects, defaults.maxDefects));
+    l.defectDark = check.number(VerifyIni::DefectDark, value(VerifyIni::DefectDark, defaults.defectDark));
+    l.defectResponse =
+        check.number(VerifyIni::DefectResponse, value(VerifyIni::DefectResponse, defaults.defectResponse));
+    refused = check.message();
     if (wrote) s.syncSettings();
     return l;
 }
@@ -356,7 +360,12 @@ void CameraServer::verifyRun()
     lsxGetAnalogGain(m_handle, &gain);
     report.gain = gain;
     lsxGetExposure(m_handle, &report.exposure);
-    report.limits = verifyLimitsSetting(*this);
+    QString refused;
+    report.limits = verifyLimitsSetting(*this, refused);
+    if (!refused.isEmpty()) {
+        emit OS_FpnInfo(101, kPrefix + refused);
+        return;
+    }
 
     SwitchKeeper keeper(*this);
     const lsxStatus read = keeper.read();

@@ -1,6 +1,8 @@
 // What the command-line runner is asked to do (cliplan.h).
 #include "cli/cliplan.h"
 
+#include "camera/settingranges.h"
+#include "camera/tables.h"
 #include "language.h"
 
 #include <QCoreApplication>
@@ -306,10 +308,15 @@ bool readRecipe(const QString& path, CliPlan& plan)
             if (key.compare(QLatin1String("name"), Qt::CaseInsensitive) != 0)
                 return bad(QStringLiteral("[camera] 只认 name。"));
             if (plan.camera.isEmpty()) plan.camera = value;
-        } else if (section == QLatin1String("params")) {
-            plan.settings.insert(QStringLiteral("Params/") + key, value);
-        } else if (section == QLatin1String("verify")) {
-            plan.settings.insert(QStringLiteral("Verify/") + key, value);
+        } else if (section == QLatin1String("params") || section == QLatin1String("verify")) {
+            // A value out of its range is refused here, before anything runs.
+            const QString setting =
+                (section == QLatin1String("params") ? QStringLiteral("Params/") : QStringLiteral("Verify/")) + key;
+            if (settingRange(setting)) {
+                const SettingValue checked = checkSetting(setting, value);
+                if (!checked.ok()) return bad(checked.error + QStringLiteral("。"));
+            }
+            plan.settings.insert(setting, value);
         } else if (section == QLatin1String("steps")) {
             if (key.compare(QLatin1String("step"), Qt::CaseInsensitive) != 0)
                 return bad(QStringLiteral("[steps] 只认 step。"));
@@ -321,6 +328,14 @@ bool readRecipe(const QString& path, CliPlan& plan)
             }
         } else {
             return bad(QStringLiteral("键 \"%1\" 不在任何节中。").arg(key));
+        }
+    }
+    if (plan.settings.contains(FpnIni::GainMin) && plan.settings.contains(FpnIni::GainMax)) {
+        const QString gains = gainRangeError(checkSetting(FpnIni::GainMin, plan.settings.value(FpnIni::GainMin)).value,
+                                             checkSetting(FpnIni::GainMax, plan.settings.value(FpnIni::GainMax)).value);
+        if (!gains.isEmpty()) {
+            plan.error = QStringLiteral("配方文件 \"%1\"：%2").arg(path, gains);
+            return false;
         }
     }
     return true;

@@ -17,6 +17,7 @@
 
 #include "camera/cameraserver.h"
 #include "camera/properties.h"
+#include "camera/settingranges.h"
 #include "camera/tables.h"
 #include "fpnparams/paramfile.h"
 #include "cli/clihistory.h"
@@ -66,10 +67,11 @@ QJsonArray rowsSummary(const QList<QList<double>>& rows)
     return out;
 }
 
-// The gain range of FPN.ini as the calibrations read it.
-double gainSetting(CameraServer& s, const QString& key, float fallback)
+// A setting of FPN.ini as the calibrations read it, with its range: the procedure that ran has
+// refused a bad one, so the figures show the values it used.
+double rangedSetting(CameraServer& s, const QString& key, double fallback)
 {
-    return s.settings().value(key, fallback).toDouble();
+    return checkSetting(key, s.settings().value(key, fallback)).value;
 }
 
 }  // namespace
@@ -346,6 +348,8 @@ int CliRunner::runStep(const CliStep& step, const CliPlan& plan, StepResult& r)
         CliPlan recipe;
         recipe.camera = plan.camera;
         if (!readRecipe(step.args.first(), recipe)) {
+            // A recipe step has no closing line of its own: its refusal is told here.
+            toErr(QStringLiteral("run 失败：%1\n").arg(recipe.error));
             fail(r, recipe.error, CliUsage);
             return r.exit;
         }
@@ -428,9 +432,9 @@ int CliRunner::runStep(const CliStep& step, const CliPlan& plan, StepResult& r)
         if (!askOperator(QStringLiteral("暗场校正：请盖上镜头盖，使相机处于完全黑暗中。"), r)) return r.exit;
         const bool autoDoffset = step.options.contains(QStringLiteral("auto-doffset"));
         if (!runProcedure([&] { emit s->IS_DSNUStart(autoDoffset); }, r)) return r.exit;
-        r.figures = darkStepFigures(s->m_bList, s->settings().value(FpnIni::DOffset).toInt(),
-                                    gainSetting(*s, FpnIni::GainMin, FpnIni::GainMinDefault),
-                                    gainSetting(*s, FpnIni::GainMax, FpnIni::GainMaxDefault), autoDoffset);
+        r.figures = darkStepFigures(s->m_bList, int(rangedSetting(*s, FpnIni::DOffset, FpnIni::DOffsetDefault)),
+                                    rangedSetting(*s, FpnIni::GainMin, FpnIni::GainMinDefault),
+                                    rangedSetting(*s, FpnIni::GainMax, FpnIni::GainMaxDefault), autoDoffset);
         return CliOk;
     }
     if (n == QLatin1String("bright")) {
@@ -440,9 +444,9 @@ int CliRunner::runStep(const CliStep& step, const CliPlan& plan, StepResult& r)
         if (!runProcedure([&] { emit s->IS_FpnStart(); }, r)) return r.exit;
         r.figures =
             brightStepFigures(s->m_kList, s->m_kScaleList, int(s->m_kPoints.size()), exposuresFromMessages(r.messages),
-                              gainSetting(*s, FpnIni::GainMin, FpnIni::GainMinDefault),
-                              gainSetting(*s, FpnIni::GainMax, FpnIni::GainMaxDefault),
-                              s->settings().value(FpnIni::PixelMax, FpnIni::PixelMaxDefault).toInt());
+                              rangedSetting(*s, FpnIni::GainMin, FpnIni::GainMinDefault),
+                              rangedSetting(*s, FpnIni::GainMax, FpnIni::GainMaxDefault),
+                              int(rangedSetting(*s, FpnIni::PixelMax, FpnIni::PixelMaxDefault)));
         return CliOk;
     }
     if (n == QLatin1String("write-fpn")) {

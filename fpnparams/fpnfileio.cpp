@@ -16,6 +16,7 @@
 #include "camera/cameraserver.h"
 
 #include "calibration/klevels.h"
+#include "camera/settingranges.h"
 #include "camera/tables.h"
 #include "fpnparams/fpnfile.h"
 #include "statustext.h"
@@ -77,7 +78,12 @@ bool CameraServer::saveFpnFile(const QString& path, QString* why)
     head.w = roi.W;
     head.cols = int(m_bList.first().size());
     fpnReadDoffset();
-    head.doffset = settings().value(FpnIni::DOffset, FpnIni::DOffsetDefault).toInt();
+    SettingCheck check(settings());
+    head.doffset = check.readWhole(FpnIni::DOffset, FpnIni::DOffsetDefault);
+    if (!check.ok()) {
+        if (why) *why = check.message();
+        return false;
+    }
     QString failed;
     const bool written = writeFpnFile(path, head, m_bList, kRows, &failed);
     if (!written) {

@@ -410,13 +410,37 @@ private slots:
         auto s = darkServer();
         store(FpnIni::GainMin, 3.0);
         store(FpnIni::GainMax, 2.0);
+        s->m_kList = {{1.5}};
         QSignalSpy info(s.get(), &CameraServer::OS_FpnInfo);
         s->fpnStart();
-        QCOMPARE(reportsOf(info).last(), Report(100, QStringLiteral("明场校正-明场校正执行完成")));
+        // Refused, before the camera is set: no pass would run, and nothing would be calibrated.
+        QCOMPARE(reportsOf(info),
+                 (QList<Report>{{101, QStringLiteral("明场校正-设置 Params/GainMin 的值 3 大于 Params/GainMax 的值 2："
+                                                     "增益范围内没有一个增益，校正不会执行。请把 Params/GainMin "
+                                                     "设为不大于 Params/GainMax 的值。")}}));
+        for (const std::string& call : cam().calls) QVERIFY2(call.rfind("lsxSet", 0) != 0, call.c_str());
+        QCOMPARE(cam().count("lsxStart"), 0);
+        QCOMPARE(s->m_kList, (QList<QList<double>>{{1.5}}));
+    }
+
+    // PixelMax 1e308 read as an integer was 0: the run calibrated toward level 0.
+    void pixelSettingsOutOfRangeRefused()
+    {
+        auto s = darkServer();
+        store(FpnIni::PixelMax, QStringLiteral("1e308"));
+        store(FpnIni::PixelMin, QStringLiteral("-1"));
+        // Applied by the exposure searches.
+        store(FpnIni::DOffset, QStringLiteral("nan"));
+        QSignalSpy info(s.get(), &CameraServer::OS_FpnInfo);
+        s->fpnStart();
+        QCOMPARE(
+            reportsOf(info),
+            (QList<Report>{
+                {101, QStringLiteral("明场校正-设置 Params/PixelMax 的值 \"1e308\" 超出范围，应在 [2, 255] 之内。\n"
+                                     "设置 Params/PixelMin 的值 \"-1\" 超出范围，应在 [0, 255] 之内。\n"
+                                     "设置 Params/DOffset 的值 \"nan\" 不是数，应在 [-128, 128] 之内。")}}));
         QCOMPARE(cam().count("lsxSetAnalogGain"), 0);
-        QVERIFY(s->m_kList.isEmpty());
-        // The final step ran over the one row of B: its scale 1.0.
-        QCOMPARE(s->m_kScaleList, (QList<double>{1.0}));
+        QCOMPARE(cam().count("lsxStart"), 0);
     }
 
     void halfAGainStepRunsOnce()

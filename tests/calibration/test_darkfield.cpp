@@ -309,6 +309,21 @@ private slots:
                  (QList<Report>{{101, QStringLiteral("DOffset设置出错，错误原因：-1104-%1.").arg(statusText(-1104))}}));
     }
 
+    // A stored value out of its range is never written: toInt() made 0 of "1e308".
+    void storedValueOutOfRangeIsNotWritten()
+    {
+        auto s = server();
+        s->m_hasBlackLevelReg = false;
+        store(FpnIni::DOffset, QStringLiteral("1e308"));
+        QSignalSpy info(s.get(), &CameraServer::OS_FpnInfo);
+        QVERIFY(!s->fpnSetDoffset());
+        QCOMPARE(toList(cam().calls), (QStringList{"lsxStop()"}));
+        QCOMPARE(reportsOf(info),
+                 (QList<Report>{
+                     {101, QStringLiteral("设置 Params/DOffset 的值 \"1e308\" 超出范围，应在 [-128, 128] 之内。")}}));
+        QCOMPARE(setting(FpnIni::DOffset).toString(), QStringLiteral("1e308"));
+    }
+
     // ---- DOffset: the walk on a camera whose image follows it ----
 
     void walkJumpsOverZero()
@@ -565,8 +580,8 @@ private slots:
         auto s = server();
         cam().source = source;
         cam().target = target;
-        store(FpnIni::GainMin, 2.0);
-        store(FpnIni::GainMax, 1.0);
+        // The preparation alone: the first gain is refused by the camera.
+        cam().faults["lsxSetAnalogGain"] = {0, -1104, 0};
         s->dsnuStart(false);
         QStringList seen = toList(cam().callsOf("lsxSetSourceFormat"));
         seen << toList(cam().callsOf("lsxSetTargetFormat"));
@@ -579,8 +594,8 @@ private slots:
     {
         auto s = server();
         s->m_supportMLK = 1;
-        store(FpnIni::GainMin, 2.0);
-        store(FpnIni::GainMax, 1.0);
+        // The preparation alone: the first gain is refused by the camera.
+        cam().faults["lsxSetAnalogGain"] = {0, -1104, 0};
         s->dsnuStart(false);
         QCOMPARE(toList(cam().callsOf("lsxSetResolutionModeSel")), QStringList{"lsxSetResolutionModeSel(0)"});
         auto plain = server();
@@ -592,8 +607,8 @@ private slots:
     {
         auto s = server();
         cam().correction.enable = 0;
-        store(FpnIni::GainMin, 2.0);
-        store(FpnIni::GainMax, 1.0);
+        // The preparation alone: the first gain is refused by the camera.
+        cam().faults["lsxSetAnalogGain"] = {0, -1104, 0};
         s->dsnuStart(false);
         QCOMPARE(cam().count("lsxGet"), 1);
         QCOMPARE(toList(cam().callsOf("lsxSet(40")), QStringList{});
@@ -653,11 +668,6 @@ private slots:
         QTest::newRow("1 to 3") << QVariant(1.0) << QVariant(3.0)
                                 << QStringList{"lsxSetAnalogGain(1)", "lsxSetAnalogGain(2)", "lsxSetAnalogGain(3)"}
                                 << "[1, 3]";
-        QTest::newRow("min above max") << QVariant(3.0) << QVariant(2.0) << QStringList{} << "[3, 2]";
-        // A text that is no number reads as 0, as any float setting does.
-        QTest::newRow("not a number") << QVariant(
-            "x") << QVariant(2.0) << QStringList{"lsxSetAnalogGain(0)", "lsxSetAnalogGain(1)", "lsxSetAnalogGain(2)"}
-                                      << "[0, 2]";
     }
 
     void gainRange()
@@ -679,6 +689,59 @@ private slots:
         QCOMPARE(setting(FpnIni::GainMin).isValid(), true);
         QCOMPARE(setting(FpnIni::GainMax).isValid(), true);
         if (!gainMin.isValid()) QCOMPARE(setting(FpnIni::GainMin).toFloat(), 1.0f);
+    }
+
+    // A gain range that is no number, out of its range or without a pass refuses the run before any
+    // camera call, and the rows of the earlier run stay.
+    void gainSettingsRefused_data()
+    {
+        QTest::addColumn<QVariant>("gainMin");
+        QTest::addColumn<QVariant>("gainMax");
+        QTest::addColumn<QString>("text");
+        QTest::newRow("min above max")
+            << QVariant(3.0) << QVariant(2.0)
+            << "设置 Params/GainMin 的值 3 大于 Params/GainMax 的值 2：增益范围内没有一个增益，校正不会执行。"
+               "请把 Params/GainMin 设为不大于 Params/GainMax 的值。";
+        QTest::newRow("not a number") << QVariant("x") << QVariant(2.0)
+                                      << "设置 Params/GainMin 的值 \"x\" 不是数，应在 [1, 32] 之内。";
+        QTest::newRow("nan") << QVariant(1.0) << QVariant("nan")
+                             << "设置 Params/GainMax 的值 \"nan\" 不是数，应在 [1, 32] 之内。";
+        QTest::newRow("1e308") << QVariant("1e308") << QVariant(2.0)
+                               << "设置 Params/GainMin 的值 \"1e308\" 超出范围，应在 [1, 32] 之内。";
+    }
+
+    void gainSettingsRefused()
+    {
+        QFETCH(QVariant, gainMin);
+        QFETCH(QVariant, gainMax);
+        QFETCH(QString, text);
+        store(FpnIni::GainMin, gainMin);
+        store(FpnIni::GainMax, gainMax);
+        auto s = server();
+        s->m_bList = {{1.0}};
+        s->m_darkFromCamera = true;
+        QSignalSpy info(s.get(), &CameraServer::OS_FpnInfo);
+        s->dsnuStart(false);
+        QCOMPARE(reportsOf(info), (QList<Report>{{101, QStringLiteral("暗场校正-") + text}}));
+        QCOMPARE(toList(cam().calls), QStringList{});
+        QCOMPARE(s->m_bList, (QList<QList<double>>{{1.0}}));
+        QVERIFY(s->m_darkFromCamera);
+    }
+
+    void storedDoffsetOutOfRangeRefused()
+    {
+        store(FpnIni::DOffset, QStringLiteral("1e308"));
+        auto s = server();
+        QSignalSpy info(s.get(), &CameraServer::OS_FpnInfo);
+        s->dsnuStart(false);
+        QCOMPARE(reportsOf(info), (QList<Report>{{101, QStringLiteral("暗场校正-设置 Params/DOffset 的值 \"1e308\" "
+                                                                      "超出范围，应在 [-128, 128] 之内。")}}));
+        QCOMPARE(toList(cam().calls), QStringList{});
+        // The search finds its own value: the stored one does not count.
+        auto t = server();
+        QSignalSpy searched(t.get(), &CameraServer::OS_FpnInfo);
+        t->dsnuStart(true);
+        QVERIFY(!reportsOf(searched).first().second.contains(QStringLiteral("Params/DOffset")));
     }
 
     void limitAtMaxBPassesAboveFails()
