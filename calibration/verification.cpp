@@ -269,21 +269,6 @@ StackGrab grabStack(CameraServer& s, int lines, const std::function<bool()>& can
     return g;
 }
 
-// The name of plane p of a frame of this format: the channel letter in memory order for colour,
-// the sensor line for a multi-line sensor.
-QString planeName(int format, size_t planes, size_t p)
-{
-    if (format == FORMAT_BGR24 || format == FORMAT_BGR32 || format == FORMAT_RGB24 || format == FORMAT_RGB32) {
-        const bool bgr = format == FORMAT_BGR24 || format == FORMAT_BGR32;
-        static const char* const bgrNames[] = {"B", "G", "R"};
-        static const char* const rgbNames[] = {"R", "G", "B"};
-        if (p < 3) return QString::fromLatin1(bgr ? bgrNames[p] : rgbNames[p]);
-        return QStringLiteral("通道%1").arg(p + 1);
-    }
-    if (planes == 1) return QStringLiteral("黑白");
-    return QStringLiteral("传感器行%1").arg(p);
-}
-
 // The limits of FPN.ini; a missing key is written with its default, so that the station sees
 // what it may set.
 VerifyLimits verifyLimitsSetting(CameraServer& s)
