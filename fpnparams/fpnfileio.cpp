@@ -47,7 +47,7 @@ bool CameraServer::saveFpnFile(const QString& path)
             kRows.append(band);
         }
     }
-    const bool written = writeFpnFile(path, head, m_bList, kRows);
+    const bool written = writeFpnFile(path, head, m_bList, kRows) && saveDarkCurrentBeside(path);
     if (!written) qDebug() << "saveFpnFile: cannot write " << path;
     return written;
 }
@@ -75,5 +75,6 @@ bool CameraServer::loadFpnFile(const QString& path)
     m_bList = readFpnFileRows(file, QStringLiteral("B_"), fpnFileGroupCount(file, false));
     // A multi-level camera keeps its K as samples: the file's bands are not read back.
     if (m_supportMLK == 0) m_kList = readFpnFileRows(file, QStringLiteral("K_"), fpnFileGroupCount(file, true));
+    loadDarkCurrentBeside(path);
     return true;
 }

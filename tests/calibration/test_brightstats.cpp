@@ -274,7 +274,8 @@ private slots:
         // A dark row short of the planes, or of the width.
         QVERIFY(
             !fitColumnGains({cv::Mat(2, 4, CV_8UC3, cv::Scalar(5, 5, 5))}, b.mid(0, 2), 1, true, 600, kList, kPoints));
-        QVERIFY(!fitColumnGains({cv::Mat(2, 4, CV_8UC1, cv::Scalar(5))}, {}, 1, true, 600, kList, kPoints));
+        QVERIFY(!fitColumnGains({cv::Mat(2, 4, CV_8UC1, cv::Scalar(5))}, QList<QList<double>>{}, 1, true, 600, kList,
+                                kPoints));
         QVERIFY(!fitColumnGains({cv::Mat(2, 5, CV_8UC1, cv::Scalar(5))}, b, 1, true, 600, kList, kPoints));
         QVERIFY(!fitColumnGains({cv::Mat(4, 4, CV_8UC1, cv::Scalar(5))}, b.mid(0, 1), 2, true, 600, kList, kPoints));
         QCOMPARE(kList, (QList<QList<double>>{{9.0}}));
