@@ -217,15 +217,53 @@ bool CameraServer::dsnuGain(float gain, bool autoDoffset)
     }
     emit OS_FpnInfo(20, QStringLiteral("\n"));
 
-    for (const cv::Mat& plane : planes) {
-        const DarkRow row = darkRow(plane);
+    // An 8-bit sample is 4 DN10 wide and the dark's noise does not dither it: B from this frame and
+    // three more a black-level step apart each, at 10-bit resolution.
+    std::vector<std::vector<cv::Mat>> dithered;
+    if (!dsnuDither(frame.bits, planes, dithered)) return false;
+    std::vector<cv::Mat> working;
+    for (size_t p = 0; p < planes.size(); ++p) {
+        DarkRow row = darkRow(planes[p]);
+        if (!dithered.empty()) {
+            row.b = ditheredDarkRow(dithered[p]);
+            cv::Mat all;
+            cv::vconcat(dithered[p], all);
+            working.push_back(all);
+        }
         m_bList.append(row.b);
         m_incBList.append(row.lift);
     }
     qDebug() << "m_incBList : " << m_incBList;
     emit OS_FpnInfo(90, QStringLiteral("暗场校正-抓图完成."));
     emit OS_FpnInfo(99, QStringLiteral("暗场校正-增益为 %1 暗场校正完成.\n").arg(gain));
-    return dsnuDarkCurrent(planes);
+    return dsnuDarkCurrent(dithered.empty() ? planes : working, frame.bits);
+}
+
+bool CameraServer::dsnuDither(uint32_t bits, const std::vector<cv::Mat>& planes, std::vector<std::vector<cv::Mat>>& out)
+{
+    out.clear();
+    if (bits != LSX_BITS_8 || doffsetSkipped()) return true;
+    out.resize(planes.size());
+    for (size_t p = 0; p < planes.size(); ++p) out[p].push_back(planes[p]);
+    const int doffset = settings().value(FpnIni::DOffset, FpnIni::DOffsetDefault).toInt();
+    bool grabbed = true;
+    for (int step = 1; step < kDarkDitherSteps && grabbed; ++step) {
+        const lsxStatus written = writeDoffset(doffset + step);
+        if (written != LSX_OK) {
+            emit OS_FpnInfo(101, withStatus(QStringLiteral("DOffset设置出错，错误原因：%1-%2."), written));
+            grabbed = false;
+            break;
+        }
+        // The first frame after the change may have been read out before it: the second counts.
+        lsxFrame frame;
+        void* buffer = nullptr;
+        std::vector<cv::Mat> more;
+        grabbed = dsnuGrab(frame, buffer) && dsnuGrab(frame, buffer) && splitFramePlanes(frame, buffer, true, more)
+                  && more.size() == planes.size();
+        for (size_t p = 0; grabbed && p < planes.size(); ++p) out[p].push_back(more[p]);
+    }
+    const bool back = writeDoffset(doffset) == LSX_OK;
+    return grabbed && back;
 }
 
 bool CameraServer::dsnuGrab(lsxFrame& frame, void*& buffer)
@@ -240,7 +278,7 @@ bool CameraServer::dsnuGrab(lsxFrame& frame, void*& buffer)
     }
 }
 
-bool CameraServer::dsnuDarkCurrent(const std::vector<cv::Mat>& atWorking)
+bool CameraServer::dsnuDarkCurrent(const std::vector<cv::Mat>& atWorking, uint32_t bits)
 {
     const double working = m_darkCurrent.exposure, second = m_darkCurrent.secondExposure;
     // Measured at every gain or at none: a failure drops the rows of earlier gains too, so that the
@@ -258,12 +296,16 @@ bool CameraServer::dsnuDarkCurrent(const std::vector<cv::Mat>& atWorking)
     if (lsxSetExposure(m_handle, second) != LSX_OK)
         return notMeasured(QStringLiteral("无法设置曝光时间 %1 us").arg(second));
 
-    // The first frame after an exposure change may have been exposed before it: the second counts.
+    // The first frame after an exposure change may have been exposed before it: the second counts;
+    // an 8-bit dark dithered as the first one was.
     lsxFrame frame;
     void* buffer = nullptr;
-    const bool grabbed = dsnuGrab(frame, buffer) && dsnuGrab(frame, buffer);
+    bool grabbed = dsnuGrab(frame, buffer) && dsnuGrab(frame, buffer);
     std::vector<cv::Mat> planes;
-    const bool split = grabbed && splitFramePlanes(frame, buffer, true, planes);
+    bool split = grabbed && splitFramePlanes(frame, buffer, true, planes);
+    std::vector<std::vector<cv::Mat>> dithered;
+    if (split) grabbed = dsnuDither(bits, planes, dithered);
+    for (size_t p = 0; p < dithered.size(); ++p) cv::vconcat(dithered[p], planes[p]);
     lsxSetExposure(m_handle, working);
     if (!grabbed) return false;
     if (!split || planes.size() != atWorking.size())

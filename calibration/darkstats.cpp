@@ -148,6 +148,38 @@ double zeroShare(const cv::Mat& plane)
     return (total - double(cv::countNonZero(plane))) / total;
 }
 
+QList<double> ditheredDarkRow(const std::vector<cv::Mat>& frames)
+{
+    if (frames.size() < 2) return {};
+    const int n = int(frames.size());
+    std::vector<std::vector<double>> means;
+    for (const cv::Mat& f : frames) {
+        if (f.empty() || f.channels() != 1 || f.cols != frames.front().cols) return {};
+        cv::Mat m;
+        cv::reduce(f, m, 0, cv::REDUCE_AVG, CV_64F);
+        means.emplace_back(m.ptr<double>(0), m.ptr<double>(0) + m.cols);
+    }
+    const int cols = frames.front().cols;
+    double rise = 0.0;
+    for (int x = 0; x < cols; ++x) rise += means.back()[size_t(x)] - means.front()[size_t(x)];
+    const double step = rise / cols / (n - 1);
+    // The frames weighed by their rows, as one stack; its mean lift likewise.
+    double rows = 0.0, lift = 0.0;
+    for (int j = 0; j < n; ++j) {
+        rows += frames[size_t(j)].rows;
+        lift += double(j) * frames[size_t(j)].rows;
+    }
+    lift *= step / rows;
+    QList<double> row;
+    row.reserve(cols);
+    for (int x = 0; x < cols; ++x) {
+        double sum = 0.0;
+        for (int j = 0; j < n; ++j) sum += means[size_t(j)][size_t(x)] * frames[size_t(j)].rows;
+        row.append(sum / rows - lift);
+    }
+    return row;
+}
+
 QString planeName(int format, size_t planes, size_t p)
 {
     if (format == FORMAT_BGR24 || format == FORMAT_BGR32 || format == FORMAT_RGB24 || format == FORMAT_RGB32) {

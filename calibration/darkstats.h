@@ -71,6 +71,18 @@ constexpr double kDarkMaxZeroShare = 0.01;
 // line N of a multi-line sensor.
 QString planeName(int format, size_t planes, size_t p);
 
+// One row of B at a resolution finer than the samples: the same plane taken at n black levels a
+// step apart (frames[j] at the level as found plus j steps; 8-bit samples are 4 steps wide, and
+// the dark's noise alone cannot dither them). Per column the mean over every frame's rows (double
+// precision, the frames weighed by their rows), less their mean lift (with equal frames
+// (n - 1) / 2 x the step), the step measured as the mean
+// over the columns of (mean of the last frame - mean of the first) / (n - 1): a camera whose
+// output does not follow the black level gets the plain mean. Empty when the frames differ in
+// columns or are fewer than two.
+QList<double> ditheredDarkRow(const std::vector<cv::Mat>& frames);
+// The black-level steps an 8-bit dark is dithered over.
+constexpr int kDarkDitherSteps = 4;
+
 // ---- DOffset ----
 
 // The signed black level as the camera reports it: a value above 128 wraps to value - 256, so

@@ -83,6 +83,24 @@ lsxStatus CameraServer::writeDoffset(int value)
     return lsxSet(m_handle, LSX_KEY_SENSOR_REG, &sign, nullptr);
 }
 
+lsxStatus CameraServer::readDoffset(int& value) const
+{
+    if (m_hasBlackLevelReg) {
+        uint32_t word = 0;
+        const lsxStatus status = lsxReadGenICamReg(m_handle, GVR_SEN_BLACK_LEVEL, &word);
+        if (status == LSX_OK) value = wrapDoffset(static_cast<int32_t>(word));
+        return status;
+    }
+    lsxRegPair magnitude{LSX_SENSOR_REG_DOFFSET_MAG, 0};
+    lsxRegPair sign{LSX_SENSOR_REG_DOFFSET_SIGN, 0};
+    lsxStatus status = lsxGet(m_handle, LSX_KEY_SENSOR_REG, &magnitude, nullptr);
+    if (status == LSX_OK) status = lsxGet(m_handle, LSX_KEY_SENSOR_REG, &sign, nullptr);
+    if (status != LSX_OK) return status;
+    const int32_t v = static_cast<int32_t>(magnitude.value);
+    value = wrapDoffset(sign.value == kNegativeSign ? -v : v);
+    return LSX_OK;
+}
+
 lsxStatus CameraServer::fpnReadDoffset()
 {
     if (doffsetSkipped()) return LSX_OK;

@@ -256,12 +256,6 @@ private:
     static QString withStatus(const QString& text, lsxStatus status);
     // The cancel flag, read under the read lock; a camera being closed counts as a cancel.
     bool cancelRequested() const { return locked(m_cancel) || closing(); }
-    // Whether the DOffset operations leave this camera alone: not a line-scan camera, or a model
-    // that takes no DOffset.
-    bool doffsetSkipped() const;
-    // Writes a DOffset value by the camera's path: its register, or the two sensor registers
-    // (magnitude, then sign; a failure of the first skips the second).
-    lsxStatus writeDoffset(int value);
     // The dark-field procedure of the TVK317 family.
     void dsnuTvk317();
     // ---- Bright field (calibration/exposure.cpp, calibration/brightfield.cpp) ----
@@ -294,7 +288,11 @@ private:
     bool dsnuGrab(lsxFrame& frame, void*& buffer);
     // The second dark of a gain at the second exposure, and the slopes of its planes appended to
     // m_darkCurrent; the exposure back as found. False when the run must end.
-    bool dsnuDarkCurrent(const std::vector<cv::Mat>& atWorking);
+    bool dsnuDarkCurrent(const std::vector<cv::Mat>& atWorking, uint32_t bits);
+    // An 8-bit dark's planes at the stored DOffset plus 1, 2 and 3, after `planes` (taken at it):
+    // per plane the frames a step apart, the DOffset back. Nothing for 16-bit frames or a camera
+    // without a DOffset. False when the run must end (a cancel, a frame or DOffset failure).
+    bool dsnuDither(uint32_t bits, const std::vector<cv::Mat>& planes, std::vector<std::vector<cv::Mat>>& out);
     // ---- Exposure test (calibration/exposuretest.cpp) ----
     void expTestRun(int expCount);
 
@@ -314,6 +312,14 @@ public:
                           std::vector<cv::Mat>& planes) const;
     // DOffset (calibration/doffset.cpp). fpnReadDoffset also runs on the GUI thread at open.
     lsxStatus fpnReadDoffset();
+    // Whether the DOffset operations leave this camera alone: not a line-scan camera, or a model
+    // that takes no DOffset.
+    bool doffsetSkipped() const;
+    // Writes a DOffset value by the camera's path: its register, or the two sensor registers
+    // (magnitude, then sign; a failure of the first skips the second).
+    lsxStatus writeDoffset(int value);
+    // Reads the camera's DOffset by the path found at open, quietly (no report, nothing stored).
+    lsxStatus readDoffset(int& value) const;
     bool fpnSetDoffset();
     bool fpnDetectDoffset();
     // K of every row and column at one pixel level, from m_kPoints and m_maxK (see klevels.h).
@@ -362,11 +368,14 @@ private:
 
     // ---- Calibration verification (calibration/verification.cpp) ----
     // IS_VerifyStart runs verifyStart on the worker. The run puts two questions to the operator
-    // (lens covered, flat target lit) with OS_VerifyAsk and waits for verifyAnswer of that step;
-    // its figures go out with OS_VerifyFinished just before the closing report of 100.
+    // (flat target lit: step 2, asked first; lens covered: step 1) with OS_VerifyAsk and waits for
+    // verifyAnswer of that step, showing the camera's image meanwhile with OS_VerifyFrame (a
+    // picture and its row of column means, as OS_NewFrame); its figures go out with
+    // OS_VerifyFinished just before the closing report of 100.
 signals:
     void IS_VerifyStart();
     void OS_VerifyAsk(int step, QString text);
+    void OS_VerifyFrame(QPixmap pixmap, cv::Mat staticMat);
     void OS_VerifyFinished(VerifyReport report);
 public slots:
     void verifyStart();
