@@ -96,14 +96,21 @@ class TestVerifyWindow : public QObject, SimHarness {
     QPushButton* continueBut() const { return panel()->findChild<QPushButton*>(QStringLiteral("verifyContinueBut")); }
     QString panelText() const { return panel()->findChild<QTextEdit*>(QStringLiteral("contentEdit"))->toPlainText(); }
 
-    // Answers the open question with "继续" once it shows, the scene set as the question asks.
+    // Answers the open question with "继续" once it shows, as the operator of the simulated camera
+    // does: the camera's image comes meanwhile although capture is off, and the answer itself sets
+    // the scene the question asks for.
     void answerWithContinue(const QString& question, int scene)
     {
+        m_window->showPicture(QPixmap(), cv::Mat());
         QTRY_VERIFY_WITH_TIMEOUT(continueBut()->isVisible(), 20000);
         QVERIFY2(panelText().contains(question), qPrintable(panelText()));
-        setScene(QString::fromLatin1(kCamera), scene);
+        QVERIFY(!m_window->findChild<QPushButton*>(QStringLiteral("startBut"))->isChecked());
+        QTRY_VERIFY_WITH_TIMEOUT(!m_window->m_pixmap.isNull(), 5000);
         QTest::mouseClick(continueBut(), Qt::LeftButton);
         QVERIFY(!continueBut()->isVisible());
+        lsx::Scene now;
+        QCOMPARE(lsx::getScene(kCamera, now), LSX_OK);
+        QCOMPARE(now.kind, scene);
     }
 
     void saveShot(QWidget* w, const QString& file)
@@ -178,8 +185,9 @@ private slots:
         QCOMPARE(reportsOfRun(s, [s] { s->fpnWriteDown(0); }).last().first, 100);
 
         QTest::mouseClick(m_window->m_verifyBut, Qt::LeftButton);
-        answerWithContinue(QStringLiteral("请盖上镜头盖"), LSX_SIM_SCENE_DARK);
+        setScene(QString::fromLatin1(kCamera), LSX_SIM_SCENE_DARK);
         answerWithContinue(QStringLiteral("请取下镜头盖"), LSX_SIM_SCENE_FLAT);
+        answerWithContinue(QStringLiteral("请盖上镜头盖"), LSX_SIM_SCENE_DARK);
         QTRY_VERIFY_WITH_TIMEOUT(defineBut()->isVisible(), 30000);
         QVERIFY2(panelText().contains(QStringLiteral("校正验证-校正验证完成，结果：合格。点击确定查看报告。")),
                  qPrintable(panelText()));
@@ -207,7 +215,7 @@ private slots:
         QCOMPARE(t->columnCount(), 5);
         QCOMPARE(t->horizontalHeaderItem(1)->text(), QStringLiteral("校正前"));
         QCOMPARE(t->horizontalHeaderItem(2)->text(), QStringLiteral("校正后"));
-        QCOMPARE(t->rowCount(), 10);
+        QCOMPARE(t->rowCount(), 10 + r.levels.size());
         QCOMPARE(t->item(0, 0)->text(), QStringLiteral("DSNU1288 (DN10)"));
         QCOMPARE(t->item(0, 1)->text(), QString::number(p.before.dsnu, 'f', 3));
         QCOMPARE(t->item(0, 2)->text(), QString::number(p.after.dsnu, 'f', 3));
