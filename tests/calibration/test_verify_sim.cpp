@@ -197,7 +197,9 @@ private slots:
              "slope": 0, "falloff": 0},
             {"friendlyName": "SIM-LS2048-ML4", "width": %1},
             {"friendlyName": "SIM-LS2048-C", "width": %1, "weakFactor": 0.8},
-            {"friendlyName": "SIM-TVK317"}
+            {"friendlyName": "SIM-TVK317"},
+            {"friendlyName": "SIM-NO-DOFFSET", "base": "SIM-LS4096-M", "model": "TQW4A1N60", "width": %1,
+             "roiHeight": 400, "hotColumns": 0, "weakColumns": 0, "slope": 0, "falloff": 0}
         ]})")
                     .arg(kWidth));
     }
@@ -355,6 +357,37 @@ private slots:
             }
         }
         QVERIFY(left > 0);
+    }
+
+    // A corrected dark cut off at 0 on a camera whose black level cannot be lifted: DSNU after is
+    // not measurable, said so, and the verdict is not a pass.
+    void clippedDarkNotMeasurable()
+    {
+        const QString name = QStringLiteral("SIM-NO-DOFFSET");
+        auto s = openServer(name);
+        QVERIFY(s->m_opened);
+        QVERIFY(s->doffsetSkipped());
+        s->setFlatEnable(true);
+        calibrateAt(s.get(), name, 180.0);
+        if (QTest::currentTestFailed()) return;
+        QCOMPARE(reportsOfRun(s.get(), [&] { s->fpnWriteDown(0); }).last().first, 100);
+        VerifyReport r;
+        const QList<Report> reports = verify(s.get(), name, &r);
+        QCOMPARE(reports.last(), Report(100, QStringLiteral("校正验证-校正验证完成，结果：不合格。点击确定查看报告。")));
+        QVERIFY(reports.contains(Report(
+            60, QStringLiteral("校正验证-在曝光时间 %1 us 的暗场被截断为 0（有列超过 1% 的像素为 0），相机的黑电平无法调节：该暗场"
+                               "不可测，相应的 DSNU/PRNU 记为不可测，结论不能为合格。")
+                    .arg(r.exposure))));
+        QCOMPARE(r.planes.size(), 1);
+        const VerifyFigures& after = r.planes.first().after;
+        QVERIFY(after.darkZero > 0.5);
+        QVERIFY(!after.darkLift.measurable);
+        QVERIFY(std::isnan(after.dsnu));
+        QVERIFY(!planePasses(after, r.limits));
+        QVERIFY(!reportPasses(r));
+        // Before correction the dark is clear of 0 and measured as it comes.
+        QVERIFY(r.planes.first().before.darkLift.measurable);
+        QVERIFY(std::isfinite(r.planes.first().before.dsnu));
     }
 
     // Odd switches go back as found after a pass, a cancel at either question, a "stop" answer, a
