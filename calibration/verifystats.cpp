@@ -114,6 +114,19 @@ QJsonObject liftJson(const DarkLift& l)
                        {QStringLiteral("worstColumnZeroShare"), number(l.worstColumnZeros)}};
 }
 
+// The means and variances of the dark and the bright stack, as a level's figures and a plane's
+// figures both hold them.
+template <typename Figures>
+void putStackFigures(QJsonObject& o, const Figures& f)
+{
+    o[QStringLiteral("darkMean")] = number(f.darkMean);
+    o[QStringLiteral("brightMean")] = number(f.brightMean);
+    o[QStringLiteral("darkTemporalVariance")] = number(f.darkTemporalVar);
+    o[QStringLiteral("brightTemporalVariance")] = number(f.brightTemporalVar);
+    o[QStringLiteral("darkSpatialVariance")] = number(f.darkSpatialVar);
+    o[QStringLiteral("brightSpatialVariance")] = number(f.brightSpatialVar);
+}
+
 QJsonObject levelJson(const VerifyLevelFigures& f)
 {
     QJsonObject o;
@@ -121,12 +134,7 @@ QJsonObject levelJson(const VerifyLevelFigures& f)
     o[QStringLiteral("exposureUs")] = number(f.exposure);
     o[QStringLiteral("levelPercent")] = number(f.level);
     o[QStringLiteral("prnu")] = number(f.prnu);
-    o[QStringLiteral("darkMean")] = number(f.darkMean);
-    o[QStringLiteral("brightMean")] = number(f.brightMean);
-    o[QStringLiteral("darkTemporalVariance")] = number(f.darkTemporalVar);
-    o[QStringLiteral("brightTemporalVariance")] = number(f.brightTemporalVar);
-    o[QStringLiteral("darkSpatialVariance")] = number(f.darkSpatialVar);
-    o[QStringLiteral("brightSpatialVariance")] = number(f.brightSpatialVar);
+    putStackFigures(o, f);
     o[QStringLiteral("brightSlowPeakToPeakPercent")] = number(f.brightSlow);
     o[QStringLiteral("dark")] = liftJson(f.darkLift);
     return o;
@@ -137,12 +145,7 @@ QJsonObject figuresJson(const VerifyFigures& f)
     QJsonObject o;
     o[QStringLiteral("dsnu")] = number(f.dsnu);
     o[QStringLiteral("prnu")] = number(f.prnu);
-    o[QStringLiteral("darkMean")] = number(f.darkMean);
-    o[QStringLiteral("brightMean")] = number(f.brightMean);
-    o[QStringLiteral("darkTemporalVariance")] = number(f.darkTemporalVar);
-    o[QStringLiteral("brightTemporalVariance")] = number(f.brightTemporalVar);
-    o[QStringLiteral("darkSpatialVariance")] = number(f.darkSpatialVar);
-    o[QStringLiteral("brightSpatialVariance")] = number(f.brightSpatialVar);
+    putStackFigures(o, f);
     o[QStringLiteral("darkSlowPeakToPeak")] = number(f.darkSlow);
     o[QStringLiteral("brightSlowPeakToPeak")] = number(f.brightSlow);
     o[QStringLiteral("darkZeroShare")] = number(f.darkZero);
