@@ -16,6 +16,7 @@
 #include <QApplication>
 #include <QComboBox>
 #include <QDir>
+#include <QDoubleSpinBox>
 #include <QFileDialog>
 #include <QGuiApplication>
 #include <QJsonArray>
@@ -349,6 +350,42 @@ private slots:
         QVERIFY(page(3).contains(QStringLiteral("平面：R")));
         QVERIFY(!page(3).contains(QStringLiteral("线扫相机校正验证报告")));
         QVERIFY(QFile::exists(m_out.filePath(QStringLiteral("colour.json"))));
+    }
+
+    // After the dark run (verifyAndSaveTheReport's calibration) an exposure far from it is told
+    // once, in a box that does not hold the window; a small change is not.
+    void exposureChangeTold()
+    {
+        CameraServer* s = server();
+        QVERIFY(s->darkCurrentUsable());
+        auto* box = m_window->findChild<QDoubleSpinBox*>(QStringLiteral("exposureSBox"));
+        QVERIFY(box);
+        const double dark = s->m_darkCurrent.exposure;
+        // The panels were not filled through the window here: the box is set and its slot run.
+        box->setRange(2.0, 20000.0);
+        auto set = [&](double us) {
+            {
+                const QSignalBlocker quiet(box);
+                box->setValue(us);
+            }
+            m_window->setExposure();
+        };
+        auto told = [this] {
+            QStringList texts;
+            for (QMessageBox* b : m_window->findChildren<QMessageBox*>())
+                if (b->isVisible()) texts.append(b->text());
+            return texts;
+        };
+        set(dark + 0.5);
+        QCOMPARE(told(), QStringList());
+        set(dark * 2.0);
+        QTRY_COMPARE(told().size(), 1);
+        QVERIFY2(told().first().startsWith(QStringLiteral("曝光时间由暗场校正时的 ")), qPrintable(told().first()));
+        QVERIFY(!QApplication::activeModalWidget());
+        for (QMessageBox* b : m_window->findChildren<QMessageBox*>()) b->close();
+        set(dark * 2.0 + 1.0);
+        QCOMPARE(told(), QStringList());
+        set(dark);
     }
 
     // A folder that cannot be written: an error box, nothing claimed.
