@@ -507,7 +507,7 @@ private slots:
         QCOMPARE(setting(FpnIni::DOffset).toInt(), 5);
     }
 
-    // Half the columns that high are the scene's light: the specified words for it.
+    // Half the columns that high are the scene's light: the dark field's own words for it.
     void manyColumnsAtTheFloorAreTheLight()
     {
         auto s = server();
