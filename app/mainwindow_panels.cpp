@@ -400,6 +400,13 @@ void MainWindow::setExposure()
 {
     if (!cameraOpen(m_cameraServer)) return;
     properties::setExposure(m_cameraServer->m_handle, ui->exposureSBox->value());
+    // Far from the dark run's exposure the dark data no longer fit: told once, without a wait.
+    if (const QString told = m_cameraServer->darkCurrentWarning(ui->exposureSBox->value()); !told.isEmpty()) {
+        auto* box = new QMessageBox(QMessageBox::Warning, QStringLiteral("警告"), told, QMessageBox::Ok, this);
+        box->setAttribute(Qt::WA_DeleteOnClose);
+        box->setModal(false);
+        box->show();
+    }
 }
 
 void MainWindow::setResMode()

@@ -33,7 +33,7 @@ constexpr double kSpectrumFloor = 1e-3;
 
 QString number(double v, int decimals)
 {
-    return std::isfinite(v) ? QString::number(v, 'f', decimals) : QStringLiteral("—");
+    return std::isfinite(v) ? QString::number(v, 'f', decimals) : QStringLiteral("不可测");
 }
 
 QLineSeries* series(const QString& name, const QColor& color, bool dashed)
@@ -245,7 +245,7 @@ bool writePdf(const VerifyReport& r, const QString& path)
     page.text(QStringLiteral("相机：%1　　型号：%2　　序列号：%3　　固件版本：%4")
                   .arg(r.camera, r.model, r.serial, r.version),
               9.5);
-    page.text(QStringLiteral("日期：%1　　增益：%2　　曝光时间：%3 us　　位深：%4 位　　每平面行数：%5")
+    page.text(QStringLiteral("日期：%1　　增益：%2　　工作曝光时间：%3 us　　位深：%4 位　　每平面行数：%5")
                   .arg(r.when.toString(QStringLiteral("yyyy-MM-dd HH:mm:ss")))
                   .arg(r.gain)
                   .arg(r.exposure)
@@ -254,6 +254,8 @@ bool writePdf(const VerifyReport& r, const QString& path)
               9.5);
     page.text(QStringLiteral("校正后测量时相机FPN：%1　　平场/镜头校正：%2　　校正前测量时两者均关闭")
                   .arg(r.fpnOn ? on : off, r.flatOn ? on : off),
+              9.5);
+    page.text(verifyLevelsText(r) + QStringLiteral("（曝光时间由验证设定，结束后恢复）；DSNU 在工作曝光时间下测量。"),
               9.5);
     page.text(QStringLiteral("依据 EMVA 1288 第 4.0 版的定义（线扫：每列 %1 个时间样本），数值单位 DN10（10 位数据）。")
                   .arg(r.lines),
@@ -379,7 +381,7 @@ QChart* verifySpectrumChart(const VerifyPlane& plane, ChartStyle style)
     y->setRange(kSpectrumFloor, top * 2.0);
     y->setLabelFormat(QStringLiteral("%g"));
     styleAxis(x, style, QStringLiteral("空间频率（周期/列）"));
-    styleAxis(y, style, QStringLiteral("幅度 DN10"));
+    styleAxis(y, style, QStringLiteral("幅度（暗场 DN10，响应 %）"));
     return chart;
 }
 
@@ -417,6 +419,12 @@ QList<VerifyRow> verifyRows(const VerifyPlane& p, const VerifyLimits& l)
     rows.append(shown(QStringLiteral("响应慢变化峰峰值 (%)"), number(b.brightSlow, 3), number(a.brightSlow, 3)));
     rows.append(
         shown(QStringLiteral("暗场零值像素比例 (%)"), number(100.0 * b.darkZero, 1), number(100.0 * a.darkZero, 1)));
+    // PRNU at each level of saturation, with its exposure; the judged PRNU is the worst of them.
+    for (int i = 0; i < a.levels.size() && i < b.levels.size(); ++i)
+        rows.append(shown(QStringLiteral("PRNU1288 @ %1% 饱和，%2 us (%)")
+                              .arg(a.levels[i].target)
+                              .arg(a.levels[i].exposure, 0, 'f', 1),
+                          number(b.levels[i].prnu, 3), number(a.levels[i].prnu, 3)));
     return rows;
 }
 
@@ -424,12 +432,35 @@ QStringList verifyNotes(const VerifyPlane& plane)
 {
     QStringList notes;
     for (const auto& [state, f] : {std::pair<QString, const VerifyFigures*>{QStringLiteral("校正前"), &plane.before},
-                                   {QStringLiteral("校正后"), &plane.after}})
-        if (f->darkZero > 0.5)
-            notes.append(QStringLiteral("%1暗场输出有 %2% 的像素为 0（暗电平被减到 0 以下），DSNU 只说明暗场输出平整。")
-                             .arg(state)
-                             .arg(100.0 * f->darkZero, 0, 'f', 1));
+                                   {QStringLiteral("校正后"), &plane.after}}) {
+        const DarkLift& l = f->darkLift;
+        if (!l.measurable)
+            notes.append(
+                QStringLiteral("%1暗场输出有 %2% 的像素为 0，黑电平无法抬升到消除截断：DSNU 不可测，结论不能为合格。")
+                    .arg(state)
+                    .arg(100.0 * f->darkZero, 0, 'f', 1));
+        else if (l.second > 0)
+            notes.append(
+                QStringLiteral("%1暗场输出有 %2% 的像素为 0：DSNU 在黑电平抬升 %3 与 %4 后测量（每列为 0 的像素不超过 "
+                               "%5%），外推到原黑电平。")
+                    .arg(state)
+                    .arg(100.0 * f->darkZero, 0, 'f', 1)
+                    .arg(l.first)
+                    .arg(l.second)
+                    .arg(100.0 * l.worstColumnZeros, 0, 'f', 2));
+    }
     return notes;
+}
+
+QString verifyLevelsText(const VerifyReport& r)
+{
+    QStringList levels;
+    for (int i = 0; i < r.levels.size(); ++i)
+        levels.append(
+            QStringLiteral("%1% 饱和 %2 us")
+                .arg(r.levels[i])
+                .arg(i < r.levelExposures.size() ? QString::number(r.levelExposures[i], 'f', 1) : QStringLiteral("?")));
+    return QStringLiteral("PRNU 测量：%1").arg(levels.join(QStringLiteral("、")));
 }
 
 QString defectText(const QVector<int>& columns)

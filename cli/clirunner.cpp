@@ -425,6 +425,7 @@ int CliRunner::runStep(const CliStep& step, const CliPlan& plan, StepResult& r)
         double now = 0.0;
         lsxGetExposure(s->m_handle, &now);
         report(-1, QStringLiteral("曝光时间：%1 us").arg(now), &r);
+        if (const QString told = s->darkCurrentWarning(now); !told.isEmpty()) report(-1, told, &r);
         r.figures = QJsonObject{{QStringLiteral("exposure"), now}};
         return CliOk;
     }
@@ -547,15 +548,18 @@ int CliRunner::verifyStep(const CliStep& step, StepResult& r)
     }
 
     const bool passes = reportPasses(result);
+    // A figure that could not be measured is said so, never printed as a number.
+    auto figure = [](double v) { return std::isfinite(v) ? QString::number(v, 'f', 3) : QStringLiteral("不可测"); };
+    QStringList levels;
+    for (int i = 0; i < result.levels.size() && i < result.levelExposures.size(); ++i)
+        levels.append(QStringLiteral("%1% 饱和 %2 us").arg(result.levels[i]).arg(result.levelExposures[i], 0, 'f', 1));
+    report(-1, QStringLiteral("PRNU 测量：%1").arg(levels.join(QStringLiteral("、"))), &r);
     for (const VerifyPlane& p : result.planes) {
         const bool ok = planePasses(p.after, result.limits);
         report(-1,
                QStringLiteral("%1：DSNU %2 → %3 DN10，PRNU %4 → %5 %，缺陷列 %6（%7）")
                    .arg(p.name)
-                   .arg(p.before.dsnu, 0, 'f', 3)
-                   .arg(p.after.dsnu, 0, 'f', 3)
-                   .arg(p.before.prnu, 0, 'f', 3)
-                   .arg(p.after.prnu, 0, 'f', 3)
+                   .arg(figure(p.before.dsnu), figure(p.after.dsnu), figure(p.before.prnu), figure(p.after.prnu))
                    .arg(p.after.defects.size())
                    .arg(ok ? QStringLiteral("合格") : QStringLiteral("不合格")),
                &r);
@@ -563,10 +567,9 @@ int CliRunner::verifyStep(const CliStep& step, StepResult& r)
     r.figures = verifyStepFigures(result);
     if (!reportName.isEmpty()) {
         const QString path = QFileInfo(reportName).absoluteFilePath();
-        QSaveFile f(path);
-        if (!f.open(QIODevice::WriteOnly) || f.write(QJsonDocument(verifyReportJson(result)).toJson()) < 0
-            || !f.commit()) {
-            fail(r, QStringLiteral("无法保存验证报告 %1。").arg(path));
+        QString why;
+        if (!saveAtomically(path, QJsonDocument(verifyReportJson(result)).toJson(), &why)) {
+            fail(r, QStringLiteral("无法保存验证报告 %1（%2）。").arg(path, why));
             return r.exit;
         }
         report(-1, QStringLiteral("验证报告已保存到 %1").arg(path), &r);

@@ -85,7 +85,8 @@ bool CameraServer::saveFpnFile(const QString& path, QString* why)
         return false;
     }
     QString failed;
-    const bool written = writeFpnFile(path, head, m_bList, kRows, &failed);
+    // The dark current goes beside the file, or an older one there goes.
+    const bool written = writeFpnFile(path, head, m_bList, kRows, &failed) && saveDarkCurrentBeside(path, &failed);
     if (!written) {
         qDebug() << "saveFpnFile: " << failed;
         if (why) *why = failed;
@@ -182,6 +183,8 @@ bool CameraServer::applyFpnFile(const FpnFileContent& content, QString* why)
     }
     m_kScaleList = QList<double>(rows, 1.0);
     m_darkFromCamera = false;
+    // How each column's dark grows with the exposure, from beside the file when it was saved.
+    loadDarkCurrentBeside(content.path);
     return true;
 }
 

@@ -337,6 +337,13 @@ lsxStatus lsxGetExposureDescr(lsxHandle, lsxDoubleDescr* descr)
     return LSX_OK;
 }
 
+lsxStatus lsxGetExposure(lsxHandle, double* us)
+{
+    RECORD(lsxGetExposure);
+    *us = g->exposure;
+    return LSX_OK;
+}
+
 lsxStatus lsxSetExposure(lsxHandle, double us)
 {
     RECORD(lsxSetExposure, us);

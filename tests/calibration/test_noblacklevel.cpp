@@ -116,7 +116,10 @@ private slots:
         QSignalSpy info(s.get(), &CameraServer::OS_FpnInfo);
         s->dsnuStart(autoDoffset);
         const QList<Report> reports = reportsOf(info);
-        QCOMPARE(reports.last(), Report(100, QStringLiteral("暗场校正-暗场校正执行完成。")));
+        QStringList told;
+        for (const Report& r : reports) told.append(QStringLiteral("%1 %2").arg(r.first).arg(r.second));
+        QVERIFY2(reports.last() == Report(100, QStringLiteral("暗场校正-暗场校正执行完成。")),
+                 qPrintable(told.join(QLatin1Char('\n'))));
         QCOMPARE(reports.count(kFixedAtZero), 1);
         QCOMPARE(s->m_bList.size(), 3);
         for (int g = 0; g < 3; ++g) QCOMPARE(s->m_bList[g][5], double(10 + 5 + g + 1));

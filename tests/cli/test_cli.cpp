@@ -100,7 +100,7 @@ class TestCli : public QObject {
         QTest::newRow("bright series") << QStringList{"--sim-scene", "flat", "bright"} << "明场校正-开始采图" << 12;
         QTest::newRow("ffc") << QStringList{"--sim-scene", "flat", "ffc"} << "FFC执行中" << 0;
         QTest::newRow("lsc") << QStringList{"--sim-scene", "flat", "lsc"} << "LSC执行中" << 0;
-        QTest::newRow("verify") << QStringList{"verify"} << "采集暗场图像（关闭相机校正）" << 1;
+        QTest::newRow("verify") << QStringList{"verify"} << "采集明场图像（" << 1;
     }
 
     QJsonObject json(const QString& file)
