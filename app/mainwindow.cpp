@@ -5,6 +5,7 @@
 
 #include "app/progressinfowidget.h"
 #include "app/scenecontrol.h"
+#include "app/showhidehook.h"
 #include "app/style.h"
 #include "camera/cameraserver.h"
 #include "camera/metatypes.h"
@@ -73,6 +74,10 @@ MainWindow::MainWindow(const QString& deviceName, int tabIndex, QWidget* parent)
 
 MainWindow::~MainWindow()
 {
+    // The hooks on the progress panel and the left column call into this window: they go first,
+    // before the destruction of the widgets hides what they watch.
+    for (QObject* child : findChildren<QObject*>())
+        if (auto* hook = dynamic_cast<ShowHideHook*>(child)) delete hook;
     // Closes the camera and ends the worker without waiting for a procedure still running; what
     // the close has to say no longer reaches this window.
     m_cameraServer->disconnect(this);

@@ -8,6 +8,7 @@
 
 #include "camera/cameraserver.h"
 #include "camera/properties.h"
+#include "camera/settingranges.h"
 #include "camera/tables.h"
 #include "statustext.h"
 #include "views/imageitem.h"
@@ -344,10 +345,13 @@ void MainWindow::loadParams()
 {
     QSettings settings(fpnIniPath(), QSettings::IniFormat);
     m_hideFunction = settings.value(FpnIni::HideFunction, FpnIni::HideFunctionDefault).toBool();
-    const float gainMin = settings.value(FpnIni::GainMin, FpnIni::GainMinDefault).toFloat();
-    const float gainMax = settings.value(FpnIni::GainMax, FpnIni::GainMaxDefault).toFloat();
-    // One calibration gain: the lower bound follows the upper one.
-    if (gainMin != gainMax) {
+    // The panel shows a bad value as its default, said once; the calibration itself refuses it.
+    auto say = [this](const QString& text) { QTimer::singleShot(0, this, [this, text] { showCameraWarning(text); }); };
+    const SettingValue gainMin = checkSetting(FpnIni::GainMin, settings.value(FpnIni::GainMin));
+    const SettingValue gainMaxRead = checkSetting(FpnIni::GainMax, settings.value(FpnIni::GainMax));
+    const float gainMax = settingOrDefault(FpnIni::GainMax, settings.value(FpnIni::GainMax), say);
+    // One calibration gain: the lower bound follows the upper one, when that one is good.
+    if (gainMaxRead.ok() && (!gainMin.ok() || float(gainMin.value) != gainMax)) {
         settings.setValue(FpnIni::GainMin, gainMax);
         settings.sync();
     }
@@ -359,8 +363,8 @@ void MainWindow::loadParams()
         // The calibration gain is a setting, not the camera's gain: showing it writes nothing.
         auto cutSetGain = detach(ui->gainSelSBox, &QDoubleSpinBox::valueChanged, this, &MainWindow::setGain);
         ui->gainSelSBox->setValue(gainMax);
-        ui->pixelMaxSBox->setValue(settings.value(FpnIni::PixelMax, FpnIni::PixelMaxDefault).toInt());
-        ui->doffsetSBox->setValue(settings.value(FpnIni::DOffset, FpnIni::DOffsetDefault).toInt());
+        ui->pixelMaxSBox->setValue(settingOrDefault(FpnIni::PixelMax, settings.value(FpnIni::PixelMax), say));
+        ui->doffsetSBox->setValue(settingOrDefault(FpnIni::DOffset, settings.value(FpnIni::DOffset), say));
         ui->flatEnableCheck->setChecked(settings.value(FpnIni::FlatEnable, FpnIni::FlatEnableDefault).toBool());
     }
 
@@ -396,6 +400,13 @@ void MainWindow::setExposure()
 {
     if (!cameraOpen(m_cameraServer)) return;
     properties::setExposure(m_cameraServer->m_handle, ui->exposureSBox->value());
+    // Far from the dark run's exposure the dark data no longer fit: told once, without a wait.
+    if (const QString told = m_cameraServer->darkCurrentWarning(ui->exposureSBox->value()); !told.isEmpty()) {
+        auto* box = new QMessageBox(QMessageBox::Warning, tr("警告"), told, QMessageBox::Ok, this);
+        box->setAttribute(Qt::WA_DeleteOnClose);
+        box->setModal(false);
+        box->show();
+    }
 }
 
 void MainWindow::setResMode()

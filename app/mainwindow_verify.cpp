@@ -3,8 +3,11 @@
 //
 // It follows the workflow pattern: verifyProcess stops capture, binds the progress panel to
 // verifyOk and verifyCancel, shows it and fires IS_VerifyStart. Twice the run asks the operator
-// to do something (cover the lens, light the flat target): its question is written in the panel
-// and "继续", in the panel's button row while a question is open, answers it. "确定" after the
+// to do something (light the flat target, cover the lens): its question is written in the panel
+// and "继续", in the panel's button row while a question is open, answers it; meanwhile the
+// camera's image, sent by the run, is shown as live. On the simulated camera, whose lens and light
+// the operator cannot reach while the panel is open, "继续" also sets the scene the question asks
+// for (the scene control, if open, shows it), as the runner's --yes does. "确定" after the
 // closing report shows the result window; "取消" cancels, also while a question is open. The run
 // puts the camera back as it found it, so nothing is re-read into the panels, and capture stays
 // off as after the exposure test.
@@ -12,8 +15,10 @@
 #include "ui_mainwindow.h"
 
 #include "app/progressinfowidget.h"
+#include "app/scenecontrol.h"
 #include "app/verifywindow.h"
 #include "camera/cameraserver.h"
+#include "loader.h"
 
 #include <QBoxLayout>
 #include <QCoreApplication>
@@ -46,6 +51,11 @@ void MainWindow::setupVerify()
 
     m_verifyWindow = new VerifyWindow(this);
     connect(m_cameraServer, &CameraServer::OS_VerifyAsk, this, &MainWindow::verifyAsked);
+    // The run's frames while a question is open, shown although capture is off (received in the
+    // panel's context: the picture's own slot takes the server's frames only while capturing).
+    connect(m_cameraServer, &CameraServer::OS_VerifyFrame, m_progressInfo, [this](QPixmap pixmap, cv::Mat staticMat) {
+        if (m_verifyStep >= 0) showPicture(pixmap, staticMat);
+    });
     connect(m_cameraServer, &CameraServer::OS_VerifyFinished, m_verifyWindow, &VerifyWindow::setReport);
 }
 
@@ -81,6 +91,17 @@ void MainWindow::verifyAsked(int step, QString)
 void MainWindow::verifyContinue()
 {
     m_verifyContinueBut->hide();
+    // Question 1 is the lens cap, 2 the lit target. A scene that cannot be set is left to the
+    // run, which refuses a lit dark or a dark lit stage with its own message.
+    if (lsx::hasSceneControl()) {
+        const std::string camera = m_cameraServer->cameraName().toStdString();
+        lsx::Scene scene;
+        if (lsx::getScene(camera, scene) == LSX_OK) {
+            scene.kind = m_verifyStep == 1 ? 0 : 1;  // dark, flat target
+            lsx::setScene(camera, scene);
+        }
+        if (m_sceneControl) m_sceneControl->setCamera(m_cameraServer->cameraName());
+    }
     m_cameraServer->verifyAnswer(m_verifyStep, true);
     m_verifyStep = -1;
 }

@@ -34,7 +34,7 @@ constexpr double kSpectrumFloor = 1e-3;
 
 QString number(double v, int decimals)
 {
-    return std::isfinite(v) ? QString::number(v, 'f', decimals) : QStringLiteral("—");
+    return std::isfinite(v) ? QString::number(v, 'f', decimals) : QCoreApplication::translate("VerifyReport", "不可测");
 }
 
 QLineSeries* series(const QString& name, const QColor& color, bool dashed)
@@ -252,8 +252,7 @@ bool writePdf(const VerifyReport& r, const QString& path)
     page.text(QCoreApplication::translate("VerifyReport", "相机：%1　　型号：%2　　序列号：%3　　固件版本：%4")
                   .arg(r.camera, r.model, r.serial, r.version),
               9.5);
-    page.text(QCoreApplication::translate("VerifyReport",
-                                          "日期：%1　　增益：%2　　曝光时间：%3 us　　位深：%4 位　　每平面行数：%5")
+    page.text(QCoreApplication::translate("VerifyReport", "日期：%1　　增益：%2　　工作曝光时间：%3 us　　位深：%4 位　　每平面行数：%5")
                   .arg(r.when.toString(QStringLiteral("yyyy-MM-dd HH:mm:ss")))
                   .arg(r.gain)
                   .arg(r.exposure)
@@ -264,14 +263,13 @@ bool writePdf(const VerifyReport& r, const QString& path)
                                           "校正后测量时相机FPN：%1　　平场/镜头校正：%2　　校正前测量时两者均关闭")
                   .arg(r.fpnOn ? on : off, r.flatOn ? on : off),
               9.5);
-    page.text(
-        QCoreApplication::translate(
-            "VerifyReport", "依据 EMVA 1288 第 4.0 版的定义（线扫：每列 %1 个时间样本），数值单位 DN10（10 位数据）。")
-            .arg(r.lines),
-        9.5);
-    page.text(QCoreApplication::translate("VerifyReport",
-                                          "限值：PRNU ≤ %1 %，DSNU ≤ %2 DN10，缺陷列 ≤ %3；"
-                                          "缺陷列判定：暗场偏离邻列 %4 DN10 或响应偏离邻列 %5 %。")
+    page.text(verifyLevelsText(r) + QCoreApplication::translate("VerifyReport", "（曝光时间由验证设定，结束后恢复）；DSNU 在工作曝光时间下测量。"),
+              9.5);
+    page.text(QCoreApplication::translate("VerifyReport", "依据 EMVA 1288 第 4.0 版的定义（线扫：每列 %1 个时间样本），数值单位 DN10（10 位数据）。")
+                  .arg(r.lines),
+              9.5);
+    page.text(QCoreApplication::translate("VerifyReport", "限值：PRNU ≤ %1 %，DSNU ≤ %2 DN10，缺陷列 ≤ %3；"
+                             "缺陷列判定：暗场偏离邻列 %4 DN10 或响应偏离邻列 %5 %。")
                   .arg(r.limits.maxPrnu)
                   .arg(r.limits.maxDsnu)
                   .arg(r.limits.maxDefects)
@@ -399,7 +397,7 @@ QChart* verifySpectrumChart(const VerifyPlane& plane, ChartStyle style)
     y->setRange(kSpectrumFloor, top * 2.0);
     y->setLabelFormat(QStringLiteral("%g"));
     styleAxis(x, style, QCoreApplication::translate("VerifyReport", "空间频率（周期/列）"));
-    styleAxis(y, style, QCoreApplication::translate("VerifyReport", "幅度 DN10"));
+    styleAxis(y, style, QCoreApplication::translate("VerifyReport", "幅度（暗场 DN10，响应 %）"));
     return chart;
 }
 
@@ -425,39 +423,60 @@ QList<VerifyRow> verifyRows(const VerifyPlane& p, const VerifyLimits& l)
                        QStringLiteral("≤ %1").arg(l.maxDsnu), a.dsnu <= l.maxDsnu));
     rows.append(judged(QStringLiteral("PRNU1288 (%)"), number(b.prnu, 3), number(a.prnu, 3),
                        QStringLiteral("≤ %1").arg(l.maxPrnu), a.prnu <= l.maxPrnu));
-    rows.append(judged(QCoreApplication::translate("VerifyReport", "缺陷列数"), QString::number(b.defects.size()),
-                       QString::number(a.defects.size()), QStringLiteral("≤ %1").arg(l.maxDefects),
-                       a.defects.size() <= l.maxDefects));
-    rows.append(shown(QCoreApplication::translate("VerifyReport", "暗场均值 μ (DN10)"), number(b.darkMean, 2),
-                      number(a.darkMean, 2)));
-    rows.append(shown(QCoreApplication::translate("VerifyReport", "明场均值 μ (DN10)"), number(b.brightMean, 2),
-                      number(a.brightMean, 2)));
-    rows.append(shown(QCoreApplication::translate("VerifyReport", "暗场时间噪声 σ (DN10)"),
-                      number(sd(b.darkTemporalVar), 3), number(sd(a.darkTemporalVar), 3)));
-    rows.append(shown(QCoreApplication::translate("VerifyReport", "明场时间噪声 σ (DN10)"),
-                      number(sd(b.brightTemporalVar), 3), number(sd(a.brightTemporalVar), 3)));
-    rows.append(shown(QCoreApplication::translate("VerifyReport", "暗场慢变化峰峰值 (DN10)"), number(b.darkSlow, 3),
-                      number(a.darkSlow, 3)));
-    rows.append(shown(QCoreApplication::translate("VerifyReport", "响应慢变化峰峰值 (%)"), number(b.brightSlow, 3),
-                      number(a.brightSlow, 3)));
-    rows.append(shown(QCoreApplication::translate("VerifyReport", "暗场零值像素比例 (%)"),
-                      number(100.0 * b.darkZero, 1), number(100.0 * a.darkZero, 1)));
+    rows.append(judged(QCoreApplication::translate("VerifyReport", "缺陷列数"), QString::number(b.defects.size()), QString::number(a.defects.size()),
+                       QStringLiteral("≤ %1").arg(l.maxDefects), a.defects.size() <= l.maxDefects));
+    rows.append(shown(QCoreApplication::translate("VerifyReport", "暗场均值 μ (DN10)"), number(b.darkMean, 2), number(a.darkMean, 2)));
+    rows.append(shown(QCoreApplication::translate("VerifyReport", "明场均值 μ (DN10)"), number(b.brightMean, 2), number(a.brightMean, 2)));
+    rows.append(shown(QCoreApplication::translate("VerifyReport", "暗场时间噪声 σ (DN10)"), number(sd(b.darkTemporalVar), 3),
+                      number(sd(a.darkTemporalVar), 3)));
+    rows.append(shown(QCoreApplication::translate("VerifyReport", "明场时间噪声 σ (DN10)"), number(sd(b.brightTemporalVar), 3),
+                      number(sd(a.brightTemporalVar), 3)));
+    rows.append(shown(QCoreApplication::translate("VerifyReport", "暗场慢变化峰峰值 (DN10)"), number(b.darkSlow, 3), number(a.darkSlow, 3)));
+    rows.append(shown(QCoreApplication::translate("VerifyReport", "响应慢变化峰峰值 (%)"), number(b.brightSlow, 3), number(a.brightSlow, 3)));
+    rows.append(
+        shown(QCoreApplication::translate("VerifyReport", "暗场零值像素比例 (%)"), number(100.0 * b.darkZero, 1), number(100.0 * a.darkZero, 1)));
+    // PRNU at each level of saturation, with its exposure; the judged PRNU is the worst of them.
+    for (int i = 0; i < a.levels.size() && i < b.levels.size(); ++i)
+        rows.append(shown(QCoreApplication::translate("VerifyReport", "PRNU1288 @ %1% 饱和，%2 us (%)")
+                              .arg(a.levels[i].target)
+                              .arg(a.levels[i].exposure, 0, 'f', 1),
+                          number(b.levels[i].prnu, 3), number(a.levels[i].prnu, 3)));
     return rows;
 }
 
 QStringList verifyNotes(const VerifyPlane& plane)
 {
     QStringList notes;
-    for (const auto& [state, f] : {std::pair<QString, const VerifyFigures*>{
-                                       QCoreApplication::translate("VerifyReport", "校正前"), &plane.before},
-                                   {QCoreApplication::translate("VerifyReport", "校正后"), &plane.after}})
-        if (f->darkZero > 0.5)
+    for (const auto& [state, f] : {std::pair<QString, const VerifyFigures*>{QCoreApplication::translate("VerifyReport", "校正前"), &plane.before},
+                                   {QCoreApplication::translate("VerifyReport", "校正后"), &plane.after}}) {
+        const DarkLift& l = f->darkLift;
+        if (!l.measurable)
             notes.append(
-                QCoreApplication::translate(
-                    "VerifyReport", "%1暗场输出有 %2% 的像素为 0（暗电平被减到 0 以下），DSNU 只说明暗场输出平整。")
+                QCoreApplication::translate("VerifyReport", "%1暗场输出有 %2% 的像素为 0，黑电平无法抬升到消除截断：DSNU 不可测，结论不能为合格。")
                     .arg(state)
                     .arg(100.0 * f->darkZero, 0, 'f', 1));
+        else if (l.second > 0)
+            notes.append(
+                QCoreApplication::translate("VerifyReport", "%1暗场输出有 %2% 的像素为 0：DSNU 在黑电平抬升 %3 与 %4 后测量（每列为 0 的像素不超过 "
+                               "%5%），外推到原黑电平。")
+                    .arg(state)
+                    .arg(100.0 * f->darkZero, 0, 'f', 1)
+                    .arg(l.first)
+                    .arg(l.second)
+                    .arg(100.0 * l.worstColumnZeros, 0, 'f', 2));
+    }
     return notes;
+}
+
+QString verifyLevelsText(const VerifyReport& r)
+{
+    QStringList levels;
+    for (int i = 0; i < r.levels.size(); ++i)
+        levels.append(
+            QCoreApplication::translate("VerifyReport", "%1% 饱和 %2 us")
+                .arg(r.levels[i])
+                .arg(i < r.levelExposures.size() ? QString::number(r.levelExposures[i], 'f', 1) : QStringLiteral("?")));
+    return QCoreApplication::translate("VerifyReport", "PRNU 测量：%1").arg(levels.join(QCoreApplication::translate("VerifyReport", "、")));
 }
 
 QString defectText(const QVector<int>& columns)

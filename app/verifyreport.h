@@ -17,7 +17,8 @@ enum class ChartStyle { Dark, Paper };
 // column).
 QChart* verifyProfileChart(const VerifyPlane& plane, ChartStyle style);
 // The spectrograms of one plane: the response (bright - dark) and the dark row, before and after
-// (amplitude in DN10 over the spatial frequency in cycles per column).
+// (amplitude over the spatial frequency in cycles per column: the dark's in DN10, the response's
+// in per cent of the signal, like PRNU).
 QChart* verifySpectrumChart(const VerifyPlane& plane, ChartStyle style);
 
 // One figure of the table: its label, the value before and after as shown, the limit (empty for
@@ -32,11 +33,15 @@ struct VerifyRow {
 QList<VerifyRow> verifyRows(const VerifyPlane& plane, const VerifyLimits& limits);
 
 // What the operator should know to read a plane's figures: an output whose dark level the
-// correction takes to 0 is cut off there, so its DSNU only says that the dark output is flat.
+// correction takes to 0 is cut off there, so its DSNU was measured with the black level lifted,
+// or is not measurable.
 QStringList verifyNotes(const VerifyPlane& plane);
 
 // A list of defect columns as the operator reads it: "12, 40, 41（共 3 列）", or "无".
 QString defectText(const QVector<int>& columns);
+// The levels of saturation PRNU was measured at, with the exposure the run set for each:
+// "PRNU 测量：25% 饱和 48.2 us、50% 饱和 96.1 us".
+QString verifyLevelsText(const VerifyReport& report);
 // "合格" or "不合格".
 QString verdictText(bool passed);
 

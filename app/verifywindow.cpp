@@ -125,13 +125,14 @@ void VerifyWindow::setReport(VerifyReport report)
                   off = QCoreApplication::translate("VerifyWindow", "关");
     m_heading->setText(
         tr("相机 %1　型号 %2　序列号 %3　固件版本 %4\n"
-           "%5　增益 %6　曝光时间 %7 us　%8 位　每平面 %9 行　")
+                       "%5　增益 %6　工作曝光时间 %7 us　%8 位　每平面 %9 行　")
             .arg(r.camera, r.model, r.serial, r.version, r.when.toString(QStringLiteral("yyyy-MM-dd HH:mm:ss")))
             .arg(r.gain)
             .arg(r.exposure)
             .arg(r.bits == 0 ? 8 : 16)
             .arg(r.lines)
-        + tr("校正后：相机FPN %1，平场/镜头校正 %2").arg(r.fpnOn ? on : off, r.flatOn ? on : off));
+        + tr("校正后：相机FPN %1，平场/镜头校正 %2\n").arg(r.fpnOn ? on : off, r.flatOn ? on : off)
+        + verifyLevelsText(r));
     const bool passed = reportPasses(r);
     m_verdict->setText(tr("结论：%1").arg(verdictText(passed)));
     // A style sheet of its own: the application's sheet would override a palette.

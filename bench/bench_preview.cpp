@@ -14,59 +14,27 @@
 #include "camera/framegrab.h"
 #include "camera/preview.h"
 
+#include "benchring.h"
+
 #include <QGuiApplication>
 
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <cstring>
-#include <fstream>
-#include <map>
 #include <memory>
 #include <random>
 #include <string>
-#include <tuple>
-
-#include <unistd.h>
 
 namespace {
 
 constexpr int kRows = 1000;
 
-// ---- The ring ----
-
-// The largest cache the machine reports, in bytes: what the C library says of each level, and
-// what the kernel lists per cache. Virtual machines report odd sizes (this one: 32 MB in the
-// kernel's list, 384 MB from the processor's own description), so the largest of all is taken.
-size_t largestCache()
-{
-    size_t best = 0;
-    for (int name : {_SC_LEVEL1_DCACHE_SIZE, _SC_LEVEL2_CACHE_SIZE, _SC_LEVEL3_CACHE_SIZE, _SC_LEVEL4_CACHE_SIZE}) {
-        const long v = sysconf(name);
-        if (v > 0) best = std::max(best, size_t(v));
-    }
-    for (int i = 0; i < 8; ++i) {
-        std::ifstream in("/sys/devices/system/cpu/cpu0/cache/index" + std::to_string(i) + "/size");
-        size_t v = 0;
-        std::string unit;
-        if (!(in >> v)) continue;
-        in >> unit;
-        if (unit == "K") v <<= 10;
-        if (unit == "M") v <<= 20;
-        best = std::max(best, v);
-    }
-    return best;
-}
-
-// The ring holds twice the largest cache, and at least 64 MB and three frames: each frame
-// arrives from memory, not from a cache that still holds it from its last turn.
-size_t ringBytes()
-{
-    static const size_t bytes = std::max(size_t(64) << 20, 2 * largestCache());
-    return bytes;
-}
+using benchring::largestCache;
+using benchring::ringBytes;
+using benchring::timed;
+using Key = benchring::Key;
 
 QList<QList<double>> lists(std::mt19937& rng, int n, int size, double lo, double hi)
 {
@@ -156,40 +124,10 @@ const Setup& setupFor(int format, int bits, int columns, bool withRing)
 
 // ---- Timings ----
 
-// Every iteration's time in milliseconds, per format, width and measurement.
-struct Key {
-    std::string format;
-    int width;
-    std::string what;
-    bool operator<(const Key& o) const { return std::tie(format, width, what) < std::tie(o.format, o.width, o.what); }
-};
-std::map<Key, std::vector<double>> g_times;
-
 const char* formatName(int format, int bits)
 {
     if (format != FORMAT_MONO) return "BGR24";
     return bits == LSX_BITS_16 ? "mono16" : "mono8";
-}
-
-template <typename Fn>
-void timed(benchmark::State& state, const Key& key, Fn&& fn)
-{
-    std::vector<double>& times = g_times[key];
-    for (auto _ : state) {
-        const auto t0 = std::chrono::steady_clock::now();
-        fn();
-        const double s = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
-        state.SetIterationTime(s);
-        times.push_back(s * 1000.0);
-    }
-}
-
-double median(std::vector<double> v)
-{
-    if (v.empty()) return 0.0;
-    std::sort(v.begin(), v.end());
-    const size_t n = v.size();
-    return n % 2 ? v[n / 2] : 0.5 * (v[n / 2 - 1] + v[n / 2]);
 }
 
 // ---- The measurements ----
@@ -315,8 +253,7 @@ void BM_StagePixmapBgr24(benchmark::State& st)
 // The table of medians over every repetition.
 void printSummary()
 {
-    std::map<std::pair<std::string, int>, std::map<std::string, double>> rows;
-    for (const auto& [key, times] : g_times) rows[{key.format, key.width}][key.what] = median(times);
+    const auto rows = benchring::medians();
     if (rows.empty()) return;
     std::printf("\nmedian ms, frames of 1000 rows from a ring of %zu MB (largest cache reported: %zu MB)\n",
                 ringBytes() >> 20, largestCache() >> 20);

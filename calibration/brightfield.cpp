@@ -3,19 +3,23 @@
 // The operator's story of a normal run, under an even light:
 //  1. prepare: line count; the gain and grey-level settings shown;
 //  2. without dark rows of a dark-field run (or with dark rows that came from the camera), the
-//     camera's stored dark rows and DOffset are read back, gain by gain;
+//     camera's stored dark rows and DOffset are read back, gain by gain; a camera with no dark
+//     record to read keeps the program's own dark rows, where it has some;
 //  3. the camera's FPN and flat field off, soft trigger on, K cleared, RGB gains 1, image
 //     processing off;
 //  4. for each gain from Params/GainMin in steps of 1.0 up to Params/GainMax:
 //     a. set the gain and the line rate;
 //     b. measure: the exposures that reach the grey levels (Params/PixelMax, or 16, 64, 160 and
 //        240 for a multi-level calibration in factory mode), then one frame at each;
-//     c. compute: K per column of every frame (fpnCorrect), against the dark rows;
+//     c. compute: K per column of every frame (fpnCorrect), against the dark rows predicted at
+//        that frame's own exposure (the dark run's dark current); a K no column can use (a dead
+//        column) is limited and the column told as a defect;
 //     d. a cancel ends the run here, quietly;
 //  5. store: K scaled so that full scale still reaches full scale, B lifted by the dark run's
 //     lift; the multi-level camera evaluates K band by band first;
-//  6. report.
-// Nothing of the camera is restored; a failure leaves K as far as it came and B untouched.
+//  6. the working exposure as found, and report.
+// Of the camera only the exposure is put back, at every end; a failure leaves K as far as it
+// came and B untouched.
 //
 // The TVK317 family has no gains, exposure search or final step: one stacked image gives K.
 #include "camera/cameraserver.h"
@@ -24,12 +28,16 @@
 #include "calibration/darkstats.h"
 #include "calibration/klevels.h"
 #include "camera/framegrab.h"
+#include "camera/settingranges.h"
 #include "camera/tables.h"
 #include "statustext.h"
 
 #include <QDebug>
 #include <QSettings>
 
+#include <QStringList>
+
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <vector>
@@ -42,6 +50,33 @@ const std::vector<double> fpnTargets{16.0, 64.0, 160.0};
 const QString kFailedRun = QStringLiteral("明场校正-明场校正执行失败");
 const QString kDoneRun = QStringLiteral("明场校正-明场校正执行完成");
 const QString kNoDark = QStringLiteral("明场校正-无法读取暗场参数，请先执行暗场校正。");
+const QString kDeadColumns =
+    QStringLiteral("明场校正-%1对光无响应（明场均值不高于暗场均值），K 取限值 %2，这些列为缺陷列。");
+const QString kExposureLeft = QStringLiteral("明场校正-曝光时间无法恢复为 %1 us（错误原因：%2-%3），当前为 %4 us。");
+// Columns named in a report; more are counted.
+constexpr size_t kNamedColumns = 8;
+
+// The exposure as the run found it, set again when the run ends, however it ends.
+class ExposureKeeper {
+public:
+    explicit ExposureKeeper(lsxHandle h) : m_handle(h) { m_known = lsxGetExposure(h, &m_found) == LSX_OK; }
+    ~ExposureKeeper() { restore(); }
+    ExposureKeeper(const ExposureKeeper&) = delete;
+    ExposureKeeper& operator=(const ExposureKeeper&) = delete;
+    double found() const { return m_found; }
+    // Once; LSX_OK when nothing was known to restore.
+    lsxStatus restore()
+    {
+        if (!m_known) return LSX_OK;
+        m_known = false;
+        return lsxSetExposure(m_handle, m_found);
+    }
+
+private:
+    lsxHandle m_handle;
+    double m_found = 0.0;
+    bool m_known = false;
+};
 
 }  // namespace
 
@@ -64,6 +99,7 @@ void CameraServer::fpnRun()
 
     // 1. Line count and settings.
     readLineCount();
+    m_doffsetZeroSaid = false;
     const QStringList keys = settings().allKeys();
     auto withDefault = [&](const QString& key, const QVariant& fallback) {
         if (!keys.contains(key)) {
@@ -72,10 +108,20 @@ void CameraServer::fpnRun()
         }
         return settings().value(key, fallback);
     };
-    const float gainMin = withDefault(FpnIni::GainMin, FpnIni::GainMinDefault).toFloat();
-    const float gainMax = withDefault(FpnIni::GainMax, FpnIni::gainMaxCalibrationDefault(m_isLinescan)).toFloat();
-    const int pixelMax = withDefault(FpnIni::PixelMax, FpnIni::PixelMaxDefault).toInt();
-    const int pixelMin = settings().value(FpnIni::PixelMin, FpnIni::PixelMinDefault).toInt();
+    SettingCheck check;
+    const float gainMin = check.number(FpnIni::GainMin, withDefault(FpnIni::GainMin, FpnIni::GainMinDefault));
+    const float gainMax =
+        check.number(FpnIni::GainMax, withDefault(FpnIni::GainMax, FpnIni::gainMaxCalibrationDefault(m_isLinescan)));
+    const int pixelMax = check.number(FpnIni::PixelMax, withDefault(FpnIni::PixelMax, FpnIni::PixelMaxDefault));
+    const int pixelMin = check.number(FpnIni::PixelMin, settings().value(FpnIni::PixelMin, FpnIni::PixelMinDefault));
+    if (m_supportMLK != 0) check.number(FpnIni::FpnSel, settings().value(FpnIni::FpnSel, FpnIni::FpnSelDefault));
+    // The exposure searches apply the stored DOffset.
+    if (!doffsetSkipped()) check.number(FpnIni::DOffset, settings().value(FpnIni::DOffset));
+    check.gainRange(gainMin, gainMax);
+    if (!check.ok()) {
+        emit OS_FpnInfo(101, QStringLiteral("明场校正-") + check.message());
+        return;
+    }
     const bool factory = settings().value(FpnIni::Factory, FpnIni::FactoryDefault).toBool();
     qDebug() << "fpnStart : " << gainMin << gainMax << pixelMin << pixelMax;
     emit OS_FpnInfo(10, QStringLiteral("明场校正-增益范围 : [%1, %2]").arg(gainMin).arg(gainMax));
@@ -87,7 +133,8 @@ void CameraServer::fpnRun()
         if (!fpnReadDark()) return;
     }
 
-    // 3. Prepare.
+    // 3. Prepare. The exposure searches and the series change the exposure: it goes back at the end.
+    ExposureKeeper exposure(m_handle);
     {
         QWriteLocker lock(&m_lock);
         m_cancel = false;
@@ -131,7 +178,8 @@ void CameraServer::fpnRun()
             emit OS_FpnInfo(50, QStringLiteral("明场校正-开始采图..."));
             qDebug() << "fpnCapture -------------";
             QList<cv::Mat> images;
-            if (!fpnCapture(exposures, images)) {
+            QVector<double> taken;
+            if (!fpnCapture(exposures, images, &taken)) {
                 emit OS_FpnInfo(101, QStringLiteral("明场校正-明场校正图像采集失败"));
                 return;
             }
@@ -139,7 +187,7 @@ void CameraServer::fpnRun()
             emit OS_FpnInfo(80, QStringLiteral("明场校正-明场校正图像采集完成"));
             emit OS_FpnInfo(80, QStringLiteral("明场校正-开始执行明场校正..."));
             qDebug() << "fpnCorrect -------------";
-            if (!fpnCorrect(images)) {
+            if (!fpnCorrect(images, taken)) {
                 emit OS_FpnInfo(101, kFailedRun);
                 return;
             }
@@ -156,11 +204,20 @@ void CameraServer::fpnRun()
     }
     fpnFinish();
     // 6.
+    const lsxStatus restored = exposure.restore();
+    if (restored != LSX_OK) {
+        double now = 0.0;
+        lsxGetExposure(m_handle, &now);
+        emit OS_FpnInfo(99, kExposureLeft.arg(exposure.found()).arg(restored).arg(statusText(restored)).arg(now));
+    }
     emit OS_FpnInfo(100, kDoneRun);
 }
 
 bool CameraServer::fpnReadDark()
 {
+    // The program's own dark rows (a dark run, a loaded file), kept for a camera that has no dark
+    // record to read back.
+    const QList<QList<double>> own = m_bList;
     m_bList.clear();
     lsxRegionDescr region{};
     int32_t source = -1;
@@ -196,6 +253,12 @@ bool CameraServer::fpnReadDark()
         uint32_t size = static_cast<uint32_t>(record.size());
         const lsxStatus status = lsxGet(m_handle, LSX_KEY_FPN, record.data(), &size);
         qDebug() << status << " : " << statusText(status);
+        if (status == LSX_ERR_NOT_SUPPORTED && !own.isEmpty() && m_bList.isEmpty()) {
+            m_bList = own;
+            m_darkFromCamera = false;
+            emit OS_FpnInfo(10, QStringLiteral("明场校正-相机不支持读取暗场参数，将使用程序中的暗场参数进行FPN校正。"));
+            return true;
+        }
         if (status != LSX_OK) {
             emit OS_FpnInfo(90, withStatus(QStringLiteral("明场校正-读取暗场参数出错，错误原因：%1-%2."), status));
             emit OS_FpnInfo(101, kNoDark);
@@ -216,10 +279,46 @@ bool CameraServer::fpnReadDark()
     return true;
 }
 
-bool CameraServer::fpnCorrect(const QList<cv::Mat>& images)
+bool CameraServer::fpnCorrect(const QList<cv::Mat>& images, const QVector<double>& exposures)
 {
-    const int colCount = settings().value(FpnIni::ColCount, FpnIni::ColCountDefault).toInt();
-    return fitColumnGains(images, m_bList, m_lineCount, m_flatEnable, colCount, m_kList, m_kPoints);
+    const int colCount =
+        settingOrDefault(FpnIni::ColCount, settings().value(FpnIni::ColCount),
+                         [this](const QString& t) { emit OS_FpnInfo(80, QStringLiteral("明场校正-") + t); });
+    // Each frame against the dark of its own exposure, where the dark run measured how it grows.
+    QList<QList<QList<double>>> darks;
+    if (darkCurrentUsable() && exposures.size() == images.size())
+        for (double e : exposures) darks.append(darkRowsAt(e));
+    else
+        darks.append(m_bList);
+    const qsizetype kFrom = m_kList.size(), pointsFrom = m_kPoints.size();
+    if (!fitColumnGains(images, darks, m_lineCount, m_flatEnable, colCount, m_kList, m_kPoints)) return false;
+
+    // A column whose bright mean does not rise above its dark has no gain: never a K that is not
+    // a number, infinite or not above 0 (nothing could write or load it). It takes the upper limit
+    // of kAtLevel and is named, once per plane, as a defect.
+    const double limit = m_maxK - 0.2;
+    const int channels = images.first().channels();
+    const int perImage = channels == 1 ? std::max(1, m_lineCount) : channels;
+    std::vector<std::vector<int>> dead(static_cast<size_t>(perImage));
+    for (qsizetype r = kFrom; r < m_kList.size(); ++r) {
+        std::vector<int>& plane = dead[size_t((r - kFrom) % perImage)];
+        for (int x : limitUnusableK(m_kList[r], limit))
+            if (std::find(plane.begin(), plane.end(), x) == plane.end()) plane.push_back(x);
+    }
+    for (qsizetype r = pointsFrom; r < m_kPoints.size(); ++r) limitUnusableK(m_kPoints[r], limit);
+    const int format = channels == 1 ? FORMAT_MONO : channels == 3 ? FORMAT_BGR24 : FORMAT_BGR32;
+    for (size_t p = 0; p < dead.size(); ++p) {
+        if (dead[p].empty()) continue;
+        std::sort(dead[p].begin(), dead[p].end());
+        QStringList columns;
+        for (size_t i = 0; i < dead[p].size() && i < kNamedColumns; ++i) columns.append(QString::number(dead[p][i]));
+        QString where =
+            QStringLiteral("%1 第 %2 列").arg(planeName(format, dead.size(), p), columns.join(QStringLiteral("、")));
+        if (dead[p].size() > kNamedColumns) where += QStringLiteral("等 %1 列").arg(dead[p].size());
+        qDebug() << "fpnCorrect: unusable K in " << where;
+        emit OS_FpnInfo(85, kDeadColumns.arg(where).arg(limit));
+    }
+    return true;
 }
 
 void CameraServer::fpnFinish()
@@ -229,7 +328,7 @@ void CameraServer::fpnFinish()
         finishSingleLevel(m_bList, m_kList, m_incBList, maxv, m_kScaleList);
         return;
     }
-    const int fpnSel = settings().value(FpnIni::FpnSel, FpnIni::FpnSelDefault).toInt();
+    const int fpnSel = checkSetting(FpnIni::FpnSel, settings().value(FpnIni::FpnSel)).value;
     finishMultiLevel(m_bList, m_kPoints, m_maxK, fpnLevelsFor(fpnSel), m_incBList, maxv, m_kScaleList);
 }
 

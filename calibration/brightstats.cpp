@@ -25,6 +25,38 @@ double highestPlaneMean(const std::vector<cv::Mat>& planes)
     return b;
 }
 
+double highestPlaneMean(const std::vector<cv::Mat>& planes, const std::vector<double>& darks)
+{
+    double b = 0.0;
+    bool first = true;
+    for (size_t p = 0; p < planes.size(); ++p) {
+        if (planes[p].empty()) continue;
+        const double m = cv::mean(planes[p])[0] - (p < darks.size() ? darks[p] : 0.0);
+        if (first || m > b) b = m;
+        first = false;
+    }
+    return b;
+}
+
+std::vector<double> planeDarkLevels(const QList<QList<double>>& darkRows, int planes, int lineCount)
+{
+    auto rowMean = [](const QList<double>& row) {
+        double s = 0.0;
+        for (double v : row) s += v;
+        return row.isEmpty() ? 0.0 : s / double(row.size());
+    };
+    const int rows = planes == 1 ? std::max(1, lineCount) : planes;
+    if (planes < 1 || darkRows.size() < rows) return {};
+    if (planes > 1) {
+        std::vector<double> out;
+        for (int p = 0; p < planes; ++p) out.push_back(rowMean(darkRows[p]));
+        return out;
+    }
+    double s = 0.0;
+    for (int l = 0; l < rows; ++l) s += rowMean(darkRows[l]);
+    return {s / rows};
+}
+
 double highestColumnMean(const std::vector<cv::Mat>& planes)
 {
     double b = 0.0;
@@ -257,17 +289,29 @@ cv::Mat sensorLine(const cv::Mat& image, int l, int n)
 bool fitColumnGains(const QList<cv::Mat>& images, const QList<QList<double>>& bList, int lineCount, bool flat,
                     int colCount, QList<QList<double>>& kList, QList<QList<KPoint>>& kPoints)
 {
+    return fitColumnGains(images, QList<QList<QList<double>>>{bList}, lineCount, flat, colCount, kList, kPoints);
+}
+
+bool fitColumnGains(const QList<cv::Mat>& images, const QList<QList<QList<double>>>& darks, int lineCount, bool flat,
+                    int colCount, QList<QList<double>>& kList, QList<QList<KPoint>>& kPoints)
+{
     if (images.isEmpty()) return false;
     const int channels = images.first().channels();
     if (channels > 4 || channels == 2) return false;
+    if (darks.size() != 1 && darks.size() != images.size()) return false;
+    auto darkOf = [&darks](qsizetype image) -> const QList<QList<double>>& {
+        return darks.size() == 1 ? darks.first() : darks[image];
+    };
 
     // A dark row for every plane or line used, as wide as the images.
     const int rowsUsed = channels == 1 ? (lineCount > 1 ? lineCount : 1) : channels;
-    if (bList.size() < rowsUsed) return false;
     int widest = 0;
     for (const cv::Mat& image : images) widest = std::max(widest, image.cols);
-    for (int r = 0; r < rowsUsed; ++r)
-        if (bList[r].size() < widest) return false;
+    for (const QList<QList<double>>& bList : darks) {
+        if (bList.size() < rowsUsed) return false;
+        for (int r = 0; r < rowsUsed; ++r)
+            if (bList[r].size() < widest) return false;
+    }
 
     const int count = static_cast<int>(images.size());
     if (channels == 1 && lineCount <= 1) {
@@ -275,7 +319,7 @@ bool fitColumnGains(const QList<cv::Mat>& images, const QList<QList<double>>& bL
             QList<double> k;
             // Never true: kept as the renormalising of the one-line path has always been asked for.
             const bool renormalize = i > count;
-            kPoints.append(calcColumnK(images[i], k, bList[0], flat, colCount, renormalize));
+            kPoints.append(calcColumnK(images[i], k, darkOf(i)[0], flat, colCount, renormalize));
             kList.append(k);
         }
         return true;
@@ -284,24 +328,55 @@ bool fitColumnGains(const QList<cv::Mat>& images, const QList<QList<double>>& bL
         const cv::Mat& last = images.last();
         for (int l = 0; l < lineCount; ++l) {
             QList<double> k;
-            calcColumnK(sensorLine(last, l, lineCount), k, bList[l], flat, colCount, false);
+            calcColumnK(sensorLine(last, l, lineCount), k, darkOf(count - 1)[l], flat, colCount, false);
             kList.append(k);
         }
         return true;
     }
     std::vector<QList<QList<KPoint>>> perPlane(static_cast<size_t>(channels));
-    for (const cv::Mat& image : images) {
+    for (int i = 0; i < count; ++i) {
         std::vector<cv::Mat> planes;
-        if (image.channels() == channels) cv::split(image, planes);
+        if (images[i].channels() == channels) cv::split(images[i], planes);
         for (int p = 0; p < channels; ++p) {
             QList<double> k;
             const cv::Mat plane = p < static_cast<int>(planes.size()) ? planes[static_cast<size_t>(p)] : cv::Mat();
-            perPlane[static_cast<size_t>(p)].append(calcColumnK(plane, k, bList[p], flat, colCount, false));
+            perPlane[static_cast<size_t>(p)].append(calcColumnK(plane, k, darkOf(i)[p], flat, colCount, false));
             kList.append(k);
         }
     }
     for (const QList<QList<KPoint>>& lists : perPlane) kPoints.append(lists);
     return true;
+}
+
+namespace {
+
+bool unusable(double k)
+{
+    return !std::isfinite(k) || !(k > 0.0);
+}
+
+}  // namespace
+
+std::vector<int> limitUnusableK(QList<double>& k, double limit)
+{
+    std::vector<int> out;
+    for (qsizetype x = 0; x < k.size(); ++x)
+        if (unusable(k[x])) {
+            k[x] = limit;
+            out.push_back(int(x));
+        }
+    return out;
+}
+
+std::vector<int> limitUnusableK(QList<KPoint>& points, double limit)
+{
+    std::vector<int> out;
+    for (qsizetype x = 0; x < points.size(); ++x)
+        if (unusable(points[x].y)) {
+            points[x].y = limit;
+            out.push_back(int(x));
+        }
+    return out;
 }
 
 // ---- The camera's dark rows ----

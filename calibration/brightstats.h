@@ -23,6 +23,14 @@
 // The brightness of a frame for the bright-field search: the highest of the planes' means
 // (cv::mean over each whole plane), in raw units. 0 for no planes.
 double highestPlaneMean(const std::vector<cv::Mat>& planes);
+// The same above each plane's dark: the highest of mean(plane p) - darks[p] (raw units); a plane
+// without a dark level counts as dark 0.
+double highestPlaneMean(const std::vector<cv::Mat>& planes, const std::vector<double>& darks);
+// The dark level of each plane of a search frame (its planes not dealt into sensor lines), in raw
+// units, from dark rows of the first gain: colour plane p is the mean of row p; a mono frame's one
+// plane the mean of rows 0 .. lineCount - 1 (its lines alternate in it). Empty when the rows do
+// not cover the planes.
+std::vector<double> planeDarkLevels(const QList<QList<double>>& darkRows, int planes, int lineCount);
 // The brightness of a frame for the exposure range: the highest column mean of all planes, each
 // column summed over its rows in single precision and divided by the row count, in raw units.
 double highestColumnMean(const std::vector<cv::Mat>& planes);
@@ -99,6 +107,18 @@ QList<KPoint> calcColumnK(const cv::Mat& plane, QList<double>& kOut, const QList
 // fewer dark rows than planes or lines used, or a dark row shorter than the images are wide.
 bool fitColumnGains(const QList<cv::Mat>& images, const QList<QList<double>>& bList, int lineCount, bool flat,
                     int colCount, QList<QList<double>>& kList, QList<QList<KPoint>>& kPoints);
+// The same with the dark rows of each image: darks[i] for image i (the dark predicted at its
+// exposure), or darks[0] for every image when there is one. False as above when any image's dark
+// rows fall short, or when darks has neither one entry nor one per image.
+bool fitColumnGains(const QList<cv::Mat>& images, const QList<QList<QList<double>>>& darks, int lineCount, bool flat,
+                    int colCount, QList<QList<double>>& kList, QList<QList<KPoint>>& kPoints);
+
+// A gain that no column can use: not a number, infinite, or not above 0 (a column whose bright
+// mean does not rise above its dark, a dead column). Each such K of `k` becomes `limit`; the
+// columns are returned, ascending.
+std::vector<int> limitUnusableK(QList<double>& k, double limit);
+// The same for the K of samples.
+std::vector<int> limitUnusableK(QList<KPoint>& points, double limit);
 
 // ---- The camera's dark rows ----
 

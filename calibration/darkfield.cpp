@@ -4,34 +4,48 @@
 //  1. prepare: line count, the camera's FPN and flat field off, formats that give raw 16-bit
 //     mono (or the colour format as it is), the full resolution mode, soft trigger, line rate,
 //     RGB gains 1, image processing off, stream on;
-//  2. for each gain from Params/GainMin in steps of 1.0 up to Params/GainMax:
+//  2. for each gain from Params/GainMin in steps of 1.0 up to Params/GainMax (a gain setting that
+//     is not a number, out of its range, or a range without a pass refuses the run before step 1):
 //     a. set the gain;
 //     b. DOffset: searched at this gain (automatic) or the stored one applied, and the image
 //        height of a measurement;
 //     c. grab one triggered frame, waiting through any number of time-outs (told with their count
 //        and the time waited) until it comes or the operator cancels, or until the server's frame
 //        time-out when it has one;
-//     d. check: each plane's brightest column mean must not exceed the camera's B limit;
+//     d. check: each plane's brightest column mean must not exceed the camera's B limit, and no
+//        more than 1 % of its samples may sit at 0 (a dark cut off there has no measurable B);
 //     e. store: one row of B per plane (m_bList) and its lift (m_incBList);
+//     f. the dark current: a second dark at the second exposure (the shortest the camera allows,
+//        or twice the working one when the shortest is too close), each column's slope per
+//        microsecond kept beside its row of B (m_darkCurrent), the working exposure set again;
 //  3. stop the stream and report.
-// A failure leaves the rows of the gains finished before it; nothing of the camera is restored.
+// A failure leaves the rows of the gains finished before it; nothing of the camera is restored
+// but the exposure, set back as soon as the second dark is taken.
 //
 // The TVK317 family has no gain loop, DOffset, soft trigger or colour: its camera FPN goes off,
 // 512 free-running readouts are stacked into one image, and their column means on the 8-bit
 // scale make the one row of B.
 #include "camera/cameraserver.h"
 
+#include "calibration/darkcurrent.h"
 #include "calibration/darkstats.h"
 #include "camera/framegrab.h"
+#include "camera/settingranges.h"
 #include "camera/tables.h"
 
 #include <QDebug>
+#include <QDir>
+#include <QFile>
 #include <QSettings>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 
 namespace {
+
+// The largest median dark current of a plausible dark, DN10 per ms (the sensors' is about 1).
+constexpr double kMaxMedianDarkCurrent = 50.0;
 
 constexpr uint32_t kDarkFrameTimeoutMs = 3000;
 
@@ -40,6 +54,12 @@ const QString kDoneRun = QStringLiteral("暗场校正-暗场校正执行完成�
 const QString kStreamFailed = QStringLiteral("暗场校正-启动视频流出错，错误原因：%1-%2.");
 const QString kTooBright = QStringLiteral("暗场校正-暗场亮度过高，超过限制值%1，无法继续执行暗场校正。");
 const QString kMeanRange = QStringLiteral("暗场校正-最小列均值为%1，最大列均值为%2.");
+const QString kClippedDark = QStringLiteral(
+    "暗场校正-%1 有 %2% 的像素为 0（最多允许 1%）：暗电平被截断，无法测得暗场均值。DOffset 为 %3，曝光时间 %4 us；"
+    "请提高DOffset（或勾选自动检测DOffset）后重试。");
+const QString kDarkCurrent =
+    QStringLiteral("暗场校正-暗电流：曝光时间 %1 us 与 %2 us 的暗场之差，最大 %3 DN10/ms（%4 第 %5 列）。");
+const QString kNoDarkCurrent = QStringLiteral("暗场校正-%1，未测量暗电流：明场校正将按工作曝光时间的暗场计算。");
 
 QString meanRangeText(const MeanRange& r)
 {
@@ -64,14 +84,33 @@ void CameraServer::dsnuRun(bool autoDoffset)
         QWriteLocker lock(&m_lock);
         m_cancel = false;
     }
+    // The settings that decide the run, refused before the camera is touched and the rows of an
+    // earlier run are dropped.
+    SettingCheck check(settings());
+    const double rangeMin = check.read(FpnIni::GainMin, FpnIni::GainMinDefault);
+    check.gainRange(rangeMin, check.read(FpnIni::GainMax, FpnIni::gainMaxCalibrationDefault(m_isLinescan)));
+    if (!autoDoffset) check.read(FpnIni::DOffset, FpnIni::DOffsetDefault);
+    if (!m_isTvk317 && !check.ok()) {
+        emit OS_FpnInfo(101, QStringLiteral("暗场校正-") + check.message());
+        return;
+    }
     m_bList.clear();
     m_incBList.clear();
+    m_doffsetZeroSaid = false;
     if (m_isTvk317) {
         dsnuTvk317();
         return;
     }
 
     if (!dsnuPrepare()) return;
+    // The working exposure, at which B is taken; the dark current needs a second one.
+    double working = 0.0;
+    lsxDoubleDescr range{};
+    const bool exposureKnown =
+        lsxGetExposure(m_handle, &working) == LSX_OK && lsxGetExposureDescr(m_handle, &range) == LSX_OK;
+    m_darkCurrent = DarkCurrent();
+    m_darkCurrent.exposure = working;
+    m_darkCurrent.secondExposure = exposureKnown ? secondDarkExposure(working, range.min, range.max) : 0.0;
     // A gain setting read as a float; a missing key gets its default written first.
     const QStringList keys = settings().allKeys();
     auto gainSetting = [&](const QString& key, float fallback) {
@@ -161,22 +200,9 @@ bool CameraServer::dsnuGain(float gain, bool autoDoffset)
         }
     }
 
-    // One triggered frame. A time-out triggers again, for as long as it takes; only the
-    // operator's cancel ends the wait (or the server's frame time-out).
     lsxFrame frame;
     void* buffer = nullptr;
-    FrameWait silence;
-    for (;;) {
-        if (cancelRequested()) return false;
-        if (lsxTriggerFire(m_handle) != LSX_OK) return false;
-        const lsxStatus got = lsxGetFrame(m_handle, &frame, &buffer, kDarkFrameTimeoutMs);
-        if (got == LSX_ERR_TIMEOUT) {
-            if (!frameRetry(silence, QStringLiteral("暗场校正-"), 2)) return false;
-            continue;
-        }
-        if (got != LSX_OK) return false;
-        break;
-    }
+    if (!dsnuGrab(frame, buffer)) return false;
     m_frameBits = static_cast<int32_t>(frame.bits);
 
     std::vector<cv::Mat> planes;
@@ -196,16 +222,157 @@ bool CameraServer::dsnuGain(float gain, bool autoDoffset)
             return false;
         }
     }
+    // A dark cut off at 0 spreads less than the sensor and its mean lies too high: no B of it.
+    for (size_t p = 0; p < planes.size(); ++p) {
+        const double zeros = zeroShare(planes[p]);
+        if (zeros > kDarkMaxZeroShare) {
+            emit OS_FpnInfo(101, kClippedDark.arg(planeName(int(frame.format), planes.size(), p))
+                                     .arg(100.0 * zeros, 0, 'f', 1)
+                                     .arg(settings().value(FpnIni::DOffset, FpnIni::DOffsetDefault).toInt())
+                                     .arg(m_darkCurrent.exposure));
+            return false;
+        }
+    }
     emit OS_FpnInfo(20, QStringLiteral("\n"));
 
-    for (const cv::Mat& plane : planes) {
-        const DarkRow row = darkRow(plane);
+    // An 8-bit sample is 4 DN10 wide and the dark's noise does not dither it: B from this frame and
+    // three more a black-level step apart each, at 10-bit resolution.
+    std::vector<std::vector<cv::Mat>> dithered;
+    if (!dsnuDither(frame.bits, planes, dithered)) return false;
+    std::vector<cv::Mat> working;
+    for (size_t p = 0; p < planes.size(); ++p) {
+        DarkRow row = darkRow(planes[p]);
+        if (!dithered.empty()) {
+            row.b = ditheredDarkRow(dithered[p]);
+            cv::Mat all;
+            cv::vconcat(dithered[p], all);
+            working.push_back(all);
+        }
         m_bList.append(row.b);
         m_incBList.append(row.lift);
     }
     qDebug() << "m_incBList : " << m_incBList;
     emit OS_FpnInfo(90, QStringLiteral("暗场校正-抓图完成."));
     emit OS_FpnInfo(99, QStringLiteral("暗场校正-增益为 %1 暗场校正完成.\n").arg(gain));
+    return dsnuDarkCurrent(dithered.empty() ? planes : working, frame.bits);
+}
+
+bool CameraServer::dsnuDither(uint32_t bits, const std::vector<cv::Mat>& planes, std::vector<std::vector<cv::Mat>>& out)
+{
+    out.clear();
+    if (bits != LSX_BITS_8 || doffsetSkipped()) return true;
+    out.resize(planes.size());
+    for (size_t p = 0; p < planes.size(); ++p) out[p].push_back(planes[p]);
+    const int doffset = settings().value(FpnIni::DOffset, FpnIni::DOffsetDefault).toInt();
+    bool grabbed = true;
+    for (int step = 1; step < kDarkDitherSteps && grabbed; ++step) {
+        const lsxStatus written = writeDoffset(doffset + step);
+        // A camera without a black level cannot step it: its dark stays at 8-bit resolution.
+        if (step == 1 && written == LSX_ERR_NOT_SUPPORTED && doffsetAbsent()) {
+            out.clear();
+            return true;
+        }
+        if (written != LSX_OK) {
+            emit OS_FpnInfo(101, withStatus(QStringLiteral("DOffset设置出错，错误原因：%1-%2."), written));
+            grabbed = false;
+            break;
+        }
+        // The first frame after the change may have been read out before it: the second counts.
+        lsxFrame frame;
+        void* buffer = nullptr;
+        std::vector<cv::Mat> more;
+        grabbed = dsnuGrab(frame, buffer) && dsnuGrab(frame, buffer) && splitFramePlanes(frame, buffer, true, more)
+                  && more.size() == planes.size();
+        for (size_t p = 0; grabbed && p < planes.size(); ++p) out[p].push_back(more[p]);
+    }
+    const bool back = writeDoffset(doffset) == LSX_OK;
+    return grabbed && back;
+}
+
+bool CameraServer::dsnuGrab(lsxFrame& frame, void*& buffer)
+{
+    // A time-out triggers again, for as long as it takes; only the operator's cancel ends the wait
+    // (or the server's frame time-out).
+    FrameWait silence;
+    for (;;) {
+        if (cancelRequested()) return false;
+        if (lsxTriggerFire(m_handle) != LSX_OK) return false;
+        const lsxStatus got = lsxGetFrame(m_handle, &frame, &buffer, kDarkFrameTimeoutMs);
+        if (got == LSX_ERR_TIMEOUT) {
+            if (!frameRetry(silence, QStringLiteral("暗场校正-"), 2)) return false;
+            continue;
+        }
+        return got == LSX_OK;
+    }
+}
+
+bool CameraServer::dsnuDarkCurrent(const std::vector<cv::Mat>& atWorking, uint32_t bits)
+{
+    const double working = m_darkCurrent.exposure, second = m_darkCurrent.secondExposure;
+    // Measured at every gain or at none: a failure drops the rows of earlier gains too, so that the
+    // dark current never covers only some rows of B. Told once.
+    auto notMeasured = [this](const QString& why) {
+        emit OS_FpnInfo(99, kNoDarkCurrent.arg(why));
+        m_darkCurrent.secondExposure = 0.0;
+        m_darkCurrent.slope.clear();
+        return true;
+    };
+    if (!(second > 0.0)) {
+        const bool firstGain = m_bList.size() == qsizetype(atWorking.size());
+        return firstGain ? notMeasured(QStringLiteral("相机的曝光时间范围不足以测量暗电流")) : true;
+    }
+    if (lsxSetExposure(m_handle, second) != LSX_OK)
+        return notMeasured(QStringLiteral("无法设置曝光时间 %1 us").arg(second));
+
+    // The first frame after an exposure change may have been exposed before it: the second counts;
+    // an 8-bit dark dithered as the first one was.
+    lsxFrame frame;
+    void* buffer = nullptr;
+    bool grabbed = dsnuGrab(frame, buffer) && dsnuGrab(frame, buffer);
+    std::vector<cv::Mat> planes;
+    bool split = grabbed && splitFramePlanes(frame, buffer, true, planes);
+    std::vector<std::vector<cv::Mat>> dithered;
+    if (split) grabbed = dsnuDither(bits, planes, dithered);
+    for (size_t p = 0; p < dithered.size(); ++p) cv::vconcat(dithered[p], planes[p]);
+    lsxSetExposure(m_handle, working);
+    if (!grabbed) return false;
+    if (!split || planes.size() != atWorking.size())
+        return notMeasured(QStringLiteral("第二次暗场的图像格式与第一次不同"));
+
+    m_darkCurrent.bits = m_frameBits;
+    const double perMs = 1000.0 * (m_frameBits == LSX_BITS_8 ? 4.0 : 1.0 / 64.0);
+    double steepest = 0.0;
+    size_t steepestPlane = 0;
+    int steepestColumn = 0;
+    for (size_t p = 0; p < planes.size(); ++p) {
+        const QList<double> slope = darkSlopeRow(atWorking[p], planes[p], working, second);
+        if (slope.size() != atWorking[p].cols) return notMeasured(QStringLiteral("第二次暗场的图像尺寸与第一次不同"));
+        for (int x = 0; x < slope.size(); ++x)
+            if (std::abs(slope[x]) > std::abs(steepest)) {
+                steepest = slope[x];
+                steepestPlane = p;
+                steepestColumn = x;
+            }
+        m_darkCurrent.slope.append(slope);
+    }
+    // A sensor's dark current is small in most columns and large only in a few hot ones. A dark
+    // that grows with the exposure in most columns is light reaching the sensor (a cap that
+    // leaks, a camera that cannot be darkened): not a dark current to predict darks with.
+    std::vector<double> all;
+    for (qsizetype r = m_darkCurrent.slope.size() - qsizetype(planes.size()); r < m_darkCurrent.slope.size(); ++r)
+        for (double v : m_darkCurrent.slope[r]) all.push_back(std::abs(v));
+    if (!all.empty()) {
+        std::nth_element(all.begin(), all.begin() + all.size() / 2, all.end());
+        const double median = all[all.size() / 2] * perMs;
+        if (median > kMaxMedianDarkCurrent)
+            return notMeasured(QStringLiteral("多数列的暗场随曝光时间增长（中位 %1 DN10/ms），像是有光照到传感器")
+                                   .arg(median, 0, 'f', 1));
+    }
+    emit OS_FpnInfo(99, kDarkCurrent.arg(working)
+                            .arg(second)
+                            .arg(steepest * perMs, 0, 'f', 1)
+                            .arg(planeName(int(frame.format), planes.size(), steepestPlane))
+                            .arg(steepestColumn));
     return true;
 }
 
@@ -264,4 +431,66 @@ void CameraServer::dsnuTvk317()
     const bool outcome = measure();
     lsxStop(m_handle);
     emit OS_FpnInfo(outcome ? 100 : 101, outcome ? kDoneRun : kFailedRun);
+}
+
+// ---- The dark current in use ----
+
+QList<QList<double>> CameraServer::darkRowsAt(double exposure) const
+{
+    return darkCurrentUsable() ? predictedDarkRows(m_bList, m_darkCurrent, exposure) : m_bList;
+}
+
+QString CameraServer::darkCurrentWarning(double exposure)
+{
+    if (!darkCurrentUsable()) return QString();
+    const double shift = largestDarkShift(m_darkCurrent, exposure);
+    const bool far = shift > kDarkShiftLimit;
+    const bool tell = far && !m_darkCurrent.warned;
+    m_darkCurrent.warned = far;
+    if (!tell) return QString();
+    return QStringLiteral(
+               "曝光时间由暗场校正时的 %1 us 改为 %2 us，热像素列的暗电平将变化 %3 DN10（超过 %4 DN10）："
+               "暗场数据只适用于暗场校正时的曝光时间，请在新的曝光时间下重新执行暗场校正（再执行明场校正）。")
+        .arg(m_darkCurrent.exposure)
+        .arg(exposure)
+        .arg(shift, 0, 'f', 1)
+        .arg(kDarkShiftLimit);
+}
+
+bool CameraServer::saveDarkCurrentBeside(const QString& fpnPath, QString* why)
+{
+    const QString path = darkCurrentPath(fpnPath);
+    if (!darkCurrentUsable()) {
+        // An older file there would be taken for this one's.
+        if (QFile::exists(path) && !QFile::remove(path)) {
+            if (why)
+                *why = QStringLiteral("无法删除旧的暗电流文件 %1。").arg(QDir::toNativeSeparators(path));
+            return false;
+        }
+        return true;
+    }
+    QString error;
+    if (writeDarkCurrentFile(path, m_cameraName, m_darkCurrent, &error)) return true;
+    if (why) *why = error;
+    return false;
+}
+
+void CameraServer::loadDarkCurrentBeside(const QString& fpnPath)
+{
+    m_darkCurrent = DarkCurrent();
+    const QString path = darkCurrentPath(fpnPath);
+    if (!QFile::exists(path)) return;
+    DarkCurrent read;
+    QString error;
+    if (!readDarkCurrentFile(path, m_cameraName, read, &error)) {
+        emit OS_CameraWarning(error + QStringLiteral("明场校正将按工作曝光时间的暗场计算。"));
+        return;
+    }
+    if (!read.fits(m_bList)) {
+        emit OS_CameraWarning(
+            QStringLiteral("暗电流文件 %1 与FPN参数的行列数不符，未加载；明场校正将按工作曝光时间的暗场计算。")
+                .arg(QDir::toNativeSeparators(path)));
+        return;
+    }
+    m_darkCurrent = read;
 }

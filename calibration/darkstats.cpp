@@ -141,6 +141,58 @@ DarkRow darkRow(const cv::Mat& plane)
     return DarkRow();
 }
 
+double zeroShare(const cv::Mat& plane)
+{
+    if (plane.empty() || plane.channels() != 1) return 0.0;
+    const double total = double(plane.total());
+    return (total - double(cv::countNonZero(plane))) / total;
+}
+
+QList<double> ditheredDarkRow(const std::vector<cv::Mat>& frames)
+{
+    if (frames.size() < 2) return {};
+    const int n = int(frames.size());
+    std::vector<std::vector<double>> means;
+    for (const cv::Mat& f : frames) {
+        if (f.empty() || f.channels() != 1 || f.cols != frames.front().cols) return {};
+        cv::Mat m;
+        cv::reduce(f, m, 0, cv::REDUCE_AVG, CV_64F);
+        means.emplace_back(m.ptr<double>(0), m.ptr<double>(0) + m.cols);
+    }
+    const int cols = frames.front().cols;
+    double rise = 0.0;
+    for (int x = 0; x < cols; ++x) rise += means.back()[size_t(x)] - means.front()[size_t(x)];
+    const double step = rise / cols / (n - 1);
+    // The frames weighed by their rows, as one stack; its mean lift likewise.
+    double rows = 0.0, lift = 0.0;
+    for (int j = 0; j < n; ++j) {
+        rows += frames[size_t(j)].rows;
+        lift += double(j) * frames[size_t(j)].rows;
+    }
+    lift *= step / rows;
+    QList<double> row;
+    row.reserve(cols);
+    for (int x = 0; x < cols; ++x) {
+        double sum = 0.0;
+        for (int j = 0; j < n; ++j) sum += means[size_t(j)][size_t(x)] * frames[size_t(j)].rows;
+        row.append(sum / rows - lift);
+    }
+    return row;
+}
+
+QString planeName(int format, size_t planes, size_t p)
+{
+    if (format == FORMAT_BGR24 || format == FORMAT_BGR32 || format == FORMAT_RGB24 || format == FORMAT_RGB32) {
+        const bool bgr = format == FORMAT_BGR24 || format == FORMAT_BGR32;
+        static const char* const bgrNames[] = {"B", "G", "R"};
+        static const char* const rgbNames[] = {"R", "G", "B"};
+        if (p < 3) return QString::fromLatin1(bgr ? bgrNames[p] : rgbNames[p]);
+        return QStringLiteral("通道%1").arg(p + 1);
+    }
+    if (planes == 1) return QStringLiteral("黑白");
+    return QStringLiteral("传感器行%1").arg(p);
+}
+
 int32_t wrapDoffset(int32_t value)
 {
     return value > 128 ? value - 256 : value;
@@ -157,6 +209,7 @@ void judgeDoffsetFrame(DoffsetWalk& w, float minMean, float maxMean, int maxB)
     if (w.prevBelow && !below) {
         w.d = w.last;
         w.done = true;
+        w.conflict = !w.prevAbove;
         return;
     }
     if (!w.prevBelow && !below) {
@@ -176,4 +229,22 @@ void judgeDoffsetFrame(DoffsetWalk& w, float minMean, float maxMean, int maxB)
     if (w.d == 0) w.d = above ? -1 : 1;
     w.prevBelow = below;
     w.prevAbove = above;
+}
+
+std::vector<HighColumn> columnsAtLeast(const std::vector<cv::Mat>& planes, float scale, float level)
+{
+    std::vector<HighColumn> out;
+    for (size_t p = 0; p < planes.size(); ++p) {
+        const cv::Mat means = columnMeansF(planes[p]);
+        for (int x = 0; x < means.cols; ++x) {
+            const float m = means.at<float>(0, x) * scale;
+            if (m >= level) out.push_back({int(p), x, m});
+        }
+    }
+    return out;
+}
+
+bool doffsetCanHold(const MeanRange& range, int maxB)
+{
+    return range.max - range.min < float(maxB) - 1.0f;
 }

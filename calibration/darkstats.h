@@ -8,6 +8,7 @@
 // (10-bit units) for the DOffset walk on 16-bit frames.
 
 #include <QList>
+#include <QString>
 
 #include <opencv2/core.hpp>
 
@@ -59,6 +60,29 @@ struct DarkRow {
 };
 DarkRow darkRow(const cv::Mat& plane);
 
+// The share of a plane's samples at 0 (8- or 16-bit, one channel): an output cut off at 0 hides
+// how far below it the dark lies. 0 for an empty plane.
+double zeroShare(const cv::Mat& plane);
+// A dark plane is clipped, and its B not measured, when more than this share of it sits at 0.
+constexpr double kDarkMaxZeroShare = 0.01;
+
+// The name of plane p of `planes` planes of a frame of this format, as the operator reads it: the
+// channel letter in memory order for colour, "黑白" for a one-line mono sensor, "传感器行N" for
+// line N of a multi-line sensor.
+QString planeName(int format, size_t planes, size_t p);
+
+// One row of B at a resolution finer than the samples: the same plane taken at n black levels a
+// step apart (frames[j] at the level as found plus j steps; 8-bit samples are 4 steps wide, and
+// the dark's noise alone cannot dither them). Per column the mean over every frame's rows (double
+// precision, the frames weighed by their rows), less their mean lift (with equal frames
+// (n - 1) / 2 x the step), the step measured as the mean
+// over the columns of (mean of the last frame - mean of the first) / (n - 1): a camera whose
+// output does not follow the black level gets the plain mean. Empty when the frames differ in
+// columns or are fewer than two.
+QList<double> ditheredDarkRow(const std::vector<cv::Mat>& frames);
+// The black-level steps an 8-bit dark is dithered over.
+constexpr int kDarkDitherSteps = 4;
+
 // ---- DOffset ----
 
 // The signed black level as the camera reports it: a value above 128 wraps to value - 256, so
@@ -76,6 +100,10 @@ struct DoffsetWalk {
     bool prevBelow = false;
     bool prevAbove = false;
     bool done = false;  // d is the result
+    // The walk ended on a value whose frame kept the brightest column under maxB but not the
+    // darkest above its floor: the next value up was too bright. No value holds both, the dark
+    // lies cut off at 0, and the result must not be taken.
+    bool conflict = false;
 };
 
 // Judges the frame taken at w.d, with the darkest and the brightest column mean of all its planes
@@ -88,4 +116,21 @@ struct DoffsetWalk {
 //  - otherwise d falls by 1 when above and rises by 1 when not, jumping over 0 either way.
 // The value found is the lowest on the walk whose darkest column stays above 1.0 while the
 // brightest stays under maxB.
+// A walk that ends on a value judged not above after one judged below sets `conflict`.
 void judgeDoffsetFrame(DoffsetWalk& w, float minMean, float maxMean, int maxB);
+
+// A column of a frame's planes that stands too high for the DOffset walk: its plane, its column
+// and its mean on the walk's scale.
+struct HighColumn {
+    int plane = 0;
+    int column = 0;
+    float mean = 0.0f;
+};
+// The columns of all planes whose mean (on `scale`, single precision as columnMeansF) is at or
+// above `level`, plane by plane, column by column.
+std::vector<HighColumn> columnsAtLeast(const std::vector<cv::Mat>& planes, float scale, float level);
+// Whether any DOffset can hold the darkest column strictly above 1.0 and the brightest strictly
+// under maxB at once (on the walk's scale): a DOffset moves every column alike, so the spread of
+// the column means must stay below maxB - 1.0. A frame cut off at 0 or at full scale shows less
+// spread than it has; this test never refuses what the walk could find.
+bool doffsetCanHold(const MeanRange& range, int maxB);

@@ -5,7 +5,8 @@
 //  1. the short image of a search (100 rows), the camera's exposure step and minimum;
 //  2. stream on, the stored DOffset applied;
 //  3. for each target grey level: bisect the exposure (one soft-triggered frame per step, the
-//     first frame thrown away, the highest plane mean judged) from the last exposure found;
+//     first frame thrown away, the highest plane mean judged, above the dark predicted for the
+//     exposure on trial when the dark run measured the dark current) from the last exposure found;
 //  4. stream off; a four-level calibration (16, 64, 160, 240) turns its four exposures into a
 //     spaced series, else one exposure per target found.
 // fpnExposureCheck, the exposure test's form:
@@ -91,7 +92,11 @@ CameraServer::SearchEnd CameraServer::runExposureSearch(ExposureSearch& search)
             emit OS_FpnInfo(90, kUnsupportedFormat);
             return SearchEnd::Failed;
         }
-        double b = targets ? highestPlaneMean(planes) : highestColumnMean(planes);
+        // Above the dark of this very exposure where the dark current is known.
+        const std::vector<double> darks = targets && darkCurrentUsable()
+                                              ? planeDarkLevels(darkRowsAt(search.cur), int(planes.size()), m_lineCount)
+                                              : std::vector<double>();
+        double b = targets ? highestPlaneMean(planes, darks) : highestColumnMean(planes);
         if (frame.format == FORMAT_MONO && frame.bits != LSX_BITS_8) b *= 1.0 / 256.0;
 
         switch (search.judge(b)) {
@@ -170,7 +175,7 @@ bool CameraServer::fpnExposureCheck(double& lower, double& upper, int lowTarget,
     return ok;
 }
 
-bool CameraServer::fpnCapture(const QVector<double>& exposures, QList<cv::Mat>& images)
+bool CameraServer::fpnCapture(const QVector<double>& exposures, QList<cv::Mat>& images, QVector<double>* taken)
 {
     qDebug() << "fpnRoiCheck -------------";
     if (!fpnRoiCheck(m_roiHeight)) return false;
@@ -220,6 +225,7 @@ bool CameraServer::fpnCapture(const QVector<double>& exposures, QList<cv::Mat>& 
         }
         // A stale frame is kept again as its own entry (a copy, so that no two entries share data).
         images.append(fresh ? last : last.clone());
+        if (taken) taken->append(e);
         progress += 50.0 / exposures.size();
         emit OS_NewFrame(seriesPixmap(last, delivered), cv::Mat());
         emit OS_FpnInfo(static_cast<int>(progress),

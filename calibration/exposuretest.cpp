@@ -17,6 +17,8 @@
 #include "camera/cameraserver.h"
 
 #include "calibration/exposurestats.h"
+#include "camera/settingranges.h"
+#include "camera/tables.h"
 
 #include <QDebug>
 
@@ -56,6 +58,13 @@ void CameraServer::expTestRun(int expCount)
     lsxDoubleDescr descr{};
     if (lsxGetExposureDescr(m_handle, &descr) != LSX_OK) return;
     const double step = descr.step;
+    // The exposure searches apply the stored DOffset: one out of its range refuses the test here.
+    SettingCheck check(settings());
+    if (!doffsetSkipped()) check.readWhole(FpnIni::DOffset, FpnIni::DOffsetDefault);
+    if (!check.ok()) {
+        emit OS_FpnInfo(101, check.message());
+        return;
+    }
 
     // 2. Soft trigger.
     const lsxStatus status = enableSoftTrigger();

@@ -1,297 +1,105 @@
 // CameraServer: calibration verification. How flat the camera's output came out: the residual
-// column non-uniformity, measured with the camera's corrections off ("before") and as the operator
-// has them ("after"), in darkness and on the lit flat target, at the gain and exposure as set.
-// It changes nothing for good: every switch it touches goes back as it was found.
+// column non-uniformity after EMVA 1288, measured with the camera's corrections off ("before") and
+// as the operator has them ("after"): DSNU in darkness at the working exposure, PRNU at the levels
+// of saturation EMVA uses, each with a dark taken at its own exposure. It changes nothing for
+// good: every switch, the exposure and the black level go back as they were found.
 //
 // The operator's story:
 //  1. the cancel flag cleared; the camera's switches as found: its FPN ("FPNC.Enable", else key
-//     46), the flat-field block (key 40), trigger mode and source, source and target format; the
-//     limits of FPN.ini; the camera's name, serial, firmware, gain and exposure for the report;
+//     46), the flat-field block (key 40), trigger mode and source, source and target format, the
+//     exposure (the working one, at which the calibration took its dark) and the black level; the
+//     limits and the levels (Verify/Levels) of FPN.ini; the camera's name, serial, firmware and
+//     gain for the report;
 //  2. raw 16-bit mono from an 8-bit mono target, soft trigger on, stream on;
-//  3. "cover the lens": the run waits for the operator's answer;
-//  4. dark with the corrections off, then with them as found: each time a frame let pass after
-//     the switch, then frames until every plane holds 1000 lines; a lens left open (a column
-//     mean above the camera's B limit, as the dark field judges) is refused;
-//  5. "uncover the lens and light the flat target": the run waits again;
-//  6. bright, the same two ways; a plane that clips (more than 0.1 % of its samples at full scale)
-//     or stays below 10 % of full scale is refused, with what the operator must change;
-//  7. stream off and every switch back as found, here and at every earlier end (a cancel, a
+//  3. "light the flat target": the run waits for the operator's answer, the image shown;
+//  4. per level: the exposure that brings the brightest plane to that share of full scale, set by
+//     the run itself with the corrections off; then a bright stack with the corrections off and
+//     one with them as found; a plane that clips (more than 0.1 % of its samples at full scale) is
+//     refused, with what the operator must change;
+//  5. "cover the lens": the run waits again;
+//  6. darks, with the corrections off and as found, at the working exposure (DSNU) and at each
+//     level's exposure (the dark that level's PRNU subtracts): each clear of 0, the black level
+//     lifted by known steps and extrapolated back where the output is cut off at 0 (a corrected
+//     dark usually is), or not measurable; a lens left open (a column mean above the camera's B
+//     limit, as the dark field judges) is refused;
+//  7. stream off and everything back as found, here and at every earlier end (a cancel, a
 //     failure, an exception);
-//  8. the figures of every plane before and after, to the window, and the closing report.
-// A cancel, here and while the run waits for an answer, ends it quietly, switches restored.
+//  8. a lit stage less than 10 % of saturation above its dark is refused; otherwise the figures of
+//     every plane before and after go to the window, and the closing report.
+// A cancel, here and while the run waits for an answer, ends it quietly, the camera restored.
 #include "camera/cameraserver.h"
 
 #include "calibration/darkstats.h"
+#include "calibration/verifystages.h"
 #include "calibration/verifystats.h"
 #include "camera/framegrab.h"
+#include "camera/settingranges.h"
 #include "camera/tables.h"
 #include "statustext.h"
 
 #include <QDateTime>
 #include <QDebug>
+#include <QElapsedTimer>
 #include <QSettings>
 
 #include <cstring>
-#include <functional>
+
+using verify::Stop;
 
 namespace {
 
-constexpr uint32_t kFrameTimeoutMs = 3000;
-// Time-outs in a row before a stack is given up.
-constexpr int kMaxTimeouts = 3;
 // Temporal samples per plane and stack.
 constexpr int kLines = 1000;
+// While the run waits for an answer, the image is shown this often, each frame given this long.
+constexpr qint64 kLiveEveryMs = 150;
+constexpr uint32_t kLiveTimeoutMs = 500;
 
 enum Question { AskDark = 1, AskBright = 2 };
 
 const QString kPrefix = QStringLiteral("校正验证-");
 const QString kNoCamera = QStringLiteral("校正验证-没有连接上相机。");
 const QString kNotLineScan = QStringLiteral("校正验证-此相机类型不支持校正验证。");
+const QString kBadLevels = QStringLiteral(
+    "校正验证-设置 Verify/Levels 的值“%1”无效：应为 10 到 95 之间由小到大的饱和百分数，以逗号分隔，如 25,50,80。");
 const QString kReadSwitches = QStringLiteral("校正验证-读取相机校正开关出错，错误原因：%1-%2.");
-const QString kStart = QStringLiteral("校正验证-增益 %1，曝光时间 %2 us，每个平面采集 %3 行。");
+const QString kStart =
+    QStringLiteral("校正验证-增益 %1，工作曝光时间 %2 us，黑电平 %3；PRNU 在 %4 饱和下测量，每个平面采集 %5 行。");
 const QString kNothingOn = QStringLiteral("校正验证-相机FPN与平场校正均未打开，校正后的数值将与校正前相同。");
 const QString kTriggerFailed = QStringLiteral("校正验证-使能软触发出错，错误原因：%1-%2.");
 const QString kStreamFailed = QStringLiteral("校正验证-启动视频流出错，错误原因：%1-%2.");
 const QString kAskDark = QStringLiteral("校正验证-请盖上镜头盖，使传感器处于完全黑暗中，然后点击“继续”。");
 const QString kAskBright = QStringLiteral("校正验证-请取下镜头盖，用均匀光源照亮平场目标，然后点击“继续”。");
-const QString kDarkBefore = QStringLiteral("校正验证-采集暗场图像（关闭相机校正）...");
-const QString kDarkAfter = QStringLiteral("校正验证-采集暗场图像（相机校正按原设置）...");
-const QString kBrightBefore = QStringLiteral("校正验证-采集明场图像（关闭相机校正）...");
-const QString kBrightAfter = QStringLiteral("校正验证-采集明场图像（相机校正按原设置）...");
+const QString kLevelFound = QStringLiteral("校正验证-%1% 饱和：曝光时间 %2 us（亮度最高的平面为满量程的 %3%）。");
+const QString kBrightBefore = QStringLiteral("校正验证-采集明场图像（%1% 饱和，关闭相机校正）...");
+const QString kBrightAfter = QStringLiteral("校正验证-采集明场图像（%1% 饱和，相机校正按原设置）...");
+const QString kDarkBefore = QStringLiteral("校正验证-采集暗场图像（曝光时间 %1 us，关闭相机校正）...");
+const QString kDarkAfter = QStringLiteral("校正验证-采集暗场图像（曝光时间 %1 us，相机校正按原设置）...");
+const QString kLifted = QStringLiteral("校正验证-暗场在黑电平抬升 %1 与 %2 后测量，外推到原黑电平。");
+const QString kUnliftable = QStringLiteral(
+    "校正验证-%1在曝光时间 %2 us 的暗场被截断为 0（有列超过 1% 的像素为 0），%3：该暗场不可测，相应的 DSNU/PRNU "
+    "记为不可测，结论不能为合格。");
+const QString kNoDoffset = QStringLiteral("相机的黑电平无法调节");
+const QString kNoRoom = QStringLiteral("黑电平抬升到上限仍无法消除截断");
 const QString kAsFoundFailed = QStringLiteral("校正验证-恢复相机校正开关出错，错误原因：%1-%2.");
-const QString kFrameFailed = QStringLiteral("校正验证-采集图像失败，错误原因：%1-%2.");
-const QString kUnsupported = QStringLiteral(
-    "校正验证-不支持的图像格式，当前仅支持 FORMAT_MONO & FORMAT_BGR24 & FORMAT_RGB24 & FORMAT_BGR32 & FORMAT_RGB32.");
-const QString kSizeChanged = QStringLiteral("校正验证-采集过程中图像尺寸发生变化，请重试。");
 const QString kNotDark =
     QStringLiteral("校正验证-暗场图像过亮：%1 的最大列均值为 %2（限制 %3），请确认镜头盖已盖好后重试。");
 const QString kClipped = QStringLiteral(
     "校正验证-明场图像过亮：%1 有 %2% 的像素达到满量程（最多允许 0.1%），请降低光源亮度或曝光时间后重试。");
-const QString kTooDark = QStringLiteral(
-    "校正验证-明场图像过暗：%1 的平均亮度只有满量程的 %2%（至少需要 10%），请提高光源亮度或曝光时间后重试。");
+const QString kNotApart = QStringLiteral(
+    "校正验证-明场与暗场几乎相同：%1 在 %2% 饱和（曝光时间 %3 us）时只比暗场高出饱和值的 %4%（至少需要 10%），"
+    "请确认测量明场时镜头盖已取下、光源已打开后重试。");
 const QString kComputing = QStringLiteral("校正验证-计算残余非均匀性...");
 const QString kRestored = QStringLiteral("校正验证-相机设置已恢复。");
-const QString kRestoreFailed =
-    QStringLiteral("校正验证-恢复相机设置出错，错误原因：%1-%2.请检查相机的FPN与平场使能、触发方式和图像格式。");
+const QString kRestoreFailed = QStringLiteral(
+    "校正验证-恢复相机设置出错，错误原因：%1-%2.请检查相机的FPN与平场使能、触发方式、图像格式、曝光时间和黑电平。");
 const QString kPassed = QStringLiteral("校正验证-校正验证完成，结果：合格。点击确定查看报告。");
 const QString kNotPassed = QStringLiteral("校正验证-校正验证完成，结果：不合格。点击确定查看报告。");
 const QString kFailedRun = QStringLiteral("校正验证-校正验证执行失败，请重试。");
 
-QString withStatusText(const QString& text, lsxStatus status)
-{
-    return text.arg(status).arg(statusText(status));
-}
-
-// How a stage ended early: quietly on a cancel, or on a failure told in `text` (empty when the
-// failing step has told it already).
-struct Stop {
-    enum Kind { None, Cancelled, Failed };
-    Kind kind = None;
-    QString text;
-    bool any() const { return kind != None; }
-    static Stop cancel() { return {Cancelled, QString()}; }
-    static Stop failure(const QString& text) { return {Failed, text}; }
-};
-
-// The camera's switches as the verification found them, and the way back to them. The stream
-// goes off and everything changed goes back at restore(), which runs at the latest when the
-// keeper goes out of scope, so that no end of the run leaves the camera as the measurement had it.
-class SwitchKeeper {
-public:
-    explicit SwitchKeeper(CameraServer& s) : m_s(s) {}
-    ~SwitchKeeper() { restore(); }
-    SwitchKeeper(const SwitchKeeper&) = delete;
-    SwitchKeeper& operator=(const SwitchKeeper&) = delete;
-
-    // The FPN switch (its text, else key 46), the flat-field block, the trigger and the formats;
-    // the first failing status. Nothing is changed before all of them are known.
-    lsxStatus read()
-    {
-        char text[32] = {};
-        if (lsxGetConfigString(m_s.m_handle, "FPNC.Enable", text, sizeof text) == LSX_OK) {
-            m_fpnByText = true;
-            m_fpnOn = QString::fromLatin1(text).trimmed().compare(QLatin1String("true"), Qt::CaseInsensitive) == 0;
-        } else {
-            uint8_t value = 0;
-            uint32_t size = 1;
-            const lsxStatus status = lsxGet(m_s.m_handle, LSX_KEY_FPN_ENABLE, &value, &size);
-            if (status != LSX_OK) return status;
-            m_fpnOn = value != 0;
-        }
-        std::memset(&m_flat, 0, sizeof m_flat);
-        uint32_t size = sizeof m_flat;
-        lsxStatus status = lsxGet(m_s.m_handle, LSX_KEY_CORRECTION_SWITCH, &m_flat, &size);
-        if (status != LSX_OK) return status;
-        if ((status = lsxGetTriggerState(m_s.m_handle, &m_triggerOn)) != LSX_OK) return status;
-        if ((status = lsxGetTriggerSource(m_s.m_handle, &m_triggerSource)) != LSX_OK) return status;
-        if ((status = lsxGetSourceFormat(m_s.m_handle, &m_source)) != LSX_OK) return status;
-        if ((status = lsxGetTargetFormat(m_s.m_handle, &m_target)) != LSX_OK) return status;
-        m_known = true;
-        return LSX_OK;
-    }
-
-    bool fpnOn() const { return m_fpnOn; }
-    bool flatOn() const { return m_flat.enable != 0; }
-
-    // Raw 16-bit mono, as the calibrations measure: an 8-bit mono source or target is widened.
-    void sixteenBit()
-    {
-        if (m_source == FORMAT_MONO && lsxSetSourceFormat(m_s.m_handle, FORMAT_MONO16_SOURCE) == LSX_OK)
-            m_sourceChanged = true;
-        if ((m_target == 30 || m_target == FORMAT_MONO) && lsxSetTargetFormat(m_s.m_handle, FORMAT_MONO16) == LSX_OK)
-            m_targetChanged = true;
-    }
-
-    lsxStatus softTrigger()
-    {
-        m_triggerTouched = true;
-        return m_s.enableSoftTrigger();
-    }
-
-    // The FPN switch and the flat-field block as found.
-    lsxStatus correctionsAsFound()
-    {
-        lsxStatus status;
-        if (m_fpnByText)
-            status = lsxSetConfigString(m_s.m_handle, "FPNC.Enable", m_fpnOn ? "true" : "false");
-        else
-            status = m_s.setCameraFpn(m_fpnOn);
-        lsxCorrectionSwitch block = m_flat;
-        uint32_t size = sizeof block;
-        const lsxStatus flat = lsxSet(m_s.m_handle, LSX_KEY_CORRECTION_SWITCH, &block, &size);
-        return status != LSX_OK ? status : flat;
-    }
-
-    // Stream off, then formats, trigger and corrections as found; every step is tried, the first
-    // failing status is the answer. Once only.
-    lsxStatus restore()
-    {
-        if (m_restored) return m_restoreStatus;
-        m_restored = true;
-        lsxStop(m_s.m_handle);
-        if (!m_known) return m_restoreStatus = LSX_OK;
-        lsxStatus first = LSX_OK;
-        auto keep = [&first](lsxStatus status) {
-            if (first == LSX_OK && status != LSX_OK) first = status;
-        };
-        if (m_sourceChanged) keep(lsxSetSourceFormat(m_s.m_handle, m_source));
-        if (m_targetChanged) keep(lsxSetTargetFormat(m_s.m_handle, m_target));
-        if (m_triggerTouched) {
-            int32_t source = -1;
-            bool on = false;
-            if (lsxGetTriggerSource(m_s.m_handle, &source) != LSX_OK || source != m_triggerSource)
-                keep(lsxSetTriggerSource(m_s.m_handle, m_triggerSource));
-            if (lsxGetTriggerState(m_s.m_handle, &on) != LSX_OK || on != m_triggerOn)
-                keep(lsxSetTriggerState(m_s.m_handle, m_triggerOn));
-        }
-        keep(correctionsAsFound());
-        return m_restoreStatus = first;
-    }
-
-private:
-    CameraServer& m_s;
-    bool m_known = false;
-    bool m_fpnByText = false;
-    bool m_fpnOn = false;
-    lsxCorrectionSwitch m_flat{};
-    bool m_triggerOn = false;
-    int32_t m_triggerSource = 0;
-    int32_t m_source = -1, m_target = -1;
-    bool m_sourceChanged = false, m_targetChanged = false, m_triggerTouched = false;
-    bool m_restored = false;
-    lsxStatus m_restoreStatus = LSX_OK;
-};
-
-// The planes of one stack: frames on soft trigger, the first let pass (it may have been exposed
-// before the last switch), then each frame dealt into its planes and their rows appended, until
-// every plane holds `lines` rows.
-struct StackGrab {
-    std::vector<cv::Mat> planes;
-    int bits = 0;
-    int format = 0;
-    Stop stop;
-};
-
-StackGrab grabStack(CameraServer& s, int lines, int progress, const std::function<bool()>& cancelled)
-{
-    StackGrab g;
-    std::vector<std::vector<cv::Mat>> parts;
-    int timeouts = 0;
-    FrameWait silence;
-    bool settled = false;
-    for (;;) {
-        if (cancelled()) {
-            g.stop = Stop::cancel();
-            return g;
-        }
-        lsxStatus status = lsxTriggerFire(s.m_handle);
-        lsxFrame frame;
-        std::memset(&frame, 0, sizeof frame);
-        void* buffer = nullptr;
-        if (status == LSX_OK) status = lsxGetFrame(s.m_handle, &frame, &buffer, kFrameTimeoutMs);
-        if (status == LSX_ERR_TIMEOUT && ++timeouts < kMaxTimeouts
-            && (s.frameRetry(silence, kPrefix, progress) || cancelled()))
-            continue;
-        if (status != LSX_OK) {
-            g.stop = Stop::failure(withStatusText(kFrameFailed, status));
-            return g;
-        }
-        timeouts = 0;
-        silence.delivered();
-        if (!settled) {
-            settled = true;
-            continue;
-        }
-        std::vector<cv::Mat> planes;
-        if (!s.splitFramePlanes(frame, buffer, true, planes) || planes.empty() || planes.front().empty()) {
-            g.stop = Stop::failure(kUnsupported);
-            return g;
-        }
-        if (!parts.empty()) {
-            const std::vector<cv::Mat>& first = parts.front();
-            bool same = planes.size() == first.size() && int(frame.bits) == g.bits;
-            for (size_t p = 0; same && p < planes.size(); ++p) same = planes[p].cols == first[p].cols;
-            if (!same) {
-                g.stop = Stop::failure(kSizeChanged);
-                return g;
-            }
-        }
-        g.bits = int(frame.bits);
-        g.format = int(frame.format);
-        parts.push_back(std::move(planes));
-        std::vector<int> rows(parts.front().size(), 0);
-        for (const auto& part : parts)
-            for (size_t p = 0; p < part.size(); ++p) rows[p] += part[p].rows;
-        if (*std::min_element(rows.begin(), rows.end()) >= lines) break;
-    }
-    for (size_t p = 0; p < parts.front().size(); ++p) {
-        std::vector<cv::Mat> rows;
-        for (const auto& part : parts) rows.push_back(part[p]);
-        cv::Mat stack;
-        cv::vconcat(rows, stack);
-        g.planes.push_back(stack);
-    }
-    return g;
-}
-
-// The name of plane p of a frame of this format: the channel letter in memory order for colour,
-// the sensor line for a multi-line sensor.
-QString planeName(int format, size_t planes, size_t p)
-{
-    if (format == FORMAT_BGR24 || format == FORMAT_BGR32 || format == FORMAT_RGB24 || format == FORMAT_RGB32) {
-        const bool bgr = format == FORMAT_BGR24 || format == FORMAT_BGR32;
-        static const char* const bgrNames[] = {"B", "G", "R"};
-        static const char* const rgbNames[] = {"R", "G", "B"};
-        if (p < 3) return QString::fromLatin1(bgr ? bgrNames[p] : rgbNames[p]);
-        return QStringLiteral("通道%1").arg(p + 1);
-    }
-    if (planes == 1) return QStringLiteral("黑白");
-    return QStringLiteral("传感器行%1").arg(p);
-}
-
-// The limits of FPN.ini; a missing key is written with its default, so that the station sees
-// what it may set.
-VerifyLimits verifyLimitsSetting(CameraServer& s)
+// The limits of FPN.ini and the levels; a missing key is written with its default, so that the
+// station sees what it may set. `refused` names every limit that is not a number or out of its
+// range; false for levels that are not a list of levels.
+bool verifySettings(CameraServer& s, VerifyLimits& l, QList<double>& levels, QString& levelsText, QString& refused)
 {
     const VerifyLimits defaults;
     // Synced first, so that an edit of the file while the program runs counts at once.
@@ -305,15 +113,42 @@ VerifyLimits verifyLimitsSetting(CameraServer& s)
         }
         return s.settings().value(key, fallback);
     };
-    VerifyLimits l;
-    l.maxPrnu = value(VerifyIni::MaxPrnu, defaults.maxPrnu).toDouble();
-    l.maxDsnu = value(VerifyIni::MaxDsnu, defaults.maxDsnu).toDouble();
-    l.maxDefects = value(VerifyIni::MaxDefects, defaults.maxDefects).toInt();
-    l.defectDark = value(VerifyIni::DefectDark, defaults.defectDark).toDouble();
-    l.defectResponse = value(VerifyIni::DefectResponse, defaults.defectResponse).toDouble();
+    SettingCheck check;
+    l.maxPrnu = check.number(VerifyIni::MaxPrnu, value(VerifyIni::MaxPrnu, defaults.maxPrnu));
+    l.maxDsnu = check.number(VerifyIni::MaxDsnu, value(VerifyIni::MaxDsnu, defaults.maxDsnu));
+    l.maxDefects = check.number(VerifyIni::MaxDefects, value(VerifyIni::MaxDefects, defaults.maxDefects));
+    l.defectDark = check.number(VerifyIni::DefectDark, value(VerifyIni::DefectDark, defaults.defectDark));
+    l.defectResponse =
+        check.number(VerifyIni::DefectResponse, value(VerifyIni::DefectResponse, defaults.defectResponse));
+    refused = check.message();
+    // A list written with commas comes back from the INI file as a list of texts.
+    const QVariant v = value(VerifyIni::Levels, kVerifyLevelsDefault);
+    levelsText = v.userType() == QMetaType::QStringList ? v.toStringList().join(QLatin1Char(',')) : v.toString();
     if (wrote) s.syncSettings();
-    return l;
+    return parseVerifyLevels(levelsText, levels);
 }
+
+QString levelsList(const QList<double>& levels)
+{
+    QStringList out;
+    for (double l : levels) out.append(QStringLiteral("%1%").arg(l));
+    return out.join(QStringLiteral("、"));
+}
+
+// A lift as the operator reads it: "8", or "4–7" where it spans several steps.
+QString liftText(const DarkLift& l, bool second)
+{
+    const int from = second ? l.second : l.first;
+    return l.steps > 1 ? QStringLiteral("%1–%2").arg(from).arg(from + l.steps - 1) : QString::number(from);
+}
+
+// What one level measured of every plane: its exposure and the stacks summed up (DN10).
+struct LevelStage {
+    double target = 0.0;
+    double exposure = 0.0;
+    std::vector<StackStats> brightOff, brightOn, darkOff, darkOn;
+    std::vector<DarkLift> liftOff, liftOn;
+};
 
 }  // namespace
 
@@ -327,7 +162,7 @@ void CameraServer::verifyStart()
 
 void CameraServer::verifyRun()
 {
-    // 1. The switches as found, the limits, the report's heading.
+    // 1. The camera as found, the settings, the report's heading.
     {
         QWriteLocker lock(&m_lock);
         m_cancel = false;
@@ -355,10 +190,18 @@ void CameraServer::verifyRun()
     float gain = 0.0f;
     lsxGetAnalogGain(m_handle, &gain);
     report.gain = gain;
-    lsxGetExposure(m_handle, &report.exposure);
-    report.limits = verifyLimitsSetting(*this);
+    QString levelsText, refused;
+    const bool levelsRead = verifySettings(*this, report.limits, report.levels, levelsText, refused);
+    if (!refused.isEmpty()) {
+        emit OS_FpnInfo(101, kPrefix + refused);
+        return;
+    }
+    if (!levelsRead) {
+        emit OS_FpnInfo(101, kBadLevels.arg(levelsText));
+        return;
+    }
 
-    SwitchKeeper keeper(*this);
+    verify::SwitchKeeper keeper(*this);
     const lsxStatus read = keeper.read();
     if (read != LSX_OK) {
         emit OS_FpnInfo(101, withStatus(kReadSwitches, read));
@@ -366,7 +209,13 @@ void CameraServer::verifyRun()
     }
     report.fpnOn = keeper.fpnOn();
     report.flatOn = keeper.flatOn();
-    emit OS_FpnInfo(1, kStart.arg(report.gain).arg(report.exposure).arg(kLines));
+    report.exposure = keeper.exposure();
+    report.doffset = keeper.doffset();
+    emit OS_FpnInfo(1, kStart.arg(report.gain)
+                           .arg(report.exposure)
+                           .arg(keeper.hasDoffset() ? QString::number(report.doffset) : QStringLiteral("无"))
+                           .arg(levelsList(report.levels))
+                           .arg(kLines));
     if (!report.fpnOn && !report.flatOn) emit OS_FpnInfo(5, kNothingOn);
 
     // How every later stage ends early: its own message (if any), the camera put back, the
@@ -385,66 +234,125 @@ void CameraServer::verifyRun()
     status = lsxStart(m_handle);
     if (status < LSX_OK) return end(Stop::failure(withStatus(kStreamFailed, status)));
 
-    // The operator's answer to one question; a cancel, a closing camera or a "stop" end the wait.
+    // The operator's answer to one question, the camera's image shown meanwhile; a cancel, a
+    // closing camera or a "stop" end the wait.
     auto ask = [this](Question step, int progress, const QString& text) {
         m_verifyPrompt.arm(step);
         emit OS_FpnInfo(progress, text);
         emit OS_VerifyAsk(step, text);
-        return m_verifyPrompt.wait([this] { return cancelRequested(); }) == OperatorPrompt::Outcome::Proceed;
+        QElapsedTimer shown;
+        shown.start();
+        const auto outcome = m_verifyPrompt.wait([&] {
+            if (cancelRequested()) return true;
+            if (shown.elapsed() >= kLiveEveryMs) {
+                verify::showFrame(*this, kLiveTimeoutMs);
+                shown.restart();
+            }
+            return false;
+        });
+        return outcome == OperatorPrompt::Outcome::Proceed;
     };
     auto cancelled = [this] { return cancelRequested(); };
-    // One stack with the corrections off, then one with them as found; each summed up per plane
-    // at once, so that no more than one stack is held.
-    auto measurePair = [&](int progress, const QString& offText, const QString& onText, bool bright,
-                           std::vector<StackStats>& off, std::vector<StackStats>& on, int& format) -> Stop {
-        for (int pass = 0; pass < 2; ++pass) {
-            emit OS_FpnInfo(progress + 10 * pass, pass == 0 ? offText : onText);
-            if (pass == 0) {
-                if (!cameraCorrectionsOff(kPrefix)) return Stop::failure(QString());
-            } else {
-                const lsxStatus asFound = keeper.correctionsAsFound();
-                if (asFound != LSX_OK) return Stop::failure(withStatus(kAsFoundFailed, asFound));
-            }
-            const StackGrab g = grabStack(*this, kLines, progress + 10 * pass, cancelled);
-            if (g.stop.any()) return g.stop;
-            report.bits = g.bits;
-            format = g.format;
-            std::vector<StackStats>& out = pass == 0 ? off : on;
-            for (size_t p = 0; p < g.planes.size(); ++p) {
-                // Darkness is judged as the dark field judges it: no column above the camera's B
-                // limit on the 8-bit scale.
-                if (!bright && pass == 0) {
-                    const MeanRange range = columnMeanRange(g.planes[p], eightBitScale(uint32_t(g.bits)));
-                    if (range.max > float(m_maxB))
-                        return Stop::failure(kNotDark.arg(planeName(g.format, g.planes.size(), p))
-                                                 .arg(range.max, 0, 'f', 2)
-                                                 .arg(m_maxB));
-                }
-                if (bright) {
-                    const BrightLevel level = brightLevel(g.planes[p], rawFullScale(g.bits));
-                    const QString name = planeName(g.format, g.planes.size(), p);
-                    if (level.clipped > kVerifyMaxClipped)
-                        return Stop::failure(kClipped.arg(name).arg(100.0 * level.clipped, 0, 'f', 2));
-                    if (level.level < kVerifyMinBright)
-                        return Stop::failure(kTooDark.arg(name).arg(100.0 * level.level, 0, 'f', 1));
-                }
-                out.push_back(stackStats(g.planes[p], dn10Scale(g.bits)));
-            }
+    auto correctionsOff = [&]() -> Stop { return cameraCorrectionsOff(kPrefix) ? Stop{} : Stop::failure(QString()); };
+    auto correctionsAsFound = [&]() -> Stop {
+        const lsxStatus asFound = keeper.correctionsAsFound();
+        return asFound == LSX_OK ? Stop{} : Stop::failure(withStatus(kAsFoundFailed, asFound));
+    };
+    auto setExposure = [&](double us) -> Stop {
+        const lsxStatus set = keeper.setExposure(us);
+        return set == LSX_OK ? Stop{}
+                             : Stop::failure(QStringLiteral("校正验证-设置曝光时间 %1 us 出错，错误原因：%2-%3.")
+                                                 .arg(us)
+                                                 .arg(set)
+                                                 .arg(statusText(set)));
+    };
+    int format = 0;
+    // One bright stack per plane at the exposure and corrections as set, each plane judged fit.
+    auto brightStacks = [&](std::vector<StackStats>& out) -> Stop {
+        const verify::StackGrab g = verify::grabStack(*this, kLines, verify::kWaitProgress, cancelled);
+        if (g.stop.any()) return g.stop;
+        report.bits = g.bits;
+        format = g.format;
+        for (size_t p = 0; p < g.planes.size(); ++p) {
+            const BrightLevel level = brightLevel(g.planes[p], rawFullScale(g.bits));
+            if (level.clipped > kVerifyMaxClipped)
+                return Stop::failure(
+                    kClipped.arg(planeName(g.format, g.planes.size(), p)).arg(100.0 * level.clipped, 0, 'f', 2));
+            out.push_back(stackStats(g.planes[p], dn10Scale(g.bits)));
         }
         return Stop{};
     };
+    // One dark stack per plane clear of 0 at the exposure and corrections as set; with
+    // `judgeDark`, a lens left open is refused as the dark field refuses it.
+    auto darkStacks = [&](double exposure, bool judgeDark, std::vector<StackStats>& out,
+                          std::vector<DarkLift>& lifts) -> Stop {
+        const verify::DarkGrab g = verify::grabDark(*this, keeper, kLines, cancelled);
+        if (g.stop.any()) return g.stop;
+        format = g.format;
+        for (size_t p = 0; p < g.planes.size(); ++p) {
+            const QString name = planeName(g.format, g.planes.size(), p);
+            if (judgeDark && g.lifts[p].first == 0) {
+                const MeanRange range = columnMeanRange(g.planes[p], eightBitScale(uint32_t(g.bits)));
+                if (range.max > float(m_maxB))
+                    return Stop::failure(kNotDark.arg(name).arg(range.max, 0, 'f', 2).arg(m_maxB));
+            }
+            if (!g.lifts[p].measurable)
+                emit OS_FpnInfo(60, kUnliftable.arg(g.planes.size() > 1 ? name + QLatin1Char(' ') : QString())
+                                        .arg(exposure)
+                                        .arg(keeper.hasDoffset() ? kNoRoom : kNoDoffset));
+            out.push_back(stackStats(g.planes[p], dn10Scale(g.bits)));
+        }
+        if (!g.lifts.empty() && g.lifts.front().measurable && g.lifts.front().second > 0)
+            emit OS_FpnInfo(60, kLifted.arg(liftText(g.lifts.front(), false)).arg(liftText(g.lifts.front(), true)));
+        lifts = g.lifts;
+        return Stop{};
+    };
 
-    // 3, 4. Dark, both ways.
-    if (!ask(AskDark, 10, kAskDark)) return end(Stop::cancel());
-    std::vector<StackStats> darkOff, darkOn, brightOff, brightOn;
-    int format = 0;
-    Stop stop = measurePair(20, kDarkBefore, kDarkAfter, false, darkOff, darkOn, format);
-    if (stop.any()) return end(stop);
+    // 3, 4. The lit target, level by level: the exposure found with the corrections off, then the
+    // bright stacks both ways.
+    if (!ask(AskBright, 10, kAskBright)) return end(Stop::cancel());
+    std::vector<LevelStage> stages;
+    for (int i = 0; i < report.levels.size(); ++i) {
+        LevelStage stage;
+        stage.target = report.levels[i];
+        const int progress = 12 + 28 * i / int(report.levels.size());
+        Stop stop = correctionsOff();
+        if (stop.any()) return end(stop);
+        const verify::LevelExposure found = verify::findLevelExposure(*this, keeper, stage.target, cancelled);
+        if (found.stop.any()) return end(found.stop);
+        stage.exposure = found.exposure;
+        report.levelExposures.append(found.exposure);
+        emit OS_FpnInfo(progress, kLevelFound.arg(stage.target).arg(found.exposure).arg(found.reached, 0, 'f', 1));
+        emit OS_FpnInfo(progress, kBrightBefore.arg(stage.target));
+        if ((stop = brightStacks(stage.brightOff)).any()) return end(stop);
+        emit OS_FpnInfo(progress, kBrightAfter.arg(stage.target));
+        if ((stop = correctionsAsFound()).any() || (stop = brightStacks(stage.brightOn)).any()) return end(stop);
+        stages.push_back(std::move(stage));
+    }
 
-    // 5, 6. Bright, both ways, each plane judged fit first.
-    if (!ask(AskBright, 40, kAskBright)) return end(Stop::cancel());
-    stop = measurePair(50, kBrightBefore, kBrightAfter, true, brightOff, brightOn, format);
+    // 5, 6. Darkness: at the working exposure for DSNU, at each level's for its PRNU.
+    if (!ask(AskDark, 45, kAskDark)) return end(Stop::cancel());
+    std::vector<StackStats> darkOff, darkOn;
+    std::vector<DarkLift> liftOff, liftOn;
+    auto darkPair = [&](double exposure, int progress, std::vector<StackStats>& off, std::vector<StackStats>& on,
+                        std::vector<DarkLift>& offLift, std::vector<DarkLift>& onLift) -> Stop {
+        Stop stop = setExposure(exposure);
+        if (stop.any()) return stop;
+        emit OS_FpnInfo(progress, kDarkBefore.arg(exposure));
+        if ((stop = correctionsOff()).any()) return stop;
+        const bool working = exposure == keeper.exposure();
+        if ((stop = darkStacks(exposure, working, off, offLift)).any()) return stop;
+        emit OS_FpnInfo(progress, kDarkAfter.arg(exposure));
+        if ((stop = correctionsAsFound()).any()) return stop;
+        return darkStacks(exposure, false, on, onLift);
+    };
+    Stop stop = darkPair(keeper.exposure(), 50, darkOff, darkOn, liftOff, liftOn);
     if (stop.any()) return end(stop);
+    for (size_t i = 0; i < stages.size(); ++i) {
+        LevelStage& st = stages[i];
+        stop = darkPair(st.exposure, 55 + int(20 * i / stages.size()), st.darkOff, st.darkOn, st.liftOff, st.liftOn);
+        if (stop.any()) return end(stop);
+    }
 
     // 7. The camera as it was.
     const lsxStatus restored = keeper.restore();
@@ -455,18 +363,45 @@ void CameraServer::verifyRun()
     }
     emit OS_FpnInfo(80, kRestored);
 
-    // 8. The figures, plane by plane.
+    // 8. The figures, plane by plane; a lit stage that is not lit is no measurement.
     emit OS_FpnInfo(85, kComputing);
-    const size_t planes = std::min({darkOff.size(), darkOn.size(), brightOff.size(), brightOn.size()});
-    if (planes == 0 || darkOff.size() != brightOff.size()) return end(Stop::failure(kSizeChanged));
-    report.lines = darkOff.front().lines;
+    const size_t planes = darkOff.size();
+    bool sizesAgree = planes > 0 && darkOn.size() == planes;
+    for (const LevelStage& st : stages)
+        sizesAgree = sizesAgree && st.brightOff.size() == planes && st.brightOn.size() == planes
+                     && st.darkOff.size() == planes && st.darkOn.size() == planes;
+    if (!sizesAgree) {
+        emit OS_FpnInfo(101, QStringLiteral("校正验证-采集过程中图像尺寸发生变化，请重试。"));
+        emit OS_FpnInfo(101, kFailedRun);
+        return;
+    }
+    const double fullScale = dn10FullScale(report.bits);
+    for (const LevelStage& st : stages)
+        for (size_t p = 0; p < planes; ++p) {
+            const double apart = (st.brightOff[p].mean - st.darkOff[p].mean) / (fullScale - st.darkOff[p].mean);
+            if (!(apart >= kVerifyMinBright)) {
+                emit OS_FpnInfo(101, kNotApart.arg(planeName(format, planes, p))
+                                         .arg(st.target)
+                                         .arg(st.exposure)
+                                         .arg(100.0 * apart, 0, 'f', 1));
+                emit OS_FpnInfo(101, kFailedRun);
+                return;
+            }
+        }
+    report.lines = kLines;
     for (size_t p = 0; p < planes; ++p) {
+        QList<VerifyLevelStacks> off, on;
+        for (const LevelStage& st : stages) {
+            off.append({st.target, st.exposure, st.darkOff[p], st.brightOff[p], st.liftOff[p]});
+            on.append({st.target, st.exposure, st.darkOn[p], st.brightOn[p], st.liftOn[p]});
+            report.lines = std::min(
+                {report.lines, st.darkOff[p].lines, st.darkOn[p].lines, st.brightOff[p].lines, st.brightOn[p].lines});
+        }
         VerifyPlane plane;
         plane.name = planeName(format, planes, p);
-        plane.before = verifyFigures(darkOff[p], brightOff[p], report.limits);
-        plane.after = verifyFigures(darkOn[p], brightOn[p], report.limits);
-        report.lines =
-            std::min({report.lines, darkOff[p].lines, darkOn[p].lines, brightOff[p].lines, brightOn[p].lines});
+        plane.before = verifyFigures(darkOff[p], liftOff[p], off, report.limits, fullScale);
+        plane.after = verifyFigures(darkOn[p], liftOn[p], on, report.limits, fullScale);
+        report.lines = std::min({report.lines, darkOff[p].lines, darkOn[p].lines});
         qDebug() << "verify" << plane.name << "before" << plane.before.dsnu << plane.before.prnu << "after"
                  << plane.after.dsnu << plane.after.prnu << "defects" << plane.after.defects.size();
         report.planes.append(plane);

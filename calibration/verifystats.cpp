@@ -1,6 +1,7 @@
 #include "verifystats.h"
 
 #include <QJsonArray>
+#include <QRegularExpression>
 
 #include <algorithm>
 #include <cmath>
@@ -104,20 +105,54 @@ QJsonValue number(double v)
     return std::isfinite(v) ? QJsonValue(v) : QJsonValue();
 }
 
-QJsonObject figuresJson(const VerifyFigures& f)
+QJsonObject liftJson(const DarkLift& l)
 {
-    QJsonObject o;
-    o[QStringLiteral("dsnu")] = number(f.dsnu);
-    o[QStringLiteral("prnu")] = number(f.prnu);
+    return QJsonObject{{QStringLiteral("measurable"), l.measurable},
+                       {QStringLiteral("blackLevelLifts"), QJsonArray{l.first, l.second}},
+                       {QStringLiteral("stepsPerLift"), l.steps},
+                       {QStringLiteral("zeroShareAsFound"), number(l.zerosAsFound)},
+                       {QStringLiteral("worstColumnZeroShare"), number(l.worstColumnZeros)}};
+}
+
+// The means and variances of the dark and the bright stack, as a level's figures and a plane's
+// figures both hold them.
+template <typename Figures>
+void putStackFigures(QJsonObject& o, const Figures& f)
+{
     o[QStringLiteral("darkMean")] = number(f.darkMean);
     o[QStringLiteral("brightMean")] = number(f.brightMean);
     o[QStringLiteral("darkTemporalVariance")] = number(f.darkTemporalVar);
     o[QStringLiteral("brightTemporalVariance")] = number(f.brightTemporalVar);
     o[QStringLiteral("darkSpatialVariance")] = number(f.darkSpatialVar);
     o[QStringLiteral("brightSpatialVariance")] = number(f.brightSpatialVar);
+}
+
+QJsonObject levelJson(const VerifyLevelFigures& f)
+{
+    QJsonObject o;
+    o[QStringLiteral("targetPercent")] = number(f.target);
+    o[QStringLiteral("exposureUs")] = number(f.exposure);
+    o[QStringLiteral("levelPercent")] = number(f.level);
+    o[QStringLiteral("prnu")] = number(f.prnu);
+    putStackFigures(o, f);
+    o[QStringLiteral("brightSlowPeakToPeakPercent")] = number(f.brightSlow);
+    o[QStringLiteral("dark")] = liftJson(f.darkLift);
+    return o;
+}
+
+QJsonObject figuresJson(const VerifyFigures& f)
+{
+    QJsonObject o;
+    o[QStringLiteral("dsnu")] = number(f.dsnu);
+    o[QStringLiteral("prnu")] = number(f.prnu);
+    putStackFigures(o, f);
     o[QStringLiteral("darkSlowPeakToPeak")] = number(f.darkSlow);
     o[QStringLiteral("brightSlowPeakToPeak")] = number(f.brightSlow);
     o[QStringLiteral("darkZeroShare")] = number(f.darkZero);
+    o[QStringLiteral("dark")] = liftJson(f.darkLift);
+    QJsonArray levels;
+    for (const VerifyLevelFigures& l : f.levels) levels.append(levelJson(l));
+    o[QStringLiteral("levels")] = levels;
     o[QStringLiteral("defectCount")] = f.defects.size();
     o[QStringLiteral("defectColumns")] = jsonArray(f.defects);
     o[QStringLiteral("darkColumnMeans")] = jsonArray(f.darkMeans);
@@ -167,14 +202,16 @@ StackStats stackStats(const cv::Mat& stack, double scale)
 
 double dsnu1288(const StackStats& dark)
 {
-    return std::sqrt(std::max(0.0, dark.spatialVar));
+    if (dark.spatialVar < 0.0) return std::numeric_limits<double>::quiet_NaN();
+    return std::sqrt(dark.spatialVar);
 }
 
 double prnu1288(const StackStats& dark, const StackStats& bright)
 {
     const double signal = bright.mean - dark.mean;
-    if (!(signal > 0.0)) return std::numeric_limits<double>::quiet_NaN();
-    return 100.0 * std::sqrt(std::max(0.0, bright.spatialVar - dark.spatialVar)) / signal;
+    const double pattern = bright.spatialVar - dark.spatialVar;
+    if (!(signal > 0.0) || pattern < 0.0) return std::numeric_limits<double>::quiet_NaN();
+    return 100.0 * std::sqrt(pattern) / signal;
 }
 
 std::vector<double> spectrogram(const cv::Mat& row)
@@ -240,6 +277,31 @@ std::vector<double> neighbourMeans(const cv::Mat& row, int window)
     return out;
 }
 
+std::vector<double> neighbourMedians(const cv::Mat& row, int window)
+{
+    const cv::Mat y = rowOfDoubles(row);
+    if (y.empty()) return {};
+    const int n = y.cols;
+    const int half = std::max(1, window / 2);
+    const double* v = y.ptr<double>(0);
+    std::vector<double> out(size_t(n), 0.0), around;
+    for (int x = 0; x < n; ++x) {
+        around.clear();
+        for (int j = std::max(0, x - half); j < std::min(n, x + half + 1); ++j)
+            if (j != x) around.push_back(v[j]);
+        if (around.empty()) {
+            out[size_t(x)] = v[x];
+            continue;
+        }
+        const size_t mid = around.size() / 2;
+        std::nth_element(around.begin(), around.begin() + long(mid), around.end());
+        double m = around[mid];
+        if (around.size() % 2 == 0) m = (m + *std::max_element(around.begin(), around.begin() + long(mid))) / 2.0;
+        out[size_t(x)] = m;
+    }
+    return out;
+}
+
 std::vector<int> defectColumns(const cv::Mat& darkMeans, const cv::Mat& brightMeans, double darkLimit,
                                double responsePercent, int window)
 {
@@ -247,8 +309,8 @@ std::vector<int> defectColumns(const cv::Mat& darkMeans, const cv::Mat& brightMe
     const cv::Mat b = rowOfDoubles(brightMeans);
     if (d.empty() || b.empty() || d.cols != b.cols) return {};
     const cv::Mat r = b - d;
-    const std::vector<double> dRef = neighbourMeans(d, window);
-    const std::vector<double> rRef = neighbourMeans(r, window);
+    const std::vector<double> dRef = neighbourMedians(d, window);
+    const std::vector<double> rRef = neighbourMedians(r, window);
     std::vector<int> out;
     for (int x = 0; x < d.cols; ++x) {
         const size_t i = size_t(x);
@@ -258,6 +320,66 @@ std::vector<int> defectColumns(const cv::Mat& darkMeans, const cv::Mat& brightMe
         if (darkOff || responseOff) out.push_back(x);
     }
     return out;
+}
+
+std::vector<double> responseSpectrogram(const cv::Mat& row)
+{
+    const cv::Mat y = rowOfDoubles(row);
+    if (y.empty()) return {};
+    const double mean = cv::mean(y)[0];
+    if (!(mean > 0.0)) return {};
+    std::vector<double> a = spectrogram(y);
+    for (double& v : a) v *= 100.0 / mean;
+    return a;
+}
+
+double worstColumnZeroShare(const cv::Mat& stack)
+{
+    if (!readable(stack) || stack.rows < 1) return 0.0;
+    cv::Mat zero;
+    cv::compare(stack, cv::Scalar(0), zero, cv::CMP_LE);
+    cv::Mat perColumn;
+    cv::reduce(zero, perColumn, 0, cv::REDUCE_SUM, CV_64F);
+    double most = 0.0;
+    cv::minMaxLoc(perColumn, nullptr, &most);
+    return most / 255.0 / stack.rows;
+}
+
+cv::Mat extrapolatedDark(const cv::Mat& lifted1, double s1, const cv::Mat& lifted2, double s2)
+{
+    if (!readable(lifted1) || !readable(lifted2) || lifted1.cols != lifted2.cols || lifted1.type() != lifted2.type()
+        || !(s1 < s2))
+        return cv::Mat();
+    const int rows = std::min(lifted1.rows, lifted2.rows);
+    cv::Mat a, b;
+    lifted1.rowRange(0, rows).convertTo(a, CV_64F);
+    lifted2.rowRange(0, rows).convertTo(b, CV_64F);
+    const double k = s1 / (s2 - s1);
+    // y1 - k (y2 - y1) = (1 + k) y1 - k y2
+    cv::Mat out;
+    cv::addWeighted(a, 1.0 + k, b, -k, 0.0, out, CV_64F);
+    return out;
+}
+
+int dark8BitDither(int bits)
+{
+    return bits == 0 ? 8 : 1;
+}
+
+bool parseVerifyLevels(const QString& text, QList<double>& levels)
+{
+    const QStringList parts = text.split(QRegularExpression(QStringLiteral("[,\\s]+")), Qt::SkipEmptyParts);
+    QList<double> out;
+    for (const QString& part : parts) {
+        bool ok = false;
+        const double v = part.toDouble(&ok);
+        if (!ok || !(v >= 10.0 && v <= 95.0)) return false;
+        if (!out.isEmpty() && !(v > out.last())) return false;
+        out.append(v);
+    }
+    if (out.isEmpty()) return false;
+    levels = out;
+    return true;
 }
 
 BrightLevel brightLevel(const cv::Mat& plane, double fullScale)
@@ -272,9 +394,14 @@ BrightLevel brightLevel(const cv::Mat& plane, double fullScale)
     return l;
 }
 
-VerifyFigures verifyFigures(const StackStats& d, const StackStats& b, const VerifyLimits& limits)
+VerifyLevelFigures verifyLevelFigures(const VerifyLevelStacks& in, double fullScale)
 {
-    VerifyFigures f;
+    VerifyLevelFigures f;
+    const StackStats &d = in.dark, &b = in.bright;
+    f.target = in.target;
+    f.exposure = in.exposure;
+    f.darkLift = in.darkLift;
+    f.prnu = std::numeric_limits<double>::quiet_NaN();
     if (d.means.empty() || b.means.empty()) return f;
     f.darkMean = d.mean;
     f.brightMean = b.mean;
@@ -282,23 +409,76 @@ VerifyFigures verifyFigures(const StackStats& d, const StackStats& b, const Veri
     f.brightTemporalVar = b.temporalVar;
     f.darkSpatialVar = d.spatialVar;
     f.brightSpatialVar = b.spatialVar;
-    f.dsnu = dsnu1288(d);
-    f.prnu = prnu1288(d, b);
-    f.darkSlow = slowProfilePeakToPeak(d.means, kSlowWindow);
-    f.darkZero = d.zeros;
+    const double signal = b.mean - d.mean;
+    f.level = fullScale > d.mean ? 100.0 * signal / (fullScale - d.mean) : 0.0;
+    // A dark that could not be had unclipped gives no PRNU either: its pattern is not subtracted.
+    if (in.darkLift.measurable) f.prnu = prnu1288(d, b);
     f.darkMeans = toVector(d.means);
     f.brightMeans = toVector(b.means);
-    f.darkSpectrum = toVector(spectrogram(d.means));
     if (b.means.cols == d.means.cols) {
         const cv::Mat response = b.means - d.means;
-        const double signal = b.mean - d.mean;
         f.brightSlow = signal > 0.0 ? 100.0 * slowProfilePeakToPeak(response, kSlowWindow) / signal : 0.0;
-        f.responseSpectrum = toVector(spectrogram(response));
+        f.responseSpectrum = toVector(responseSpectrogram(response));
+    }
+    return f;
+}
+
+VerifyFigures verifyFigures(const StackStats& d, const DarkLift& darkLift, const QList<VerifyLevelStacks>& levels,
+                            const VerifyLimits& limits, double fullScale)
+{
+    VerifyFigures f;
+    if (d.means.empty()) return f;
+    f.darkMean = d.mean;
+    f.darkTemporalVar = d.temporalVar;
+    f.darkSpatialVar = d.spatialVar;
+    f.darkLift = darkLift;
+    f.dsnu = darkLift.measurable ? dsnu1288(d) : std::numeric_limits<double>::quiet_NaN();
+    f.darkSlow = slowProfilePeakToPeak(d.means, kSlowWindow);
+    f.darkZero = darkLift.zerosAsFound;
+    f.darkMeans = toVector(d.means);
+    f.darkSpectrum = toVector(spectrogram(d.means));
+
+    // PRNU: the worst level; one level without a figure leaves the plane without one.
+    f.prnu = levels.isEmpty() ? std::numeric_limits<double>::quiet_NaN() : 0.0;
+    int reference = -1;
+    for (int i = 0; i < levels.size(); ++i) {
+        f.levels.append(verifyLevelFigures(levels[i], fullScale));
+        const double p = f.levels.last().prnu;
+        if (std::isnan(p) || std::isnan(f.prnu))
+            f.prnu = std::numeric_limits<double>::quiet_NaN();
+        else
+            f.prnu = std::max(f.prnu, p);
+        if (reference < 0 || std::abs(levels[i].target - 50.0) < std::abs(levels[reference].target - 50.0))
+            reference = i;
+    }
+    if (reference < 0) return f;
+    const VerifyLevelFigures& ref = f.levels[reference];
+    const VerifyLevelStacks& refStacks = levels[reference];
+    f.brightMean = ref.brightMean;
+    f.brightTemporalVar = ref.brightTemporalVar;
+    f.brightSpatialVar = ref.brightSpatialVar;
+    f.brightSlow = ref.brightSlow;
+    f.brightMeans = ref.brightMeans;
+    f.responseSpectrum = ref.responseSpectrum;
+    // Dark defects at the working exposure; response defects at the reference level, its response
+    // against the dark of its own exposure.
+    if (refStacks.bright.means.cols == d.means.cols && refStacks.dark.means.cols == d.means.cols) {
+        const cv::Mat response = refStacks.bright.means - refStacks.dark.means;
         const std::vector<int> defects =
-            defectColumns(d.means, b.means, limits.defectDark, limits.defectResponse, kDefectWindow);
+            defectColumns(d.means, d.means + response, limits.defectDark, limits.defectResponse, kDefectWindow);
         f.defects = QVector<int>(defects.begin(), defects.end());
     }
     return f;
+}
+
+VerifyFigures verifyFigures(const StackStats& d, const StackStats& b, const VerifyLimits& limits)
+{
+    VerifyLevelStacks level;
+    level.target = 50.0;
+    level.dark = d;
+    level.bright = b;
+    level.darkLift.zerosAsFound = d.zeros;
+    return verifyFigures(d, level.darkLift, {level}, limits, 1023.0);
 }
 
 VerifyFigures verifyFigures(const cv::Mat& dark, const cv::Mat& bright, double scale, const VerifyLimits& limits)
@@ -308,7 +488,7 @@ VerifyFigures verifyFigures(const cv::Mat& dark, const cv::Mat& bright, double s
 
 bool planePasses(const VerifyFigures& after, const VerifyLimits& limits)
 {
-    // A PRNU that could not be had (NaN) fails.
+    // A figure that could not be had (NaN) fails.
     return after.prnu <= limits.maxPrnu && after.dsnu <= limits.maxDsnu && after.defects.size() <= limits.maxDefects;
 }
 
@@ -331,6 +511,12 @@ QJsonObject verifyReportJson(const VerifyReport& r)
     QJsonObject settings;
     settings[QStringLiteral("gain")] = r.gain;
     settings[QStringLiteral("exposureUs")] = r.exposure;
+    settings[QStringLiteral("blackLevel")] = r.doffset;
+    QJsonArray levels, exposures;
+    for (double l : r.levels) levels.append(l);
+    for (double e : r.levelExposures) exposures.append(e);
+    settings[QStringLiteral("levelsPercent")] = levels;
+    settings[QStringLiteral("levelExposuresUs")] = exposures;
     settings[QStringLiteral("bits")] = r.bits == 0 ? 8 : 16;
     settings[QStringLiteral("linesPerStack")] = r.lines;
     settings[QStringLiteral("cameraFpnOn")] = r.fpnOn;
@@ -373,4 +559,9 @@ double dn10Scale(int bits)
 double rawFullScale(int bits)
 {
     return bits == 0 ? 255.0 : 65472.0;
+}
+
+double dn10FullScale(int bits)
+{
+    return rawFullScale(bits) * dn10Scale(bits);
 }

@@ -51,11 +51,14 @@ struct StackStats {
 };
 StackStats stackStats(const cv::Mat& stack, double scale = 1.0);
 
-// DSNU1288 = s_y.dark = sqrt(max(0, s2_y.dark)), in the stack's units after scale (DN10).
+// DSNU1288 = s_y.dark = sqrt(s2_y.dark), in the stack's units after scale (DN10). NaN (not
+// measurable) when the estimate s2_y.dark is negative: the pattern is below what the temporal
+// noise lets L lines resolve, and 0 would be a figure nobody measured.
 double dsnu1288(const StackStats& dark);
 
-// PRNU1288 = 100 * sqrt(max(0, s2_y.bright - s2_y.dark)) / (mu_y.bright - mu_y.dark), in per
-// cent. NaN when the bright stack is not brighter than the dark one.
+// PRNU1288 = 100 * sqrt(s2_y.bright - s2_y.dark) / (mu_y.bright - mu_y.dark), in per cent. NaN
+// (not measurable) when the bright stack is not brighter than the dark one, or the difference of
+// the spatial variances is negative.
 double prnu1288(const StackStats& dark, const StackStats& bright);
 
 // ---- One row of column means ----
@@ -77,24 +80,78 @@ std::vector<double> movingAverage(const cv::Mat& row, int window);
 double slowProfilePeakToPeak(const cv::Mat& row, int window = 64);
 
 // The mean of the neighbours of each column: the `window` columns centred on x, x itself left
-// out, cut at the row's ends (window 15: up to 7 either side). The reference a defect column is
-// judged against.
+// out, cut at the row's ends (window 15: up to 7 either side).
 std::vector<double> neighbourMeans(const cv::Mat& row, int window);
 
+// The median of the neighbours of each column, over the same columns as neighbourMeans (x itself
+// left out; of an even count the mean of the two middle values). The reference a defect column
+// is judged against: a hot column pulls its neighbours' mean, never their median, so one hot
+// column flags one column.
+std::vector<double> neighbourMedians(const cv::Mat& row, int window);
+
 // Defect columns, ascending: those whose dark mean lies more than `darkLimit` (units of the means)
-// from its neighbours' mean, or whose response (bright mean - dark mean) lies more than
-// `responsePercent` per cent from its neighbours' mean response. A column whose neighbours have
-// no response (mean response not above 0) is judged by its dark value alone. Both rows must have
-// the same size; otherwise none.
+// from its neighbours' median, or whose response (bright mean - dark mean) lies more than
+// `responsePercent` per cent from its neighbours' median response. A column whose neighbours have
+// no response (median response not above 0) is judged by its dark value alone. Both rows must
+// have the same size; otherwise none.
 std::vector<int> defectColumns(const cv::Mat& darkMeans, const cv::Mat& brightMeans, double darkLimit,
                                double responsePercent, int window);
+
+// The spectrogram of a response row (bright - dark column means) in per cent of its mean: a[k]
+// of spectrogram() times 100 / mean(row), the unit of PRNU. Empty when the mean is not above 0.
+std::vector<double> responseSpectrogram(const cv::Mat& row);
+
+// ---- A dark cut off at 0 ----
+
+// The largest share of any one column's samples at 0 (one channel, 8- or 16-bit or float). A
+// dark whose correction takes it below 0 is cut off there; its mean and spread say nothing.
+double worstColumnZeroShare(const cv::Mat& stack);
+// A dark stack is taken as it comes when no column has more than this share at 0.
+constexpr double kDarkMaxColumnZeros = 0.01;
+
+// The dark at the black level as found, from two stacks taken with it lifted by the known steps
+// s1 < s2 (steps of the black-level setting): the output is linear in the black level, so row by
+// row y0 = y1 - s1 * (y2 - y1) / (s2 - s1). A CV_64F stack of the smaller row count, in the
+// stacks' units; its temporal variance is that of the extrapolation. Empty for stacks that differ
+// in columns or type, or steps not rising.
+cv::Mat extrapolatedDark(const cv::Mat& lifted1, double s1, const cv::Mat& lifted2, double s2);
+
+// The black-level steps (DN10) an 8-bit dark is taken over, a share of its lines at each: an
+// 8-bit sample (bits 0) is 4 DN10 wide, which the output's noise (less than a sample) cannot
+// dither alone, and behind a correction with K != 1 a step moves the output by K DN10, so the
+// steps span two samples to keep the cut-off's left-over small; 1 for 16-bit output.
+int dark8BitDither(int bits);
+
+// How the dark of one plane was measured: as it came (no lift), or with the black level lifted by
+// two known steps and extrapolated back to the level as found (on 8-bit output each lift spans
+// `steps` steps, a share of the lines at each). Not measurable when no lift the black level allows
+// leaves every column clear of 0.
+struct DarkLift {
+    int first = 0, second = 0;      // black-level steps; 0 and 0 when the dark was taken as it came
+    int steps = 1;                  // steps each lift spans
+    double zerosAsFound = 0.0;      // share of the samples at 0 at the black level as found
+    double worstColumnZeros = 0.0;  // the largest share of one column at 0 in the stacks used
+    bool measurable = true;
+};
+
+// ---- Levels ----
+
+// The levels of saturation (per cent) a verification measures PRNU at, from the text of the
+// setting Verify/Levels ("25,50,80"): whole or decimal numbers from 10 to 95 separated by commas
+// or spaces, ascending, each once. False, with `levels` untouched, for anything else.
+bool parseVerifyLevels(const QString& text, QList<double>& levels);
+// The default of Verify/Levels: EMVA 1288's middle level.
+inline const QString kVerifyLevelsDefault = QStringLiteral("50");
+// A level is reached when the brightest plane's signal lies within this share of it.
+constexpr double kVerifyLevelTolerance = 0.05;
 
 // ---- The bright frame's fitness ----
 
 // A bright plane is refused when more than this share of its samples stands at full scale
 // (clipped: its spread is cut off) ...
 constexpr double kVerifyMaxClipped = 0.001;
-// ... or when its mean is below this share of full scale (the pattern drowns in the dark's).
+// ... or when its mean is below this share of full scale (the pattern drowns in the dark's); and
+// a lit stage whose signal is less than this share of saturation above the dark is refused too.
 constexpr double kVerifyMinBright = 0.1;
 
 // Of one plane: the share of samples at or above `fullScale` and the mean over full scale, in
@@ -126,24 +183,60 @@ struct VerifyLimits {
 constexpr int kDefectWindow = 15;
 constexpr int kSlowWindow = 64;
 
-// The figures of one plane in one state of the camera (its corrections off, or as found), in DN10.
+// The figures of one plane in one state of the camera at one level of saturation: the bright
+// stack and the dark stack taken at the same exposure, in DN10.
+struct VerifyLevelFigures {
+    double target = 0.0;                                    // the level asked for, per cent of saturation
+    double exposure = 0.0;                                  // microseconds
+    double level = 0.0;                                     // reached: signal over (full scale - dark), per cent
+    double darkMean = 0.0, brightMean = 0.0;                // mu_y.dark, mu_y.bright
+    double darkTemporalVar = 0.0, brightTemporalVar = 0.0;  // sigma2_y
+    double darkSpatialVar = 0.0, brightSpatialVar = 0.0;    // s2_y
+    double prnu = 0.0;                                      // PRNU1288, per cent; NaN: not measurable
+    double brightSlow = 0.0;                                // slow profile of the response, per cent
+    DarkLift darkLift;
+    QVector<double> brightMeans, darkMeans;  // column means, DN10
+    QVector<double> responseSpectrum;        // spectrogram of bright - dark, per cent of the signal
+};
+
+// The figures of one plane in one state of the camera (its corrections off, or as found): the
+// dark at the working exposure (DSNU), and PRNU at each level; the bright figures, the profile,
+// the spectrum and the defect columns are those of the reference level (nearest to 50 %).
 struct VerifyFigures {
     double darkMean = 0.0, brightMean = 0.0;                // mu_y.dark, mu_y.bright
     double darkTemporalVar = 0.0, brightTemporalVar = 0.0;  // sigma2_y
     double darkSpatialVar = 0.0, brightSpatialVar = 0.0;    // s2_y
-    double dsnu = 0.0;                                      // DSNU1288, DN10
-    double prnu = 0.0;                                      // PRNU1288, per cent
-    double darkSlow = 0.0;                                  // slow profile peak-to-peak of the dark row, DN10
-    double brightSlow = 0.0;                                // of the response row, per cent of the mean response
-    // Share of the dark samples at 0: an output whose dark level the correction takes to 0 is
-    // cut off there, and its dark spread says only that it is flat.
+    double dsnu = 0.0;                                      // DSNU1288, DN10; NaN: not measurable
+    double prnu = 0.0;        // PRNU1288, per cent: the worst level's; NaN when a level is not measurable
+    double darkSlow = 0.0;    // slow profile peak-to-peak of the dark row, DN10
+    double brightSlow = 0.0;  // of the response row, per cent of the mean response
+    // Share of the dark samples at 0 at the black level as found: an output whose dark level the
+    // correction takes to 0 is cut off there; the dark figures then come from a lifted black level.
     double darkZero = 0.0;
+    DarkLift darkLift;
+    QList<VerifyLevelFigures> levels;
     QVector<int> defects;
     QVector<double> darkMeans, brightMeans;          // column means, DN10
-    QVector<double> darkSpectrum, responseSpectrum;  // spectrogram of the dark row, of bright - dark
+    QVector<double> darkSpectrum, responseSpectrum;  // of the dark row (DN10), of bright - dark (per cent)
 };
 
-// The figures of a dark and a bright stack of one plane, from their statistics in DN10 ...
+// One plane's dark and bright stacks at one level of saturation, summed up (DN10), with how the
+// dark was measured.
+struct VerifyLevelStacks {
+    double target = 0.0;
+    double exposure = 0.0;
+    StackStats dark, bright;
+    DarkLift darkLift;
+};
+
+// The figures of one level: PRNU1288 and the rest; `fullScale` in DN10 (1023 or 1020).
+VerifyLevelFigures verifyLevelFigures(const VerifyLevelStacks& stacks, double fullScale);
+// The figures of a plane from its dark at the working exposure and its levels; the reference
+// level is the one whose target lies nearest to 50 %.
+VerifyFigures verifyFigures(const StackStats& dark, const DarkLift& darkLift, const QList<VerifyLevelStacks>& levels,
+                            const VerifyLimits& limits, double fullScale);
+// The figures of a dark and a bright stack taken at one exposure, from their statistics in DN10
+// (one level, the dark taken as it came) ...
 VerifyFigures verifyFigures(const StackStats& dark, const StackStats& bright, const VerifyLimits& limits);
 // ... or from the stacks themselves, `scale` taking samples to DN10.
 VerifyFigures verifyFigures(const cv::Mat& dark, const cv::Mat& bright, double scale, const VerifyLimits& limits);
@@ -158,7 +251,10 @@ struct VerifyReport {
     QString camera, model, serial, version;
     QDateTime when;
     double gain = 0.0;
-    double exposure = 0.0;  // microseconds
+    double exposure = 0.0;         // the working exposure as found, microseconds: the DSNU's
+    int doffset = 0;               // the black level as found
+    QList<double> levels;          // the levels of saturation PRNU was measured at, per cent
+    QList<double> levelExposures;  // the exposure set for each, microseconds
     int bits = 0;           // of the frames: 0 8-bit, 2 16-bit
     int lines = 0;          // temporal samples per plane and stack
     bool fpnOn = false;     // the camera's corrections as found, which "after" measures
@@ -167,7 +263,8 @@ struct VerifyReport {
     QList<VerifyPlane> planes;
 };
 
-// Whether one plane's "after" figures keep within the limits; every plane must.
+// Whether one plane's "after" figures keep within the limits; every plane must. A figure that
+// is not measurable (NaN) does not pass.
 bool planePasses(const VerifyFigures& after, const VerifyLimits& limits);
 bool reportPasses(const VerifyReport& report);
 
@@ -177,6 +274,8 @@ QJsonObject verifyReportJson(const VerifyReport& report);
 
 // The scale from samples to DN10 by a frame's bits (0 is 8-bit): 4 or 1/64.
 double dn10Scale(int bits);
+// Full scale in DN10 by the frame's bits: 1020 (255 x 4) or 1023.
+double dn10FullScale(int bits);
 // Full scale in raw sample units by the frame's bits: 255 or 65472.
 double rawFullScale(int bits);
 

@@ -12,6 +12,7 @@
 // m_ffcKList). Everything else is shared between the threads without a lock: the modal progress
 // panel and the stopped capture keep them apart during a procedure.
 
+#include "calibration/darkcurrent.h"
 #include "calibration/kpoint.h"
 #include "calibration/operatorprompt.h"
 #include "calibration/verifystats.h"
@@ -199,6 +200,25 @@ public:
     bool m_hasBlackLevelReg = false;
     int32_t m_lineCount = 4;
     int32_t m_roiHeight = 4000;
+    // The dark current of the last dark run (or of the FPN file loaded with its side file): per
+    // row of m_bList, per column, the slope of the dark over the exposure. Used only while it fits
+    // m_bList and the dark rows are a measurement (calibration/darkcurrent.h).
+    DarkCurrent m_darkCurrent;
+
+    // ---- Dark current (calibration/darkfield.cpp) ----
+    // Whether the bright field has a dark current for the dark rows it uses.
+    bool darkCurrentUsable() const { return !m_darkFromCamera && m_darkCurrent.fits(m_bList); }
+    // The dark rows predicted at `exposure`; m_bList itself without a usable dark current.
+    QList<QList<double>> darkRowsAt(double exposure) const;
+    // What the operator must hear when the exposure moves to `exposure`: once, when a column's
+    // predicted dark moves more than 1 DN10 from the dark run's exposure; empty otherwise.
+    QString darkCurrentWarning(double exposure);
+    // The dark current beside an FPN file (called by saveFpnFile and loadFpnFile): written when it
+    // fits the rows saved, an old side file removed otherwise; read back when present, dropped
+    // when absent or damaged (told with OS_CameraWarning). Saving answers false when the side
+    // file cannot be written.
+    bool saveDarkCurrentBeside(const QString& fpnPath, QString* why = nullptr);
+    void loadDarkCurrentBeside(const QString& fpnPath);
 
 private:
     // Marks the worker busy while one of its slots runs.
@@ -254,12 +274,6 @@ private:
     static QString withStatus(const QString& text, lsxStatus status);
     // The cancel flag, read under the read lock; a camera being closed counts as a cancel.
     bool cancelRequested() const { return locked(m_cancel) || closing(); }
-    // Whether the DOffset operations leave this camera alone: not a line-scan camera, or a model
-    // that takes no DOffset.
-    bool doffsetSkipped() const;
-    // Writes a DOffset value by the camera's path: its register, or the two sensor registers
-    // (magnitude, then sign; a failure of the first skips the second).
-    lsxStatus writeDoffset(int value);
     // The dark-field procedure of the TVK317 family.
     void dsnuTvk317();
     // ---- Bright field (calibration/exposure.cpp, calibration/brightfield.cpp) ----
@@ -273,6 +287,12 @@ private:
     void fpnTvk317();
     // The camera's own dark rows into m_bList; false after a failure it has reported.
     bool fpnReadDark();
+    // A camera without a black level (calibration/doffset.cpp): its register reads as not there and
+    // the sensor's DOffset registers answer "not supported" (a standard camera without
+    // BlackLevel). Its DOffset is 0 and stays so: read as 0, "set" without a write, told once per
+    // dark or bright run (m_doffsetZeroSaid).
+    bool doffsetAbsent();
+    bool m_doffsetZeroSaid = false;
     // K scale and the lift of B once every gain is done.
     void fpnFinish();
     // ---- Writing FPN (fpnparams/fpnwrite.cpp) ----
@@ -292,6 +312,16 @@ private:
     bool dsnuPrepare();
     // One gain of a normal dark-field run; false when the run must end with a failure.
     bool dsnuGain(float gain, bool autoDoffset);
+    // One soft-triggered frame of the dark field, waiting through any number of time-outs; false
+    // for a cancel or a failed trigger or frame (the run ends quietly).
+    bool dsnuGrab(lsxFrame& frame, void*& buffer);
+    // The second dark of a gain at the second exposure, and the slopes of its planes appended to
+    // m_darkCurrent; the exposure back as found. False when the run must end.
+    bool dsnuDarkCurrent(const std::vector<cv::Mat>& atWorking, uint32_t bits);
+    // An 8-bit dark's planes at the stored DOffset plus 1, 2 and 3, after `planes` (taken at it):
+    // per plane the frames a step apart, the DOffset back. Nothing for 16-bit frames or a camera
+    // without a DOffset. False when the run must end (a cancel, a frame or DOffset failure).
+    bool dsnuDither(uint32_t bits, const std::vector<cv::Mat>& planes, std::vector<std::vector<cv::Mat>>& out);
     // ---- Exposure test (calibration/exposuretest.cpp) ----
     void expTestRun(int expCount);
 
@@ -317,6 +347,14 @@ public:
     bool frameRetry(FrameWait& wait, const QString& prefix, int progress);
     // DOffset (calibration/doffset.cpp). fpnReadDoffset also runs on the GUI thread at open.
     lsxStatus fpnReadDoffset();
+    // Whether the DOffset operations leave this camera alone: not a line-scan camera, or a model
+    // that takes no DOffset.
+    bool doffsetSkipped() const;
+    // Writes a DOffset value by the camera's path: its register, or the two sensor registers
+    // (magnitude, then sign; a failure of the first skips the second).
+    lsxStatus writeDoffset(int value);
+    // Reads the camera's DOffset by the path found at open, quietly (no report, nothing stored).
+    lsxStatus readDoffset(int& value) const;
     bool fpnSetDoffset();
     bool fpnDetectDoffset();
     // K of every row and column at one pixel level, from m_kPoints and m_maxK (see klevels.h).
@@ -328,9 +366,13 @@ public:
     // The exposure test's form: the shortest and longest usable exposure.
     bool fpnExposureCheck(double& lower, double& upper, int lowTarget, int highTarget);
     // One full frame per exposure, shown as it comes; false only when the series could not begin.
-    bool fpnCapture(const QVector<double>& exposures, QList<cv::Mat>& images);
-    // The column gains of a list of images into m_kList and m_kPoints (calibration/brightfield.cpp).
-    bool fpnCorrect(const QList<cv::Mat>& images);
+    // `taken`, when given, receives the exposure of each frame kept.
+    bool fpnCapture(const QVector<double>& exposures, QList<cv::Mat>& images, QVector<double>* taken = nullptr);
+    // The column gains of a list of images into m_kList and m_kPoints (calibration/brightfield.cpp),
+    // each image against the dark predicted at its exposure (`exposures`, one per image) where the
+    // dark current is known, else against m_bList. A gain no column can use is limited and its
+    // column told as a defect.
+    bool fpnCorrect(const QList<cv::Mat>& images, const QVector<double>& exposures = {});
 
     // ---- Flat field, lens shading and colour alignment (flatfield/) ----
     // The settling pauses of the flat-field and lens-shading procedures are multiplied by this;
@@ -367,11 +409,14 @@ private:
 
     // ---- Calibration verification (calibration/verification.cpp) ----
     // IS_VerifyStart runs verifyStart on the worker. The run puts two questions to the operator
-    // (lens covered, flat target lit) with OS_VerifyAsk and waits for verifyAnswer of that step;
-    // its figures go out with OS_VerifyFinished just before the closing report of 100.
+    // (flat target lit: step 2, asked first; lens covered: step 1) with OS_VerifyAsk and waits for
+    // verifyAnswer of that step, showing the camera's image meanwhile with OS_VerifyFrame (a
+    // picture and its row of column means, as OS_NewFrame); its figures go out with
+    // OS_VerifyFinished just before the closing report of 100.
 signals:
     void IS_VerifyStart();
     void OS_VerifyAsk(int step, QString text);
+    void OS_VerifyFrame(QPixmap pixmap, cv::Mat staticMat);
     void OS_VerifyFinished(VerifyReport report);
 public slots:
     void verifyStart();

@@ -16,6 +16,7 @@
 #include "camera/foldedlog.h"
 #include "camera/framegrab.h"
 #include "camera/preview.h"
+#include "camera/settingranges.h"
 #include "camera/tables.h"
 
 #include <QDateTime>
@@ -118,7 +119,9 @@ void CameraServer::captureRun(bool continuous)
 
     // The run's corrections: K per level band is built here once, so that a new calibration
     // shows from the next start of capture.
-    const int fpnSel = settings().value(FpnIni::FpnSel, FpnIni::FpnSelDefault).toInt();
+    // The level table only steers the preview: a bad setting shows with the default, said once.
+    const int fpnSel = settingOrDefault(FpnIni::FpnSel, settings().value(FpnIni::FpnSel),
+                                        [this](const QString& t) { emit OS_CameraWarning(t); });
     const PreviewCorrections corrections = buildPreviewCorrections(
         fpnLevelsFor(fpnSel), m_bList, m_kList, m_kScaleList,
         [this](uint8_t level, QList<double>& out, int rows) { kAtLevel(level, out, rows); }, m_lineCount, m_lscKList);

@@ -2,7 +2,7 @@
 #include "camera/framegrab.h"
 
 #include "camera/cameraserver.h"
-#include "camera/preview_stripes.h"
+#include "correct/parts.h"
 
 #include <QDebug>
 #include <QThread>
@@ -396,9 +396,9 @@ QPixmap convertedPixmap(const cv::Mat& img, int format, int bits)
     uint8_t* const bits0 = out.bits();
     const qsizetype line = out.bytesPerLine();
     const size_t rowBytes = img.cols * img.elemSize();
-    const int parts = partsFor(h);
-    forEachPart(parts, [&](int part) {
-        const PartRange r = partOf(h, parts, part);
+    const int parts = lsxc::partsFor(h);
+    lsxc::forEachPart(parts, [&](int part) {
+        const lsxc::PartRange r = lsxc::partOf(h, parts, part);
         for (int y = r.begin; y < r.end; ++y) {
             uint8_t* q = bits0 + y * line;
             const uint8_t* p = img.ptr<uint8_t>(y);

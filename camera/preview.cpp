@@ -1,18 +1,21 @@
-// The preview of one frame: which corrections apply to it, the run of them (the byte table or
-// the row chain), the regrouping of sensor lines, Sum, the column means. The row chain and its
-// dispatch live in preview_chain.cpp, the byte table in preview_bytetable.cpp, the tables of a
-// run in preview_tables.cpp, the sharing out among threads in preview_stripes.cpp.
+// The preview of one frame: which corrections apply to it, their coefficients for the correction
+// library's kernels (the byte table or the row chain), the regrouping of sensor lines, Sum, the
+// column means. The tables of a run are made in preview_tables.cpp.
 #include "camera/preview.h"
 
 #include "camera/framegrab.h"
-#include "camera/preview_bytetable.h"
-#include "camera/preview_chain.h"
-#include "camera/preview_stripes.h"
+#include "correct/kernel.h"
+#include "correct/parts.h"
 #include "lsx.h"
 
 #include <algorithm>
 #include <cstring>
 #include <limits>
+
+using lsxc::forEachPart;
+using lsxc::PartRange;
+using lsxc::partOf;
+using lsxc::partsFor;
 
 namespace {
 
@@ -177,17 +180,31 @@ cv::Mat sumBlocksWith(const cv::Mat& img, int s, FrameBuffers* buffers)
     return out;
 }
 
-// The FFC and LSC gain rows of one frame, kept alive while its chain is used.
+// The FFC and LSC gain rows of one frame and where its level bands start, kept alive while its
+// chain is used.
 struct FrameGains {
     std::vector<float> ffc;
     std::vector<double> lsc;
+    std::vector<float> bandFrom;
 };
+
+// The source row of each row of a regrouped mono frame of several sensor lines: rows l, l + n,
+// l + 2n, ... of each line l together, the lines one below the other. Empty for one line.
+std::vector<int> regroupedRows(int rows, int lineCount)
+{
+    std::vector<int> rowOf;
+    if (lineCount <= 1) return rowOf;
+    rowOf.reserve(static_cast<size_t>(std::max(rows, 0)));
+    for (int l = 0; l < lineCount; ++l)
+        for (int y = l; y < rows; y += lineCount) rowOf.push_back(y);
+    return rowOf;
+}
 
 // Resolves which corrections apply to a frame of this format and size. False for a format the
 // preview does not take, or a frame it leaves alone (empty, or not matching its format).
 bool resolveChain(const cv::Mat& img, int format, const PreviewCorrections& corrections,
                   const PreviewSwitches& switches, const QList<QList<double>>& ffcKList, FrameGains& gains,
-                  Chain& chain, bool& process)
+                  lsxc::Chain& chain, bool& process)
 {
     process = false;
     const int channels = channelsOf(format);
@@ -199,23 +216,87 @@ bool resolveChain(const cv::Mat& img, int format, const PreviewCorrections& corr
     if (!mono && wide) return true;
     process = true;
     const int width = img.cols;
+    chain.top = wide ? 65535.0f : 255.0f;
 
     if (switches.fpn) {
+        // At most one of the two forms fits a frame: the level bands need one FPN row per channel,
+        // the sensor lines two or more rows of a mono frame.
         const FpnLevelTable& t = corrections.fpn;
         const bool oneLine = mono ? t.rows == 1 : t.rows == channels;
-        if (t.valid() && oneLine && t.columns == width) chain.fpn = &t;
         const LineFpnTable& l = corrections.lineFpn;
-        if (mono && switches.lineCount >= 2 && l.lines == switches.lineCount && l.columns >= width) chain.lineFpn = &l;
+        if (t.valid() && oneLine && t.columns == width) {
+            // A band starts at an 8-bit level; 16-bit data is banded by its high byte.
+            const float scale = wide ? 256.0f : 1.0f;
+            for (int32_t start : t.bandStart) gains.bandFrom.push_back(float(start) * scale - 0.5f);
+            chain.b = t.bInterleaved.data();
+            chain.bands = t.kByBand.data();
+            chain.bandStride = size_t(t.rows) * t.columns;
+            chain.bandCount = t.bandCount;
+            chain.bandFrom = gains.bandFrom.data();
+        } else if (mono && switches.lineCount >= 2 && l.lines == switches.lineCount && l.columns >= width) {
+            chain.b = l.b.data();
+            chain.k = l.k.data();
+            chain.lines = l.lines;
+            chain.lineStride = size_t(l.columns);
+        }
     }
     if (switches.ffc) {
         gains.ffc = ffcGains(ffcKList, format, width, mono ? switches.lineCount : 1, chain.ffcRows);
-        if (!gains.ffc.empty()) chain.ffc = gains.ffc.data();
+        if (!gains.ffc.empty()) {
+            chain.ffc = gains.ffc.data();
+            chain.ffcStride = size_t(width) * channels;
+        }
     }
     if (switches.lsc) {
         gains.lsc = lscGains(corrections.lsc, format, width, switches.regionX);
         if (!gains.lsc.empty()) chain.lsc = gains.lsc.data();
     }
     return true;
+}
+
+// The kernels' view of a frame's rows: read from `from`, written to `to`, with the regrouping map.
+lsxc::Rows rowsOf(const cv::Mat& from, cv::Mat& to, const int* rowOf)
+{
+    lsxc::Rows r;
+    r.from = from.ptr<uint8_t>(0);
+    r.fromStep = from.step[0];
+    r.to = to.ptr<uint8_t>(0);
+    r.toStep = to.step[0];
+    r.rows = to.rows;
+    r.elements = to.cols * to.channels();
+    r.bytes = int(to.elemSize1());
+    r.rowOf = rowOf;
+    return r;
+}
+
+// The byte table for this frame's chain: the one of the previous frame while nothing it depends
+// on has changed (the FFC gains may change between frames), else a new one.
+const uint8_t* byteTableFor(const cv::Mat& img, int format, const lsxc::Chain& chain, const PreviewCorrections& c,
+                            const PreviewSwitches& switches)
+{
+    PreviewByteTable& t = c.byteTable;
+    const size_t n = static_cast<size_t>(img.cols) * img.channels();
+    const bool sameFfc =
+        chain.ffc ? t.ffc.size() == n && std::equal(t.ffc.begin(), t.ffc.end(), chain.ffc) : t.ffc.empty();
+    const bool same = !t.table.empty() && t.format == format && t.width == img.cols && t.fpn == (chain.b != nullptr)
+                      && t.lsc == (chain.lsc != nullptr) && t.regionX == switches.regionX && t.fpnK == c.fpn.k.data()
+                      && t.fpnB == c.fpn.bInterleaved.data() && t.lscGain == c.lsc.gain.data() && sameFfc;
+    if (!same) {
+        t.format = format;
+        t.width = img.cols;
+        t.fpn = chain.b != nullptr;
+        t.lsc = chain.lsc != nullptr;
+        t.regionX = switches.regionX;
+        t.fpnK = c.fpn.k.data();
+        t.fpnB = c.fpn.bInterleaved.data();
+        t.lscGain = c.lsc.gain.data();
+        if (chain.ffc)
+            t.ffc.assign(chain.ffc, chain.ffc + n);
+        else
+            t.ffc.clear();
+        lsxc::buildByteTable(int(n), chain, t.table);
+    }
+    return t.table.data();
 }
 
 // Float column sums to column means on the 8-bit scale, channels as B, G, R.
@@ -240,7 +321,7 @@ bool preview(const cv::Mat& frame, bool inPlace, cv::Mat& img, int format, int b
              const QList<QList<double>>& ffcKList, int sum, cv::Mat* staticMat, FrameBuffers* buffers)
 {
     FrameGains gains;
-    Chain chain;
+    lsxc::Chain chain;
     bool process = false;
     if (!resolveChain(frame, format, corrections, switches, ffcKList, gains, chain, process)) return false;
     if (staticMat) *staticMat = cv::Mat();
@@ -258,13 +339,14 @@ bool preview(const cv::Mat& frame, bool inPlace, cv::Mat& img, int format, int b
             acc = staticMat->ptr<float>(0);
         }
         // Column sums of 8-bit data are exact in 32-bit integers and, below 2^24, in float.
-        if (chainIsPerElement(frame, chain) && frame.rows <= 65793) {
+        if (lsxc::chainIsPerElement(int(frame.elemSize1()), chain) && frame.rows <= 65793) {
             std::vector<uint32_t> sums(static_cast<size_t>(frame.cols) * frame.channels(), 0u);
-            applyByteTable(frame, to, map, format, chain, corrections, switches, sums.data());
+            const uint8_t* table = byteTableFor(to, format, chain, corrections, switches);
+            lsxc::applyByteTable(rowsOf(frame, to, map), table, sums.data());
             if (acc)
                 for (size_t i = 0; i < sums.size(); ++i) acc[i] = static_cast<float>(sums[i]);
         } else if (chain.any() || acc) {
-            correctFrame(frame, to, map, chain, acc);
+            lsxc::correctRows(rowsOf(frame, to, map), chain, acc);
         } else if (to.data != frame.data) {
             copyRows(frame, to, map);
         }
@@ -333,4 +415,29 @@ cv::Mat columnMeans(const cv::Mat& img, int format, int bits)
     }
     finishMeans(mean, img.rows, format, bits);
     return mean;
+}
+
+PreviewIsa previewIsa()
+{
+    return static_cast<PreviewIsa>(lsxc::isa());
+}
+
+PreviewIsa setPreviewIsa(PreviewIsa wanted)
+{
+    return static_cast<PreviewIsa>(lsxc::setIsa(static_cast<lsxc::Isa>(wanted)));
+}
+
+const char* previewIsaName(PreviewIsa isa)
+{
+    return lsxc::isaName(static_cast<lsxc::Isa>(isa));
+}
+
+int previewThreads()
+{
+    return lsxc::threads();
+}
+
+int setPreviewThreads(int n)
+{
+    return lsxc::setThreads(n);
 }

@@ -7,6 +7,8 @@
 // expensive part, K per level band, is built once per capture run (PreviewCorrections); the
 // per-frame work is then one table lookup per pixel for K.
 //
+// The per-sample arithmetic is the correction library's kernels (correct/kernel.h): this file
+// builds their coefficients from the server's lists and decides which corrections fit a frame.
 // The per-frame work is shared out among the processor's cores (previewThreads), the calling
 // thread taking part. The results are the same to the last bit whatever the number of threads.
 //
@@ -43,8 +45,6 @@ struct FpnLevelTable {
     std::vector<float> k;                   // [row][band][column]
     std::vector<float> b;                   // [row][column]
     std::vector<float> bInterleaved;        // [column][row], as the channels lie in a frame
-    std::array<uint8_t, 256> bandOf{};      // per 8-bit level: its band
-    std::vector<float> kByElement;          // [column][row][band]: the K of one element together
     std::vector<float> kByBand;             // [band][column][row]: a band's K in the frame's order
     std::vector<int32_t> bandStart;         // per band: its first 8-bit level
 

@@ -17,6 +17,7 @@ FpnLevelTable buildFpnLevelTable(const std::vector<uint16_t>& levels, const QLis
     if (columns == 0) return t;
 
     std::vector<std::vector<float>> bands;  // K of every row and column, per band
+    std::array<uint8_t, 256> bandOf{};      // per 8-bit level: its band
     QList<double> current;
     size_t i = 0;
     for (int level = 0; level <= 255; ++level) {
@@ -34,7 +35,7 @@ FpnLevelTable buildFpnLevelTable(const std::vector<uint16_t>& levels, const QLis
             bands.emplace_back(current.begin(), current.end());
         }
         t.bandOffset[level] = static_cast<int32_t>((bands.size() - 1) * columns);
-        t.bandOf[level] = static_cast<uint8_t>(bands.size() - 1);
+        bandOf[level] = static_cast<uint8_t>(bands.size() - 1);
     }
 
     t.rows = rows;
@@ -49,19 +50,16 @@ FpnLevelTable buildFpnLevelTable(const std::vector<uint16_t>& levels, const QLis
     for (int r = 0; r < rows; ++r)
         for (int x = 0; x < columns && x < bList[r].size(); ++x)
             t.b[static_cast<size_t>(r) * columns + x] = static_cast<float>(bList[r][x]);
-    // The sweep reads the K of an element by its position in the frame's row and its band.
-    // The wide kernels read K band by band, the elements of a band in the frame's order.
-    t.kByElement.resize(t.k.size());
+    // The kernels read K band by band, the elements of a band in the frame's order.
     t.kByBand.resize(t.k.size());
     for (int r = 0; r < rows; ++r)
         for (int band = 0; band < t.bandCount; ++band)
             for (int x = 0; x < columns; ++x) {
                 const float k = t.k[(static_cast<size_t>(r) * t.bandCount + band) * columns + x];
-                t.kByElement[(static_cast<size_t>(x) * rows + r) * t.bandCount + band] = k;
                 t.kByBand[static_cast<size_t>(band) * rows * columns + static_cast<size_t>(x) * rows + r] = k;
             }
     t.bandStart.assign(static_cast<size_t>(t.bandCount), 0);
-    for (int level = 255; level >= 0; --level) t.bandStart[t.bandOf[level]] = level;
+    for (int level = 255; level >= 0; --level) t.bandStart[bandOf[level]] = level;
     t.bInterleaved.resize(t.b.size());
     for (int r = 0; r < rows; ++r)
         for (int x = 0; x < columns; ++x)

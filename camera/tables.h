@@ -83,4 +83,5 @@ inline const QString MaxDsnu = QStringLiteral("Verify/MaxDSNU");                
 inline const QString MaxDefects = QStringLiteral("Verify/MaxDefects");          // columns per plane
 inline const QString DefectDark = QStringLiteral("Verify/DefectDark");          // DN10
 inline const QString DefectResponse = QStringLiteral("Verify/DefectResponse");  // per cent
+inline const QString Levels = QStringLiteral("Verify/Levels");                  // per cent of saturation, "25,50,80"
 }  // namespace VerifyIni

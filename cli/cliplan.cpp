@@ -1,6 +1,8 @@
 // What the command-line runner is asked to do (cliplan.h).
 #include "cli/cliplan.h"
 
+#include "camera/settingranges.h"
+#include "camera/tables.h"
 #include "language.h"
 
 #include <QCoreApplication>
@@ -50,11 +52,18 @@ const std::vector<StepKind>& stepKinds()
          0,
          {"report="},
          QT_TRANSLATE_NOOP("CliPlan",
-                           "校正验证（先暗场后明场），超出限值时退出码为 3；--report FILE.json 保存验证报告")},
+                           "校正验证（先明场后暗场），超出限值时退出码为 3；--report FILE.json 保存验证报告")},
         {"restore",
          1,
          {},
          QT_TRANSLATE_NOOP("CliPlan", "把写入前的备份文件 BACKUP 写回相机（先备份参数组的当前内容）")},
+        {"apply",
+         2,
+         {"fpn=", "ffc=", "lsc=", "gain=", "region=", "width=", "format=", "bits="},
+         QT_TRANSLATE_NOOP("CliPlan",
+                           "用校正文件校正图像 IN，写入 OUT（不需要相机）：8/16 位 PNG、TIFF 或原始数据；--gain 相机增益，"
+                           "--region 首列的传感器列号，原始数据的 --width 行宽、--format mono8|mono16|rgb8|bgr8，"
+                           "16 位数据的 --bits 10|12|16")},
         {"run", 1, {}, QT_TRANSLATE_NOOP("CliPlan", "按配方文件 RECIPE.ini 执行其中的步骤")},
         {"history",
          0,
@@ -256,6 +265,7 @@ QString cliUsage()
                     : n == QLatin1String("restore")  ? QStringLiteral(" BACKUP")
                                                      : QStringLiteral(" FILE");
         }
+        if (k.arguments == 2) head += QStringLiteral(" IN OUT");
         for (const QString& o : k.options)
             head += o.endsWith(QLatin1Char('=')) ? QStringLiteral(" [--%1 V]").arg(o.chopped(1))
                                                  : QStringLiteral(" [--%1]").arg(o);
@@ -354,10 +364,15 @@ bool readRecipe(const QString& path, CliPlan& plan)
             if (key.compare(QLatin1String("name"), Qt::CaseInsensitive) != 0)
                 return bad(QCoreApplication::translate("CliPlan", "[camera] 只认 name。"));
             if (plan.camera.isEmpty()) plan.camera = value;
-        } else if (section == QLatin1String("params")) {
-            plan.settings.insert(QStringLiteral("Params/") + key, value);
-        } else if (section == QLatin1String("verify")) {
-            plan.settings.insert(QStringLiteral("Verify/") + key, value);
+        } else if (section == QLatin1String("params") || section == QLatin1String("verify")) {
+            // A value out of its range is refused here, before anything runs.
+            const QString setting =
+                (section == QLatin1String("params") ? QStringLiteral("Params/") : QStringLiteral("Verify/")) + key;
+            if (settingRange(setting)) {
+                const SettingValue checked = checkSetting(setting, value);
+                if (!checked.ok()) return bad(checked.error + QCoreApplication::translate("CliPlan", "。"));
+            }
+            plan.settings.insert(setting, value);
         } else if (section == QLatin1String("steps")) {
             if (key.compare(QLatin1String("step"), Qt::CaseInsensitive) != 0)
                 return bad(QCoreApplication::translate("CliPlan", "[steps] 只认 step。"));
@@ -370,6 +385,14 @@ bool readRecipe(const QString& path, CliPlan& plan)
             }
         } else {
             return bad(QCoreApplication::translate("CliPlan", "键 \"%1\" 不在任何节中。").arg(key));
+        }
+    }
+    if (plan.settings.contains(FpnIni::GainMin) && plan.settings.contains(FpnIni::GainMax)) {
+        const QString gains = gainRangeError(checkSetting(FpnIni::GainMin, plan.settings.value(FpnIni::GainMin)).value,
+                                             checkSetting(FpnIni::GainMax, plan.settings.value(FpnIni::GainMax)).value);
+        if (!gains.isEmpty()) {
+            plan.error = QCoreApplication::translate("CliPlan", "配方文件 \"%1\"：%2").arg(path, gains);
+            return false;
         }
     }
     return true;

@@ -17,6 +17,7 @@
 
 #include "camera/cameraserver.h"
 #include "camera/properties.h"
+#include "camera/settingranges.h"
 #include "camera/tables.h"
 #include "fpnparams/paramfile.h"
 #include "cli/clihistory.h"
@@ -66,10 +67,11 @@ QJsonArray rowsSummary(const QList<QList<double>>& rows)
     return out;
 }
 
-// The gain range of FPN.ini as the calibrations read it.
-double gainSetting(CameraServer& s, const QString& key, float fallback)
+// A setting of FPN.ini as the calibrations read it, with its range: the procedure that ran has
+// refused a bad one, so the figures show the values it used.
+double rangedSetting(CameraServer& s, const QString& key, double fallback)
 {
-    return s.settings().value(key, fallback).toDouble();
+    return checkSetting(key, s.settings().value(key, fallback)).value;
 }
 
 }  // namespace
@@ -350,6 +352,8 @@ int CliRunner::runStep(const CliStep& step, const CliPlan& plan, StepResult& r)
         CliPlan recipe;
         recipe.camera = plan.camera;
         if (!readRecipe(step.args.first(), recipe)) {
+            // A recipe step has no closing line of its own: its refusal is told here.
+            toErr(tr("run 失败：%1\n").arg(recipe.error));
             fail(r, recipe.error, CliUsage);
             return r.exit;
         }
@@ -376,6 +380,8 @@ int CliRunner::runStep(const CliStep& step, const CliPlan& plan, StepResult& r)
         }
         return runSteps(recipe.steps, inner);
     }
+
+    if (n == QLatin1String("apply")) return applyStep(step, r);
 
     if (!openCamera(plan, r)) return r.exit;
     if (!step.scene.isEmpty() && !setSimScene(step.scene, r)) return r.exit;
@@ -423,6 +429,7 @@ int CliRunner::runStep(const CliStep& step, const CliPlan& plan, StepResult& r)
         double now = 0.0;
         lsxGetExposure(s->m_handle, &now);
         report(-1, tr("曝光时间：%1 us").arg(now), &r);
+        if (const QString told = s->darkCurrentWarning(now); !told.isEmpty()) report(-1, told, &r);
         r.figures = QJsonObject{{QStringLiteral("exposure"), now}};
         return CliOk;
     }
@@ -430,9 +437,9 @@ int CliRunner::runStep(const CliStep& step, const CliPlan& plan, StepResult& r)
         if (!askOperator(tr("暗场校正：请盖上镜头盖，使相机处于完全黑暗中。"), r)) return r.exit;
         const bool autoDoffset = step.options.contains(QStringLiteral("auto-doffset"));
         if (!runProcedure([&] { emit s->IS_DSNUStart(autoDoffset); }, r)) return r.exit;
-        r.figures = darkStepFigures(s->m_bList, s->settings().value(FpnIni::DOffset).toInt(),
-                                    gainSetting(*s, FpnIni::GainMin, FpnIni::GainMinDefault),
-                                    gainSetting(*s, FpnIni::GainMax, FpnIni::GainMaxDefault), autoDoffset);
+        r.figures = darkStepFigures(s->m_bList, int(rangedSetting(*s, FpnIni::DOffset, FpnIni::DOffsetDefault)),
+                                    rangedSetting(*s, FpnIni::GainMin, FpnIni::GainMinDefault),
+                                    rangedSetting(*s, FpnIni::GainMax, FpnIni::GainMaxDefault), autoDoffset);
         return CliOk;
     }
     if (n == QLatin1String("bright")) {
@@ -442,9 +449,9 @@ int CliRunner::runStep(const CliStep& step, const CliPlan& plan, StepResult& r)
         if (!runProcedure([&] { emit s->IS_FpnStart(); }, r)) return r.exit;
         r.figures =
             brightStepFigures(s->m_kList, s->m_kScaleList, int(s->m_kPoints.size()), exposuresFromMessages(r.messages),
-                              gainSetting(*s, FpnIni::GainMin, FpnIni::GainMinDefault),
-                              gainSetting(*s, FpnIni::GainMax, FpnIni::GainMaxDefault),
-                              s->settings().value(FpnIni::PixelMax, FpnIni::PixelMaxDefault).toInt());
+                              rangedSetting(*s, FpnIni::GainMin, FpnIni::GainMinDefault),
+                              rangedSetting(*s, FpnIni::GainMax, FpnIni::GainMaxDefault),
+                              int(rangedSetting(*s, FpnIni::PixelMax, FpnIni::PixelMaxDefault)));
         return CliOk;
     }
     if (n == QLatin1String("write-fpn")) {
@@ -542,15 +549,18 @@ int CliRunner::verifyStep(const CliStep& step, StepResult& r)
     }
 
     const bool passes = reportPasses(result);
+    // A figure that could not be measured is said so, never printed as a number.
+    auto figure = [](double v) { return std::isfinite(v) ? QString::number(v, 'f', 3) : tr("不可测"); };
+    QStringList levels;
+    for (int i = 0; i < result.levels.size() && i < result.levelExposures.size(); ++i)
+        levels.append(tr("%1% 饱和 %2 us").arg(result.levels[i]).arg(result.levelExposures[i], 0, 'f', 1));
+    report(-1, tr("PRNU 测量：%1").arg(levels.join(tr("、"))), &r);
     for (const VerifyPlane& p : result.planes) {
         const bool ok = planePasses(p.after, result.limits);
         report(-1,
                tr("%1：DSNU %2 → %3 DN10，PRNU %4 → %5 %，缺陷列 %6（%7）")
                    .arg(p.name)
-                   .arg(p.before.dsnu, 0, 'f', 3)
-                   .arg(p.after.dsnu, 0, 'f', 3)
-                   .arg(p.before.prnu, 0, 'f', 3)
-                   .arg(p.after.prnu, 0, 'f', 3)
+                   .arg(figure(p.before.dsnu), figure(p.after.dsnu), figure(p.before.prnu), figure(p.after.prnu))
                    .arg(p.after.defects.size())
                    .arg(ok ? tr("合格") : tr("不合格")),
                &r);
@@ -558,10 +568,9 @@ int CliRunner::verifyStep(const CliStep& step, StepResult& r)
     r.figures = verifyStepFigures(result);
     if (!reportName.isEmpty()) {
         const QString path = QFileInfo(reportName).absoluteFilePath();
-        QSaveFile f(path);
-        if (!f.open(QIODevice::WriteOnly) || f.write(QJsonDocument(verifyReportJson(result)).toJson()) < 0
-            || !f.commit()) {
-            fail(r, tr("无法保存验证报告 %1。").arg(path));
+        QString why;
+        if (!saveAtomically(path, QJsonDocument(verifyReportJson(result)).toJson(), &why)) {
+            fail(r, tr("无法保存验证报告 %1（%2）。").arg(path, why));
             return r.exit;
         }
         report(-1, tr("验证报告已保存到 %1").arg(path), &r);
@@ -604,7 +613,12 @@ int CliRunner::flatStep(const CliStep& step, StepResult& r)
             properties::selection(s->m_handle, ffc ? properties::kFfcSelKey : properties::kLscSelKey);
         setIndex = int(sets.texts.indexOf(set));
         if (setIndex <= 0) {
-            fail(r, tr("请选择正确的写入位置！（可选：%1）").arg(sets.texts.mid(1).join(tr("、"))), CliUsage);
+            const QStringList choices = sets.texts.mid(1);
+            fail(r,
+                 choices.isEmpty() ? tr("相机没有%1参数组，无法写入相机；可用 --save 保存为文件。")
+                                         .arg(ffc ? QStringLiteral("FFC") : QStringLiteral("LSC"))
+                                   : tr("请选择正确的写入位置！（可选：%1）").arg(choices.join(tr("、"))),
+                 CliUsage);
             return r.exit;
         }
         if (!confirmWrite(ffc ? CameraServer::WriteKind::Ffc : CameraServer::WriteKind::Lsc, set, r)) return r.exit;

@@ -66,6 +66,8 @@ private:
     // to a set of the camera and saved to a file as asked.
     int flatStep(const CliStep& step, StepResult& r);
     int verifyStep(const CliStep& step, StepResult& r);
+    // The correction files applied to a picture or raw dump on the disk (cliapply.cpp).
+    int applyStep(const CliStep& step, StepResult& r);
     // Emits a procedure's signal and waits until its slot has left the worker; false when its
     // reports ended in a failure (101) or it ended without a report of 100 (a cancel).
     bool runProcedure(const std::function<void()>& start, StepResult& r);

@@ -20,6 +20,7 @@
 // the gains in fixed point.
 #include "camera/cameraserver.h"
 
+#include "camera/settingranges.h"
 #include "camera/tables.h"
 #include "flatfield/ffcrecord.h"
 #include "statustext.h"
@@ -69,6 +70,14 @@ void CameraServer::ffcWriteRun(const QString& setName)
         emit OS_FpnInfo(101, tr("FFC参数中有无效数值，无法写入相机。"));
         return;
     }
+    // The record's head carries PixelMax and DOffset: a setting out of its range never reaches it.
+    SettingCheck check(settings());
+    check.readWhole(FpnIni::PixelMax, FpnIni::PixelMaxDefault);
+    check.readWhole(FpnIni::DOffset, FpnIni::DOffsetDefault);
+    if (!check.ok()) {
+        emit OS_FpnInfo(101, check.message());
+        return;
+    }
 
     GainList table = m_ffcKList;
     if (m_supportMLK != 0) {
@@ -111,8 +120,9 @@ bool CameraServer::ffcSendTable(const GainList& table, float minK, float maxK, c
     head.targetFormat = target;
     head.lineCount = m_lineCount;
     head.frameBits = m_frameBits;
-    head.pixelMax = settings().value(FpnIni::PixelMax, FpnIni::PixelMaxDefault).toInt();
-    head.doffset = settings().value(FpnIni::DOffset, FpnIni::DOffsetDefault).toInt();
+    // Checked by the write-down; a restore is not refused for the head's labels (defaults stand in).
+    head.pixelMax = int(checkSetting(FpnIni::PixelMax, settings().value(FpnIni::PixelMax)).value);
+    head.doffset = int(checkSetting(FpnIni::DOffset, settings().value(FpnIni::DOffset)).value);
     head.minK = minK;
     head.maxK = maxK;
 

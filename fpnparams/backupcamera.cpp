@@ -22,6 +22,7 @@
 
 #include "calibration/brightstats.h"
 #include "calibration/darkstats.h"
+#include "camera/settingranges.h"
 #include "camera/tables.h"
 #include "flatfield/ffcrecord.h"
 #include "fpnparams/fpnrecord.h"
@@ -185,9 +186,12 @@ lsxStatus CameraServer::readFpnBackup(const QString& set, CameraBackup& out)
         if (status != LSX_OK) return status;
     }
     // The gains of the calibration, as the bright field reads the camera's dark data.
-    float gainMin = settings().value(FpnIni::GainMin, FpnIni::GainMinDefault).toFloat();
-    float gainMax = settings().value(FpnIni::GainMax, FpnIni::gainMaxCalibrationDefault(m_isLinescan)).toFloat();
-    if (!std::isfinite(gainMin) || !std::isfinite(gainMax) || gainMax < gainMin) gainMin = gainMax = gainFound;
+    // A gain range that is refused takes the gain as found: the backup is never refused for it.
+    SettingCheck check(settings());
+    float gainMin = check.read(FpnIni::GainMin, FpnIni::GainMinDefault);
+    float gainMax = check.read(FpnIni::GainMax, FpnIni::gainMaxCalibrationDefault(m_isLinescan));
+    check.gainRange(gainMin, gainMax);
+    if (!check.ok()) gainMin = gainMax = gainFound;
     out.gainMin = gainMin;
     out.gains = 0;
     for (float gain = gainMin; !(gain > gainMax) && out.gains < kMaxBackupGains; gain += 1.0f) {
@@ -306,7 +310,8 @@ lsxStatus CameraServer::fpnWriteBack(const CameraBackup& backup, bool& partial)
         head.lines = 1;
         head.bits = static_cast<uint8_t>(backup.bits);
         head.doffset = static_cast<uint8_t>(backup.doffset & 0xFF);
-        head.level = static_cast<uint16_t>(settings().value(FpnIni::PixelMax, FpnIni::PixelMaxDefault).toInt());
+        // The level is the record's label; a restore is not refused for it (the default stands in).
+        head.level = static_cast<uint16_t>(checkSetting(FpnIni::PixelMax, settings().value(FpnIni::PixelMax)).value);
         head.minK = minK;
         head.maxK = maxK;
         fillFpnPairs(record, k, b, rows, columns, FpnOrder::Interleaved);

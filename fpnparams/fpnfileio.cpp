@@ -16,6 +16,7 @@
 #include "camera/cameraserver.h"
 
 #include "calibration/klevels.h"
+#include "camera/settingranges.h"
 #include "camera/tables.h"
 #include "fpnparams/fpnfile.h"
 #include "statustext.h"
@@ -77,9 +78,15 @@ bool CameraServer::saveFpnFile(const QString& path, QString* why)
     head.w = roi.W;
     head.cols = int(m_bList.first().size());
     fpnReadDoffset();
-    head.doffset = settings().value(FpnIni::DOffset, FpnIni::DOffsetDefault).toInt();
+    SettingCheck check(settings());
+    head.doffset = check.readWhole(FpnIni::DOffset, FpnIni::DOffsetDefault);
+    if (!check.ok()) {
+        if (why) *why = check.message();
+        return false;
+    }
     QString failed;
-    const bool written = writeFpnFile(path, head, m_bList, kRows, &failed);
+    // The dark current goes beside the file, or an older one there goes.
+    const bool written = writeFpnFile(path, head, m_bList, kRows, &failed) && saveDarkCurrentBeside(path, &failed);
     if (!written) {
         qDebug() << "saveFpnFile: " << failed;
         if (why) *why = failed;
@@ -174,6 +181,8 @@ bool CameraServer::applyFpnFile(const FpnFileContent& content, QString* why)
     }
     m_kScaleList = QList<double>(rows, 1.0);
     m_darkFromCamera = false;
+    // How each column's dark grows with the exposure, from beside the file when it was saved.
+    loadDarkCurrentBeside(content.path);
     return true;
 }
 

@@ -19,6 +19,7 @@
 #include "camera/cameraserver.h"
 
 #include "calibration/klevels.h"
+#include "camera/settingranges.h"
 #include "camera/tables.h"
 #include "fpnparams/fpnrecord.h"
 #include "statustext.h"
@@ -68,8 +69,19 @@ void CameraServer::fpnWriteRun(int sel)
         return;
     }
 
-    // 1. K at the working level, limited and unscaled, from the samples.
-    const int pixelMax = settings().value(FpnIni::PixelMax, FpnIni::PixelMaxDefault).toInt();
+    // 1. The settings the records are made of, refused before anything is changed; K at the
+    // working level, limited and unscaled, from the samples.
+    SettingCheck check(settings());
+    const int pixelMax = check.readWhole(FpnIni::PixelMax, FpnIni::PixelMaxDefault);
+    const float gainMin = check.read(FpnIni::GainMin, FpnIni::GainMinDefault);
+    const float gainMax = check.read(FpnIni::GainMax, FpnIni::gainMaxCalibrationDefault(m_isLinescan));
+    const int doffset = check.readWhole(FpnIni::DOffset, FpnIni::DOffsetDefault);
+    const std::vector<uint16_t>& levels = fpnLevelsFor(check.readWhole(FpnIni::FpnSel, FpnIni::FpnSelDefault));
+    check.gainRange(gainMin, gainMax);
+    if (!check.ok()) {
+        emit OS_FpnInfo(101, check.message());
+        return;
+    }
     const int rows = int(m_bList.size());
     const int columns = int(m_bList.first().size());
     if (!m_kPoints.isEmpty()) {
@@ -93,11 +105,7 @@ void CameraServer::fpnWriteRun(int sel)
     padToSensor(k, b, roi.X, roi.W, descr.maxWidth);
 
     // 3. Gains and levels.
-    const float gainMin = settings().value(FpnIni::GainMin, FpnIni::GainMinDefault).toFloat();
-    const float gainMax = settings().value(FpnIni::GainMax, FpnIni::gainMaxCalibrationDefault(m_isLinescan)).toFloat();
     const int gains = static_cast<int>(std::floor(gainMax - gainMin) + 1.0f);
-    const int doffset = settings().value(FpnIni::DOffset, FpnIni::DOffsetDefault).toInt();
-    const std::vector<uint16_t>& levels = fpnLevelsFor(settings().value(FpnIni::FpnSel, FpnIni::FpnSelDefault).toInt());
     if (gains == 0) {
         emit OS_FpnInfo(101, tr("错误的增益范围-[%1, %2]").arg(gainMin).arg(gainMax));
         return;

@@ -63,9 +63,12 @@ bool RecordSpool::put(const QJsonObject& result, QString* error)
         return false;
     }
     QSaveFile f(QDir(m_dir).filePath(spoolName(r)));
-    if (!f.open(QIODevice::WriteOnly) || f.write(QJsonDocument(result).toJson(QJsonDocument::Indented)) < 0
-        || !f.commit()) {
+    const QByteArray data = QJsonDocument(result).toJson(QJsonDocument::Indented);
+    // Flushed before the commit: a commit does not see its own last flush fail (a full disk, a
+    // size limit), and would leave a record cut short in the spool.
+    if (!f.open(QIODevice::WriteOnly) || f.write(data) != data.size() || !f.flush() || !f.commit()) {
         *error = QCoreApplication::translate("RecordSpool", "无法写入 %1（%2）").arg(f.fileName(), f.errorString());
+        f.cancelWriting();
         return false;
     }
     return true;

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs the Debian 12 packages that building, testing and a screenshot under Xvfb need, and
 # Aravis for real GigE Vision and USB3 Vision cameras (the GenICam camera library, its tests and
-# the camera tools arv-tool-0.8, arv-viewer-0.8), and
+# the camera tools arv-tool-0.8, arv-viewer-0.8), GStreamer (the lsxcorrect element, its tests,
+# gst-launch-1.0 and gst-inspect-1.0; Aravis' own aravissrc comes with libaravis-0.8-0),
 # poppler-utils (the verification's test renders and reads back the report's PDF), the
 # calibration records: Qt SQL's SQLite and PostgreSQL drivers, PostgreSQL itself (the records'
 # tests start a private cluster of it) and Python (a test reads the CSV export with its csv module),
@@ -22,6 +23,7 @@ packages=(
   libqt6sql6-sqlite libqt6sql6-psql postgresql python3
   fonts-wqy-microhei
   libaravis-dev aravis-tools aravis-tools-cli libusb-1.0-0-dev
+  libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev gstreamer1.0-tools gstreamer1.0-plugins-base
 )
 # OpenCV's CMake package file is only in libopencv-dev; its recommends pull half a desktop.
 opencv=(libopencv-dev)

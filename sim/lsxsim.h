@@ -34,7 +34,9 @@
  * pixels (levels and variances), BIN averages them (the variance divided by the pixels binned);
  * in the "USER" mode "BinningVertical" bins rows of the same column the same way.
  * 16-bit output is raw << 6 (full scale 65472), 8-bit output raw >> 2. The camera's own
- * corrections follow: (raw - B) * K (FPN), * flat-field K, * target/poly (LSC).
+ * corrections follow: (raw - B) * K (FPN), * flat-field K, * target/poly (LSC); on 16-bit mono
+ * output they work at the output's resolution (the FPN record's B comes in 16-bit units), so a
+ * corrected sample is rounded to the 16-bit sample, not back to a whole DN10.
  *
  * The camera's clock: a line takes 1 / LineRate, or the exposure when that is longer (the line
  * rate is limited by the exposure: at LineRate 10000 an exposure of 500 us makes a line 500 us);

@@ -158,7 +158,9 @@ void drawPatternRow(const Pipeline& p, int cls, double objLine, Rng& rng, int16_
 // The camera's own corrections on one row of raw codes: (raw - B) * K, K from the bands at the
 // pixel's level when the FPN set has several. A band's level is its top: a pixel takes the K of
 // the first band whose level is not below its own (8-bit scale), above the last band the last.
-void correctRow(const Pipeline& p, int cls, int16_t* raw)
+// `out(i, v)` takes each corrected level v, in DN10 before any rounding.
+template <typename Out>
+void correctRowWith(const Pipeline& p, int cls, const int16_t* raw, Out out)
 {
     const size_t ci = size_t(cls);
     const float* b = p.corrB[ci].data();
@@ -175,8 +177,27 @@ void correctRow(const Pipeline& p, int cls, int16_t* raw)
         } else {
             k = p.corrM[ci][ii];
         }
-        raw[i] = adc(d * k);
+        out(i, d * k);
     }
+}
+
+// The corrections at 10-bit resolution: the corrected level back to a 10-bit code, as the 8-bit
+// output and the colour formats take it.
+void correctRow(const Pipeline& p, int cls, int16_t* raw)
+{
+    correctRowWith(p, cls, raw, [raw](int i, float v) { raw[i] = adc(v); });
+}
+
+// The corrections of a 16-bit mono output, which work at its resolution as the FPN record gives
+// B in 16-bit units: the corrected level rounded to the 16-bit sample, clipped to 0..65472, not
+// cut back to whole DN10. (At 10-bit resolution a B with a fraction of a DN10 leaves each column
+// rounded its own way, a fixed pattern of up to half a DN10 that no calibration could remove.)
+void correctRow16(const Pipeline& p, int cls, const int16_t* raw, uint16_t* out)
+{
+    correctRowWith(p, cls, raw, [out](int i, float v) {
+        const float s = v * 64.0f;
+        out[i] = s <= 0.0f ? 0 : s >= 65472.0f ? 65472 : uint16_t(s + 0.5f);
+    });
 }
 
 // Rows y0..y1 of a frame. Each row has its own generator, seeded from the frame's noise key and
@@ -185,6 +206,9 @@ void drawRows(const Pipeline& p, uint8_t* buf, int bpp, int y0, int y1, uint64_t
 {
     const int W = p.width;
     std::vector<int16_t> raw(size_t(W) * size_t(p.planes));
+    // A corrected 16-bit mono row, at the output's resolution.
+    const bool fine = p.correct && p.sixteen && p.planes == 1;
+    std::vector<uint16_t> fineRow(fine ? size_t(W) : 0);
     for (int y = y0; y < y1; ++y) {
         Rng rng{mix(noiseKey ^ mix(uint64_t(y) + 1))};
         const int line = p.lineCount > 1 ? y % p.lineCount : 0;
@@ -197,6 +221,12 @@ void drawRows(const Pipeline& p, uint8_t* buf, int bpp, int y0, int y1, uint64_t
                 drawRow(p.mean[size_t(cls)].data(), p.sd[size_t(cls)].data(), W, p.noise, rng, r);
             if (p.sourceCoarse)
                 for (int i = 0; i < W; ++i) r[i] = int16_t(r[i] & ~3);
+            if (fine) {
+                correctRow16(p, cls, r, fineRow.data());
+                if (p.inverse)
+                    for (int i = 0; i < W; ++i) fineRow[size_t(i)] = uint16_t(65472 - fineRow[size_t(i)]);
+                continue;
+            }
             if (p.correct) correctRow(p, cls, r);
             if (p.inverse)
                 for (int i = 0; i < W; ++i) r[i] = int16_t(1023 - r[i]);
@@ -216,10 +246,11 @@ void drawRows(const Pipeline& p, uint8_t* buf, int bpp, int y0, int y1, uint64_t
             }
         } else if (p.sixteen) {
             auto* out = reinterpret_cast<uint16_t*>(row);
+            auto value = [&](int i) { return fine ? fineRow[size_t(i)] : uint16_t(raw[size_t(i)] << 6); };
             if (p.flip)
-                for (int i = 0; i < W; ++i) out[W - 1 - i] = uint16_t(raw[size_t(i)] << 6);
+                for (int i = 0; i < W; ++i) out[W - 1 - i] = value(i);
             else
-                for (int i = 0; i < W; ++i) out[i] = uint16_t(raw[size_t(i)] << 6);
+                for (int i = 0; i < W; ++i) out[i] = value(i);
         } else {
             for (int i = 0; i < W; ++i) row[p.flip ? W - 1 - i : i] = uint8_t(raw[size_t(i)] >> 2);
         }

@@ -587,10 +587,6 @@ The camera&apos;s FPN is switched on, click OK to see the effect.</translation>
         <translation>lens shading correction (LSC); --goal mean|rate:R|level:L target brightness, --write SET write into the camera, --save NAME save a file (.LSC.FAC added when missing)</translation>
     </message>
     <message>
-        <source>校正验证（先暗场后明场），超出限值时退出码为 3；--report FILE.json 保存验证报告</source>
-        <translation>calibration verification (dark field, then bright field); exit code 3 when a limit is exceeded; --report FILE.json saves the verification report</translation>
-    </message>
-    <message>
         <source>把写入前的备份文件 BACKUP 写回相机（先备份参数组的当前内容）</source>
         <translation>write the backup file BACKUP, made before a write, back into the camera (the set&apos;s present contents are backed up first)</translation>
     </message>
@@ -748,6 +744,22 @@ of FPN.ini, else records.sqlite in the documents folder)</translation>
         <source>键 &quot;%1&quot; 不在任何节中。</source>
         <translation>The key &quot;%1&quot; is in no section.</translation>
     </message>
+    <message>
+        <source>校正验证（先明场后暗场），超出限值时退出码为 3；--report FILE.json 保存验证报告</source>
+        <translation>calibration verification (bright field first, then dark); exit code 3 when a limit is exceeded; --report FILE.json saves the verification report</translation>
+    </message>
+    <message>
+        <source>用校正文件校正图像 IN，写入 OUT（不需要相机）：8/16 位 PNG、TIFF 或原始数据；--gain 相机增益，--region 首列的传感器列号，原始数据的 --width 行宽、--format mono8|mono16|rgb8|bgr8，16 位数据的 --bits 10|12|16</source>
+        <translation>correct picture IN with the correction files and write OUT (no camera needed): 8/16-bit PNG, TIFF or raw data; --gain the camera gain, --region the sensor column of the first column, for raw data --width the line width and --format mono8|mono16|rgb8|bgr8, for 16-bit data --bits 10|12|16</translation>
+    </message>
+    <message>
+        <source>。</source>
+        <translation>.</translation>
+    </message>
+    <message>
+        <source>配方文件 &quot;%1&quot;：%2</source>
+        <translation>Recipe file &quot;%1&quot;: %2</translation>
+    </message>
 </context>
 <context>
     <name>CliRunner</name>
@@ -902,10 +914,6 @@ Press Enter to continue, Ctrl-C to cancel.</translation>
         <translation>fail</translation>
     </message>
     <message>
-        <source>无法保存验证报告 %1。</source>
-        <translation>Cannot save the verification report %1.</translation>
-    </message>
-    <message>
         <source>验证报告已保存到 %1</source>
         <translation>Verification report saved to %1</translation>
     </message>
@@ -1020,6 +1028,92 @@ Press Enter to continue, Ctrl-C to cancel.</translation>
     <message>
         <source>，DOffset %1</source>
         <translation>, DOffset %1</translation>
+    </message>
+    <message>
+        <source>apply 需要至少一个校正文件：--fpn、--ffc 或 --lsc。</source>
+        <translation>apply needs at least one correction file: --fpn, --ffc or --lsc.</translation>
+    </message>
+    <message>
+        <source>输出文件 %1 就是输入文件：不会覆盖原图。</source>
+        <translation>The output file %1 is the input file: the original picture is not overwritten.</translation>
+    </message>
+    <message>
+        <source>--%1 应在 %2 到 %3 之间，而不是 &quot;%4&quot;。</source>
+        <translation>--%1 must be between %2 and %3, not &quot;%4&quot;.</translation>
+    </message>
+    <message>
+        <source>--format 应为 mono8、mono16、rgb8 或 bgr8，而不是 &quot;%1&quot;。</source>
+        <translation>--format must be mono8, mono16, rgb8 or bgr8, not &quot;%1&quot;.</translation>
+    </message>
+    <message>
+        <source>内存不足。</source>
+        <translation>Out of memory.</translation>
+    </message>
+    <message>
+        <source>校正文件无法加载：%1</source>
+        <translation>The correction file cannot be loaded: %1</translation>
+    </message>
+    <message>
+        <source>无法读取图像 %1（文件不存在、不是 PNG/TIFF 图像或已损坏）。</source>
+        <translation>Cannot read the picture %1 (the file does not exist, is not a PNG/TIFF picture or is damaged).</translation>
+    </message>
+    <message>
+        <source>不支持的图像 %1：%2 通道、%3 位；可校正 8 位或 16 位灰度图和 8 位三通道彩色图。</source>
+        <translation>Unsupported picture %1: %2 channels, %3 bits; 8- or 16-bit grey pictures and 8-bit three-channel colour pictures can be corrected.</translation>
+    </message>
+    <message>
+        <source>无法读取 %1：%2</source>
+        <translation>Cannot read %1: %2</translation>
+    </message>
+    <message>
+        <source>原始数据 %1 的像素格式未知：请用 --format 给出 mono8、mono16、rgb8 或 bgr8。</source>
+        <translation>The pixel format of the raw data %1 is unknown: give mono8, mono16, rgb8 or bgr8 with --format.</translation>
+    </message>
+    <message>
+        <source>原始数据 %1 的行宽未知：请用 --width 给出每行的像素数。</source>
+        <translation>The line width of the raw data %1 is unknown: give the pixels per line with --width.</translation>
+    </message>
+    <message>
+        <source>原始数据 %1 有 %2 字节，不是整数行（每行 %3 像素 %4，%5 字节）。</source>
+        <translation>The raw data %1 has %2 bytes, not a whole number of lines (%3 pixels of %4 per line, %5 bytes).</translation>
+    </message>
+    <message>
+        <source>无法校正 %1：%2</source>
+        <translation>Cannot correct %1: %2</translation>
+    </message>
+    <message>
+        <source>无法写入 %1。</source>
+        <translation>Cannot write %1.</translation>
+    </message>
+    <message>
+        <source>已校正 %1：%2 行 x %3 像素（%4），写入 %5</source>
+        <translation>Corrected %1: %2 lines x %3 pixels (%4), written to %5</translation>
+    </message>
+    <message>
+        <source>run 失败：%1
+</source>
+        <translation>run failed: %1
+</translation>
+    </message>
+    <message>
+        <source>不可测</source>
+        <translation>not measurable</translation>
+    </message>
+    <message>
+        <source>%1% 饱和 %2 us</source>
+        <translation>%1% of saturation %2 us</translation>
+    </message>
+    <message>
+        <source>PRNU 测量：%1</source>
+        <translation>PRNU measured at: %1</translation>
+    </message>
+    <message>
+        <source>无法保存验证报告 %1（%2）。</source>
+        <translation>Cannot save the verification report %1 (%2).</translation>
+    </message>
+    <message>
+        <source>相机没有%1参数组，无法写入相机；可用 --save 保存为文件。</source>
+        <translation>The camera has no %1 sets and cannot be written to; --save saves a file instead.</translation>
     </message>
 </context>
 <context>
@@ -3377,10 +3471,6 @@ Error: %1</translation>
         <translation>Camera: %1    Model: %2    Serial number: %3    Firmware version: %4</translation>
     </message>
     <message>
-        <source>日期：%1&#x3000;&#x3000;增益：%2&#x3000;&#x3000;曝光时间：%3 us&#x3000;&#x3000;位深：%4 位&#x3000;&#x3000;每平面行数：%5</source>
-        <translation>Date: %1    Gain: %2    Exposure time: %3 us    Bit depth: %4 bits    Lines per plane: %5</translation>
-    </message>
-    <message>
         <source>校正后测量时相机FPN：%1&#x3000;&#x3000;平场/镜头校正：%2&#x3000;&#x3000;校正前测量时两者均关闭</source>
         <translation>Camera FPN while measuring after correction: %1    Flat-field/lens shading correction: %2    Both off while measuring before correction</translation>
     </message>
@@ -3481,10 +3571,6 @@ Error: %1</translation>
         <translation>Spatial frequency (cycles/column)</translation>
     </message>
     <message>
-        <source>幅度 DN10</source>
-        <translation>Amplitude DN10</translation>
-    </message>
-    <message>
         <source>缺陷列数</source>
         <translation>Defect columns</translation>
     </message>
@@ -3517,10 +3603,6 @@ Error: %1</translation>
         <translation>Dark-field pixels at zero (%)</translation>
     </message>
     <message>
-        <source>%1暗场输出有 %2% 的像素为 0（暗电平被减到 0 以下），DSNU 只说明暗场输出平整。</source>
-        <translation>%1: %2% of the dark-field output&apos;s pixels are 0 (the dark level was cut below 0); DSNU then only says that the dark-field output is flat.</translation>
-    </message>
-    <message>
         <source>无</source>
         <translation>none</translation>
     </message>
@@ -3539,6 +3621,46 @@ Error: %1</translation>
     <message>
         <source>无法写入报告文件 %1。</source>
         <translation>Cannot write the report file %1.</translation>
+    </message>
+    <message>
+        <source>不可测</source>
+        <translation>not measurable</translation>
+    </message>
+    <message>
+        <source>日期：%1&#x3000;&#x3000;增益：%2&#x3000;&#x3000;工作曝光时间：%3 us&#x3000;&#x3000;位深：%4 位&#x3000;&#x3000;每平面行数：%5</source>
+        <translation>Date: %1    Gain: %2    Working exposure time: %3 us    Bit depth: %4 bits    Lines per plane: %5</translation>
+    </message>
+    <message>
+        <source>（曝光时间由验证设定，结束后恢复）；DSNU 在工作曝光时间下测量。</source>
+        <translation> (exposure times set by the verification and put back at its end); DSNU measured at the working exposure time.</translation>
+    </message>
+    <message>
+        <source>幅度（暗场 DN10，响应 %）</source>
+        <translation>Amplitude (dark DN10, response %)</translation>
+    </message>
+    <message>
+        <source>PRNU1288 @ %1% 饱和，%2 us (%)</source>
+        <translation>PRNU1288 @ %1% of saturation, %2 us (%)</translation>
+    </message>
+    <message>
+        <source>%1暗场输出有 %2% 的像素为 0，黑电平无法抬升到消除截断：DSNU 不可测，结论不能为合格。</source>
+        <translation>%1: %2% of the dark output pixels are 0 and the black level cannot be lifted far enough to end the clipping: DSNU not measurable, the verdict cannot be a pass.</translation>
+    </message>
+    <message>
+        <source>%1暗场输出有 %2% 的像素为 0：DSNU 在黑电平抬升 %3 与 %4 后测量（每列为 0 的像素不超过 %5%），外推到原黑电平。</source>
+        <translation>%1: %2% of the dark output pixels are 0: DSNU measured with the black level lifted by %3 and %4 (at most %5% of each column at 0) and extrapolated back to the black level as found.</translation>
+    </message>
+    <message>
+        <source>%1% 饱和 %2 us</source>
+        <translation>%1% of saturation %2 us</translation>
+    </message>
+    <message>
+        <source>PRNU 测量：%1</source>
+        <translation>PRNU measured at: %1</translation>
+    </message>
+    <message>
+        <source>、</source>
+        <translation>, </translation>
     </message>
 </context>
 <context>
@@ -3592,16 +3714,6 @@ Error: %1</translation>
         <translation>off</translation>
     </message>
     <message>
-        <source>相机 %1&#x3000;型号 %2&#x3000;序列号 %3&#x3000;固件版本 %4
-%5&#x3000;增益 %6&#x3000;曝光时间 %7 us&#x3000;%8 位&#x3000;每平面 %9 行&#x3000;</source>
-        <translation>Camera %1  model %2  serial number %3  firmware version %4
-%5  gain %6  exposure time %7 us  %8-bit  %9 lines per plane  </translation>
-    </message>
-    <message>
-        <source>校正后：相机FPN %1，平场/镜头校正 %2</source>
-        <translation>After correction: camera FPN %1, flat-field/lens shading correction %2</translation>
-    </message>
-    <message>
         <source>结论：%1</source>
         <translation>Result: %1</translation>
     </message>
@@ -3630,6 +3742,18 @@ Note: </translation>
     <message>
         <source>错误</source>
         <translation>Error</translation>
+    </message>
+    <message>
+        <source>相机 %1&#x3000;型号 %2&#x3000;序列号 %3&#x3000;固件版本 %4
+%5&#x3000;增益 %6&#x3000;工作曝光时间 %7 us&#x3000;%8 位&#x3000;每平面 %9 行&#x3000;</source>
+        <translation>Camera %1  Model %2  Serial %3  Firmware %4
+%5  Gain %6  Working exposure time %7 us  %8 bits  %9 lines per plane  </translation>
+    </message>
+    <message>
+        <source>校正后：相机FPN %1，平场/镜头校正 %2
+</source>
+        <translation>After correction: camera FPN %1, flat field/lens shading %2
+</translation>
     </message>
 </context>
 </TS>

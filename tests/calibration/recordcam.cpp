@@ -146,6 +146,7 @@ lsxStatus lsxGet(lsxHandle, uint32_t key, void* payload, uint32_t* size)
     if (key == LSX_KEY_SENSOR_REG) {
         auto* pair = static_cast<lsxRegPair*>(payload);
         RECORD(lsxGet, key, pair->reg);
+        if (!g->sensorRegs) return LSX_ERR_NOT_SUPPORTED;
         pair->value = pair->reg == LSX_SENSOR_REG_DOFFSET_MAG ? g->reg83 : g->reg84;
         return LSX_OK;
     }
@@ -185,6 +186,7 @@ lsxStatus lsxSet(lsxHandle, uint32_t key, void* payload, uint32_t* size)
     if (key == LSX_KEY_SENSOR_REG) {
         const auto* pair = static_cast<const lsxRegPair*>(payload);
         RECORD(lsxSet, key, pair->reg, pair->value);
+        if (!g->sensorRegs) return LSX_ERR_NOT_SUPPORTED;
         if (pair->reg == LSX_SENSOR_REG_DOFFSET_MAG) {
             g->reg83 = pair->value;
         } else {
@@ -332,6 +334,13 @@ lsxStatus lsxGetExposureDescr(lsxHandle, lsxDoubleDescr* descr)
 {
     RECORD(lsxGetExposureDescr);
     *descr = g->exposureDescr;
+    return LSX_OK;
+}
+
+lsxStatus lsxGetExposure(lsxHandle, double* us)
+{
+    RECORD(lsxGetExposure);
+    *us = g->exposure;
     return LSX_OK;
 }
 

@@ -27,6 +27,8 @@ struct RecordCam {
     lsxFactoryRecord factory{};
     uint32_t blackLevelReg = 0;      // LSX_REG_UNSUPPORTED: DOffset through key 129
     uint32_t reg83 = 0, reg84 = 0;   // magnitude and sign of the sensor path
+    bool sensorRegs = true;          // false: key 129 answers -2 (with blackLevelReg LSX_REG_UNSUPPORTED,
+                                     // a camera without a black level)
     uint32_t lineReg = 1;            // GVR_MULTI_FPN_SELECT
     std::vector<int> doffsetWrites;  // every DOffset value the program wrote, signed
     bool fpnEnable = true;

@@ -405,18 +405,129 @@ private slots:
         QVERIFY(cam().trigger);
     }
 
+    // The exposure searches and the series move the exposure: it goes back as found, at a good
+    // end and at a failed one.
+    void exposurePutBack()
+    {
+        auto s = darkServer();
+        cam().exposure = 123.0;
+        cam().frame = uniformScene(0.5);
+        QSignalSpy info(s.get(), &CameraServer::OS_FpnInfo);
+        s->fpnStart();
+        QCOMPARE(reportsOf(info).last().first, 100);
+        QCOMPARE(cam().exposure, 123.0);
+        QCOMPARE(exposuresSet(cam()).last(), 123.0);
+        // A series that cannot begin.
+        auto t = darkServer();
+        cam().exposure = 77.0;
+        cam().faults["lsxSetRoi"] = {1, -5, 0};
+        t->fpnStart();
+        QCOMPARE(cam().exposure, 77.0);
+    }
+
+    // A hot column's dark grows with the exposure: its K comes out as its neighbours' only when
+    // its frame is taken against the dark predicted at the frame's exposure.
+    void hotColumnAgainstTheDarkOfItsExposure()
+    {
+        // Dark 4 (8-bit scale) everywhere at 100 us, column 3 growing by 0.1 per us more; every
+        // column responds alike, 0.5 per us.
+        auto dark = [](int x, double us) { return 4.0 + (x == 3 ? 0.1 * (us - 100.0) : 0.0); };
+        cam().frame = cameraFrames(LSX_BITS_16, [dark](const RecordCam& c, int x, int) {
+            return int(std::lround((dark(x, c.exposure) + 0.5 * c.exposure) * 256.0));
+        });
+        store(FpnIni::PixelMax, 180);
+        auto kOf = [&](bool withDarkCurrent) {
+            auto s = darkServer();
+            s->m_bList = {QList<double>(8, 1024.0)};
+            if (withDarkCurrent) {
+                s->m_darkCurrent.exposure = 100.0;
+                s->m_darkCurrent.secondExposure = 2.0;
+                s->m_darkCurrent.bits = LSX_BITS_16;
+                QList<double> slope(8, 0.0);
+                slope[3] = 0.1 * 256.0;
+                s->m_darkCurrent.slope = {slope};
+            }
+            s->fpnStart();
+            return s->m_kList.value(0);
+        };
+        const QList<double> k = kOf(true);
+        QCOMPARE(k.size(), 8);
+        for (int x = 0; x < 8; ++x) QVERIFY2(std::abs(k[x] / k[0] - 1.0) < 1e-4, qPrintable(QString::number(k[x])));
+        // Against the one dark of 100 us the hot column's K is some 14 % low.
+        const QList<double> one = kOf(false);
+        QVERIFY2(one[3] / one[0] < 0.9, qPrintable(QString::number(one[3] / one[0])));
+        // The search judged the brightness above the dark of the exposure on trial: 180 above it
+        // needs 360 us (the plane's mean itself, dark included, reaches 180 at 346 us).
+        auto s = darkServer();
+        s->m_bList = {QList<double>(8, 1024.0)};
+        s->m_darkCurrent.exposure = 100.0;
+        s->m_darkCurrent.secondExposure = 2.0;
+        s->m_darkCurrent.bits = LSX_BITS_16;
+        s->m_darkCurrent.slope = {QList<double>{0, 0, 0, 25.6, 0, 0, 0, 0}};
+        const QVector<double> found = s->fpnExposureCheck({180.0});
+        QCOMPARE(found.size(), 1);
+        QVERIFY2(std::abs(found[0] - 360.0) < 2.0, qPrintable(QString::number(found[0])));
+        auto plain = darkServer();
+        const QVector<double> without = plain->fpnExposureCheck({180.0});
+        QVERIFY2(std::abs(without[0] - 346.0) < 2.0, qPrintable(QString::number(without[0])));
+    }
+
+    // A dead column (its bright mean at its dark) gets no infinite K: the upper limit, named.
+    void deadColumnLimitedAndNamed()
+    {
+        auto s = darkServer();
+        s->m_bList = {QList<double>(8, 1024.0)};
+        cam().frame = cameraFrames(LSX_BITS_16, [](const RecordCam& c, int x, int) {
+            return x == 5 ? 1024 : int(std::lround(1024.0 + 0.5 * c.exposure * 256.0));
+        });
+        QSignalSpy info(s.get(), &CameraServer::OS_FpnInfo);
+        s->fpnStart();
+        const QList<Report> reports = reportsOf(info);
+        QCOMPARE(reports.last().first, 100);
+        QVERIFY(reports.contains(Report(
+            85, QStringLiteral(
+                    "明场校正-黑白 第 5 列对光无响应（明场均值不高于暗场均值），K 取限值 1.8，这些列为缺陷列。"))));
+        for (double k : s->m_kList[0]) QVERIFY(std::isfinite(k) && k > 0.0);
+        QCOMPARE(s->m_kList[0][5] / s->m_kScaleList[0], 1.8);
+        for (const KPoint& p : s->m_kPoints[0]) QVERIFY(std::isfinite(p.y));
+    }
+
     void gainMinAboveGainMax()
     {
         auto s = darkServer();
         store(FpnIni::GainMin, 3.0);
         store(FpnIni::GainMax, 2.0);
+        s->m_kList = {{1.5}};
         QSignalSpy info(s.get(), &CameraServer::OS_FpnInfo);
         s->fpnStart();
-        QCOMPARE(reportsOf(info).last(), Report(100, QStringLiteral("明场校正-明场校正执行完成")));
+        // Refused, before the camera is set: no pass would run, and nothing would be calibrated.
+        QCOMPARE(reportsOf(info),
+                 (QList<Report>{{101, QStringLiteral("明场校正-设置 Params/GainMin 的值 3 大于 Params/GainMax 的值 2："
+                                                     "增益范围内没有一个增益，校正不会执行。请把 Params/GainMin "
+                                                     "设为不大于 Params/GainMax 的值。")}}));
+        for (const std::string& call : cam().calls) QVERIFY2(call.rfind("lsxSet", 0) != 0, call.c_str());
+        QCOMPARE(cam().count("lsxStart"), 0);
+        QCOMPARE(s->m_kList, (QList<QList<double>>{{1.5}}));
+    }
+
+    // PixelMax 1e308 read as an integer was 0: the run calibrated toward level 0.
+    void pixelSettingsOutOfRangeRefused()
+    {
+        auto s = darkServer();
+        store(FpnIni::PixelMax, QStringLiteral("1e308"));
+        store(FpnIni::PixelMin, QStringLiteral("-1"));
+        // Applied by the exposure searches.
+        store(FpnIni::DOffset, QStringLiteral("nan"));
+        QSignalSpy info(s.get(), &CameraServer::OS_FpnInfo);
+        s->fpnStart();
+        QCOMPARE(
+            reportsOf(info),
+            (QList<Report>{
+                {101, QStringLiteral("明场校正-设置 Params/PixelMax 的值 \"1e308\" 超出范围，应在 [2, 255] 之内。\n"
+                                     "设置 Params/PixelMin 的值 \"-1\" 超出范围，应在 [0, 255] 之内。\n"
+                                     "设置 Params/DOffset 的值 \"nan\" 不是数，应在 [-128, 128] 之内。")}}));
         QCOMPARE(cam().count("lsxSetAnalogGain"), 0);
-        QVERIFY(s->m_kList.isEmpty());
-        // The final step ran over the one row of B: its scale 1.0.
-        QCOMPARE(s->m_kScaleList, (QList<double>{1.0}));
+        QCOMPARE(cam().count("lsxStart"), 0);
     }
 
     void halfAGainStepRunsOnce()

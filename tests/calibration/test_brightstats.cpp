@@ -274,7 +274,8 @@ private slots:
         // A dark row short of the planes, or of the width.
         QVERIFY(
             !fitColumnGains({cv::Mat(2, 4, CV_8UC3, cv::Scalar(5, 5, 5))}, b.mid(0, 2), 1, true, 600, kList, kPoints));
-        QVERIFY(!fitColumnGains({cv::Mat(2, 4, CV_8UC1, cv::Scalar(5))}, {}, 1, true, 600, kList, kPoints));
+        QVERIFY(!fitColumnGains({cv::Mat(2, 4, CV_8UC1, cv::Scalar(5))}, QList<QList<double>>{}, 1, true, 600, kList,
+                                kPoints));
         QVERIFY(!fitColumnGains({cv::Mat(2, 5, CV_8UC1, cv::Scalar(5))}, b, 1, true, 600, kList, kPoints));
         QVERIFY(!fitColumnGains({cv::Mat(4, 4, CV_8UC1, cv::Scalar(5))}, b.mid(0, 1), 2, true, 600, kList, kPoints));
         QCOMPARE(kList, (QList<QList<double>>{{9.0}}));
@@ -329,6 +330,67 @@ private slots:
         QCOMPARE(kList.size(), 2);
         QVERIFY(kPoints.isEmpty());
         QCOMPARE(kList[0], (QList<double>{1.0, 1.0}));
+    }
+
+    // Each image against its own dark rows: the dark predicted at its exposure.
+    void darkOfEachImage()
+    {
+        // Two mono images of two columns: column 1 is hot, its dark 10 at the first exposure and
+        // 40 at the second.
+        const QList<cv::Mat> images{(cv::Mat_<uint8_t>(1, 2) << 110, 110), (cv::Mat_<uint8_t>(1, 2) << 210, 240)};
+        const QList<QList<QList<double>>> darks{{{10.0, 10.0}}, {{10.0, 40.0}}};
+        QList<QList<double>> kList;
+        QList<QList<KPoint>> kPoints;
+        QVERIFY(fitColumnGains(images, darks, 1, true, 600, kList, kPoints));
+        // K = (brightest - mean dark) / (m - dark): image 0 (110 - 10) / 100; image 1
+        // (240 - 25) / (210 - 10) and (240 - 25) / (240 - 40).
+        QCOMPARE(kList, (QList<QList<double>>{{1.0, 1.0}, {215.0 / 200.0, 215.0 / 200.0}}));
+        // Against the one dark of the first exposure the hot column would come out low.
+        QList<QList<double>> one;
+        QList<QList<KPoint>> onePoints;
+        QVERIFY(fitColumnGains(images, QList<QList<double>>{{10.0, 10.0}}, 1, true, 600, one, onePoints));
+        QCOMPARE(one[1][1], 230.0 / 230.0);
+        // One entry serves every image; another count is refused, as is a short dark row.
+        QVERIFY(fitColumnGains(images, QList<QList<QList<double>>>{{{10.0, 10.0}}}, 1, true, 600, kList, kPoints));
+        QVERIFY(!fitColumnGains(images, QList<QList<QList<double>>>{{{1.0, 1.0}}, {{1.0, 1.0}}, {{1.0, 1.0}}}, 1, true,
+                                600, kList, kPoints));
+        QVERIFY(
+            !fitColumnGains(images, QList<QList<QList<double>>>{{{1.0, 1.0}}, {{1.0}}}, 1, true, 600, kList, kPoints));
+        QCOMPARE(kList.size(), 4);
+    }
+
+    void unusableKLimited()
+    {
+        QList<double> k{1.2, std::numeric_limits<double>::infinity(), std::nan(""), -0.5, 0.0, 0.9};
+        QCOMPARE(limitUnusableK(k, 1.8), (std::vector<int>{1, 2, 3, 4}));
+        QCOMPARE(k, (QList<double>{1.2, 1.8, 1.8, 1.8, 1.8, 0.9}));
+        QList<KPoint> points{{10.0, -std::numeric_limits<double>::infinity()}, {20.0, 1.1}};
+        QCOMPARE(limitUnusableK(points, 3.8), (std::vector<int>{0}));
+        QCOMPARE(points[0].y, 3.8);
+        QCOMPARE(points[0].x, 10.0);
+        QCOMPARE(points[1].y, 1.1);
+        // A dead column, its bright mean at its dark, gives an infinite K before the limit.
+        QList<double> out;
+        calcColumnK((cv::Mat_<uint8_t>(1, 2) << 100, 10), out, {10.0, 10.0}, true, 600, false);
+        QVERIFY(std::isinf(out[1]));
+    }
+
+    void darkLevelsOfTheSearch()
+    {
+        const QList<QList<double>> rows{{10.0, 20.0}, {30.0, 50.0}, {1.0, 1.0}, {7.0, 9.0}};
+        // Colour: plane p from row p.
+        QCOMPARE(planeDarkLevels(rows, 3, 1), (std::vector<double>{15.0, 40.0, 1.0}));
+        // Mono of four lines: the lines' mean.
+        QCOMPARE(planeDarkLevels(rows, 1, 4), (std::vector<double>{(15.0 + 40.0 + 1.0 + 8.0) / 4.0}));
+        QCOMPARE(planeDarkLevels(rows, 1, 1), (std::vector<double>{15.0}));
+        QVERIFY(planeDarkLevels(rows.mid(0, 2), 3, 1).empty());
+        // The brightest plane above its dark.
+        const std::vector<cv::Mat> planes{cv::Mat(2, 2, CV_8UC1, cv::Scalar(100)),
+                                          cv::Mat(2, 2, CV_8UC1, cv::Scalar(110))};
+        QCOMPARE(highestPlaneMean(planes, {0.0, 0.0}), 110.0);
+        QCOMPARE(highestPlaneMean(planes, {5.0, 30.0}), 95.0);
+        QCOMPARE(highestPlaneMean(planes, {5.0}), 110.0);
+        QCOMPARE(highestPlaneMean(planes, {}), highestPlaneMean(planes));
     }
 
     // ---- Read-back ----

@@ -36,6 +36,15 @@ QStringList ispCalls(int solutions, int userAt)
     return calls;
 }
 
+// The reports of a DOffset walk without the line each trial shows.
+QList<Report> withoutTrials(const QList<Report>& reports)
+{
+    QList<Report> out;
+    for (const Report& r : reports)
+        if (!r.second.startsWith(QStringLiteral("检测DOffset-DOffset为"))) out.append(r);
+    return out;
+}
+
 }  // namespace
 
 class TestDarkField : public QObject, RecordCamHarness {
@@ -309,6 +318,21 @@ private slots:
                  (QList<Report>{{101, QStringLiteral("DOffset设置出错，错误原因：-1104-%1.").arg(statusText(-1104))}}));
     }
 
+    // A stored value out of its range is never written: toInt() made 0 of "1e308".
+    void storedValueOutOfRangeIsNotWritten()
+    {
+        auto s = server();
+        s->m_hasBlackLevelReg = false;
+        store(FpnIni::DOffset, QStringLiteral("1e308"));
+        QSignalSpy info(s.get(), &CameraServer::OS_FpnInfo);
+        QVERIFY(!s->fpnSetDoffset());
+        QCOMPARE(toList(cam().calls), (QStringList{"lsxStop()"}));
+        QCOMPARE(reportsOf(info),
+                 (QList<Report>{
+                     {101, QStringLiteral("设置 Params/DOffset 的值 \"1e308\" 超出范围，应在 [-128, 128] 之内。")}}));
+        QCOMPARE(setting(FpnIni::DOffset).toString(), QStringLiteral("1e308"));
+    }
+
     // ---- DOffset: the walk on a camera whose image follows it ----
 
     void walkJumpsOverZero()
@@ -323,7 +347,15 @@ private slots:
         QCOMPARE(cam().doffsetWrites, (std::vector<int>{1, -1, -2, -3, -2}));
         QCOMPARE(setting(FpnIni::DOffset).toInt(), -2);
         QCOMPARE(cam().doffset(), -2);
-        QCOMPARE(textsOf(reportsOf(info)), (QStringList{QStringLiteral("DOffset设置为：-2.")}));
+        QCOMPARE(textsOf(withoutTrials(reportsOf(info))), (QStringList{QStringLiteral("DOffset设置为：-2.")}));
+        // Each trial shows its value and its darkest and brightest column, in DN10, the bar
+        // moving on.
+        QCOMPARE(
+            reportsOf(info).mid(0, 4),
+            (QList<Report>{{3, QStringLiteral("检测DOffset-DOffset为1：最小列均值5.00 DN10，最大列均值13.00 DN10.")},
+                           {4, QStringLiteral("检测DOffset-DOffset为-1：最小列均值3.00 DN10，最大列均值11.00 DN10.")},
+                           {5, QStringLiteral("检测DOffset-DOffset为-2：最小列均值2.00 DN10，最大列均值10.00 DN10.")},
+                           {6, QStringLiteral("检测DOffset-DOffset为-3：最小列均值1.00 DN10，最大列均值9.00 DN10.")}}));
         // One trigger and one frame of 3000 ms per trial, on a ROI of the measurement's height.
         QCOMPARE(cam().count("lsxTriggerFire"), 4);
         QCOMPARE(toList(cam().callsOf("lsxGetFrame")), QStringList(4, "lsxGetFrame(3000)"));
@@ -363,9 +395,11 @@ private slots:
         QVERIFY(!s->fpnDetectDoffset());
         QCOMPARE(cam().doffsetWrites.size(), size_t(127));
         QCOMPARE(cam().doffsetWrites.back(), 127);
-        QCOMPARE(reportsOf(info),
+        QCOMPARE(withoutTrials(reportsOf(info)),
                  (QList<Report>{
                      {101, QStringLiteral("检测DOffset出错，使用最大DOffset也无法满足条件，请手动输入数值重试。")}}));
+        // The bar stops short of the measurement's 20.
+        QCOMPARE(reportsOf(info).at(125).first, 19);
         QCOMPARE(setting(FpnIni::DOffset).toInt(), 126);
         QCOMPARE(cam().calls.back(), std::string("lsxStop()"));
     }
@@ -380,7 +414,7 @@ private slots:
         QCOMPARE(cam().doffsetWrites.front(), 1);
         QCOMPARE(cam().doffsetWrites.back(), -64);
         QCOMPARE(cam().doffsetWrites.size(), size_t(66));
-        QCOMPARE(reportsOf(info),
+        QCOMPARE(withoutTrials(reportsOf(info)),
                  (QList<Report>{{101, QStringLiteral("检测DOffset出错，环境亮度太高，请在暗场下执行暗场校正。")}}));
         QCOMPARE(setting(FpnIni::DOffset).toInt(), -63);
     }
@@ -422,8 +456,8 @@ private slots:
         if (cause == "format")
             expected << QStringLiteral("不支持的图像格式，仅支持 FORMAT_MONO & FORMAT_BGR24 & FORMAT_RGB24.");
         expected << QStringLiteral("DOffset设置为：%1.").arg(onTrial);
-        QCOMPARE(textsOf(reportsOf(info)), expected);
-        if (cause == "format") QCOMPARE(reportsOf(info).first().first, 90);
+        QCOMPARE(textsOf(withoutTrials(reportsOf(info))), expected);
+        if (cause == "format") QCOMPARE(withoutTrials(reportsOf(info)).first().first, 90);
     }
 
     void walkWriteFailureStops()
@@ -434,10 +468,81 @@ private slots:
         cam().faults["lsxWriteGenICamReg"] = {1, -5, 0};
         QSignalSpy info(s.get(), &CameraServer::OS_FpnInfo);
         QVERIFY(!s->fpnDetectDoffset());
-        QCOMPARE(reportsOf(info),
+        QCOMPARE(withoutTrials(reportsOf(info)),
                  (QList<Report>{{101, QStringLiteral("DOffset设置出错，错误原因：-5-%1.").arg(statusText(-5))}}));
         QCOMPARE(setting(FpnIni::DOffset).toInt(), 17);
         QCOMPARE(cam().calls.back(), std::string("lsxStop()"));
+    }
+
+    // A hot column more than the DOffset's window above the darkest: no value can hold both ends,
+    // and the walk says so at its first frame, naming the column, its level and the exposure.
+    void hotColumnFailsTheWalkAtOnce()
+    {
+        auto s = server();
+        store(FpnIni::DOffset, 5);
+        cam().started = true;
+        cam().roi.W = 200;
+        cam().exposure = 300.0;
+        cam().darkLevel = [](int x, int d) { return (x == 2 ? 100.0 : 4.0) + d; };
+        QSignalSpy info(s.get(), &CameraServer::OS_FpnInfo);
+        QVERIFY(!s->fpnDetectDoffset());
+        QCOMPARE(
+            reportsOf(info),
+            (QList<Report>{{3, QStringLiteral("检测DOffset-DOffset为1：最小列均值5.00 DN10，最大列均值101.00 DN10.")},
+                           {101, QStringLiteral("检测DOffset出错：曝光时间 300 us 下第 2 列（101.0 DN10）的暗电平过高，"
+                                                "任何DOffset都无法同时使最暗列高于 1 DN10、最亮列低于限制值 64 DN10。"
+                                                "这些列的暗电流随曝光时间增长，请缩短曝光时间后重试。")}}));
+        // One frame; the stored value kept, and the camera given it back.
+        QCOMPARE(cam().count("lsxGetFrame"), 1);
+        QCOMPARE(setting(FpnIni::DOffset).toInt(), 5);
+        QCOMPARE(cam().doffset(), 5);
+        QVERIFY(cam().count("lsxStop") == 1);
+    }
+
+    // The walk finds that the value whose darkest column lies at its floor is the last one under
+    // the limit, and fails naming the column above it.
+    void walkEndingAtTheFloorFails()
+    {
+        auto s = server();
+        store(FpnIni::DOffset, 5);
+        cam().started = true;
+        cam().roi.W = 200;
+        // At 1 the darkest column lies at 0.8, under its floor, and column 7 at 63.5: a spread of
+        // 62.7 that a DOffset could take, were the steps finer.
+        cam().darkLevel = [](int x, int d) { return (x == 7 ? 62.5 : -0.2) + d; };
+        QSignalSpy info(s.get(), &CameraServer::OS_FpnInfo);
+        QVERIFY(!s->fpnDetectDoffset());
+        // 2 puts column 7 above the limit; the stored value back.
+        QCOMPARE(cam().doffsetWrites, (std::vector<int>{1, 2, 5}));
+        QCOMPARE(
+            withoutTrials(reportsOf(info)),
+            (QList<Report>{{101, QStringLiteral("检测DOffset出错：曝光时间 100 us 下第 7 列（64.5 DN10）的暗电平过高，"
+                                                "任何DOffset都无法同时使最暗列高于 1 DN10、最亮列低于限制值 64 DN10。"
+                                                "这些列的暗电流随曝光时间增长，请缩短曝光时间后重试。")}}));
+        QCOMPARE(setting(FpnIni::DOffset).toInt(), 5);
+    }
+
+    // Half the columns that high are the scene's light: the dark field's own words for it.
+    void manyColumnsAtTheFloorAreTheLight()
+    {
+        auto s = server();
+        store(FpnIni::DOffset, 5);
+        cam().started = true;
+        cam().roi.W = 200;
+        cam().darkLevel = [](int x, int d) { return (x % 2 ? 60.0 : -5.0) + d; };
+        QSignalSpy info(s.get(), &CameraServer::OS_FpnInfo);
+        QVERIFY(!s->fpnDetectDoffset());
+        QCOMPARE(withoutTrials(reportsOf(info)),
+                 (QList<Report>{{101, QStringLiteral("检测DOffset出错，环境亮度太高，请在暗场下执行暗场校正。")}}));
+        QCOMPARE(setting(FpnIni::DOffset).toInt(), 5);
+        // A spread too wide at the first frame from many columns is not refused at once either.
+        auto t = server();
+        cam().started = true;
+        cam().darkLevel = [](int x, int d) { return (x % 2 ? 120.0 : 4.0) + d; };
+        QSignalSpy again(t.get(), &CameraServer::OS_FpnInfo);
+        QVERIFY(!t->fpnDetectDoffset());
+        QCOMPARE(withoutTrials(reportsOf(again)),
+                 (QList<Report>{{101, QStringLiteral("检测DOffset出错，环境亮度太高，请在暗场下执行暗场校正。")}}));
     }
 
     void walkWithoutTheRoiSaysNothing()
@@ -515,24 +620,37 @@ private slots:
                              "lsxSetRgbGain(1,1,1)"};
         expected << ispCalls(3, 2);
         expected << "lsxStart()"
+                 << "lsxGetExposure()"
+                 << "lsxGetExposureDescr()"
                  << "lsxSetAnalogGain(1)"
                  << "lsxWriteGenICamReg(16777764,3)"
                  << "lsxGetRoiState()"
                  << "lsxGetRoi()"
                  << "lsxTriggerFire()"
                  << "lsxGetFrame(3000)"
+                 // The second dark at the shortest exposure, its first frame let pass, then the
+                 // working exposure again.
+                 << "lsxSetExposure(2)"
+                 << "lsxTriggerFire()"
+                 << "lsxGetFrame(3000)"
+                 << "lsxTriggerFire()"
+                 << "lsxGetFrame(3000)"
+                 << "lsxSetExposure(100)"
                  << "lsxStop()";
         QCOMPARE(calls, expected);
         // The flat field went off with the rest of its block written back as read.
         QCOMPARE(int(cam().correction.enable), 0);
         QVERIFY(!cam().fpnEnable);
-        QCOMPARE(textsOf(reportsOf(info)),
-                 (QStringList{QStringLiteral("正在关闭色彩、翻转等相关设置...\n可在操作结束后恢复。"),
-                              QStringLiteral("暗场校正-增益范围 : [1, 1]"), QStringLiteral("暗场校正-增益设为 1."),
-                              QStringLiteral("DOffset设置为：3."), QStringLiteral("\n"),
-                              QStringLiteral("暗场校正-最小列均值为1.75，最大列均值为1.75."), QStringLiteral("\n"),
-                              QStringLiteral("暗场校正-抓图完成."), QStringLiteral("暗场校正-增益为 1 暗场校正完成.\n"),
-                              QStringLiteral("暗场校正-暗场校正执行完成。")}));
+        QCOMPARE(
+            textsOf(reportsOf(info)),
+            (QStringList{QStringLiteral("正在关闭色彩、翻转等相关设置...\n可在操作结束后恢复。"),
+                         QStringLiteral("暗场校正-增益范围 : [1, 1]"), QStringLiteral("暗场校正-增益设为 1."),
+                         QStringLiteral("DOffset设置为：3."), QStringLiteral("\n"),
+                         QStringLiteral("暗场校正-最小列均值为1.75，最大列均值为1.75."), QStringLiteral("\n"),
+                         QStringLiteral("暗场校正-抓图完成."), QStringLiteral("暗场校正-增益为 1 暗场校正完成.\n"),
+                         QStringLiteral(
+                             "暗场校正-暗电流：曝光时间 100 us 与 2 us 的暗场之差，最大 0.0 DN10/ms（黑白 第 0 列）。"),
+                         QStringLiteral("暗场校正-暗场校正执行完成。")}));
         const QList<Report> reports = reportsOf(info);
         QCOMPARE(reports[1].first, 1);
         QCOMPARE(reports[2].first, 2);
@@ -565,8 +683,8 @@ private slots:
         auto s = server();
         cam().source = source;
         cam().target = target;
-        store(FpnIni::GainMin, 2.0);
-        store(FpnIni::GainMax, 1.0);
+        // The preparation alone: the first gain is refused by the camera.
+        cam().faults["lsxSetAnalogGain"] = {0, -1104, 0};
         s->dsnuStart(false);
         QStringList seen = toList(cam().callsOf("lsxSetSourceFormat"));
         seen << toList(cam().callsOf("lsxSetTargetFormat"));
@@ -579,8 +697,8 @@ private slots:
     {
         auto s = server();
         s->m_supportMLK = 1;
-        store(FpnIni::GainMin, 2.0);
-        store(FpnIni::GainMax, 1.0);
+        // The preparation alone: the first gain is refused by the camera.
+        cam().faults["lsxSetAnalogGain"] = {0, -1104, 0};
         s->dsnuStart(false);
         QCOMPARE(toList(cam().callsOf("lsxSetResolutionModeSel")), QStringList{"lsxSetResolutionModeSel(0)"});
         auto plain = server();
@@ -592,8 +710,8 @@ private slots:
     {
         auto s = server();
         cam().correction.enable = 0;
-        store(FpnIni::GainMin, 2.0);
-        store(FpnIni::GainMax, 1.0);
+        // The preparation alone: the first gain is refused by the camera.
+        cam().faults["lsxSetAnalogGain"] = {0, -1104, 0};
         s->dsnuStart(false);
         QCOMPARE(cam().count("lsxGet"), 1);
         QCOMPARE(toList(cam().callsOf("lsxSet(40")), QStringList{});
@@ -653,11 +771,6 @@ private slots:
         QTest::newRow("1 to 3") << QVariant(1.0) << QVariant(3.0)
                                 << QStringList{"lsxSetAnalogGain(1)", "lsxSetAnalogGain(2)", "lsxSetAnalogGain(3)"}
                                 << "[1, 3]";
-        QTest::newRow("min above max") << QVariant(3.0) << QVariant(2.0) << QStringList{} << "[3, 2]";
-        // A text that is no number reads as 0, as any float setting does.
-        QTest::newRow("not a number") << QVariant(
-            "x") << QVariant(2.0) << QStringList{"lsxSetAnalogGain(0)", "lsxSetAnalogGain(1)", "lsxSetAnalogGain(2)"}
-                                      << "[0, 2]";
     }
 
     void gainRange()
@@ -679,6 +792,59 @@ private slots:
         QCOMPARE(setting(FpnIni::GainMin).isValid(), true);
         QCOMPARE(setting(FpnIni::GainMax).isValid(), true);
         if (!gainMin.isValid()) QCOMPARE(setting(FpnIni::GainMin).toFloat(), 1.0f);
+    }
+
+    // A gain range that is no number, out of its range or without a pass refuses the run before any
+    // camera call, and the rows of the earlier run stay.
+    void gainSettingsRefused_data()
+    {
+        QTest::addColumn<QVariant>("gainMin");
+        QTest::addColumn<QVariant>("gainMax");
+        QTest::addColumn<QString>("text");
+        QTest::newRow("min above max")
+            << QVariant(3.0) << QVariant(2.0)
+            << "设置 Params/GainMin 的值 3 大于 Params/GainMax 的值 2：增益范围内没有一个增益，校正不会执行。"
+               "请把 Params/GainMin 设为不大于 Params/GainMax 的值。";
+        QTest::newRow("not a number") << QVariant("x") << QVariant(2.0)
+                                      << "设置 Params/GainMin 的值 \"x\" 不是数，应在 [1, 32] 之内。";
+        QTest::newRow("nan") << QVariant(1.0) << QVariant("nan")
+                             << "设置 Params/GainMax 的值 \"nan\" 不是数，应在 [1, 32] 之内。";
+        QTest::newRow("1e308") << QVariant("1e308") << QVariant(2.0)
+                               << "设置 Params/GainMin 的值 \"1e308\" 超出范围，应在 [1, 32] 之内。";
+    }
+
+    void gainSettingsRefused()
+    {
+        QFETCH(QVariant, gainMin);
+        QFETCH(QVariant, gainMax);
+        QFETCH(QString, text);
+        store(FpnIni::GainMin, gainMin);
+        store(FpnIni::GainMax, gainMax);
+        auto s = server();
+        s->m_bList = {{1.0}};
+        s->m_darkFromCamera = true;
+        QSignalSpy info(s.get(), &CameraServer::OS_FpnInfo);
+        s->dsnuStart(false);
+        QCOMPARE(reportsOf(info), (QList<Report>{{101, QStringLiteral("暗场校正-") + text}}));
+        QCOMPARE(toList(cam().calls), QStringList{});
+        QCOMPARE(s->m_bList, (QList<QList<double>>{{1.0}}));
+        QVERIFY(s->m_darkFromCamera);
+    }
+
+    void storedDoffsetOutOfRangeRefused()
+    {
+        store(FpnIni::DOffset, QStringLiteral("1e308"));
+        auto s = server();
+        QSignalSpy info(s.get(), &CameraServer::OS_FpnInfo);
+        s->dsnuStart(false);
+        QCOMPARE(reportsOf(info), (QList<Report>{{101, QStringLiteral("暗场校正-设置 Params/DOffset 的值 \"1e308\" "
+                                                                      "超出范围，应在 [-128, 128] 之内。")}}));
+        QCOMPARE(toList(cam().calls), QStringList{});
+        // The search finds its own value: the stored one does not count.
+        auto t = server();
+        QSignalSpy searched(t.get(), &CameraServer::OS_FpnInfo);
+        t->dsnuStart(true);
+        QVERIFY(!reportsOf(searched).first().second.contains(QStringLiteral("Params/DOffset")));
     }
 
     void limitAtMaxBPassesAboveFails()
@@ -704,6 +870,80 @@ private slots:
         QCOMPARE(reports.last(), Report(101, QStringLiteral("暗场校正-暗场校正执行失败，请重试。")));
         QVERIFY(t->m_bList.isEmpty());
         QCOMPARE(cam().calls.back(), std::string("lsxStop()"));
+    }
+
+    // More than 1 % of a plane at 0: its mean is not the dark's; the run fails with the share,
+    // the DOffset and the exposure. Exactly 1 % passes.
+    void darkCutOffAtZeroFails()
+    {
+        store(FpnIni::DOffset, 3);
+        auto s = server();
+        cam().roi.W = 200;
+        cam().frame = monoFrames(LSX_BITS_16, [](int x, int, float) { return x < 3 ? 0 : 6400; });
+        QSignalSpy info(s.get(), &CameraServer::OS_FpnInfo);
+        s->dsnuStart(false);
+        const QList<Report> reports = reportsOf(info);
+        QCOMPARE(reports.mid(reports.size() - 2),
+                 (QList<Report>{{101, QStringLiteral("暗场校正-黑白 有 1.5% 的像素为 0（最多允许 1%）：暗电平被截断，"
+                                                     "无法测得暗场均值。DOffset 为 3，曝光时间 100 us；"
+                                                     "请提高DOffset（或勾选自动检测DOffset）后重试。")},
+                                {101, QStringLiteral("暗场校正-暗场校正执行失败，请重试。")}}));
+        QVERIFY(s->m_bList.isEmpty());
+
+        auto t = server();
+        cam().frame = monoFrames(LSX_BITS_16, [](int x, int, float) { return x < 2 ? 0 : 6400; });
+        QSignalSpy again(t.get(), &CameraServer::OS_FpnInfo);
+        t->dsnuStart(false);
+        QCOMPARE(reportsOf(again).last().first, 100);
+    }
+
+    // The second dark gives each column's slope; a column off the median by more than its noise
+    // keeps its own (here noise-free: every column off the median). The exposure goes back.
+    void darkCurrentFromTheSecondDark()
+    {
+        auto s = server();
+        cam().roi.W = 6;
+        // 4 DN10 plus 0.3 DN10/us in column 3, 0.0005 DN10/us elsewhere, in raw 16-bit units.
+        auto raw = [](int x, double us) { return int(std::lround((4.0 + (x == 3 ? 0.3 : 0.0005) * us) * 64.0)); };
+        cam().frame = cameraFrames(LSX_BITS_16, [raw](const RecordCam& c, int x, int) { return raw(x, c.exposure); });
+        QSignalSpy info(s.get(), &CameraServer::OS_FpnInfo);
+        s->dsnuStart(false);
+        QCOMPARE(reportsOf(info).last().first, 100);
+        QCOMPARE(cam().exposure, 100.0);
+        const DarkCurrent& c = s->m_darkCurrent;
+        QCOMPARE(c.exposure, 100.0);
+        QCOMPARE(c.secondExposure, 2.0);
+        QCOMPARE(c.bits, int(LSX_BITS_16));
+        QCOMPARE(c.slope.size(), 1);
+        const double hot = (raw(3, 100.0) - raw(3, 2.0)) / 98.0, cold = (raw(0, 100.0) - raw(0, 2.0)) / 98.0;
+        QCOMPARE(c.slope[0], (QList<double>{cold, cold, cold, hot, cold, cold}));
+        QVERIFY(s->darkCurrentUsable());
+        QVERIFY(reportsOf(info).contains(Report(
+            99, QStringLiteral("暗场校正-暗电流：曝光时间 100 us 与 2 us 的暗场之差，最大 %1 DN10/ms（黑白 第 3 列）。")
+                    .arg(hot * 1000.0 / 64.0, 0, 'f', 1))));
+        // The dark predicted at 50 us: half the hot column's growth less.
+        QCOMPARE(s->darkRowsAt(50.0)[0][3], s->m_bList[0][3] - 50.0 * hot);
+        // A working exposure too near the shortest: twice it instead.
+        auto t = server();
+        cam().exposure = 3.0;
+        t->dsnuStart(false);
+        QCOMPARE(t->m_darkCurrent.secondExposure, 6.0);
+        QCOMPARE(cam().exposure, 3.0);
+    }
+
+    // A camera that refuses the second exposure: told, the run succeeds with one dark.
+    void secondExposureRefused()
+    {
+        auto s = server();
+        cam().faults["lsxSetExposure"] = {0, -5, 1};
+        QSignalSpy info(s.get(), &CameraServer::OS_FpnInfo);
+        s->dsnuStart(false);
+        QCOMPARE(reportsOf(info).last().first, 100);
+        QVERIFY(reportsOf(info).contains(Report(
+            99, QStringLiteral("暗场校正-无法设置曝光时间 2 us，未测量暗电流：明场校正将按工作曝光时间的暗场计算。"))));
+        QVERIFY(s->m_darkCurrent.empty());
+        QVERIFY(!s->darkCurrentUsable());
+        QCOMPARE(s->darkRowsAt(50.0), s->m_bList);
     }
 
     void sixteenBitMeanOf6400()

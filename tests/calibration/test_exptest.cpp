@@ -303,6 +303,18 @@ private slots:
         QVERIFY(!s->m_cancel);
     }
 
+    void storedDoffsetOutOfRangeRefused()
+    {
+        auto s = testServer();
+        cam().frame = uniformScene();
+        store(FpnIni::DOffset, QStringLiteral("200"));
+        const Run r = run(s.get());
+        QCOMPARE(r.reports, (QList<Report>{{101, QStringLiteral("设置 Params/DOffset 的值 \"200\" 超出范围，"
+                                                                "应在 [-128, 128] 之内。")}}));
+        QCOMPARE(r.finished, 0);
+        QCOMPARE(toList(cam().calls), QStringList{"lsxGetExposureDescr()"});
+    }
+
     void noExposureDescriptionSaysNothing()
     {
         auto s = testServer();

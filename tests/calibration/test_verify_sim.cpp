@@ -5,6 +5,7 @@
 // driven through the worker, and the limits of FPN.ini.
 #include "calibration/simharness.h"
 
+#include "calibration/verifystages.h"
 #include "statustext.h"
 
 #include <QRegularExpression>
@@ -20,10 +21,12 @@ struct Switches {
     bool trigger = false;
     int32_t triggerSource = -1;
     int32_t source = -1, target = -1;
+    double exposure = 0.0;
+    uint32_t blackLevel = 0;
     bool operator==(const Switches& o) const
     {
         return fpn == o.fpn && flat == o.flat && trigger == o.trigger && triggerSource == o.triggerSource
-               && source == o.source && target == o.target;
+               && source == o.source && target == o.target && exposure == o.exposure && blackLevel == o.blackLevel;
     }
 };
 
@@ -41,19 +44,23 @@ Switches switchesOf(lsxHandle h)
     lsxGetTriggerSource(h, &s.triggerSource);
     lsxGetSourceFormat(h, &s.source);
     lsxGetTargetFormat(h, &s.target);
+    lsxGetExposure(h, &s.exposure);
+    lsxReadGenICamReg(h, GVR_SEN_BLACK_LEVEL, &s.blackLevel);
     return s;
 }
 
 QString describe(const Switches& s)
 {
-    return QStringLiteral("fpn %1 flat %2/%3 trigger %4 source %5 formats %6/%7")
+    return QStringLiteral("fpn %1 flat %2/%3 trigger %4 source %5 formats %6/%7 exposure %8 black level %9")
         .arg(s.fpn)
         .arg(int(uint8_t(s.flat.at(1))))
         .arg(int(uint8_t(s.flat.at(6))))
         .arg(s.trigger)
         .arg(s.triggerSource)
         .arg(s.source)
-        .arg(s.target);
+        .arg(s.target)
+        .arg(s.exposure)
+        .arg(s.blackLevel);
 }
 
 // Sample standard deviation (N - 1) of a list.
@@ -190,7 +197,9 @@ private slots:
              "slope": 0, "falloff": 0},
             {"friendlyName": "SIM-LS2048-ML4", "width": %1},
             {"friendlyName": "SIM-LS2048-C", "width": %1, "weakFactor": 0.8},
-            {"friendlyName": "SIM-TVK317"}
+            {"friendlyName": "SIM-TVK317"},
+            {"friendlyName": "SIM-NO-DOFFSET", "base": "SIM-LS4096-M", "model": "TQW4A1N60", "width": %1,
+             "roiHeight": 400, "hotColumns": 0, "weakColumns": 0, "slope": 0, "falloff": 0}
         ]})")
                     .arg(kWidth));
     }
@@ -222,17 +231,25 @@ private slots:
         QCOMPARE(r.fpnOn, false);
         QCOMPARE(r.serial.isEmpty(), false);
 
+        // The truth of what was measured: the dark (DSNU) at the working exposure, the lit target
+        // at the exposure the run set for its level.
+        QCOMPARE(r.levelExposures.size(), 1);
+        setScene(name, LSX_SIM_SCENE_FLAT);
         const bool eightBit = r.bits == LSX_BITS_8;
         for (int p = 0; p < planes; ++p)
             for (int l = 0; l < lines; ++l) {
                 const VerifyFigures& f = r.planes.at(p * lines + l).before;
+                QCOMPARE(lsxSetExposure(s->m_handle, r.exposure), LSX_OK);
                 const std::vector<double> dark = truth(name, LSX_SIM_TRUE_DARK, p, l);
+                QCOMPARE(lsxSetExposure(s->m_handle, r.levelExposures.first()), LSX_OK);
                 const std::vector<double> signal = truth(name, LSX_SIM_TRUE_SIGNAL, p, l);
+                const std::vector<double> darkAtLevel = truth(name, LSX_SIM_TRUE_DARK, p, l);
                 QCOMPARE(int(dark.size()), kWidth);
+                QCOMPARE(int(darkAtLevel.size()), kWidth);
                 std::vector<double> lit(dark.size());
-                for (size_t x = 0; x < lit.size(); ++x) lit[x] = dark[x] + signal[x];
+                for (size_t x = 0; x < lit.size(); ++x) lit[x] = darkAtLevel[x] + signal[x];
                 const double dsnu = sampleSd(dark);
-                const double prnu = 100.0 * std::sqrt(sampleVar(lit) - sampleVar(dark)) / meanOf(signal);
+                const double prnu = 100.0 * std::sqrt(sampleVar(lit) - sampleVar(darkAtLevel)) / meanOf(signal);
                 qInfo("%s plane %d line %d: DSNU %.3f DN10 (truth %.3f), PRNU %.3f %% (truth %.3f %%)",
                       qPrintable(name), p, l, f.dsnu, dsnu, f.prnu, prnu);
                 QVERIFY2(std::abs(f.prnu / prnu - 1.0) < 0.05, qPrintable(QString::number(f.prnu)));
@@ -342,6 +359,37 @@ private slots:
         QVERIFY(left > 0);
     }
 
+    // A corrected dark cut off at 0 on a camera whose black level cannot be lifted: DSNU after is
+    // not measurable, said so, and the verdict is not a pass.
+    void clippedDarkNotMeasurable()
+    {
+        const QString name = QStringLiteral("SIM-NO-DOFFSET");
+        auto s = openServer(name);
+        QVERIFY(s->m_opened);
+        QVERIFY(s->doffsetSkipped());
+        s->setFlatEnable(true);
+        calibrateAt(s.get(), name, 180.0);
+        if (QTest::currentTestFailed()) return;
+        QCOMPARE(reportsOfRun(s.get(), [&] { s->fpnWriteDown(0); }).last().first, 100);
+        VerifyReport r;
+        const QList<Report> reports = verify(s.get(), name, &r);
+        QCOMPARE(reports.last(), Report(100, QStringLiteral("校正验证-校正验证完成，结果：不合格。点击确定查看报告。")));
+        QVERIFY(reports.contains(Report(
+            60, QStringLiteral("校正验证-在曝光时间 %1 us 的暗场被截断为 0（有列超过 1% 的像素为 0），相机的黑电平无法调节：该暗场"
+                               "不可测，相应的 DSNU/PRNU 记为不可测，结论不能为合格。")
+                    .arg(r.exposure))));
+        QCOMPARE(r.planes.size(), 1);
+        const VerifyFigures& after = r.planes.first().after;
+        QVERIFY(after.darkZero > 0.5);
+        QVERIFY(!after.darkLift.measurable);
+        QVERIFY(std::isnan(after.dsnu));
+        QVERIFY(!planePasses(after, r.limits));
+        QVERIFY(!reportPasses(r));
+        // Before correction the dark is clear of 0 and measured as it comes.
+        QVERIFY(r.planes.first().before.darkLift.measurable);
+        QVERIFY(std::isfinite(r.planes.first().before.dsnu));
+    }
+
     // Odd switches go back as found after a pass, a cancel at either question, a "stop" answer, a
     // frame the camera fails to deliver, and a bright frame refused.
     void switchesBackAsFound_data()
@@ -400,43 +448,57 @@ private slots:
         QCOMPARE(lsxGetFrame(s->m_handle, &frame, &buffer, 0), LSX_ERR_NOT_STARTED);
     }
 
-    // A bright frame that clips, or one too dark, is refused with what to change; nothing is
-    // reported as figures, and the switches are back.
-    void brightFrameRefused_data()
+    // A lit stage that is not lit is refused with what to change, never turned into a figure:
+    // the lens left covered at the bright question (the lit stage as dark as the dark one), and a
+    // light too weak for the camera's longest exposure. Nothing is reported as figures, and the
+    // camera is back as found.
+    void litStageRefused_data()
     {
-        QTest::addColumn<double>("level");
+        QTest::addColumn<double>("light");
         QTest::addColumn<QString>("message");
-        QTest::newRow("clipping") << 1500.0
-                                  << QStringLiteral(
-                                         "校正验证-明场图像过亮：黑白 有 %1% 的像素达到满量程（最多允许 "
-                                         "0.1%），请降低光源亮度或曝光时间后重试。");
-        QTest::newRow("too dark") << 60.0
-                                  << QStringLiteral(
-                                         "校正验证-明场图像过暗：黑白 的平均亮度只有满量程的 %1%（至少需要 "
-                                         "10%），请提高光源亮度或曝光时间后重试。");
+        QTest::newRow("lens covered") << 0.0
+                                      << QStringLiteral(
+                                             "校正验证-明场过暗：曝光时间 %1 us 时亮度最高的平面只有满量程的 %2%，"
+                                             "请确认镜头盖已取下、光源已打开后重试。");
+        QTest::newRow("light too weak") << 0.02
+                                        << QStringLiteral(
+                                               "校正验证-无法达到 %1% 饱和：约需曝光时间 %2 us，超出相机的范围 %3 – "
+                                               "%4 us，请调整光源亮度后重试。");
     }
 
-    void brightFrameRefused()
+    void litStageRefused()
     {
-        QFETCH(double, level);
+        QFETCH(double, light);
         QFETCH(QString, message);
         const QString name = QStringLiteral("SIM-LS4096-M");
         auto s = openServer(name);
-        lsxSetExposure(s->m_handle, exposureFor(s.get(), name, level));
+        // 0 leaves the lens covered; 0.02 DN10/us gives 40 DN10 at 2000 us, and 50 % of
+        // saturation would take some 25000 us, beyond the camera's 20000.
+        lsxSetExposure(s->m_handle, light == 0.0 ? exposureFor(s.get(), name, 450.0) : 2000.0);
         const Switches found = switchesOf(s->m_handle);
+        const QMetaObject::Connection c = connect(
+            s.get(), &CameraServer::OS_VerifyAsk, this,
+            [&](int step, QString) {
+                if (light == 0.0)
+                    setScene(name, LSX_SIM_SCENE_DARK);
+                else
+                    m_api->setScene(name.toLatin1().constData(), LSX_SIM_SCENE_FLAT, light, -1, -1);
+                s->verifyAnswer(step, true);
+            },
+            Qt::DirectConnection);
         QSignalSpy finished(s.get(), &CameraServer::OS_VerifyFinished);
-        const QList<Report> reports = verify(s.get(), name);
+        const QList<Report> reports = reportsOfRun(s.get(), [&] { s->verifyStart(); });
+        disconnect(c);
         QCOMPARE(finished.size(), 0);
         QCOMPARE(reports.last(), Report(101, QStringLiteral("校正验证-校正验证执行失败，请重试。")));
         const QString refusal = reports.at(reports.size() - 2).second;
-        const QStringList parts = message.split(QStringLiteral("%1"));
-        QCOMPARE(parts.size(), 2);
-        const QRegularExpression pattern(QStringLiteral("^") + QRegularExpression::escape(parts[0])
-                                         + QStringLiteral("[0-9.]+") + QRegularExpression::escape(parts[1])
-                                         + QStringLiteral("$"));
-        QVERIFY2(pattern.match(refusal).hasMatch(), qPrintable(refusal));
+        QStringList parts = message.split(QRegularExpression(QStringLiteral("%[1-4]")));
+        for (QString& part : parts) part = QRegularExpression::escape(part);
+        const QString pattern = parts.join(QStringLiteral("[0-9.]+"));
+        QVERIFY2(QRegularExpression(QStringLiteral("^") + pattern + QStringLiteral("$")).match(refusal).hasMatch(),
+                 qPrintable(refusal));
         QCOMPARE(reports.at(reports.size() - 2).first, 101);
-        QVERIFY(switchesOf(s->m_handle) == found);
+        QVERIFY2(switchesOf(s->m_handle) == found, qPrintable(describe(switchesOf(s->m_handle))));
     }
 
     // Two time-outs in a row are waited through; a third ends the run.
@@ -472,7 +534,7 @@ private slots:
                  (QList<Report>{
                      {101, QStringLiteral("校正验证-采集图像失败，错误原因：-1104-%1.").arg(statusText(-1104))},
                      {101, QStringLiteral("校正验证-恢复相机设置出错，错误原因：-1104-%1.请检查相机的FPN与平场使能、"
-                                          "触发方式和图像格式。")
+                                          "触发方式、图像格式、曝光时间和黑电平。")
                                .arg(statusText(-1104))},
                      {101, QStringLiteral("校正验证-校正验证执行失败，请重试。")}}));
     }
@@ -510,14 +572,14 @@ private slots:
         emit s->IS_VerifyStart();
         QTRY_COMPARE_WITH_TIMEOUT(heard.asked.size(), 1, 10000);
         QCOMPARE(heard.asked.at(0),
-                 Report(1, QStringLiteral("校正验证-请盖上镜头盖，使传感器处于完全黑暗中，然后点击“继续”。")));
+                 Report(2, QStringLiteral("校正验证-请取下镜头盖，用均匀光源照亮平场目标，然后点击“继续”。")));
         QVERIFY(s->workerBusy());
-        setScene(name, LSX_SIM_SCENE_DARK);
-        s->verifyAnswer(1, true);
-        QTRY_COMPARE_WITH_TIMEOUT(heard.asked.size(), 2, 10000);
-        QCOMPARE(heard.asked.at(1).first, 2);
         setScene(name, LSX_SIM_SCENE_FLAT);
         s->verifyAnswer(2, true);
+        QTRY_COMPARE_WITH_TIMEOUT(heard.asked.size(), 2, 20000);
+        QCOMPARE(heard.asked.at(1).first, 1);
+        setScene(name, LSX_SIM_SCENE_DARK);
+        s->verifyAnswer(1, true);
         QTRY_VERIFY_WITH_TIMEOUT(!heard.info.isEmpty() && heard.info.last().first == 100, 20000);
         QTRY_VERIFY(!s->workerBusy());
         // The result came before the closing report.

@@ -16,6 +16,7 @@
 #include <QApplication>
 #include <QComboBox>
 #include <QDir>
+#include <QDoubleSpinBox>
 #include <QFileDialog>
 #include <QGuiApplication>
 #include <QJsonArray>
@@ -96,14 +97,21 @@ class TestVerifyWindow : public QObject, SimHarness {
     QPushButton* continueBut() const { return panel()->findChild<QPushButton*>(QStringLiteral("verifyContinueBut")); }
     QString panelText() const { return panel()->findChild<QTextEdit*>(QStringLiteral("contentEdit"))->toPlainText(); }
 
-    // Answers the open question with "继续" once it shows, the scene set as the question asks.
+    // Answers the open question with "继续" once it shows, as the operator of the simulated camera
+    // does: the camera's image comes meanwhile although capture is off, and the answer itself sets
+    // the scene the question asks for.
     void answerWithContinue(const QString& question, int scene)
     {
+        m_window->showPicture(QPixmap(), cv::Mat());
         QTRY_VERIFY_WITH_TIMEOUT(continueBut()->isVisible(), 20000);
         QVERIFY2(panelText().contains(question), qPrintable(panelText()));
-        setScene(QString::fromLatin1(kCamera), scene);
+        QVERIFY(!m_window->findChild<QPushButton*>(QStringLiteral("startBut"))->isChecked());
+        QTRY_VERIFY_WITH_TIMEOUT(!m_window->m_pixmap.isNull(), 5000);
         QTest::mouseClick(continueBut(), Qt::LeftButton);
         QVERIFY(!continueBut()->isVisible());
+        lsx::Scene now;
+        QCOMPARE(lsx::getScene(kCamera, now), LSX_OK);
+        QCOMPARE(now.kind, scene);
     }
 
     void saveShot(QWidget* w, const QString& file)
@@ -178,8 +186,9 @@ private slots:
         QCOMPARE(reportsOfRun(s, [s] { s->fpnWriteDown(0); }).last().first, 100);
 
         QTest::mouseClick(m_window->m_verifyBut, Qt::LeftButton);
-        answerWithContinue(QStringLiteral("请盖上镜头盖"), LSX_SIM_SCENE_DARK);
+        setScene(QString::fromLatin1(kCamera), LSX_SIM_SCENE_DARK);
         answerWithContinue(QStringLiteral("请取下镜头盖"), LSX_SIM_SCENE_FLAT);
+        answerWithContinue(QStringLiteral("请盖上镜头盖"), LSX_SIM_SCENE_DARK);
         QTRY_VERIFY_WITH_TIMEOUT(defineBut()->isVisible(), 30000);
         QVERIFY2(panelText().contains(QStringLiteral("校正验证-校正验证完成，结果：合格。点击确定查看报告。")),
                  qPrintable(panelText()));
@@ -207,7 +216,7 @@ private slots:
         QCOMPARE(t->columnCount(), 5);
         QCOMPARE(t->horizontalHeaderItem(1)->text(), QStringLiteral("校正前"));
         QCOMPARE(t->horizontalHeaderItem(2)->text(), QStringLiteral("校正后"));
-        QCOMPARE(t->rowCount(), 10);
+        QCOMPARE(t->rowCount(), 10 + r.levels.size());
         QCOMPARE(t->item(0, 0)->text(), QStringLiteral("DSNU1288 (DN10)"));
         QCOMPARE(t->item(0, 1)->text(), QString::number(p.before.dsnu, 'f', 3));
         QCOMPARE(t->item(0, 2)->text(), QString::number(p.after.dsnu, 'f', 3));
@@ -341,6 +350,42 @@ private slots:
         QVERIFY(page(3).contains(QStringLiteral("平面：R")));
         QVERIFY(!page(3).contains(QStringLiteral("线扫相机校正验证报告")));
         QVERIFY(QFile::exists(m_out.filePath(QStringLiteral("colour.json"))));
+    }
+
+    // After the dark run (verifyAndSaveTheReport's calibration) an exposure far from it is told
+    // once, in a box that does not hold the window; a small change is not.
+    void exposureChangeTold()
+    {
+        CameraServer* s = server();
+        QVERIFY(s->darkCurrentUsable());
+        auto* box = m_window->findChild<QDoubleSpinBox*>(QStringLiteral("exposureSBox"));
+        QVERIFY(box);
+        const double dark = s->m_darkCurrent.exposure;
+        // The panels were not filled through the window here: the box is set and its slot run.
+        box->setRange(2.0, 20000.0);
+        auto set = [&](double us) {
+            {
+                const QSignalBlocker quiet(box);
+                box->setValue(us);
+            }
+            m_window->setExposure();
+        };
+        auto told = [this] {
+            QStringList texts;
+            for (QMessageBox* b : m_window->findChildren<QMessageBox*>())
+                if (b->isVisible()) texts.append(b->text());
+            return texts;
+        };
+        set(dark + 0.5);
+        QCOMPARE(told(), QStringList());
+        set(dark * 2.0);
+        QTRY_COMPARE(told().size(), 1);
+        QVERIFY2(told().first().startsWith(QStringLiteral("曝光时间由暗场校正时的 ")), qPrintable(told().first()));
+        QVERIFY(!QApplication::activeModalWidget());
+        for (QMessageBox* b : m_window->findChildren<QMessageBox*>()) b->close();
+        set(dark * 2.0 + 1.0);
+        QCOMPARE(told(), QStringList());
+        set(dark);
     }
 
     // A folder that cannot be written: an error box, nothing claimed.

@@ -348,6 +348,133 @@ private slots:
         QVERIFY(other->wait(5000));
         delete other;
     }
+
+    // The EMVA 1288 formulas written out literally over the stacks, against the verification's
+    // figures: per column the mean over L lines, s2_y.measured over the N column means (N - 1),
+    // sigma2_y as the mean over the columns of each column's temporal variance (L - 1), and
+    // s2_y = s2_y.measured - sigma2_y / L; DSNU = sqrt(s2_y.dark), PRNU = 100 sqrt(s2_y.bright -
+    // s2_y.dark) / (mu_y.bright - mu_y.dark).
+    void agreesWithTheLiteralFormulas()
+    {
+        const int n = 256, lines = 400;
+        const std::vector<double> dark = pattern(n, 0.8, 31);
+        const std::vector<double> response = pattern(n, 0.015, 32);
+        std::vector<double> lit(static_cast<size_t>(n));
+        for (int x = 0; x < n; ++x) lit[size_t(x)] = dark[size_t(x)] + 400.0 * (1.0 + response[size_t(x)]);
+        const cv::Mat d = stackOf(dark, 20.0, 0.9, lines, 33), b = stackOf(lit, 20.0, 4.0, lines, 34);
+        auto literal = [](const cv::Mat& y, double& mu, double& s2) {
+            const int rows = y.rows, cols = y.cols;
+            std::vector<double> means(static_cast<size_t>(cols), 0.0);
+            double temporal = 0.0;
+            for (int x = 0; x < cols; ++x) {
+                for (int l = 0; l < rows; ++l) means[size_t(x)] += y.at<double>(l, x);
+                means[size_t(x)] /= rows;
+                double t = 0.0;
+                for (int l = 0; l < rows; ++l) t += std::pow(y.at<double>(l, x) - means[size_t(x)], 2);
+                temporal += t / (rows - 1);
+            }
+            temporal /= cols;
+            mu = std::accumulate(means.begin(), means.end(), 0.0) / cols;
+            double measured = 0.0;
+            for (double m : means) measured += (m - mu) * (m - mu);
+            measured /= cols - 1;
+            s2 = measured - temporal / rows;
+        };
+        double muD = 0.0, s2D = 0.0, muB = 0.0, s2B = 0.0;
+        literal(d, muD, s2D);
+        literal(b, muB, s2B);
+        const VerifyFigures f = verifyFigures(d, b, 1.0, VerifyLimits());
+        QVERIFY2(std::abs(f.dsnu - std::sqrt(s2D)) < 1e-9, qPrintable(QString::number(f.dsnu - std::sqrt(s2D))));
+        const double prnu = 100.0 * std::sqrt(s2B - s2D) / (muB - muD);
+        QVERIFY2(std::abs(f.prnu - prnu) < 1e-9, qPrintable(QString::number(f.prnu - prnu)));
+        QVERIFY(std::abs(f.dsnu - 0.8) < 0.05 && std::abs(f.prnu - 1.5) < 0.1);
+    }
+
+    // A negative estimate of the spatial variance is no figure: not measurable, never 0.
+    void negativeVarianceNotMeasurable()
+    {
+        StackStats dark, bright;
+        dark.spatialVar = -0.01;
+        QVERIFY(std::isnan(dsnu1288(dark)));
+        dark.spatialVar = 0.5;
+        dark.mean = 10.0;
+        bright.mean = 500.0;
+        bright.spatialVar = 0.4;
+        QVERIFY(std::isnan(prnu1288(dark, bright)));
+        bright.spatialVar = 0.5 + 4.0;
+        QCOMPARE(prnu1288(dark, bright), 100.0 * 2.0 / 490.0);
+        // Noise alone, fewer lines than its spread needs: an estimate below 0, not measurable.
+        const StackStats noise = stackStats(stackOf(std::vector<double>(64, 0.0), 40.0, 3.0, 20, 41));
+        QVERIFY(noise.spatialVar < 0.0 ? std::isnan(dsnu1288(noise)) : dsnu1288(noise) >= 0.0);
+    }
+
+    // The median of the neighbours, the column itself left out, the mean of the two middle ones
+    // for an even count; one hot column flags itself only, where its neighbours' mean would have
+    // flagged them too.
+    void oneHotColumnFlagsOneColumn()
+    {
+        const cv::Mat row = (cv::Mat_<double>(1, 7) << 1, 2, 3, 100, 5, 6, 7);
+        const std::vector<double> m = neighbourMedians(row, 5);
+        QCOMPARE(m, (std::vector<double>{2.5, 3.0, 3.5, 4.0, 6.5, 7.0, 5.5}));
+        cv::Mat dark(1, 64, CV_64F, cv::Scalar(10.0));
+        dark.at<double>(0, 20) = 100.0;
+        const cv::Mat bright = dark + 500.0;
+        QCOMPARE(defectColumns(dark, bright, 5.0, 10.0, 15), (std::vector<int>{20}));
+        // Its neighbours' mean moves by 90 / 14 = 6.4 DN10, beyond the limit of 5.
+        const std::vector<double> means = neighbourMeans(dark, 15);
+        QVERIFY(means[21] - 10.0 > 5.0);
+        // A weak column: its response 20 % short.
+        cv::Mat weak = bright.clone();
+        weak.at<double>(0, 40) = 10.0 + 400.0;
+        QCOMPARE(defectColumns(dark, weak, 5.0, 10.0, 15), (std::vector<int>{20, 40}));
+    }
+
+    // The response spectrum in per cent of the signal: a sinusoid of 5 DN10 on 500 DN10 peaks at
+    // 100 / 500 of its amplitude in DN10.
+    void responseSpectrumInPerCent()
+    {
+        cv::Mat row(1, 512, CV_64F);
+        for (int x = 0; x < 512; ++x) row.at<double>(0, x) = 500.0 + 5.0 * std::sin(2.0 * kPi * 37.0 * x / 512.0);
+        const std::vector<double> dn10 = spectrogram(row), percent = responseSpectrogram(row);
+        QCOMPARE(percent.size(), dn10.size());
+        QVERIFY(std::abs(percent[37] - dn10[37] * 100.0 / 500.0) < 1e-9);
+        QVERIFY(std::abs(percent[37] - 5.0 * std::sqrt(512.0) / 2.0 / 5.0) < 1e-6);
+        QVERIFY(responseSpectrogram(cv::Mat(1, 8, CV_64F, cv::Scalar(0.0))).empty());
+    }
+
+    // Two darks lifted by known steps give the dark at no lift, row by row; mismatched stacks or
+    // steps not rising give none.
+    void extrapolatedBackToTheLevelAsFound()
+    {
+        const cv::Mat y0 = (cv::Mat_<double>(2, 3) << 0.5, -1.0, 2.0, 0.0, -2.5, 1.0);
+        const cv::Mat gain = (cv::Mat_<double>(2, 3) << 1.0, 1.2, 0.9, 1.0, 1.2, 0.9);
+        const cv::Mat at4 = y0 + 4.0 * gain, at12 = y0 + 12.0 * gain;
+        const cv::Mat back = extrapolatedDark(at4, 4.0, at12, 12.0);
+        QCOMPARE(back.type(), CV_64F);
+        QVERIFY(cv::norm(back - y0, cv::NORM_INF) < 1e-12);
+        QVERIFY(extrapolatedDark(at4, 12.0, at12, 4.0).empty());
+        QVERIFY(extrapolatedDark(at4, 4.0, at12.colRange(0, 2).clone(), 12.0).empty());
+        // The share of a column at 0: the worst column's.
+        const cv::Mat stack = (cv::Mat_<uint16_t>(4, 2) << 0, 0, 5, 0, 7, 3, 9, 4);
+        QCOMPARE(worstColumnZeroShare(stack), 0.5);
+        QCOMPARE(worstColumnZeroShare(cv::Mat_<uint16_t>(2, 2, uint16_t(1))), 0.0);
+        QCOMPARE(dark8BitDither(0), 8);
+        QCOMPARE(dark8BitDither(2), 1);
+    }
+
+    // Verify/Levels: ascending per cents from 10 to 95, by commas or spaces; anything else leaves
+    // the list as it was.
+    void levelsOfTheSetting()
+    {
+        QList<double> levels{50.0};
+        QVERIFY(parseVerifyLevels(QStringLiteral("25,50,80"), levels));
+        QCOMPARE(levels, (QList<double>{25.0, 50.0, 80.0}));
+        QVERIFY(parseVerifyLevels(QStringLiteral(" 30 62.5 "), levels));
+        QCOMPARE(levels, (QList<double>{30.0, 62.5}));
+        for (const char* bad : {"", "50,25", "5,50", "50,96", "25,abc", "50,50"})
+            QVERIFY2(!parseVerifyLevels(QString::fromLatin1(bad), levels), bad);
+        QCOMPARE(levels, (QList<double>{30.0, 62.5}));
+    }
 };
 
 QTEST_GUILESS_MAIN(TestVerifyStats)

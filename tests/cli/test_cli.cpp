@@ -10,6 +10,7 @@
 #include "camera/cameraserver.h"
 #include "camera/metatypes.h"
 #include "common/fpnreadback.h"
+#include "common/runnerprocess.h"
 #include "loader.h"
 #include "sim/lsxsim.h"
 
@@ -35,11 +36,7 @@
 
 namespace {
 
-struct Run {
-    int exit = -1;
-    QString err;
-    QString out;
-};
+using Run = RunnerResult;
 
 }  // namespace
 
@@ -86,15 +83,7 @@ class TestCli : public QObject {
         p.start(m_exe, args);
         if (!input.isEmpty()) p.write(input);
         p.closeWriteChannel();
-        Run r;
-        if (!p.waitForFinished(120000)) {
-            p.kill();
-            return r;
-        }
-        r.exit = p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -2;
-        r.err = QString::fromLocal8Bit(p.readAllStandardError());
-        r.out = QString::fromLocal8Bit(p.readAllStandardOutput());
-        return r;
+        return finishRunner(p);
     }
 
     // The steps of the Ctrl-C tests, each with the report that shows it under way.
@@ -111,7 +100,7 @@ class TestCli : public QObject {
         QTest::newRow("bright series") << QStringList{"--sim-scene", "flat", "bright"} << "明场校正-开始采图" << 12;
         QTest::newRow("ffc") << QStringList{"--sim-scene", "flat", "ffc"} << "FFC执行中" << 0;
         QTest::newRow("lsc") << QStringList{"--sim-scene", "flat", "lsc"} << "LSC执行中" << 0;
-        QTest::newRow("verify") << QStringList{"verify"} << "采集暗场图像（关闭相机校正）" << 1;
+        QTest::newRow("verify") << QStringList{"verify"} << "采集明场图像（" << 1;
     }
 
     QJsonObject json(const QString& file)

@@ -4,6 +4,7 @@
 // LSC files named by one rule and read back as the runner reported them, a save that cannot be
 // written (a missing folder, a file size limit) told with the earlier file left whole, and the
 // document folder made at start.
+#include "common/runnerprocess.h"
 #include "flatfield/ffcfile.h"
 #include "flatfield/lscfit.h"
 #include "fpnparams/fpnfile.h"
@@ -24,10 +25,7 @@
 
 namespace {
 
-struct Run {
-    int exit = -1;
-    QString err;
-};
+using Run = RunnerResult;
 
 constexpr int kWidth = 256;
 
@@ -114,14 +112,7 @@ class TestCliFiles : public QObject {
             });
         p.start(m_exe, args);
         p.closeWriteChannel();
-        Run r;
-        if (!p.waitForFinished(120000)) {
-            p.kill();
-            return r;
-        }
-        r.exit = p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -2;
-        r.err = QString::fromLocal8Bit(p.readAllStandardError());
-        return r;
+        return finishRunner(p);
     }
 
     QJsonArray steps(const QString& json)

@@ -149,6 +149,23 @@ private slots:
                                          {100, QStringLiteral("\nFFC使能成功。")}}));
     }
 
+    // The head's PixelMax out of its range: refused before the set is chosen or backed up.
+    void ffcWriteDownRefusesASettingOutOfRange()
+    {
+        auto s = server();
+        lsxRegion roi{};
+        roi.W = 8;
+        cam().roi = roi;
+        s->m_ffcKList = {QList<double>(8, 1.25)};
+        store(FpnIni::PixelMax, QStringLiteral("1e308"));
+        QSignalSpy info(s.get(), &CameraServer::OS_FpnInfo);
+        s->ffcWriteDown(0, QStringLiteral("UserSet2"));
+        QCOMPARE(reportsOf(info).last(),
+                 Report(101, QStringLiteral("设置 Params/PixelMax 的值 \"1e308\" 超出范围，应在 [2, 255] 之内。")));
+        for (const std::string& call : cam().calls) QVERIFY2(call.rfind("lsxSet", 0) != 0, call.c_str());
+        QVERIFY(cam().fpnRecords.empty());
+    }
+
     void ffcWriteDownEndsAtTheFirstSelectionFailure()
     {
         auto s = server();

@@ -388,9 +388,11 @@ private slots:
         QTest::addColumn<double>("gainMin");
         QTest::addColumn<double>("gainMax");
         QTest::addColumn<bool>("refused");
+        QTest::newRow("one gain") << 2.0 << 2.0 << false;
+        QTest::newRow("half a step") << 1.0 << 1.5 << false;
         QTest::newRow("G 0") << 3.0 << 2.0 << true;
         QTest::newRow("G 0 within a step") << 2.5 << 1.6 << true;
-        QTest::newRow("G negative") << 4.0 << 1.0 << false;
+        QTest::newRow("G negative") << 4.0 << 1.0 << true;
     }
 
     void gainRanges()
@@ -402,11 +404,54 @@ private slots:
         store(FpnIni::GainMin, gainMin);
         store(FpnIni::GainMax, gainMax);
         const QList<Report> reports = write(s.get(), 0);
-        if (refused)
+        if (refused) {
             QCOMPARE(reports,
-                     (QList<Report>{{101, QStringLiteral("错误的增益范围-[%1, %2]").arg(gainMin).arg(gainMax)}}));
-        else
+                     (QList<Report>{{101, QStringLiteral("设置 Params/GainMin 的值 %1 大于 Params/GainMax 的值 %2："
+                                                         "增益范围内没有一个增益，校正不会执行。请把 Params/GainMin "
+                                                         "设为不大于 Params/GainMax 的值。")
+                                              .arg(gainMin)
+                                              .arg(gainMax)}}));
+            QVERIFY(cam().fpnRecords.empty());
+        } else {
             QCOMPARE(reports.at(1).first, 100);
+        }
+    }
+
+    // The settings the records are made of: a bad one refuses the write before anything is sent,
+    // and the K rows stay as the calibration left them.
+    void settingsOutOfRangeRefused_data()
+    {
+        QTest::addColumn<QString>("key");
+        QTest::addColumn<QString>("value");
+        QTest::addColumn<QString>("range");
+        QTest::addColumn<QString>("what");
+        QTest::newRow("PixelMax 1e308") << FpnIni::PixelMax << "1e308"
+                                        << "[2, 255]"
+                                        << "超出范围";
+        QTest::newRow("DOffset nan") << FpnIni::DOffset << "nan"
+                                     << "[-128, 128]"
+                                     << "不是数";
+        QTest::newRow("FpnSel 2.5") << FpnIni::FpnSel << "2.5"
+                                    << "[3, 9]"
+                                    << "超出范围";
+        QTest::newRow("GainMax inf") << FpnIni::GainMax << "inf"
+                                     << "[1, 32]"
+                                     << "超出范围";
+    }
+    void settingsOutOfRangeRefused()
+    {
+        QFETCH(QString, key);
+        QFETCH(QString, value);
+        QFETCH(QString, range);
+        QFETCH(QString, what);
+        auto s = calibrated();
+        const QList<QList<double>> k = s->m_kList;
+        store(key, value);
+        QCOMPARE(write(s.get(), 0),
+                 (QList<Report>{
+                     {101, QStringLiteral("设置 %1 的值 \"%2\" %3，应在 %4 之内。").arg(key, value, what, range)}}));
+        QVERIFY(cam().fpnRecords.empty());
+        QCOMPARE(s->m_kList, k);
     }
 
     void kAndBRowsDiffer()

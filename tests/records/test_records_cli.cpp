@@ -6,6 +6,7 @@
 // records arriving once and the exit codes as without a database; the history step and its CSV
 // read by Python's csv module.
 #include "cli/cliplan.h"
+#include "common/runnerprocess.h"
 #include "records/pgcluster.h"
 #include "records/recordstore.h"
 #include "records/runrecord.h"
@@ -23,11 +24,7 @@
 
 namespace {
 
-struct Run {
-    int exit = -1;
-    QString err;
-    QString out;
-};
+using Run = RunnerResult;
 
 const char* kCamera = "SIM-LS4096-M";
 
@@ -79,18 +76,7 @@ class TestRecordsCli : public QObject {
         return p;
     }
 
-    static Run finish(QProcess& p)
-    {
-        Run r;
-        if (!p.waitForFinished(120000)) {
-            p.kill();
-            return r;
-        }
-        r.exit = p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -2;
-        r.err = QString::fromLocal8Bit(p.readAllStandardError());
-        r.out = QString::fromLocal8Bit(p.readAllStandardOutput());
-        return r;
-    }
+    static Run finish(QProcess& p) { return finishRunner(p); }
 
     Run run(const QString& stationDir, const QStringList& args) { return finish(*start(stationDir, args)); }
 

@@ -1,6 +1,6 @@
-// The preview's row chain on AVX-512 registers, sixteen elements at a time. This file alone is
-// compiled with AVX-512; preview.cpp calls it only where the processor has it.
-#include "camera/preview_wide.h"
+// The row chain on AVX-512 registers, sixteen elements at a time. This file alone is compiled
+// with AVX-512; chain.cpp calls it only where the processor has it.
+#include "wide.h"
 
 #include <immintrin.h>
 
@@ -36,11 +36,11 @@ struct Avx512Lanes {
     {
         return _mm512_cvtps_epi32(_mm512_min_ps(_mm512_max_ps(t, _mm512_setzero_ps()), _mm512_set1_ps(top)));
     }
-    // k with the lanes whose value is at least `start` taken from `from`. A whole load and a
+    // k with the lanes whose level is above `edge` taken from `from`. A whole load and a
     // blend: a masked load into k would chain the bands' load latencies one after the other.
-    static vf selectFrom(vf k, vi v, int32_t start, const float* from)
+    static vf selectAbove(vf k, vf level, float edge, const float* from)
     {
-        const __mmask16 m = _mm512_cmpge_epi32_mask(v, _mm512_set1_epi32(start));
+        const __mmask16 m = _mm512_cmp_ps_mask(level, _mm512_set1_ps(edge), _CMP_GT_OQ);
         return _mm512_mask_blend_ps(m, k, _mm512_loadu_ps(from));
     }
     // double(v) x l, clamped and rounded.

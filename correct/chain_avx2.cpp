@@ -1,6 +1,6 @@
-// The preview's row chain on AVX2 registers, eight elements at a time. This file alone is
-// compiled with AVX2; preview.cpp calls it only where the processor has it.
-#include "camera/preview_wide.h"
+// The row chain on AVX2 registers, eight elements at a time. This file alone is compiled with
+// AVX2; chain.cpp calls it only where the processor has it.
+#include "wide.h"
 
 #include <immintrin.h>
 
@@ -41,11 +41,11 @@ struct Avx2Lanes {
     {
         return _mm256_cvtps_epi32(_mm256_min_ps(_mm256_max_ps(t, _mm256_setzero_ps()), _mm256_set1_ps(top)));
     }
-    // k with the lanes whose value is at least `start` taken from `from`.
-    static vf selectFrom(vf k, vi v, int32_t start, const float* from)
+    // k with the lanes whose level is above `edge` taken from `from`.
+    static vf selectAbove(vf k, vf level, float edge, const float* from)
     {
-        const __m256i m = _mm256_cmpgt_epi32(v, _mm256_set1_epi32(start - 1));
-        return _mm256_blendv_ps(k, _mm256_loadu_ps(from), _mm256_castsi256_ps(m));
+        const __m256 m = _mm256_cmp_ps(level, _mm256_set1_ps(edge), _CMP_GT_OQ);
+        return _mm256_blendv_ps(k, _mm256_loadu_ps(from), m);
     }
     // double(v) x l, clamped and rounded.
     static vi scaleDouble(vi v, const double* l, float top)

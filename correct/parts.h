@@ -1,6 +1,6 @@
 #pragma once
-// The preview's per-frame work shared out among the processor's cores: the calling thread (the
-// capture loop's worker) and the helpers of a thread pool of the preview's own.
+// The correction's work shared out among the processor's cores: the calling thread and the
+// helpers of a thread pool of the library's own.
 //
 // A piece of work is cut into parts that do not depend on each other; the threads take parts
 // one after the other until none is left, and the call returns when every part is done. How a
@@ -9,10 +9,13 @@
 // cut either (see each caller).
 
 #include <algorithm>
+#include <cstdint>
 #include <functional>
 
+namespace lsxc {
+
 // Runs work(part) for every part in [0, parts) and returns when all are done, on at most
-// previewThreads() threads, the calling thread among them. A part must not throw.
+// threads() threads, the calling thread among them. A part must not throw.
 void forEachPart(int parts, const std::function<void(int)>& work);
 
 // [begin, end) of part p when n items are cut into `parts` runs of whole `align`-item blocks,
@@ -31,3 +34,11 @@ inline PartRange partOf(int n, int parts, int p, int align = 1)
 // How many parts to cut n items into: about four per thread, so that a thread slowed down by
 // another program does not hold up the rest, and no more parts than blocks of `align` items.
 int partsFor(int n, int align = 1);
+
+// The threads the work is shared out among, the calling thread included: by default as many as
+// the processor runs at once. setThreads(n) asks for n (0 or less: that default) and returns
+// what is then in use.
+int threads();
+int setThreads(int n);
+
+}  // namespace lsxc

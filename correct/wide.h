@@ -1,10 +1,10 @@
 #pragma once
-// The preview's chain of one row (FPN, FFC, LSC, column sums) on wide registers: AVX2 (eight
-// elements at a time) and AVX-512 (sixteen). Each is compiled in a file of its own with its
-// instruction set switched on and is called only where the processor has it; the rest of the
-// program stays plain x86-64.
+// The chain of one row (FPN, FFC, LSC, column sums) on wide registers: AVX2 (eight elements at a
+// time) and AVX-512 (sixteen). Each is compiled in a file of its own with its instruction set
+// switched on and is called only where the processor has it; the rest of the library stays plain
+// x86-64.
 //
-// The arithmetic is the one of the narrow kernels in preview.cpp, operation for operation: the
+// The arithmetic is the one of the narrow kernels in chain.cpp, operation for operation: the
 // same single- and double-precision products, the clamp to the depth's range before rounding to
 // nearest (ties to even), the float column sums in the order of the rows. No fused multiply-add.
 //
@@ -21,16 +21,17 @@ struct WideRow {
     const float* b = nullptr;  // FPN offset B (null: no FPN)
     const float* k = nullptr;  // FPN gain K of each element, when it does not depend on the value
     // FPN gain K by level band: band j of the element at i is bands[j * bandStride + i]; band j
-    // starts at the level bandStart[j] (ascending, bandStart[0] is 0), the level being the
-    // sample shifted right by bandShift.
+    // (j >= 1) where the level is above bandFrom[j] (ascending), the level being the sample, or
+    // the sample less B with bandByOffset.
     const float* bands = nullptr;
     size_t bandStride = 0;
-    const int32_t* bandStart = nullptr;
+    const float* bandFrom = nullptr;
     int bandCount = 0;
-    int bandShift = 0;
+    bool bandByOffset = false;
     const float* f = nullptr;   // FFC gain
     const double* l = nullptr;  // LSC gain
     float* acc = nullptr;       // column sums, the corrected value added as float
+    float top = 255.0f;         // full scale of the samples
 };
 
 // The chain over the first elements of the segment, a whole number of registers' worth, read
@@ -47,7 +48,7 @@ int chainRowAvx512(const uint16_t* src, uint16_t* p, int n, const WideRow& r);
 template <class V, typename T>
 inline int chainRowWide(const T* src, T* p, int n, const WideRow& row)
 {
-    constexpr float top = sizeof(T) == 1 ? 255.0f : 65535.0f;
+    const float top = row.top;
     constexpr int N = V::N;
     // The coefficients in locals: stores to the row must not make them be read again.
     const float* __restrict b = row.b;
@@ -55,29 +56,45 @@ inline int chainRowWide(const T* src, T* p, int n, const WideRow& row)
     const float* __restrict bands = row.bands;
     const size_t stride = row.bandStride;
     const int count = row.bandCount < 256 ? row.bandCount : 256;
-    // Where each band starts, on the scale of the samples, read once here: the loop below then
-    // compares against a broadcast from memory instead of shifting and broadcasting per element.
-    int32_t start[256];
-    for (int j = 0; j < count; ++j) start[j] = row.bandStart[j] << row.bandShift;
+    // Where each band starts, read once here: the loop below compares against a broadcast from
+    // memory.
+    float from[256];
+    for (int j = 0; j < count; ++j) from[j] = row.bandFrom[j];
+    const bool byOffset = row.bandByOffset;
     const float* __restrict f = row.f;
     const double* __restrict l = row.l;
     float* __restrict acc = row.acc;
     int i = 0;
+    if (b && kPlain && !f && !l && !acc) {
+        // The FPN step alone with one K per element (the library's correction, which folds the
+        // flat field and the lens shading into K): the same operations in a loop of its own, two
+        // registers' worth at a time.
+        for (; i + 2 * N <= n; i += 2 * N) {
+            const typename V::vi v0 = V::load(src + i), v1 = V::load(src + i + N);
+            const typename V::vf d0 = V::sub(V::cvt(v0), V::loadf(b + i));
+            const typename V::vf d1 = V::sub(V::cvt(v1), V::loadf(b + i + N));
+            V::store(p + i, V::roundClamp(V::mul(d0, V::loadf(kPlain + i)), top));
+            V::store(p + i + N, V::roundClamp(V::mul(d1, V::loadf(kPlain + i + N)), top));
+        }
+    }
     for (; i + N <= n; i += N) {
         typename V::vi v = V::load(src + i);
         if (b) {
+            const typename V::vf x = V::cvt(v);
+            const typename V::vf d = V::sub(x, V::loadf(b + i));
             typename V::vf k;
             if (kPlain) {
                 k = V::loadf(kPlain + i);
             } else {
                 // K of the element's band: the first band's, replaced band by band where the
-                // value reaches the next band's start (bands ascend). No early way out: on a
+                // level is above the next band's start (bands ascend). No early way out: on a
                 // noisy frame whether any lane reaches the next band is a coin toss, and a
                 // mispredicted branch costs more than the remaining blends.
+                const typename V::vf level = byOffset ? d : x;
                 k = V::loadf(bands + i);
-                for (int j = 1; j < count; ++j) k = V::selectFrom(k, v, start[j], bands + j * stride + i);
+                for (int j = 1; j < count; ++j) k = V::selectAbove(k, level, from[j], bands + j * stride + i);
             }
-            v = V::roundClamp(V::mul(V::sub(V::cvt(v), V::loadf(b + i)), k), top);
+            v = V::roundClamp(V::mul(d, k), top);
         }
         if (f) v = V::roundClamp(V::mul(V::cvt(v), V::loadf(f + i)), top);
         if (l) v = V::scaleDouble(v, l + i, top);

@@ -1,0 +1,232 @@
+// What a station calibration leaves, measured by the verification at the levels of saturation
+// EMVA 1288 uses, on the four simulated cameras with their hot and weak columns and their dark
+// current: the calibration at a working grey level, the FPN written into the camera and on, then
+// a verification at 25, 50 and 80 % of saturation. Residual PRNU of every plane or line, DSNU
+// after correction on a dark clear of 0, the defect columns before correction against the
+// simulator's own hot and weak columns, the camera left at its working exposure; and the factory
+// set's K per level band on the multi-level camera against one K, at each level, by the spread of
+// the response row (PRNU1288's difference of spatial variances does not hold there: the hot
+// columns' corrected dark far from the working exposure is a pattern the lit stack lacks).
+// The bounds are the figures measured with some margin; where a bound is wider than the aim
+// (DSNU 0.10 DN10, PRNU 0.20 % at 50 %, 0.35 % elsewhere, 0.15 % per band) the comment says why.
+#include "calibration/simharness.h"
+
+namespace {
+
+constexpr int kWidth = 512;
+
+}  // namespace
+
+class TestVerifyTargets : public QObject, SimHarness {
+    Q_OBJECT
+
+    // One verification, every question answered with the scene it asks for; its result.
+    VerifyReport verify(CameraServer* s, const QString& name, QList<Report>* reports = nullptr)
+    {
+        const QMetaObject::Connection c = connect(
+            s, &CameraServer::OS_VerifyAsk, this,
+            [this, s, name](int step, QString) {
+                setScene(name, step == 1 ? LSX_SIM_SCENE_DARK : LSX_SIM_SCENE_FLAT);
+                s->verifyAnswer(step, true);
+            },
+            Qt::DirectConnection);
+        QSignalSpy finished(s, &CameraServer::OS_VerifyFinished);
+        const QList<Report> r = reportsOfRun(s, [s] { s->verifyStart(); });
+        disconnect(c);
+        if (reports) *reports = r;
+        return finished.size() == 1 ? finished.at(0).at(0).value<VerifyReport>() : VerifyReport();
+    }
+
+    std::vector<float> truth(const QString& name, int kind)
+    {
+        std::vector<float> out(static_cast<size_t>(kWidth));
+        int32_t count = kWidth;
+        if (m_api->getTruth(name.toLatin1().constData(), kind, 0, 0, out.data(), &count) != LSX_OK) return {};
+        out.resize(size_t(count));
+        return out;
+    }
+
+    // The spread of the response row after correction (lit minus dark column means, at the same
+    // exposure) over its mean, per cent, of every plane at each level: [level][plane]. Unlike
+    // PRNU1288's difference of spatial variances it holds when the corrected dark carries a
+    // pattern of its own that the lit stack does not (hot columns far from their B).
+    static QList<QList<double>> responseSpread(const VerifyReport& r)
+    {
+        QList<QList<double>> out(r.levels.size());
+        for (const VerifyPlane& p : r.planes)
+            for (int i = 0; i < p.after.levels.size() && i < out.size(); ++i) {
+                const VerifyLevelFigures& l = p.after.levels[i];
+                std::vector<double> response;
+                for (int x = 0; x < l.brightMeans.size() && x < l.darkMeans.size(); ++x)
+                    response.push_back(l.brightMeans[x] - l.darkMeans[x]);
+                out[i].append(100.0 * columnSpread(response) / meanOf(response));
+            }
+        return out;
+    }
+
+    static double worst(const QList<double>& v)
+    {
+        double w = 0.0;
+        for (double x : v) w = std::isnan(x) ? x : std::max(w, x);
+        return w;
+    }
+
+private slots:
+    void initTestCase()
+    {
+        qRegisterMetaType<VerifyReport>();
+        bindSim(QStringLiteral(R"({"timeScale": 0, "cameras": [
+            {"friendlyName": "SIM-LS4096-M", "width": %1},
+            {"friendlyName": "SIM-LS2048-ML4", "width": %1},
+            {"friendlyName": "SIM-LS2048-C", "width": %1},
+            {"friendlyName": "SIM-LS8192-MLK", "width": %1}
+        ]})")
+                    .arg(kWidth));
+    }
+
+    void init()
+    {
+        freshSim();
+        store(VerifyIni::Levels, QStringLiteral("25,50,80"));
+    }
+
+    void cleanupTestCase() { lsx::unbindLibrary(); }
+
+    void stationCalibration_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::newRow("mono") << "SIM-LS4096-M";
+        QTest::newRow("four lines") << "SIM-LS2048-ML4";
+        QTest::newRow("colour") << "SIM-LS2048-C";
+        QTest::newRow("multi-level") << "SIM-LS8192-MLK";
+    }
+
+    void stationCalibration()
+    {
+        QFETCH(QString, name);
+        auto s = openServer(name);
+        s->setFlatEnable(true);
+        calibrateAt(s.get(), name, 180.0);
+        if (QTest::currentTestFailed()) return;
+        QCOMPARE(reportsOfRun(s.get(), [&] { s->fpnWriteDown(0); }).last().first, 100);
+        double working = 0.0;
+        QCOMPARE(lsxGetExposure(s->m_handle, &working), LSX_OK);
+
+        QList<Report> reports;
+        const VerifyReport r = verify(s.get(), name, &reports);
+        QVERIFY2(!r.planes.isEmpty(), qPrintable(textsOf(reports).join(QLatin1Char('|'))));
+        QCOMPARE(r.levels, (QList<double>{25.0, 50.0, 80.0}));
+        QCOMPARE(r.levelExposures.size(), 3);
+        // Each level's exposure set by the run, rising with the level; the working one back.
+        QVERIFY(r.levelExposures[0] < r.levelExposures[1] && r.levelExposures[1] < r.levelExposures[2]);
+        double after = 0.0;
+        QCOMPARE(lsxGetExposure(s->m_handle, &after), LSX_OK);
+        QCOMPARE(after, working);
+        QCOMPARE(r.exposure, working);
+
+        const bool colour = r.planes.size() == 3;
+        for (int plane = 0; plane < r.planes.size(); ++plane) {
+            const VerifyPlane& p = r.planes[plane];
+            QCOMPARE(p.after.levels.size(), 3);
+            qInfo(
+                "%s %s: DSNU %.3f -> %.3f DN10 (dark at 0 as found %.0f %%, lifts %d/%d); PRNU before %.3f %%; "
+                "after at 25 %% (%.1f us) %.3f %%, 50 %% (%.1f us) %.3f %%, 80 %% (%.1f us) %.3f %%; defects %d -> %d",
+                qPrintable(name), qPrintable(p.name), p.before.dsnu, p.after.dsnu, 100.0 * p.after.darkZero,
+                p.after.darkLift.first, p.after.darkLift.second, p.before.prnu, r.levelExposures[0],
+                p.after.levels[0].prnu, r.levelExposures[1], p.after.levels[1].prnu, r.levelExposures[2],
+                p.after.levels[2].prnu, int(p.before.defects.size()), int(p.after.defects.size()));
+            // A dark cut off at 0 was measured clear of it.
+            QVERIFY(p.after.darkLift.measurable);
+            QVERIFY(p.after.darkLift.worstColumnZeros <= 0.01);
+            // The worst level is the judged one.
+            QCOMPARE(p.after.prnu, worst({p.after.levels[0].prnu, p.after.levels[1].prnu, p.after.levels[2].prnu}));
+            if (colour) {
+                // Under the lens fall-off one weak column at the line's end needs more than the
+                // camera's K limit: it stays a defect, its shortfall dominates PRNU (about 0.7 %), and
+                // the verdict says so. The other columns' DSNU meets the 8-bit target.
+                QVERIFY2(p.after.dsnu < 0.5, qPrintable(QString::number(p.after.dsnu)));
+                for (int x : p.after.defects) QVERIFY(std::abs(s->m_kList[plane][x] - (s->m_maxK - 0.2)) < 1e-6);
+                continue;
+            }
+            // One K taken at the working grey level (some 70 %) leaves the columns' spread of
+            // roll-off at the other levels: about 0.2 % at 50 % and 0.3 % at 25 %.
+            QVERIFY2(p.after.levels[1].prnu < 0.25, qPrintable(QString::number(p.after.levels[1].prnu)));
+            QVERIFY2(p.after.levels[0].prnu < 0.40, qPrintable(QString::number(p.after.levels[0].prnu)));
+            QVERIFY2(p.after.levels[2].prnu < 0.20, qPrintable(QString::number(p.after.levels[2].prnu)));
+            // The lift of B (the bright field's last step: the noise's mean peak over the largest K)
+            // leaves the corrected dark at -lift x K / largest K, below 0 in the camera's output:
+            // about 2 DN10 times the spread of K, some 0.15 DN10 under the lens fall-off.
+            QVERIFY2(p.after.dsnu < 0.2, qPrintable(QString::number(p.after.dsnu)));
+            QCOMPARE(p.after.defects, QVector<int>());
+        }
+        QCOMPARE(reportPasses(r), !colour);
+
+        // Before correction the mono camera's defect columns are exactly its hot and weak ones.
+        if (name == QStringLiteral("SIM-LS4096-M")) {
+            const std::vector<float> current = truth(name, LSX_SIM_TRUE_DARK_CURRENT);
+            const std::vector<float> response = truth(name, LSX_SIM_TRUE_RESPONSE);
+            QCOMPARE(int(current.size()), kWidth);
+            QCOMPARE(int(response.size()), kWidth);
+            QVector<int> expected;
+            for (int x = 0; x < kWidth; ++x)
+                if (current[size_t(x)] > 50.0f || response[size_t(x)] < 0.85f) expected.append(x);
+            QVERIFY(expected.size() >= 5);
+            QCOMPARE(r.planes.first().before.defects, expected);
+        }
+    }
+
+    // The factory set of the multi-level camera: K per level band against one K, each measured by
+    // the verification at 25, 50 and 80 %, hot columns included.
+    void multiLevelPerBand()
+    {
+        const QString name = QStringLiteral("SIM-LS8192-MLK");
+        auto run = [&](bool factory) {
+            QList<QList<double>> prnu;
+            freshSim();
+            store(VerifyIni::Levels, QStringLiteral("25,50,80"));
+            if (factory) store(FpnIni::Factory, true);
+            // Even light, as on a factory's diffuser: under the lens fall-off the top levels would
+            // clip the middle of the line before its ends reach them.
+            if (m_api->setScene(name.toLatin1().constData(), LSX_SIM_SCENE_FLAT, -1, 0.0, 0.0) != LSX_OK) return prnu;
+            auto s = openServer(name);
+            s->setFlatEnable(true);
+            calibrateAt(s.get(), name, 180.0);
+            if (QTest::currentTestFailed()) return prnu;
+            if (factory) {
+                if (s->m_supportMLK != 1 || s->m_kPoints.isEmpty()) return prnu;
+                lsxSetConfigString(s->m_handle, "FPNC.Selector", "factory");
+            }
+            if (reportsOfRun(s.get(), [&] { s->fpnWriteDown(factory ? 1 : 0); }).last().first != 100) return prnu;
+            QList<Report> reports;
+            const VerifyReport r = verify(s.get(), name, &reports);
+            if (r.planes.isEmpty()) qInfo("%s", qPrintable(textsOf(reports).join(QLatin1Char('|'))));
+            for (const VerifyPlane& p : r.planes)
+                for (const VerifyLevelFigures& l : p.after.levels)
+                    qInfo("%s at %.0f %%: dark %.2f DN10 (lifts %d/%d), s2 dark %.3f bright %.3f DN10^2, PRNU %.3f %%",
+                          factory ? "K per level band" : "one K", l.target, l.darkMean, l.darkLift.first,
+                          l.darkLift.second, l.darkSpatialVar, l.brightSpatialVar, l.prnu);
+            return responseSpread(r);
+        };
+        const QList<QList<double>> one = run(false);
+        const QList<QList<double>> bands = run(true);
+        QCOMPARE(one.size(), 3);
+        QCOMPARE(bands.size(), 3);
+        const char* levels[] = {"25", "50", "80"};
+        for (int i = 0; i < 3; ++i) {
+            qInfo("%s %% of saturation: response spread with one K %.3f %%, with K per level band %.3f %%", levels[i],
+                  worst(one[i]), worst(bands[i]));
+            // At 25 % the bands leave 0.15 to 0.18 % (the lowest band's K of the columns around the
+            // hot ones), at 50 % 0.14 to 0.15 %, only a little better than one K there (0.16 to
+            // 0.17 %); at 80 % 0.07 % against 0.10 %.
+            const double bound[] = {0.25, 0.20, 0.15};
+            QVERIFY2(worst(bands[i]) < bound[i], qPrintable(QString::number(worst(bands[i]))));
+            if (i == 1)
+                QVERIFY2(worst(bands[i]) < worst(one[i]) + 0.02, qPrintable(QString::number(worst(one[i]))));
+            else
+                QVERIFY2(worst(bands[i]) < worst(one[i]), qPrintable(QString::number(worst(one[i]))));
+        }
+    }
+};
+
+QTEST_GUILESS_MAIN(TestVerifyTargets)
+#include "test_verify_targets.moc"
