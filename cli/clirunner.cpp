@@ -242,34 +242,40 @@ bool CliRunner::askOperator(const QString& what, StepResult& r)
     if (m_yes) return true;
     endProgressLine();
     toErr(what + tr("\n按回车键继续，Ctrl-C 取消。"));
-    // Waits in an event loop, so that Ctrl-C still reaches the runner.
-    QEventLoop loop;
-    bool answered = false, closed = false;
-    QSocketNotifier input(STDIN_FILENO, QSocketNotifier::Read);
-    connect(&input, &QSocketNotifier::activated, &loop, [&] {
-        char c = 0;
-        const ssize_t n = ::read(STDIN_FILENO, &c, 1);
-        if (n <= 0) {
-            closed = true;
-            loop.quit();
-        } else if (c == '\n') {
-            answered = true;
-            loop.quit();
-        }
-    });
-    connect(this, &CliRunner::interrupted, &loop, &QEventLoop::quit);
-    loop.exec();
+    const OperatorLine line = readOperatorLine();
     toErr(QStringLiteral("\n"));
     if (m_interrupted) {
         r.outcome = QStringLiteral("cancelled");
         r.exit = CliInterrupted;
         return false;
     }
-    if (!answered || closed) {
+    if (line.closed) {
         fail(r, tr("没有操作员的确认（标准输入已关闭）；无人值守时请加 --yes。"), CliUsage);
         return false;
     }
     return true;
+}
+
+CliRunner::OperatorLine CliRunner::readOperatorLine()
+{
+    OperatorLine line;
+    QEventLoop loop;
+    QSocketNotifier input(STDIN_FILENO, QSocketNotifier::Read);
+    connect(&input, &QSocketNotifier::activated, &loop, [&] {
+        char c = 0;
+        const ssize_t n = ::read(STDIN_FILENO, &c, 1);
+        if (n <= 0) {
+            line.closed = true;
+            loop.quit();
+        } else if (c == '\n') {
+            loop.quit();
+        } else {
+            line.text += QLatin1Char(c);
+        }
+    });
+    connect(this, &CliRunner::interrupted, &loop, &QEventLoop::quit);
+    loop.exec();
+    return line;
 }
 
 bool CliRunner::runProcedure(const std::function<void()>& start, StepResult& r)

@@ -73,6 +73,13 @@ private:
     bool runProcedure(const std::function<void()>& start, StepResult& r);
     // Asks the operator to do something with the camera and waits for Enter (unless --yes).
     bool askOperator(const QString& what, StepResult& r);
+    // One line the operator types at the terminal, read in an event loop so that Ctrl-C still
+    // reaches the runner: the line without its end, or `closed` when standard input ended first.
+    struct OperatorLine {
+        QString text;
+        bool closed = false;
+    };
+    OperatorLine readOperatorLine();
     bool setSimScene(const QString& scene, StepResult& r);
     void report(int progress, const QString& text, StepResult* r);
     void fail(StepResult& r, const QString& text, int exit = CliFailed);

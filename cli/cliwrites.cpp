@@ -13,11 +13,8 @@
 
 #include "camera/cameraserver.h"
 
-#include <QEventLoop>
 #include <QFileInfo>
-#include <QSocketNotifier>
 
-#include <unistd.h>
 #include <cstdio>
 
 bool CliRunner::confirmWrite(CameraServer::WriteKind kind, const QString& set, StepResult& r)
@@ -32,37 +29,18 @@ bool CliRunner::confirmWrite(CameraServer::WriteKind kind, const QString& set, S
 
     std::fputs(tr("确认写入请输入 y 并按回车，其他输入取消：").toLocal8Bit().constData(), stderr);
     std::fflush(stderr);
-    QString line;
-    bool closed = false;
-    {
-        QEventLoop loop;
-        QSocketNotifier input(STDIN_FILENO, QSocketNotifier::Read);
-        connect(&input, &QSocketNotifier::activated, &loop, [&] {
-            char c = 0;
-            const ssize_t n = ::read(STDIN_FILENO, &c, 1);
-            if (n <= 0) {
-                closed = true;
-                loop.quit();
-            } else if (c == '\n') {
-                loop.quit();
-            } else {
-                line += QLatin1Char(c);
-            }
-        });
-        connect(this, &CliRunner::interrupted, &loop, &QEventLoop::quit);
-        loop.exec();
-    }
+    const OperatorLine line = readOperatorLine();
     std::fputs("\n", stderr);
     if (m_interrupted) {
         r.outcome = QStringLiteral("cancelled");
         r.exit = CliInterrupted;
         return false;
     }
-    if (closed) {
+    if (line.closed) {
         fail(r, tr("写入相机需要操作员确认，但标准输入已关闭；无人值守时请加 --yes。相机未被改动。"), CliUsage);
         return false;
     }
-    const QString answer = line.trimmed().toLower();
+    const QString answer = line.text.trimmed().toLower();
     if (answer != QLatin1String("y") && answer != QLatin1String("yes")) {
         fail(r, tr("没有确认写入，相机未被改动。"));
         return false;

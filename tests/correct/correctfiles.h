@@ -9,7 +9,22 @@
 #include <QSettings>
 #include <QString>
 
+#include <random>
+
 namespace correcttest {
+
+// Random rows of `n` values in [lo, hi).
+inline QList<QList<double>> randomRows(std::mt19937& rng, int rows, int n, double lo, double hi)
+{
+    std::uniform_real_distribution<double> d(lo, hi);
+    QList<QList<double>> out;
+    for (int r = 0; r < rows; ++r) {
+        QList<double> row;
+        for (int x = 0; x < n; ++x) row << d(rng);
+        out << row;
+    }
+    return out;
+}
 
 // An FPN file as the tool saves it: B and K rows of the region starting at sensor column x, taken
 // in the camera's target format `target`.

@@ -31,19 +31,6 @@ struct Format {
     int step;            // one step of the camera's output in the image's units
 };
 
-// Random rows of `n` values in [lo, hi).
-QList<QList<double>> randomRows(std::mt19937& rng, int rows, int n, double lo, double hi)
-{
-    std::uniform_real_distribution<double> d(lo, hi);
-    QList<QList<double>> out;
-    for (int r = 0; r < rows; ++r) {
-        QList<double> row;
-        for (int x = 0; x < n; ++x) row << d(rng);
-        out << row;
-    }
-    return out;
-}
-
 // One frame's bytes as the camera delivered them.
 std::vector<uint8_t> grabBytes(lsxHandle h)
 {

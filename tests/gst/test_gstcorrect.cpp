@@ -13,18 +13,6 @@ using gsttest::Pipeline;
 
 namespace {
 
-QList<QList<double>> randomRows(std::mt19937& rng, int rows, int n, double lo, double hi)
-{
-    std::uniform_real_distribution<double> d(lo, hi);
-    QList<QList<double>> out;
-    for (int r = 0; r < rows; ++r) {
-        QList<double> row;
-        for (int x = 0; x < n; ++x) row << d(rng);
-        out << row;
-    }
-    return out;
-}
-
 std::vector<uint8_t> randomBytes(std::mt19937& rng, size_t n, int mask = 0xFF)
 {
     std::vector<uint8_t> out(n);
