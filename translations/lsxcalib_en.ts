@@ -524,6 +524,53 @@ The camera&apos;s FPN is switched on, click OK to see the effect.</translation>
         <source>分辨率模式不匹配</source>
         <translation>the resolution mode does not match</translation>
     </message>
+    <message>
+        <source>参数文件 %1 无法写入，本次修改的设置将不会被保存。</source>
+        <translation>The parameter file %1 cannot be written; the settings changed now will not be saved.</translation>
+    </message>
+    <message>
+        <source>相机仍被上一次未能关闭的连接占用（关闭出错：%1-%2）。请重新插拔相机或重启程序后再连接。</source>
+        <translation>The camera is still held by the last connection, which could not be closed (close error: %1-%2). Unplug and replug the camera or restart the program, then connect again.</translation>
+    </message>
+    <message>
+        <source>无法备份相机当前状态（%1-%2），断开连接时将无法恢复相机原有设置。</source>
+        <translation>The camera&apos;s current state cannot be backed up (%1-%2); its original settings cannot be restored at disconnect.</translation>
+    </message>
+    <message>
+        <source>相机配置文件 %1 加载失败，错误原因：%2-%3。相机保持打开时的设置。</source>
+        <translation>The camera configuration file %1 could not be loaded. Cause: %2-%3. The camera keeps the settings it had when opened.</translation>
+    </message>
+    <message>
+        <source>相机配置文件 %1 不存在（设置 %2）。相机保持打开时的设置。</source>
+        <translation>The camera configuration file %1 does not exist (setting %2). The camera keeps the settings it had when opened.</translation>
+    </message>
+    <message>
+        <source>读取工厂参数成功 ：</source>
+        <translation>Factory parameters read: </translation>
+    </message>
+    <message>
+        <source>相机报告的传感器行数 %1 不合理（应为 1 到 %2），按单行传感器处理。</source>
+        <translation>The camera reports %1 sensor lines, which is not plausible (1 to %2 expected); it is treated as a single-line sensor.</translation>
+    </message>
+    <message>
+        <source>关闭相机 %1 出错，错误原因：%2-%3。连接已释放，再次连接时会重新关闭它。</source>
+        <translation>Closing camera %1 failed. Cause: %2-%3. The connection has been released; the next connect closes it again.</translation>
+    </message>
+    <message>
+        <source>%1相机已 %2 秒没有送出图像（超时 %3 次），停止等待。请检查相机的连接、触发方式与光路。</source>
+        <translation>%1The camera has sent no image for %2 s (%3 time-outs); waiting stopped. Check the camera&apos;s connection, trigger mode and light path.</translation>
+    </message>
+    <message>
+        <source>%1等待相机图像：已超时 %2 次，已等待 %3 秒。</source>
+        <translation>%1Waiting for the camera&apos;s image: %2 time-outs, %3 s waited.</translation>
+    </message>
+</context>
+<context>
+    <name>CameraTables</name>
+    <message>
+        <source>无法创建文档目录 %1/FPN（TELORINE_DOCUMENT_PATH），设置和参数文件无法保存在那里。</source>
+        <translation>The document folder %1/FPN (TELORINE_DOCUMENT_PATH) cannot be created; settings and parameter files cannot be saved there.</translation>
+    </message>
 </context>
 <context>
     <name>CliHistory</name>
@@ -3048,6 +3095,37 @@ Error: %1</translation>
     <message>
         <source>导出日志</source>
         <translation>Export the log</translation>
+    </message>
+</context>
+<context>
+    <name>SettingRanges</name>
+    <message>
+        <source>设置 %1 的值 &quot;%2&quot; 不是数，应在 %3 之内</source>
+        <translation>The value &quot;%2&quot; of setting %1 is not a number; it should be within %3</translation>
+    </message>
+    <message>
+        <source>设置 %1 的值 &quot;%2&quot; 不是整数，应在 %3 之内</source>
+        <translation>The value &quot;%2&quot; of setting %1 is not a whole number; it should be within %3</translation>
+    </message>
+    <message>
+        <source>设置 %1 的值 &quot;%2&quot; 超出范围，应在 %3 之内</source>
+        <translation>The value &quot;%2&quot; of setting %1 is out of range; it should be within %3</translation>
+    </message>
+    <message>
+        <source>设置 %1 的值 &quot;%2&quot; 不是有限的数</source>
+        <translation>The value &quot;%2&quot; of setting %1 is not a finite number</translation>
+    </message>
+    <message>
+        <source>%1，改用默认值 %2。</source>
+        <translation>%1; the default %2 is used instead.</translation>
+    </message>
+    <message>
+        <source>设置 %1 的值 %2 大于 %3 的值 %4：增益范围内没有一个增益，校正不会执行。请把 %1 设为不大于 %3 的值。</source>
+        <translation>The value %2 of setting %1 is greater than the value %4 of %3: the gain range holds no gain, so the correction will not run. Set %1 to a value no greater than %3.</translation>
+    </message>
+    <message>
+        <source>。</source>
+        <translation>.</translation>
     </message>
 </context>
 <context>
