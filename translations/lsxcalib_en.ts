@@ -564,6 +564,128 @@ The camera&apos;s FPN is switched on, click OK to see the effect.</translation>
         <source>%1等待相机图像：已超时 %2 次，已等待 %3 秒。</source>
         <translation>%1Waiting for the camera&apos;s image: %2 time-outs, %3 s waited.</translation>
     </message>
+    <message>
+        <source>DOffset设置出错，错误原因：%1-%2.</source>
+        <translation>Setting the DOffset failed. Cause: %1-%2.</translation>
+    </message>
+    <message>
+        <source>检测DOffset-DOffset为%1：最小列均值%2 DN10，最大列均值%3 DN10.</source>
+        <translation>DOffset detection: DOffset %1: smallest column mean %2 DN10, largest column mean %3 DN10.</translation>
+    </message>
+    <message>
+        <source>检测DOffset出错：曝光时间 %1 us 下%2的暗电平过高，任何DOffset都无法同时使最暗列高于 %3 DN10、最亮列低于限制值 %4 DN10。这些列的暗电流随曝光时间增长，请缩短曝光时间后重试。</source>
+        <translation>DOffset detection failed: at an exposure time of %1 us the dark level of %2 is too high; no DOffset keeps the darkest column above %3 DN10 and the brightest column below the limit %4 DN10 at once. The dark current of these columns grows with the exposure time; shorten the exposure time and try again.</translation>
+    </message>
+    <message>
+        <source>%1第 %2 列（%3 DN10）</source>
+        <translation>%1column %2 (%3 DN10)</translation>
+    </message>
+    <message>
+        <source>、</source>
+        <translation>, </translation>
+    </message>
+    <message>
+        <source>等 %1 列</source>
+        <translation> and others, %1 columns in all</translation>
+    </message>
+    <message>
+        <source>当前DOffset为：%1.</source>
+        <translation>Present DOffset: %1.</translation>
+    </message>
+    <message>
+        <source>DOffset固定为0：相机没有黑电平功能（BlackLevel）。</source>
+        <translation>DOffset fixed at 0: the camera has no black level feature (BlackLevel).</translation>
+    </message>
+    <message>
+        <source>DOffset设置为：%1.</source>
+        <translation>DOffset set to: %1.</translation>
+    </message>
+    <message>
+        <source>检测DOffset出错，环境亮度太高，请在暗场下执行暗场校正。</source>
+        <translation>DOffset detection failed: the surroundings are too bright. Run the dark-field correction in the dark.</translation>
+    </message>
+    <message>
+        <source>检测DOffset出错，使用最大DOffset也无法满足条件，请手动输入数值重试。</source>
+        <translation>DOffset detection failed: even the largest DOffset does not meet the conditions. Enter a value by hand and try again.</translation>
+    </message>
+    <message>
+        <source>光照太强，最小曝光时间下也无法达到预设亮度。请调低光照强度，或增加预设亮度后重试</source>
+        <translation>The light is too strong: even the shortest exposure time does not reach the preset brightness. Lower the light level, or raise the preset brightness, then try again</translation>
+    </message>
+    <message>
+        <source>曝光范围检测出错，请重试。</source>
+        <translation>Finding the exposure range failed, please try again.</translation>
+    </message>
+    <message>
+        <source>曝光范围取[%1, %2]，曝光间隔取 %3.</source>
+        <translation>Exposure range [%1, %2], exposure step %3.</translation>
+    </message>
+    <message>
+        <source>曝光范围内图像采集失败.</source>
+        <translation>Capturing images over the exposure range failed.</translation>
+    </message>
+    <message>
+        <source>曝光范围内图像采集成功，点击确认显示统计图。</source>
+        <translation>Images captured over the exposure range, click OK to show the statistics chart.</translation>
+    </message>
+    <message>
+        <source>曝光测试执行失败，请重试。</source>
+        <translation>The exposure test failed, please try again.</translation>
+    </message>
+    <message>
+        <source>正在关闭色彩、翻转等相关设置...
+可在操作结束后恢复。</source>
+        <translation>Switching off colour, flip and similar settings...
+They can be restored when the operation is over.</translation>
+    </message>
+    <message>
+        <source>关闭FPN功能出错，错误原因：%1-%2.</source>
+        <translation>Switching FPN off failed. Cause: %1-%2.</translation>
+    </message>
+    <message>
+        <source>获取平场使能参数出错，错误原因：%1-%2.</source>
+        <translation>Reading the flat-field switch failed. Cause: %1-%2.</translation>
+    </message>
+    <message>
+        <source>关闭平场使能出错，错误原因：%1-%2.</source>
+        <translation>Switching the flat field off failed. Cause: %1-%2.</translation>
+    </message>
+    <message>
+        <source>校正验证-</source>
+        <translation>Calibration verification: </translation>
+    </message>
+    <message>
+        <source>校正验证-采集图像失败，错误原因：%1-%2.</source>
+        <translation>Calibration verification: capturing an image failed. Cause: %1-%2.</translation>
+    </message>
+    <message>
+        <source>校正验证-不支持的图像格式，当前仅支持 FORMAT_MONO &amp; FORMAT_BGR24 &amp; FORMAT_RGB24 &amp; FORMAT_BGR32 &amp; FORMAT_RGB32.</source>
+        <translation>Calibration verification: unsupported image format; only FORMAT_MONO &amp; FORMAT_BGR24 &amp; FORMAT_RGB24 &amp; FORMAT_BGR32 &amp; FORMAT_RGB32 are supported.</translation>
+    </message>
+    <message>
+        <source>校正验证-采集过程中图像尺寸发生变化，请重试。</source>
+        <translation>Calibration verification: the image size changed during the capture, please try again.</translation>
+    </message>
+    <message>
+        <source>校正验证-设置曝光时间 %1 us 出错，错误原因：%2-%3.</source>
+        <translation>Calibration verification: setting the exposure time %1 us failed. Cause: %2-%3.</translation>
+    </message>
+    <message>
+        <source>校正验证-设置黑电平 %1 出错，错误原因：%2-%3.</source>
+        <translation>Calibration verification: setting the black level %1 failed. Cause: %2-%3.</translation>
+    </message>
+    <message>
+        <source>校正验证-明场过暗：曝光时间 %1 us 时亮度最高的平面只有满量程的 %2%，请确认镜头盖已取下、光源已打开后重试。</source>
+        <translation>Calibration verification: the bright field is too dark: at an exposure time of %1 us the brightest plane reaches only %2% of full scale. Make sure the lens cap is off and the light source is on, then try again.</translation>
+    </message>
+    <message>
+        <source>校正验证-无法达到 %1% 饱和：约需曝光时间 %2 us，超出相机的范围 %3 – %4 us，请调整光源亮度后重试。</source>
+        <translation>Calibration verification: %1% saturation cannot be reached: it needs an exposure time of about %2 us, outside the camera&apos;s range %3 – %4 us. Adjust the light source&apos;s brightness and try again.</translation>
+    </message>
+    <message>
+        <source>校正验证-曝光时间调节 %1 次后仍未达到 %2% 饱和（最后为满量程的 %3%），请检查光源是否稳定后重试。</source>
+        <translation>Calibration verification: %2% saturation not reached after %1 exposure time adjustments (last %3% of full scale). Check that the light source is steady, then try again.</translation>
+    </message>
 </context>
 <context>
     <name>CameraTables</name>
@@ -1161,6 +1283,45 @@ Press Enter to continue, Ctrl-C to cancel.</translation>
     <message>
         <source>相机没有%1参数组，无法写入相机；可用 --save 保存为文件。</source>
         <translation>The camera has no %1 sets and cannot be written to; --save saves a file instead.</translation>
+    </message>
+</context>
+<context>
+    <name>DarkCurrent</name>
+    <message>
+        <source>无法写入暗电流文件 %1。</source>
+        <translation>Cannot write the dark-current file %1.</translation>
+    </message>
+    <message>
+        <source>暗电流文件 %1 %2</source>
+        <translation>The dark-current file %1 %2</translation>
+    </message>
+    <message>
+        <source>无法读取。</source>
+        <translation>cannot be read.</translation>
+    </message>
+    <message>
+        <source>不是 JSON 文件。</source>
+        <translation>is not a JSON file.</translation>
+    </message>
+    <message>
+        <source>的格式或版本不对。</source>
+        <translation>has the wrong format or version.</translation>
+    </message>
+    <message>
+        <source>属于相机 &quot;%1&quot;，不是 &quot;%2&quot;。</source>
+        <translation>belongs to camera &quot;%1&quot;, not &quot;%2&quot;.</translation>
+    </message>
+    <message>
+        <source>的曝光时间或位深无效。</source>
+        <translation>has an invalid exposure time or bit depth.</translation>
+    </message>
+    <message>
+        <source>第 %1 行不是数列。</source>
+        <translation>has a row %1 that is not a list of numbers.</translation>
+    </message>
+    <message>
+        <source>第 %1 行第 %2 列不是数值。</source>
+        <translation>has a value in row %1, column %2 that is not a number.</translation>
     </message>
 </context>
 <context>
