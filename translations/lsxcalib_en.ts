@@ -686,6 +686,252 @@ They can be restored when the operation is over.</translation>
         <source>校正验证-曝光时间调节 %1 次后仍未达到 %2% 饱和（最后为满量程的 %3%），请检查光源是否稳定后重试。</source>
         <translation>Calibration verification: %2% saturation not reached after %1 exposure time adjustments (last %3% of full scale). Check that the light source is steady, then try again.</translation>
     </message>
+    <message>
+        <source>明场校正-明场校正执行失败</source>
+        <translation>Bright-field correction: the bright-field correction failed</translation>
+    </message>
+    <message>
+        <source>明场校正-明场校正执行完成</source>
+        <translation>Bright-field correction: the bright-field correction is finished</translation>
+    </message>
+    <message>
+        <source>明场校正-无法读取暗场参数，请先执行暗场校正。</source>
+        <translation>Bright-field correction: the dark-field parameters cannot be read; run the dark-field correction first.</translation>
+    </message>
+    <message>
+        <source>明场校正-%1对光无响应（明场均值不高于暗场均值），K 取限值 %2，这些列为缺陷列。</source>
+        <translation>Bright-field correction: %1 do not respond to light (bright-field mean not above the dark-field mean); K is set to the limit %2 and these columns are defect columns.</translation>
+    </message>
+    <message>
+        <source>明场校正-曝光时间无法恢复为 %1 us（错误原因：%2-%3），当前为 %4 us。</source>
+        <translation>Bright-field correction: the exposure time cannot be restored to %1 us (cause: %2-%3); it is now %4 us.</translation>
+    </message>
+    <message>
+        <source>明场校正-</source>
+        <translation>Bright-field correction: </translation>
+    </message>
+    <message>
+        <source>明场校正-增益范围 : [%1, %2]</source>
+        <translation>Bright-field correction: gain range: [%1, %2]</translation>
+    </message>
+    <message>
+        <source>明场校正-像素范围 : [%1, %2]</source>
+        <translation>Bright-field correction: pixel range: [%1, %2]</translation>
+    </message>
+    <message>
+        <source>明场校正-未进行暗场校正，尝试读取相机内部暗场参数...</source>
+        <translation>Bright-field correction: no dark-field correction has been run; trying to read the camera&apos;s own dark-field parameters...</translation>
+    </message>
+    <message>
+        <source>明场校正-使能软触发出错，错误原因：%1-%2.</source>
+        <translation>Bright-field correction: switching the software trigger on failed. Cause: %1-%2.</translation>
+    </message>
+    <message>
+        <source>
+明场校正-增益设为 %1</source>
+        <translation>
+Bright-field correction: gain set to %1</translation>
+    </message>
+    <message>
+        <source>明场校正-曝光范围自动检测中</source>
+        <translation>Bright-field correction: finding the exposure range</translation>
+    </message>
+    <message>
+        <source>明场校正-曝光范围检测失败</source>
+        <translation>Bright-field correction: finding the exposure range failed</translation>
+    </message>
+    <message>
+        <source>明场校正-曝光范围检测完成。</source>
+        <translation>Bright-field correction: exposure range found.</translation>
+    </message>
+    <message>
+        <source>明场校正-开始采图...</source>
+        <translation>Bright-field correction: starting the capture...</translation>
+    </message>
+    <message>
+        <source>明场校正-明场校正图像采集失败</source>
+        <translation>Bright-field correction: capturing the bright-field images failed</translation>
+    </message>
+    <message>
+        <source>明场校正-明场校正图像采集完成</source>
+        <translation>Bright-field correction: bright-field images captured</translation>
+    </message>
+    <message>
+        <source>明场校正-开始执行明场校正...</source>
+        <translation>Bright-field correction: starting the bright-field correction...</translation>
+    </message>
+    <message>
+        <source>明场校正-增益为 %1 时明场校正执行完成</source>
+        <translation>Bright-field correction: the bright-field correction at gain %1 is finished</translation>
+    </message>
+    <message>
+        <source>明场校正-不支持的目标图像格式，无法继续。</source>
+        <translation>Bright-field correction: unsupported target image format; cannot go on.</translation>
+    </message>
+    <message>
+        <source>明场校正-相机不支持读取暗场参数，将使用程序中的暗场参数进行FPN校正。</source>
+        <translation>Bright-field correction: the camera cannot read back its dark-field parameters; the program&apos;s dark-field parameters are used for the FPN correction.</translation>
+    </message>
+    <message>
+        <source>明场校正-读取暗场参数出错，错误原因：%1-%2.</source>
+        <translation>Bright-field correction: reading the dark-field parameters failed. Cause: %1-%2.</translation>
+    </message>
+    <message>
+        <source>明场校正-相机内部暗场DOffset = %1</source>
+        <translation>Bright-field correction: the camera&apos;s own dark-field DOffset = %1</translation>
+    </message>
+    <message>
+        <source>明场校正-读取暗场参数完成，将使用相机内部暗场参数进行FPN校正。</source>
+        <translation>Bright-field correction: dark-field parameters read; the camera&apos;s own dark-field parameters are used for the FPN correction.</translation>
+    </message>
+    <message>
+        <source>%1 第 %2 列</source>
+        <translation>%1 columns %2</translation>
+    </message>
+    <message>
+        <source>明场校正开始</source>
+        <translation>Bright-field correction started</translation>
+    </message>
+    <message>
+        <source>明场校正-启动视频流出错，错误原因：%1-%2.</source>
+        <translation>Bright-field correction: starting the stream failed. Cause: %1-%2.</translation>
+    </message>
+    <message>
+        <source>明场校正-明场校正图像采集失败，错误原因：%1-%2.</source>
+        <translation>Bright-field correction: capturing the bright-field images failed. Cause: %1-%2.</translation>
+    </message>
+    <message>
+        <source>暗场校正-暗场校正执行失败，请重试。</source>
+        <translation>Dark-field correction: the dark-field correction failed, please try again.</translation>
+    </message>
+    <message>
+        <source>暗场校正-暗场校正执行完成。</source>
+        <translation>Dark-field correction: the dark-field correction is finished.</translation>
+    </message>
+    <message>
+        <source>暗场校正-启动视频流出错，错误原因：%1-%2.</source>
+        <translation>Dark-field correction: starting the stream failed. Cause: %1-%2.</translation>
+    </message>
+    <message>
+        <source>暗场校正-暗场亮度过高，超过限制值%1，无法继续执行暗场校正。</source>
+        <translation>Dark-field correction: the dark field is too bright, above the limit %1; the dark-field correction cannot go on.</translation>
+    </message>
+    <message>
+        <source>暗场校正-最小列均值为%1，最大列均值为%2.</source>
+        <translation>Dark-field correction: smallest column mean %1, largest column mean %2.</translation>
+    </message>
+    <message>
+        <source>暗场校正-%1 有 %2% 的像素为 0（最多允许 1%）：暗电平被截断，无法测得暗场均值。DOffset 为 %3，曝光时间 %4 us；请提高DOffset（或勾选自动检测DOffset）后重试。</source>
+        <translation>Dark-field correction: %1 has %2% of its pixels at 0 (at most 1% allowed): the dark level is clipped and the dark-field mean cannot be measured. DOffset %3, exposure time %4 us; raise the DOffset (or tick the automatic DOffset detection) and try again.</translation>
+    </message>
+    <message>
+        <source>暗场校正-暗电流：曝光时间 %1 us 与 %2 us 的暗场之差，最大 %3 DN10/ms（%4 第 %5 列）。</source>
+        <translation>Dark-field correction: dark current: the difference of the dark fields at exposure times %1 us and %2 us, at most %3 DN10/ms (%4 column %5).</translation>
+    </message>
+    <message>
+        <source>暗场校正-%1，未测量暗电流：明场校正将按工作曝光时间的暗场计算。</source>
+        <translation>Dark-field correction: %1; the dark current is not measured: the bright-field correction will use the dark field at the working exposure time.</translation>
+    </message>
+    <message>
+        <source>暗场校正-</source>
+        <translation>Dark-field correction: </translation>
+    </message>
+    <message>
+        <source>暗场校正-增益范围 : [%1, %2]</source>
+        <translation>Dark-field correction: gain range: [%1, %2]</translation>
+    </message>
+    <message>
+        <source>暗场校正-使能软触发出错，错误原因：%1-%2.</source>
+        <translation>Dark-field correction: switching the software trigger on failed. Cause: %1-%2.</translation>
+    </message>
+    <message>
+        <source>暗场校正-增益设为 %1.</source>
+        <translation>Dark-field correction: gain set to %1.</translation>
+    </message>
+    <message>
+        <source>暗场校正-设置增益出错，错误原因：%1-%2.</source>
+        <translation>Dark-field correction: setting the gain failed. Cause: %1-%2.</translation>
+    </message>
+    <message>
+        <source>暗场校正-设置ROI出错.</source>
+        <translation>Dark-field correction: setting the ROI failed.</translation>
+    </message>
+    <message>
+        <source>暗场校正-不支持的图像格式，当前仅支持 FORMAT_MONO &amp; FORMAT_BGR24 &amp; FORMAT_RGB24.</source>
+        <translation>Dark-field correction: unsupported image format; only FORMAT_MONO &amp; FORMAT_BGR24 &amp; FORMAT_RGB24 are supported.</translation>
+    </message>
+    <message>
+        <source>暗场校正-抓图完成.</source>
+        <translation>Dark-field correction: frames captured.</translation>
+    </message>
+    <message>
+        <source>暗场校正-增益为 %1 暗场校正完成.
+</source>
+        <translation>Dark-field correction: the dark-field correction at gain %1 is finished.
+</translation>
+    </message>
+    <message>
+        <source>相机的曝光时间范围不足以测量暗电流</source>
+        <translation>the camera&apos;s exposure time range is too small to measure the dark current</translation>
+    </message>
+    <message>
+        <source>无法设置曝光时间 %1 us</source>
+        <translation>the exposure time %1 us cannot be set</translation>
+    </message>
+    <message>
+        <source>第二次暗场的图像格式与第一次不同</source>
+        <translation>the second dark field&apos;s image format differs from the first&apos;s</translation>
+    </message>
+    <message>
+        <source>第二次暗场的图像尺寸与第一次不同</source>
+        <translation>the second dark field&apos;s image size differs from the first&apos;s</translation>
+    </message>
+    <message>
+        <source>多数列的暗场随曝光时间增长（中位 %1 DN10/ms），像是有光照到传感器</source>
+        <translation>the dark field of most columns grows with the exposure time (median %1 DN10/ms), as if light reached the sensor</translation>
+    </message>
+    <message>
+        <source>暗场校正-TVK317.</source>
+        <translation>Dark-field correction: TVK317.</translation>
+    </message>
+    <message>
+        <source>
+关闭相机内部FPN失败，失败原因：%1-%2.请手动关闭相机内部FPN使能。</source>
+        <translation>
+Switching the camera&apos;s own FPN off failed. Cause: %1-%2. Please switch the camera&apos;s FPN off by hand.</translation>
+    </message>
+    <message>
+        <source>
+已关闭相机内部FPN。</source>
+        <translation>
+The camera&apos;s own FPN is switched off.</translation>
+    </message>
+    <message>
+        <source>
+已启动视频流。</source>
+        <translation>
+Stream started.</translation>
+    </message>
+    <message>
+        <source>暗场校正-不支持的图像格式，当前仅支持FORMAT_MONO.</source>
+        <translation>Dark-field correction: unsupported image format; only FORMAT_MONO is supported.</translation>
+    </message>
+    <message>
+        <source>曝光时间由暗场校正时的 %1 us 改为 %2 us，热像素列的暗电平将变化 %3 DN10（超过 %4 DN10）：暗场数据只适用于暗场校正时的曝光时间，请在新的曝光时间下重新执行暗场校正（再执行明场校正）。</source>
+        <translation>The exposure time changed from %1 us at the dark-field correction to %2 us; the dark level of hot-pixel columns will change by %3 DN10 (more than %4 DN10): dark-field data only suit the exposure time of the dark-field correction. Run the dark-field correction again at the new exposure time (and then the bright-field correction).</translation>
+    </message>
+    <message>
+        <source>无法删除旧的暗电流文件 %1。</source>
+        <translation>Cannot delete the old dark-current file %1.</translation>
+    </message>
+    <message>
+        <source>明场校正将按工作曝光时间的暗场计算。</source>
+        <translation> The bright-field correction will use the dark field at the working exposure time.</translation>
+    </message>
+    <message>
+        <source>暗电流文件 %1 与FPN参数的行列数不符，未加载；明场校正将按工作曝光时间的暗场计算。</source>
+        <translation>The dark-current file %1 does not match the rows and columns of the FPN parameters and is not loaded; the bright-field correction will use the dark field at the working exposure time.</translation>
+    </message>
 </context>
 <context>
     <name>CameraTables</name>
