@@ -932,6 +932,126 @@ Stream started.</translation>
         <source>暗电流文件 %1 与FPN参数的行列数不符，未加载；明场校正将按工作曝光时间的暗场计算。</source>
         <translation>The dark-current file %1 does not match the rows and columns of the FPN parameters and is not loaded; the bright-field correction will use the dark field at the working exposure time.</translation>
     </message>
+    <message>
+        <source>校正验证-没有连接上相机。</source>
+        <translation>Calibration verification: no camera connected.</translation>
+    </message>
+    <message>
+        <source>校正验证-此相机类型不支持校正验证。</source>
+        <translation>Calibration verification: this type of camera does not support calibration verification.</translation>
+    </message>
+    <message>
+        <source>校正验证-设置 Verify/Levels 的值“%1”无效：应为 10 到 95 之间由小到大的饱和百分数，以逗号分隔，如 25,50,80。</source>
+        <translation>Calibration verification: the value “%1” of the setting Verify/Levels is not valid: it should be rising saturation percentages from 10 to 95, separated by commas, such as 25,50,80.</translation>
+    </message>
+    <message>
+        <source>校正验证-读取相机校正开关出错，错误原因：%1-%2.</source>
+        <translation>Calibration verification: reading the camera&apos;s correction switches failed. Cause: %1-%2.</translation>
+    </message>
+    <message>
+        <source>校正验证-增益 %1，工作曝光时间 %2 us，黑电平 %3；PRNU 在 %4 饱和下测量，每个平面采集 %5 行。</source>
+        <translation>Calibration verification: gain %1, working exposure time %2 us, black level %3; PRNU measured at %4 saturation, %5 lines captured per plane.</translation>
+    </message>
+    <message>
+        <source>校正验证-相机FPN与平场校正均未打开，校正后的数值将与校正前相同。</source>
+        <translation>Calibration verification: neither the camera&apos;s FPN nor its flat-field correction is switched on; the figures after correction will be the same as before correction.</translation>
+    </message>
+    <message>
+        <source>校正验证-使能软触发出错，错误原因：%1-%2.</source>
+        <translation>Calibration verification: switching the software trigger on failed. Cause: %1-%2.</translation>
+    </message>
+    <message>
+        <source>校正验证-启动视频流出错，错误原因：%1-%2.</source>
+        <translation>Calibration verification: starting the stream failed. Cause: %1-%2.</translation>
+    </message>
+    <message>
+        <source>校正验证-请盖上镜头盖，使传感器处于完全黑暗中，然后点击“继续”。</source>
+        <translation>Calibration verification: put on the lens cap so that the sensor is in complete darkness, then click &quot;Continue&quot;.</translation>
+    </message>
+    <message>
+        <source>校正验证-请取下镜头盖，用均匀光源照亮平场目标，然后点击“继续”。</source>
+        <translation>Calibration verification: take off the lens cap and light the flat-field target with an even light source, then click &quot;Continue&quot;.</translation>
+    </message>
+    <message>
+        <source>校正验证-%1% 饱和：曝光时间 %2 us（亮度最高的平面为满量程的 %3%）。</source>
+        <translation>Calibration verification: %1% saturation: exposure time %2 us (the brightest plane at %3% of full scale).</translation>
+    </message>
+    <message>
+        <source>校正验证-采集明场图像（%1% 饱和，关闭相机校正）...</source>
+        <translation>Calibration verification: capturing bright-field images (%1% saturation, camera corrections off)...</translation>
+    </message>
+    <message>
+        <source>校正验证-采集明场图像（%1% 饱和，相机校正按原设置）...</source>
+        <translation>Calibration verification: capturing bright-field images (%1% saturation, camera corrections as set)...</translation>
+    </message>
+    <message>
+        <source>校正验证-采集暗场图像（曝光时间 %1 us，关闭相机校正）...</source>
+        <translation>Calibration verification: capturing dark-field images (exposure time %1 us, camera corrections off)...</translation>
+    </message>
+    <message>
+        <source>校正验证-采集暗场图像（曝光时间 %1 us，相机校正按原设置）...</source>
+        <translation>Calibration verification: capturing dark-field images (exposure time %1 us, camera corrections as set)...</translation>
+    </message>
+    <message>
+        <source>校正验证-暗场在黑电平抬升 %1 与 %2 后测量，外推到原黑电平。</source>
+        <translation>Calibration verification: the dark field was measured with the black level lifted by %1 and %2 and extrapolated to the original black level.</translation>
+    </message>
+    <message>
+        <source>校正验证-%1在曝光时间 %2 us 的暗场被截断为 0（有列超过 1% 的像素为 0），%3：该暗场不可测，相应的 DSNU/PRNU 记为不可测，结论不能为合格。</source>
+        <translation>Calibration verification: the dark field of %1 at exposure time %2 us is clipped at 0 (a column has more than 1% of its pixels at 0), %3: this dark field cannot be measured, the DSNU/PRNU that depend on it are recorded as not measurable, and the verdict cannot be pass.</translation>
+    </message>
+    <message>
+        <source>相机的黑电平无法调节</source>
+        <translation>the camera&apos;s black level cannot be adjusted</translation>
+    </message>
+    <message>
+        <source>黑电平抬升到上限仍无法消除截断</source>
+        <translation>lifting the black level to its limit does not end the clipping</translation>
+    </message>
+    <message>
+        <source>校正验证-恢复相机校正开关出错，错误原因：%1-%2.</source>
+        <translation>Calibration verification: restoring the camera&apos;s correction switches failed. Cause: %1-%2.</translation>
+    </message>
+    <message>
+        <source>校正验证-暗场图像过亮：%1 的最大列均值为 %2（限制 %3），请确认镜头盖已盖好后重试。</source>
+        <translation>Calibration verification: the dark-field images are too bright: the largest column mean of %1 is %2 (limit %3). Make sure the lens cap is on, then try again.</translation>
+    </message>
+    <message>
+        <source>校正验证-明场图像过亮：%1 有 %2% 的像素达到满量程（最多允许 0.1%），请降低光源亮度或曝光时间后重试。</source>
+        <translation>Calibration verification: the bright-field images are too bright: %1 has %2% of its pixels at full scale (at most 0.1% allowed). Lower the light source&apos;s brightness or the exposure time, then try again.</translation>
+    </message>
+    <message>
+        <source>校正验证-明场与暗场几乎相同：%1 在 %2% 饱和（曝光时间 %3 us）时只比暗场高出饱和值的 %4%（至少需要 10%），请确认测量明场时镜头盖已取下、光源已打开后重试。</source>
+        <translation>Calibration verification: the bright field and the dark field are almost the same: at %2% saturation (exposure time %3 us) %1 is only %4% of saturation above the dark field (at least 10% needed). Make sure the lens cap is off and the light source is on for the bright field, then try again.</translation>
+    </message>
+    <message>
+        <source>校正验证-计算残余非均匀性...</source>
+        <translation>Calibration verification: calculating the residual non-uniformity...</translation>
+    </message>
+    <message>
+        <source>校正验证-相机设置已恢复。</source>
+        <translation>Calibration verification: the camera&apos;s settings are restored.</translation>
+    </message>
+    <message>
+        <source>校正验证-恢复相机设置出错，错误原因：%1-%2.请检查相机的FPN与平场使能、触发方式、图像格式、曝光时间和黑电平。</source>
+        <translation>Calibration verification: restoring the camera&apos;s settings failed. Cause: %1-%2. Check the camera&apos;s FPN and flat-field switches, trigger mode, image format, exposure time and black level.</translation>
+    </message>
+    <message>
+        <source>校正验证-校正验证完成，结果：合格。点击确定查看报告。</source>
+        <translation>Calibration verification: calibration verification finished, result: pass. Click OK to see the report.</translation>
+    </message>
+    <message>
+        <source>校正验证-校正验证完成，结果：不合格。点击确定查看报告。</source>
+        <translation>Calibration verification: calibration verification finished, result: fail. Click OK to see the report.</translation>
+    </message>
+    <message>
+        <source>校正验证-校正验证执行失败，请重试。</source>
+        <translation>Calibration verification: the calibration verification failed, please try again.</translation>
+    </message>
+    <message>
+        <source>无</source>
+        <translation>none</translation>
+    </message>
 </context>
 <context>
     <name>CameraTables</name>
