@@ -47,12 +47,13 @@ namespace {
 // The grey levels of a multi-level calibration; the top level 240 is added by the run.
 const std::vector<double> fpnTargets{16.0, 64.0, 160.0};
 
-const QString kFailedRun = QStringLiteral("明场校正-明场校正执行失败");
-const QString kDoneRun = QStringLiteral("明场校正-明场校正执行完成");
-const QString kNoDark = QStringLiteral("明场校正-无法读取暗场参数，请先执行暗场校正。");
-const QString kDeadColumns =
-    QStringLiteral("明场校正-%1对光无响应（明场均值不高于暗场均值），K 取限值 %2，这些列为缺陷列。");
-const QString kExposureLeft = QStringLiteral("明场校正-曝光时间无法恢复为 %1 us（错误原因：%2-%3），当前为 %4 us。");
+const char* const kFailedRun = QT_TRANSLATE_NOOP("CameraServer", "明场校正-明场校正执行失败");
+const char* const kDoneRun = QT_TRANSLATE_NOOP("CameraServer", "明场校正-明场校正执行完成");
+const char* const kNoDark = QT_TRANSLATE_NOOP("CameraServer", "明场校正-无法读取暗场参数，请先执行暗场校正。");
+const char* const kDeadColumns =
+    QT_TRANSLATE_NOOP("CameraServer", "明场校正-%1对光无响应（明场均值不高于暗场均值），K 取限值 %2，这些列为缺陷列。");
+const char* const kExposureLeft =
+    QT_TRANSLATE_NOOP("CameraServer", "明场校正-曝光时间无法恢复为 %1 us（错误原因：%2-%3），当前为 %4 us。");
 // Columns named in a report; more are counted.
 constexpr size_t kNamedColumns = 8;
 
@@ -86,7 +87,7 @@ void CameraServer::fpnStart()
         "fpnStart", [&] { fpnRun(); },
         [this] {
             lsxStop(m_handle);
-            emit OS_FpnInfo(101, kFailedRun);
+            emit OS_FpnInfo(101, tr(kFailedRun));
         });
 }
 
@@ -119,17 +120,17 @@ void CameraServer::fpnRun()
     if (!doffsetSkipped()) check.number(FpnIni::DOffset, settings().value(FpnIni::DOffset));
     check.gainRange(gainMin, gainMax);
     if (!check.ok()) {
-        emit OS_FpnInfo(101, QStringLiteral("明场校正-") + check.message());
+        emit OS_FpnInfo(101, tr("明场校正-") + check.message());
         return;
     }
     const bool factory = settings().value(FpnIni::Factory, FpnIni::FactoryDefault).toBool();
     qDebug() << "fpnStart : " << gainMin << gainMax << pixelMin << pixelMax;
-    emit OS_FpnInfo(10, QStringLiteral("明场校正-增益范围 : [%1, %2]").arg(gainMin).arg(gainMax));
-    emit OS_FpnInfo(10, QStringLiteral("明场校正-像素范围 : [%1, %2]").arg(pixelMin).arg(pixelMax));
+    emit OS_FpnInfo(10, tr("明场校正-增益范围 : [%1, %2]").arg(gainMin).arg(gainMax));
+    emit OS_FpnInfo(10, tr("明场校正-像素范围 : [%1, %2]").arg(pixelMin).arg(pixelMax));
 
     // 2. Dark rows from the camera where no dark-field run gave them.
     if ((m_bList.isEmpty() || m_darkFromCamera) && m_lineCount == 1) {
-        emit OS_FpnInfo(5, QStringLiteral("明场校正-未进行暗场校正，尝试读取相机内部暗场参数..."));
+        emit OS_FpnInfo(5, tr("明场校正-未进行暗场校正，尝试读取相机内部暗场参数..."));
         if (!fpnReadDark()) return;
     }
 
@@ -139,10 +140,10 @@ void CameraServer::fpnRun()
         QWriteLocker lock(&m_lock);
         m_cancel = false;
     }
-    if (!cameraCorrectionsOff(QStringLiteral("明场校正-"))) return;
+    if (!cameraCorrectionsOff(tr("明场校正-"))) return;
     lsxStatus status = enableSoftTrigger();
     if (status != LSX_OK) {
-        emit OS_FpnInfo(101, withStatus(QStringLiteral("明场校正-使能软触发出错，错误原因：%1-%2."), status));
+        emit OS_FpnInfo(101, withStatus(tr("明场校正-使能软触发出错，错误原因：%1-%2."), status));
         return;
     }
     m_kList.clear();
@@ -155,13 +156,13 @@ void CameraServer::fpnRun()
     bool failed = false;
     if (std::isfinite(gainMin) && std::isfinite(gainMax)) {
         for (float gain = gainMin; !(gain > gainMax); gain += 1.0f) {
-            emit OS_FpnInfo(20, QStringLiteral("\n明场校正-增益设为 %1").arg(gain));
+            emit OS_FpnInfo(20, tr("\n明场校正-增益设为 %1").arg(gain));
             if (lsxSetAnalogGain(m_handle, gain) != LSX_OK) {
                 failed = true;
                 break;
             }
             lsxSetConfigString(m_handle, "LineRate", "10000");
-            emit OS_FpnInfo(20, QStringLiteral("明场校正-曝光范围自动检测中"));
+            emit OS_FpnInfo(20, tr("明场校正-曝光范围自动检测中"));
 
             std::vector<double> targets{static_cast<double>(pixelMax)};
             if (m_supportMLK != 0 && factory) {
@@ -170,28 +171,28 @@ void CameraServer::fpnRun()
             }
             const QVector<double> exposures = fpnExposureCheck(targets);
             if (exposures.isEmpty()) {
-                emit OS_FpnInfo(101, QStringLiteral("明场校正-曝光范围检测失败"));
+                emit OS_FpnInfo(101, tr("明场校正-曝光范围检测失败"));
                 return;
             }
 
-            emit OS_FpnInfo(50, QStringLiteral("明场校正-曝光范围检测完成。"));
-            emit OS_FpnInfo(50, QStringLiteral("明场校正-开始采图..."));
+            emit OS_FpnInfo(50, tr("明场校正-曝光范围检测完成。"));
+            emit OS_FpnInfo(50, tr("明场校正-开始采图..."));
             qDebug() << "fpnCapture -------------";
             QList<cv::Mat> images;
             QVector<double> taken;
             if (!fpnCapture(exposures, images, &taken)) {
-                emit OS_FpnInfo(101, QStringLiteral("明场校正-明场校正图像采集失败"));
+                emit OS_FpnInfo(101, tr("明场校正-明场校正图像采集失败"));
                 return;
             }
 
-            emit OS_FpnInfo(80, QStringLiteral("明场校正-明场校正图像采集完成"));
-            emit OS_FpnInfo(80, QStringLiteral("明场校正-开始执行明场校正..."));
+            emit OS_FpnInfo(80, tr("明场校正-明场校正图像采集完成"));
+            emit OS_FpnInfo(80, tr("明场校正-开始执行明场校正..."));
             qDebug() << "fpnCorrect -------------";
             if (!fpnCorrect(images, taken)) {
-                emit OS_FpnInfo(101, kFailedRun);
+                emit OS_FpnInfo(101, tr(kFailedRun));
                 return;
             }
-            emit OS_FpnInfo(99, QStringLiteral("明场校正-增益为 %1 时明场校正执行完成").arg(gain));
+            emit OS_FpnInfo(99, tr("明场校正-增益为 %1 时明场校正执行完成").arg(gain));
             if (cancelRequested()) return;
         }
     }
@@ -199,7 +200,7 @@ void CameraServer::fpnRun()
     // 5. Final step.
     qDebug() << "calc -------------";
     if (failed) {
-        emit OS_FpnInfo(101, kFailedRun);
+        emit OS_FpnInfo(101, tr(kFailedRun));
         return;
     }
     fpnFinish();
@@ -208,9 +209,9 @@ void CameraServer::fpnRun()
     if (restored != LSX_OK) {
         double now = 0.0;
         lsxGetExposure(m_handle, &now);
-        emit OS_FpnInfo(99, kExposureLeft.arg(exposure.found()).arg(restored).arg(statusText(restored)).arg(now));
+        emit OS_FpnInfo(99, tr(kExposureLeft).arg(exposure.found()).arg(restored).arg(statusText(restored)).arg(now));
     }
-    emit OS_FpnInfo(100, kDoneRun);
+    emit OS_FpnInfo(100, tr(kDoneRun));
 }
 
 bool CameraServer::fpnReadDark()
@@ -222,14 +223,14 @@ bool CameraServer::fpnReadDark()
     lsxRegionDescr region{};
     int32_t source = -1;
     if (lsxGetRoiDescr(m_handle, &region) != LSX_OK || lsxGetSourceFormat(m_handle, &source) != LSX_OK) {
-        emit OS_FpnInfo(101, kNoDark);
+        emit OS_FpnInfo(101, tr(kNoDark));
         return false;
     }
     // The record covers the whole sensor, not the ROI.
     const int width = region.maxWidth;
     const int planes = readBackPlanes(source);
     if (planes == 0) {
-        emit OS_FpnInfo(101, QStringLiteral("明场校正-不支持的目标图像格式，无法继续。"));
+        emit OS_FpnInfo(101, tr("明场校正-不支持的目标图像格式，无法继续。"));
         return false;
     }
     const float gainMin = settings().value(FpnIni::GainMin, FpnIni::GainMinDefault).toFloat();
@@ -238,7 +239,7 @@ bool CameraServer::fpnReadDark()
 
     for (float gain = gainMin; !(gain > gainMax); gain += 1.0f) {
         if (lsxSetAnalogGain(m_handle, gain) != LSX_OK) {
-            emit OS_FpnInfo(101, kNoDark);
+            emit OS_FpnInfo(101, tr(kNoDark));
             return false;
         }
         // The record is this reader's: allocated for this read, freed when its values are copied.
@@ -256,12 +257,12 @@ bool CameraServer::fpnReadDark()
         if (status == LSX_ERR_NOT_SUPPORTED && !own.isEmpty() && m_bList.isEmpty()) {
             m_bList = own;
             m_darkFromCamera = false;
-            emit OS_FpnInfo(10, QStringLiteral("明场校正-相机不支持读取暗场参数，将使用程序中的暗场参数进行FPN校正。"));
+            emit OS_FpnInfo(10, tr("明场校正-相机不支持读取暗场参数，将使用程序中的暗场参数进行FPN校正。"));
             return true;
         }
         if (status != LSX_OK) {
-            emit OS_FpnInfo(90, withStatus(QStringLiteral("明场校正-读取暗场参数出错，错误原因：%1-%2."), status));
-            emit OS_FpnInfo(101, kNoDark);
+            emit OS_FpnInfo(90, withStatus(tr("明场校正-读取暗场参数出错，错误原因：%1-%2."), status));
+            emit OS_FpnInfo(101, tr(kNoDark));
             return false;
         }
         // The pairs follow the head in the same block.
@@ -272,8 +273,8 @@ bool CameraServer::fpnReadDark()
         const int doffset = wrapDoffset(record[offsetof(lsxFpnHeader, doffset)]);
         settings().setValue(FpnIni::DOffset, doffset);
         syncSettings();
-        emit OS_FpnInfo(10, QStringLiteral("明场校正-相机内部暗场DOffset = %1").arg(doffset));
-        emit OS_FpnInfo(10, QStringLiteral("明场校正-读取暗场参数完成，将使用相机内部暗场参数进行FPN校正。"));
+        emit OS_FpnInfo(10, tr("明场校正-相机内部暗场DOffset = %1").arg(doffset));
+        emit OS_FpnInfo(10, tr("明场校正-读取暗场参数完成，将使用相机内部暗场参数进行FPN校正。"));
         m_darkFromCamera = true;
     }
     return true;
@@ -281,9 +282,8 @@ bool CameraServer::fpnReadDark()
 
 bool CameraServer::fpnCorrect(const QList<cv::Mat>& images, const QVector<double>& exposures)
 {
-    const int colCount =
-        settingOrDefault(FpnIni::ColCount, settings().value(FpnIni::ColCount),
-                         [this](const QString& t) { emit OS_FpnInfo(80, QStringLiteral("明场校正-") + t); });
+    const int colCount = settingOrDefault(FpnIni::ColCount, settings().value(FpnIni::ColCount),
+                                          [this](const QString& t) { emit OS_FpnInfo(80, tr("明场校正-") + t); });
     // Each frame against the dark of its own exposure, where the dark run measured how it grows.
     QList<QList<QList<double>>> darks;
     if (darkCurrentUsable() && exposures.size() == images.size())
@@ -312,11 +312,10 @@ bool CameraServer::fpnCorrect(const QList<cv::Mat>& images, const QVector<double
         std::sort(dead[p].begin(), dead[p].end());
         QStringList columns;
         for (size_t i = 0; i < dead[p].size() && i < kNamedColumns; ++i) columns.append(QString::number(dead[p][i]));
-        QString where =
-            QStringLiteral("%1 第 %2 列").arg(planeName(format, dead.size(), p), columns.join(QStringLiteral("、")));
-        if (dead[p].size() > kNamedColumns) where += QStringLiteral("等 %1 列").arg(dead[p].size());
+        QString where = tr("%1 第 %2 列").arg(planeName(format, dead.size(), p), columns.join(tr("、")));
+        if (dead[p].size() > kNamedColumns) where += tr("等 %1 列").arg(dead[p].size());
         qDebug() << "fpnCorrect: unusable K in " << where;
-        emit OS_FpnInfo(85, kDeadColumns.arg(where).arg(limit));
+        emit OS_FpnInfo(85, tr(kDeadColumns).arg(where).arg(limit));
     }
     return true;
 }
@@ -336,28 +335,28 @@ void CameraServer::fpnTvk317()
 {
     m_kList.clear();
     m_kPoints.clear();
-    emit OS_FpnInfo(0, QStringLiteral("明场校正开始"));
+    emit OS_FpnInfo(0, tr("明场校正开始"));
     lsxStatus status = lsxStart(m_handle);
     if (status < LSX_OK) {
-        emit OS_FpnInfo(101, withStatus(QStringLiteral("明场校正-启动视频流出错，错误原因：%1-%2."), status));
+        emit OS_FpnInfo(101, withStatus(tr("明场校正-启动视频流出错，错误原因：%1-%2."), status));
         return;
     }
-    emit OS_FpnInfo(20, QStringLiteral("明场校正-开始采图..."));
+    emit OS_FpnInfo(20, tr("明场校正-开始采图..."));
     lsxFrame frame;
     std::memset(&frame, 0, sizeof frame);
     cv::Mat image;
     status = grabLines(this, m_handle, &frame, image);
     if (status != LSX_OK) {
-        emit OS_FpnInfo(101, withStatus(QStringLiteral("明场校正-明场校正图像采集失败，错误原因：%1-%2."), status));
+        emit OS_FpnInfo(101, withStatus(tr("明场校正-明场校正图像采集失败，错误原因：%1-%2."), status));
         return;
     }
     m_frameBits = static_cast<int32_t>(frame.bits);
-    emit OS_FpnInfo(60, QStringLiteral("明场校正-明场校正图像采集完成"));
-    emit OS_FpnInfo(60, QStringLiteral("明场校正-开始执行明场校正..."));
+    emit OS_FpnInfo(60, tr("明场校正-明场校正图像采集完成"));
+    emit OS_FpnInfo(60, tr("明场校正-开始执行明场校正..."));
     if (!fpnCorrect(QList<cv::Mat>{image})) {
-        emit OS_FpnInfo(101, kFailedRun);
+        emit OS_FpnInfo(101, tr(kFailedRun));
         return;
     }
     lsxStop(m_handle);
-    emit OS_FpnInfo(100, kDoneRun);
+    emit OS_FpnInfo(100, tr(kDoneRun));
 }

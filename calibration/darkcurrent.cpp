@@ -1,6 +1,7 @@
 // The dark current of the sensor's columns (darkcurrent.h).
 #include "calibration/darkcurrent.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 #include <QJsonArray>
@@ -165,7 +166,9 @@ bool writeDarkCurrentFile(const QString& path, const QString& camera, const Dark
     QSaveFile file(path);
     if (!file.open(QIODevice::WriteOnly) || file.write(QJsonDocument(o).toJson(QJsonDocument::Compact)) < 0
         || !file.commit()) {
-        if (error) *error = QStringLiteral("无法写入暗电流文件 %1。").arg(QDir::toNativeSeparators(path));
+        if (error)
+            *error = QCoreApplication::translate("DarkCurrent", "无法写入暗电流文件 %1。")
+                         .arg(QDir::toNativeSeparators(path));
         return false;
     }
     return true;
@@ -174,38 +177,41 @@ bool writeDarkCurrentFile(const QString& path, const QString& camera, const Dark
 bool readDarkCurrentFile(const QString& path, const QString& camera, DarkCurrent& out, QString* error)
 {
     auto refuse = [&](const QString& why) {
-        if (error) *error = QStringLiteral("暗电流文件 %1 %2").arg(QDir::toNativeSeparators(path), why);
+        if (error)
+            *error =
+                QCoreApplication::translate("DarkCurrent", "暗电流文件 %1 %2").arg(QDir::toNativeSeparators(path), why);
         return false;
     };
     QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) return refuse(QStringLiteral("无法读取。"));
+    if (!file.open(QIODevice::ReadOnly)) return refuse(QCoreApplication::translate("DarkCurrent", "无法读取。"));
     QJsonParseError parsed{};
     const QJsonDocument doc = QJsonDocument::fromJson(file.readAll(), &parsed);
-    if (parsed.error != QJsonParseError::NoError || !doc.isObject()) return refuse(QStringLiteral("不是 JSON 文件。"));
+    if (parsed.error != QJsonParseError::NoError || !doc.isObject())
+        return refuse(QCoreApplication::translate("DarkCurrent", "不是 JSON 文件。"));
     const QJsonObject o = doc.object();
     if (o.value(QStringLiteral("format")).toString() != kFormat
         || o.value(QStringLiteral("version")).toInt() != kVersion)
-        return refuse(QStringLiteral("的格式或版本不对。"));
+        return refuse(QCoreApplication::translate("DarkCurrent", "的格式或版本不对。"));
     if (o.value(QStringLiteral("camera")).toString() != camera)
-        return refuse(
-            QStringLiteral("属于相机 \"%1\"，不是 \"%2\"。").arg(o.value(QStringLiteral("camera")).toString(), camera));
+        return refuse(QCoreApplication::translate("DarkCurrent", "属于相机 \"%1\"，不是 \"%2\"。")
+                          .arg(o.value(QStringLiteral("camera")).toString(), camera));
     const double exposure = o.value(QStringLiteral("exposureUs")).toDouble(-1.0);
     const double second = o.value(QStringLiteral("secondExposureUs")).toDouble(-1.0);
     const int bits = o.value(QStringLiteral("bits")).toInt();
     if (!(exposure > 0.0) || !(second > 0.0) || exposure == second || (bits != 8 && bits != 16))
-        return refuse(QStringLiteral("的曝光时间或位深无效。"));
+        return refuse(QCoreApplication::translate("DarkCurrent", "的曝光时间或位深无效。"));
     DarkCurrent read;
     read.exposure = exposure;
     read.secondExposure = second;
     read.bits = bits == 8 ? 0 : 2;
     const QJsonArray rows = o.value(QStringLiteral("slopes")).toArray();
     for (qsizetype r = 0; r < rows.size(); ++r) {
-        if (!rows[r].isArray()) return refuse(QStringLiteral("第 %1 行不是数列。").arg(r));
+        if (!rows[r].isArray()) return refuse(QCoreApplication::translate("DarkCurrent", "第 %1 行不是数列。").arg(r));
         QList<double> row;
         const QJsonArray values = rows[r].toArray();
         for (qsizetype x = 0; x < values.size(); ++x) {
             if (!values[x].isDouble() || !std::isfinite(values[x].toDouble()))
-                return refuse(QStringLiteral("第 %1 行第 %2 列不是数值。").arg(r).arg(x));
+                return refuse(QCoreApplication::translate("DarkCurrent", "第 %1 行第 %2 列不是数值。").arg(r).arg(x));
             row.append(values[x].toDouble());
         }
         read.slope.append(row);

@@ -33,6 +33,7 @@
 #include "camera/settingranges.h"
 #include "camera/tables.h"
 
+#include <QCoreApplication>
 #include <QDebug>
 #include <QDir>
 #include <QFile>
@@ -49,21 +50,24 @@ constexpr double kMaxMedianDarkCurrent = 50.0;
 
 constexpr uint32_t kDarkFrameTimeoutMs = 3000;
 
-const QString kFailedRun = QStringLiteral("暗场校正-暗场校正执行失败，请重试。");
-const QString kDoneRun = QStringLiteral("暗场校正-暗场校正执行完成。");
-const QString kStreamFailed = QStringLiteral("暗场校正-启动视频流出错，错误原因：%1-%2.");
-const QString kTooBright = QStringLiteral("暗场校正-暗场亮度过高，超过限制值%1，无法继续执行暗场校正。");
-const QString kMeanRange = QStringLiteral("暗场校正-最小列均值为%1，最大列均值为%2.");
-const QString kClippedDark = QStringLiteral(
+const char* const kFailedRun = QT_TRANSLATE_NOOP("CameraServer", "暗场校正-暗场校正执行失败，请重试。");
+const char* const kDoneRun = QT_TRANSLATE_NOOP("CameraServer", "暗场校正-暗场校正执行完成。");
+const char* const kStreamFailed = QT_TRANSLATE_NOOP("CameraServer", "暗场校正-启动视频流出错，错误原因：%1-%2.");
+const char* const kTooBright =
+    QT_TRANSLATE_NOOP("CameraServer", "暗场校正-暗场亮度过高，超过限制值%1，无法继续执行暗场校正。");
+const char* const kMeanRange = QT_TRANSLATE_NOOP("CameraServer", "暗场校正-最小列均值为%1，最大列均值为%2.");
+const char* const kClippedDark = QT_TRANSLATE_NOOP(
+    "CameraServer",
     "暗场校正-%1 有 %2% 的像素为 0（最多允许 1%）：暗电平被截断，无法测得暗场均值。DOffset 为 %3，曝光时间 %4 us；"
     "请提高DOffset（或勾选自动检测DOffset）后重试。");
-const QString kDarkCurrent =
-    QStringLiteral("暗场校正-暗电流：曝光时间 %1 us 与 %2 us 的暗场之差，最大 %3 DN10/ms（%4 第 %5 列）。");
-const QString kNoDarkCurrent = QStringLiteral("暗场校正-%1，未测量暗电流：明场校正将按工作曝光时间的暗场计算。");
+const char* const kDarkCurrent = QT_TRANSLATE_NOOP(
+    "CameraServer", "暗场校正-暗电流：曝光时间 %1 us 与 %2 us 的暗场之差，最大 %3 DN10/ms（%4 第 %5 列）。");
+const char* const kNoDarkCurrent =
+    QT_TRANSLATE_NOOP("CameraServer", "暗场校正-%1，未测量暗电流：明场校正将按工作曝光时间的暗场计算。");
 
 QString meanRangeText(const MeanRange& r)
 {
-    return kMeanRange.arg(r.min, 0, 'f', 2).arg(r.max, 0, 'f', 2);
+    return QCoreApplication::translate("CameraServer", kMeanRange).arg(r.min, 0, 'f', 2).arg(r.max, 0, 'f', 2);
 }
 
 }  // namespace
@@ -74,7 +78,7 @@ void CameraServer::dsnuStart(bool autoDoffset)
         "dsnuStart", [&] { dsnuRun(autoDoffset); },
         [this] {
             lsxStop(m_handle);
-            emit OS_FpnInfo(101, kFailedRun);
+            emit OS_FpnInfo(101, tr(kFailedRun));
         });
 }
 
@@ -91,7 +95,7 @@ void CameraServer::dsnuRun(bool autoDoffset)
     check.gainRange(rangeMin, check.read(FpnIni::GainMax, FpnIni::gainMaxCalibrationDefault(m_isLinescan)));
     if (!autoDoffset) check.read(FpnIni::DOffset, FpnIni::DOffsetDefault);
     if (!m_isTvk317 && !check.ok()) {
-        emit OS_FpnInfo(101, QStringLiteral("暗场校正-") + check.message());
+        emit OS_FpnInfo(101, tr("暗场校正-") + check.message());
         return;
     }
     m_bList.clear();
@@ -122,7 +126,7 @@ void CameraServer::dsnuRun(bool autoDoffset)
     };
     const float gainMin = gainSetting(FpnIni::GainMin, FpnIni::GainMinDefault);
     const float gainMax = gainSetting(FpnIni::GainMax, FpnIni::gainMaxCalibrationDefault(m_isLinescan));
-    emit OS_FpnInfo(1, QStringLiteral("暗场校正-增益范围 : [%1, %2]").arg(gainMin).arg(gainMax));
+    emit OS_FpnInfo(1, tr("暗场校正-增益范围 : [%1, %2]").arg(gainMin).arg(gainMax));
 
     // Gains in single precision, 1.0 apart: the top of the range is reached only when a step
     // lands on it. A setting that is not a number runs no pass.
@@ -139,9 +143,9 @@ void CameraServer::dsnuRun(bool autoDoffset)
     lsxStop(m_handle);
     if (outcome) {
         m_darkFromCamera = false;
-        emit OS_FpnInfo(100, kDoneRun);
+        emit OS_FpnInfo(100, tr(kDoneRun));
     } else {
-        emit OS_FpnInfo(101, kFailedRun);
+        emit OS_FpnInfo(101, tr(kFailedRun));
     }
 }
 
@@ -149,7 +153,7 @@ bool CameraServer::dsnuPrepare()
 {
     readLineCount();
 
-    if (!cameraCorrectionsOff(QStringLiteral("暗场校正-"))) return false;
+    if (!cameraCorrectionsOff(tr("暗场校正-"))) return false;
 
     // Raw 16-bit mono from an 8-bit or unset target; a colour camera keeps its channel order
     // consistent between source and target. All four tests use the values as read.
@@ -165,7 +169,7 @@ bool CameraServer::dsnuPrepare()
 
     lsxStatus status = enableSoftTrigger();
     if (status != LSX_OK) {
-        emit OS_FpnInfo(101, withStatus(QStringLiteral("暗场校正-使能软触发出错，错误原因：%1-%2."), status));
+        emit OS_FpnInfo(101, withStatus(tr("暗场校正-使能软触发出错，错误原因：%1-%2."), status));
         return false;
     }
     lsxSetConfigString(m_handle, "LineRate", "10000");
@@ -174,7 +178,7 @@ bool CameraServer::dsnuPrepare()
 
     status = lsxStart(m_handle);
     if (status < LSX_OK) {
-        emit OS_FpnInfo(101, withStatus(kStreamFailed, status));
+        emit OS_FpnInfo(101, withStatus(tr(kStreamFailed), status));
         return false;
     }
     return true;
@@ -182,10 +186,10 @@ bool CameraServer::dsnuPrepare()
 
 bool CameraServer::dsnuGain(float gain, bool autoDoffset)
 {
-    emit OS_FpnInfo(2, QStringLiteral("暗场校正-增益设为 %1.").arg(gain));
+    emit OS_FpnInfo(2, tr("暗场校正-增益设为 %1.").arg(gain));
     const lsxStatus gainStatus = lsxSetAnalogGain(m_handle, gain);
     if (gainStatus != LSX_OK) {
-        emit OS_FpnInfo(101, withStatus(QStringLiteral("暗场校正-设置增益出错，错误原因：%1-%2."), gainStatus));
+        emit OS_FpnInfo(101, withStatus(tr("暗场校正-设置增益出错，错误原因：%1-%2."), gainStatus));
         return false;
     }
 
@@ -195,7 +199,7 @@ bool CameraServer::dsnuGain(float gain, bool autoDoffset)
     } else {
         if (!fpnSetDoffset()) return false;
         if (!fpnRoiCheck(m_roiHeight)) {
-            emit OS_FpnInfo(101, QStringLiteral("暗场校正-设置ROI出错."));
+            emit OS_FpnInfo(101, tr("暗场校正-设置ROI出错."));
             return false;
         }
     }
@@ -207,8 +211,7 @@ bool CameraServer::dsnuGain(float gain, bool autoDoffset)
 
     std::vector<cv::Mat> planes;
     if (!splitFramePlanes(frame, buffer, true, planes)) {
-        emit OS_FpnInfo(
-            90, QStringLiteral("暗场校正-不支持的图像格式，当前仅支持 FORMAT_MONO & FORMAT_BGR24 & FORMAT_RGB24."));
+        emit OS_FpnInfo(90, tr("暗场校正-不支持的图像格式，当前仅支持 FORMAT_MONO & FORMAT_BGR24 & FORMAT_RGB24."));
         return false;
     }
     emit OS_FpnInfo(20, QStringLiteral("\n"));
@@ -218,7 +221,7 @@ bool CameraServer::dsnuGain(float gain, bool autoDoffset)
         const MeanRange range = columnMeanRange(plane, eightBitScale(frame.bits));
         emit OS_FpnInfo(20, meanRangeText(range));
         if (range.max > static_cast<float>(m_maxB)) {
-            emit OS_FpnInfo(101, kTooBright.arg(m_maxB));
+            emit OS_FpnInfo(101, tr(kTooBright).arg(m_maxB));
             return false;
         }
     }
@@ -226,7 +229,8 @@ bool CameraServer::dsnuGain(float gain, bool autoDoffset)
     for (size_t p = 0; p < planes.size(); ++p) {
         const double zeros = zeroShare(planes[p]);
         if (zeros > kDarkMaxZeroShare) {
-            emit OS_FpnInfo(101, kClippedDark.arg(planeName(int(frame.format), planes.size(), p))
+            emit OS_FpnInfo(101, tr(kClippedDark)
+                                     .arg(planeName(int(frame.format), planes.size(), p))
                                      .arg(100.0 * zeros, 0, 'f', 1)
                                      .arg(settings().value(FpnIni::DOffset, FpnIni::DOffsetDefault).toInt())
                                      .arg(m_darkCurrent.exposure));
@@ -252,8 +256,8 @@ bool CameraServer::dsnuGain(float gain, bool autoDoffset)
         m_incBList.append(row.lift);
     }
     qDebug() << "m_incBList : " << m_incBList;
-    emit OS_FpnInfo(90, QStringLiteral("暗场校正-抓图完成."));
-    emit OS_FpnInfo(99, QStringLiteral("暗场校正-增益为 %1 暗场校正完成.\n").arg(gain));
+    emit OS_FpnInfo(90, tr("暗场校正-抓图完成."));
+    emit OS_FpnInfo(99, tr("暗场校正-增益为 %1 暗场校正完成.\n").arg(gain));
     return dsnuDarkCurrent(dithered.empty() ? planes : working, frame.bits);
 }
 
@@ -273,7 +277,7 @@ bool CameraServer::dsnuDither(uint32_t bits, const std::vector<cv::Mat>& planes,
             return true;
         }
         if (written != LSX_OK) {
-            emit OS_FpnInfo(101, withStatus(QStringLiteral("DOffset设置出错，错误原因：%1-%2."), written));
+            emit OS_FpnInfo(101, withStatus(tr("DOffset设置出错，错误原因：%1-%2."), written));
             grabbed = false;
             break;
         }
@@ -299,7 +303,7 @@ bool CameraServer::dsnuGrab(lsxFrame& frame, void*& buffer)
         if (lsxTriggerFire(m_handle) != LSX_OK) return false;
         const lsxStatus got = lsxGetFrame(m_handle, &frame, &buffer, kDarkFrameTimeoutMs);
         if (got == LSX_ERR_TIMEOUT) {
-            if (!frameRetry(silence, QStringLiteral("暗场校正-"), 2)) return false;
+            if (!frameRetry(silence, tr("暗场校正-"), 2)) return false;
             continue;
         }
         return got == LSX_OK;
@@ -312,17 +316,16 @@ bool CameraServer::dsnuDarkCurrent(const std::vector<cv::Mat>& atWorking, uint32
     // Measured at every gain or at none: a failure drops the rows of earlier gains too, so that the
     // dark current never covers only some rows of B. Told once.
     auto notMeasured = [this](const QString& why) {
-        emit OS_FpnInfo(99, kNoDarkCurrent.arg(why));
+        emit OS_FpnInfo(99, tr(kNoDarkCurrent).arg(why));
         m_darkCurrent.secondExposure = 0.0;
         m_darkCurrent.slope.clear();
         return true;
     };
     if (!(second > 0.0)) {
         const bool firstGain = m_bList.size() == qsizetype(atWorking.size());
-        return firstGain ? notMeasured(QStringLiteral("相机的曝光时间范围不足以测量暗电流")) : true;
+        return firstGain ? notMeasured(tr("相机的曝光时间范围不足以测量暗电流")) : true;
     }
-    if (lsxSetExposure(m_handle, second) != LSX_OK)
-        return notMeasured(QStringLiteral("无法设置曝光时间 %1 us").arg(second));
+    if (lsxSetExposure(m_handle, second) != LSX_OK) return notMeasured(tr("无法设置曝光时间 %1 us").arg(second));
 
     // The first frame after an exposure change may have been exposed before it: the second counts;
     // an 8-bit dark dithered as the first one was.
@@ -336,8 +339,7 @@ bool CameraServer::dsnuDarkCurrent(const std::vector<cv::Mat>& atWorking, uint32
     for (size_t p = 0; p < dithered.size(); ++p) cv::vconcat(dithered[p], planes[p]);
     lsxSetExposure(m_handle, working);
     if (!grabbed) return false;
-    if (!split || planes.size() != atWorking.size())
-        return notMeasured(QStringLiteral("第二次暗场的图像格式与第一次不同"));
+    if (!split || planes.size() != atWorking.size()) return notMeasured(tr("第二次暗场的图像格式与第一次不同"));
 
     m_darkCurrent.bits = m_frameBits;
     const double perMs = 1000.0 * (m_frameBits == LSX_BITS_8 ? 4.0 : 1.0 / 64.0);
@@ -346,7 +348,7 @@ bool CameraServer::dsnuDarkCurrent(const std::vector<cv::Mat>& atWorking, uint32
     int steepestColumn = 0;
     for (size_t p = 0; p < planes.size(); ++p) {
         const QList<double> slope = darkSlopeRow(atWorking[p], planes[p], working, second);
-        if (slope.size() != atWorking[p].cols) return notMeasured(QStringLiteral("第二次暗场的图像尺寸与第一次不同"));
+        if (slope.size() != atWorking[p].cols) return notMeasured(tr("第二次暗场的图像尺寸与第一次不同"));
         for (int x = 0; x < slope.size(); ++x)
             if (std::abs(slope[x]) > std::abs(steepest)) {
                 steepest = slope[x];
@@ -365,10 +367,11 @@ bool CameraServer::dsnuDarkCurrent(const std::vector<cv::Mat>& atWorking, uint32
         std::nth_element(all.begin(), all.begin() + all.size() / 2, all.end());
         const double median = all[all.size() / 2] * perMs;
         if (median > kMaxMedianDarkCurrent)
-            return notMeasured(QStringLiteral("多数列的暗场随曝光时间增长（中位 %1 DN10/ms），像是有光照到传感器")
-                                   .arg(median, 0, 'f', 1));
+            return notMeasured(
+                tr("多数列的暗场随曝光时间增长（中位 %1 DN10/ms），像是有光照到传感器").arg(median, 0, 'f', 1));
     }
-    emit OS_FpnInfo(99, kDarkCurrent.arg(working)
+    emit OS_FpnInfo(99, tr(kDarkCurrent)
+                            .arg(working)
                             .arg(second)
                             .arg(steepest * perMs, 0, 'f', 1)
                             .arg(planeName(int(frame.format), planes.size(), steepestPlane))
@@ -378,7 +381,7 @@ bool CameraServer::dsnuDarkCurrent(const std::vector<cv::Mat>& atWorking, uint32
 
 void CameraServer::dsnuTvk317()
 {
-    emit OS_FpnInfo(1, QStringLiteral("暗场校正-TVK317."));
+    emit OS_FpnInfo(1, tr("暗场校正-TVK317."));
     int32_t source = -1, target = -1;
     lsxGetSourceFormat(m_handle, &source);
     lsxGetTargetFormat(m_handle, &target);
@@ -387,18 +390,17 @@ void CameraServer::dsnuTvk317()
 
     lsxStatus status = setCameraFpn(false);
     if (status != LSX_OK) {
-        emit OS_FpnInfo(
-            101,
-            withStatus(QStringLiteral("\n关闭相机内部FPN失败，失败原因：%1-%2.请手动关闭相机内部FPN使能。"), status));
+        emit OS_FpnInfo(101,
+                        withStatus(tr("\n关闭相机内部FPN失败，失败原因：%1-%2.请手动关闭相机内部FPN使能。"), status));
         return;
     }
-    emit OS_FpnInfo(20, QStringLiteral("\n已关闭相机内部FPN。"));
+    emit OS_FpnInfo(20, tr("\n已关闭相机内部FPN。"));
     status = lsxStart(m_handle);
     if (status < LSX_OK) {
-        emit OS_FpnInfo(101, withStatus(kStreamFailed, status));
+        emit OS_FpnInfo(101, withStatus(tr(kStreamFailed), status));
         return;
     }
-    emit OS_FpnInfo(30, QStringLiteral("\n已启动视频流。"));
+    emit OS_FpnInfo(30, tr("\n已启动视频流。"));
 
     auto measure = [this]() {
         if (cancelRequested()) return false;
@@ -408,7 +410,7 @@ void CameraServer::dsnuTvk317()
         if (grabLines(this, m_handle, &frame, image) != LSX_OK) return false;
         m_frameBits = static_cast<int32_t>(frame.bits);
         if (frame.format != FORMAT_MONO) {
-            emit OS_FpnInfo(90, QStringLiteral("暗场校正-不支持的图像格式，当前仅支持FORMAT_MONO."));
+            emit OS_FpnInfo(90, tr("暗场校正-不支持的图像格式，当前仅支持FORMAT_MONO."));
             return false;
         }
         emit OS_FpnInfo(20, QStringLiteral("\n"));
@@ -417,7 +419,7 @@ void CameraServer::dsnuTvk317()
         const MeanRange range = meanRange(means);
         emit OS_FpnInfo(40, meanRangeText(range));
         if (range.max > static_cast<float>(m_maxB)) {
-            emit OS_FpnInfo(101, kTooBright.arg(m_maxB));
+            emit OS_FpnInfo(101, tr(kTooBright).arg(m_maxB));
             return false;
         }
         emit OS_FpnInfo(80, QStringLiteral("\n"));
@@ -425,12 +427,12 @@ void CameraServer::dsnuTvk317()
         row.reserve(means.cols);
         for (int x = 0; x < means.cols; ++x) row.append(means.at<float>(0, x));
         m_bList.append(row);
-        emit OS_FpnInfo(90, QStringLiteral("暗场校正-抓图完成."));
+        emit OS_FpnInfo(90, tr("暗场校正-抓图完成."));
         return true;
     };
     const bool outcome = measure();
     lsxStop(m_handle);
-    emit OS_FpnInfo(outcome ? 100 : 101, outcome ? kDoneRun : kFailedRun);
+    emit OS_FpnInfo(outcome ? 100 : 101, outcome ? tr(kDoneRun) : tr(kFailedRun));
 }
 
 // ---- The dark current in use ----
@@ -448,9 +450,8 @@ QString CameraServer::darkCurrentWarning(double exposure)
     const bool tell = far && !m_darkCurrent.warned;
     m_darkCurrent.warned = far;
     if (!tell) return QString();
-    return QStringLiteral(
-               "曝光时间由暗场校正时的 %1 us 改为 %2 us，热像素列的暗电平将变化 %3 DN10（超过 %4 DN10）："
-               "暗场数据只适用于暗场校正时的曝光时间，请在新的曝光时间下重新执行暗场校正（再执行明场校正）。")
+    return tr("曝光时间由暗场校正时的 %1 us 改为 %2 us，热像素列的暗电平将变化 %3 DN10（超过 %4 DN10）："
+              "暗场数据只适用于暗场校正时的曝光时间，请在新的曝光时间下重新执行暗场校正（再执行明场校正）。")
         .arg(m_darkCurrent.exposure)
         .arg(exposure)
         .arg(shift, 0, 'f', 1)
@@ -463,8 +464,7 @@ bool CameraServer::saveDarkCurrentBeside(const QString& fpnPath, QString* why)
     if (!darkCurrentUsable()) {
         // An older file there would be taken for this one's.
         if (QFile::exists(path) && !QFile::remove(path)) {
-            if (why)
-                *why = QStringLiteral("无法删除旧的暗电流文件 %1。").arg(QDir::toNativeSeparators(path));
+            if (why) *why = tr("无法删除旧的暗电流文件 %1。").arg(QDir::toNativeSeparators(path));
             return false;
         }
         return true;
@@ -483,13 +483,12 @@ void CameraServer::loadDarkCurrentBeside(const QString& fpnPath)
     DarkCurrent read;
     QString error;
     if (!readDarkCurrentFile(path, m_cameraName, read, &error)) {
-        emit OS_CameraWarning(error + QStringLiteral("明场校正将按工作曝光时间的暗场计算。"));
+        emit OS_CameraWarning(error + tr("明场校正将按工作曝光时间的暗场计算。"));
         return;
     }
     if (!read.fits(m_bList)) {
-        emit OS_CameraWarning(
-            QStringLiteral("暗电流文件 %1 与FPN参数的行列数不符，未加载；明场校正将按工作曝光时间的暗场计算。")
-                .arg(QDir::toNativeSeparators(path)));
+        emit OS_CameraWarning(tr("暗电流文件 %1 与FPN参数的行列数不符，未加载；明场校正将按工作曝光时间的暗场计算。")
+                                  .arg(QDir::toNativeSeparators(path)));
         return;
     }
     m_darkCurrent = read;

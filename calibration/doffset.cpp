@@ -23,6 +23,7 @@
 #include "camera/tables.h"
 #include "statustext.h"
 
+#include <QCoreApplication>
 #include <QDebug>
 #include <QSettings>
 #include <QStringList>
@@ -35,11 +36,13 @@ constexpr uint32_t kDoffsetFrameTimeoutMs = 3000;
 // DOffset sign register value for a negative level.
 constexpr uint32_t kNegativeSign = 8;
 
-const QString kSetFailed = QStringLiteral("DOffset设置出错，错误原因：%1-%2.");
-const QString kTrial = QStringLiteral("检测DOffset-DOffset为%1：最小列均值%2 DN10，最大列均值%3 DN10.");
-const QString kCannotHold = QStringLiteral(
-    "检测DOffset出错：曝光时间 %1 us 下%2的暗电平过高，任何DOffset都无法同时使最暗列高于 %3 DN10、"
-    "最亮列低于限制值 %4 DN10。这些列的暗电流随曝光时间增长，请缩短曝光时间后重试。");
+const char* const kSetFailed = QT_TRANSLATE_NOOP("CameraServer", "DOffset设置出错，错误原因：%1-%2.");
+const char* const kTrial =
+    QT_TRANSLATE_NOOP("CameraServer", "检测DOffset-DOffset为%1：最小列均值%2 DN10，最大列均值%3 DN10.");
+const char* const kCannotHold =
+    QT_TRANSLATE_NOOP("CameraServer",
+                      "检测DOffset出错：曝光时间 %1 us 下%2的暗电平过高，任何DOffset都无法同时使最暗列高于 %3 DN10、"
+                      "最亮列低于限制值 %4 DN10。这些列的暗电流随曝光时间增长，请缩短曝光时间后重试。");
 // Fewer columns than this share too high for the DOffset are the sensor's (hot columns); more are
 // the scene's light.
 constexpr double kDoffsetFewColumns = 0.01;
@@ -59,10 +62,14 @@ QString columnList(const std::vector<HighColumn>& columns, size_t planes, int fo
     for (size_t i = 0; i < columns.size() && i < kNamedColumns; ++i) {
         const HighColumn& c = columns[i];
         const QString where = planes > 1 ? planeName(format, planes, size_t(c.plane)) + QLatin1Char(' ') : QString();
-        named.append(QStringLiteral("%1第 %2 列（%3 DN10）").arg(where).arg(c.column).arg(c.mean * toDn10, 0, 'f', 1));
+        named.append(QCoreApplication::translate("CameraServer", "%1第 %2 列（%3 DN10）")
+                         .arg(where)
+                         .arg(c.column)
+                         .arg(c.mean * toDn10, 0, 'f', 1));
     }
-    QString text = named.join(QStringLiteral("、"));
-    if (columns.size() > kNamedColumns) text += QStringLiteral("等 %1 列").arg(columns.size());
+    QString text = named.join(QCoreApplication::translate("CameraServer", "、"));
+    if (columns.size() > kNamedColumns)
+        text += QCoreApplication::translate("CameraServer", "等 %1 列").arg(columns.size());
     return text;
 }
 
@@ -139,7 +146,7 @@ lsxStatus CameraServer::fpnReadDoffset()
         if (sign.value == kNegativeSign) value = -value;
     }
     value = wrapDoffset(value);
-    emit OS_FpnInfo(10, QStringLiteral("当前DOffset为：%1.").arg(value));
+    emit OS_FpnInfo(10, tr("当前DOffset为：%1.").arg(value));
     settings().setValue(FpnIni::DOffset, value);
     syncSettings();
     qDebug() << "get doffset : " << value;
@@ -166,16 +173,16 @@ bool CameraServer::fpnSetDoffset()
         settings().setValue(FpnIni::DOffset, 0);
         syncSettings();
         if (!std::exchange(m_doffsetZeroSaid, true))
-            emit OS_FpnInfo(10, QStringLiteral("DOffset固定为0：相机没有黑电平功能（BlackLevel）。"));
+            emit OS_FpnInfo(10, tr("DOffset固定为0：相机没有黑电平功能（BlackLevel）。"));
         return true;
     }
     if (status != LSX_OK) {
         qDebug() << "set doffset failed.";
-        emit OS_FpnInfo(101, withStatus(kSetFailed, status));
+        emit OS_FpnInfo(101, withStatus(tr(kSetFailed), status));
         lsxStop(m_handle);
         return false;
     }
-    emit OS_FpnInfo(10, QStringLiteral("DOffset设置为：%1.").arg(value));
+    emit OS_FpnInfo(10, tr("DOffset设置为：%1.").arg(value));
     return true;
 }
 
@@ -207,7 +214,8 @@ bool CameraServer::fpnDetectDoffset()
         const float toDn10 = walkToDn10(frame.bits);
         double exposure = 0.0;
         lsxGetExposure(m_handle, &exposure);
-        emit OS_FpnInfo(101, kCannotHold.arg(exposure)
+        emit OS_FpnInfo(101, tr(kCannotHold)
+                                 .arg(exposure)
                                  .arg(columnList(high, planes.size(), int(frame.format), toDn10))
                                  .arg(1.0f * toDn10)
                                  .arg(float(m_maxB) * toDn10));
@@ -221,16 +229,14 @@ bool CameraServer::fpnDetectDoffset()
     DoffsetWalk walk;
     int trials = 0;
     while (!walk.done && !cancelRequested()) {
-        if (walk.d < -limit)
-            return failAt(QStringLiteral("检测DOffset出错，环境亮度太高，请在暗场下执行暗场校正。"), walk.d + 2);
+        if (walk.d < -limit) return failAt(tr("检测DOffset出错，环境亮度太高，请在暗场下执行暗场校正。"), walk.d + 2);
         if (walk.d > limit)
-            return failAt(QStringLiteral("检测DOffset出错，使用最大DOffset也无法满足条件，请手动输入数值重试。"),
-                          walk.d - 2);
+            return failAt(tr("检测DOffset出错，使用最大DOffset也无法满足条件，请手动输入数值重试。"), walk.d - 2);
         const lsxStatus written = writeDoffset(walk.d);
         if (written == LSX_ERR_NOT_SUPPORTED && doffsetAbsent()) return fpnSetDoffset();  // nothing to search
         if (written != LSX_OK) {
             qDebug() << "set doffset failed.";
-            emit OS_FpnInfo(101, withStatus(kSetFailed, written));
+            emit OS_FpnInfo(101, withStatus(tr(kSetFailed), written));
             lsxStop(m_handle);
             return false;
         }
@@ -241,13 +247,13 @@ bool CameraServer::fpnDetectDoffset()
         if (lsxGetFrame(m_handle, &frame, &buffer, kDoffsetFrameTimeoutMs) != LSX_OK) break;
         std::vector<cv::Mat> planes;
         if (!splitFramePlanes(frame, buffer, true, planes)) {
-            emit OS_FpnInfo(90, QStringLiteral("不支持的图像格式，仅支持 FORMAT_MONO & FORMAT_BGR24 & FORMAT_RGB24."));
+            emit OS_FpnInfo(90, tr("不支持的图像格式，仅支持 FORMAT_MONO & FORMAT_BGR24 & FORMAT_RGB24."));
             break;
         }
         const MeanRange range = columnMeanRange(planes, doffsetScale(frame.bits));
         const float toDn10 = walkToDn10(frame.bits);
         emit OS_FpnInfo(3 + std::min(trials++, 16),
-                        kTrial.arg(walk.d).arg(range.min * toDn10, 0, 'f', 2).arg(range.max * toDn10, 0, 'f', 2));
+                        tr(kTrial).arg(walk.d).arg(range.min * toDn10, 0, 'f', 2).arg(range.max * toDn10, 0, 'f', 2));
         const float scale = doffsetScale(frame.bits);
         // A DOffset moves every column alike: a spread wider than the window fails at once.
         if (!doffsetCanHold(range, m_maxB)) {
@@ -260,7 +266,7 @@ bool CameraServer::fpnDetectDoffset()
         if (walk.conflict) {
             const std::vector<HighColumn> high = columnsAtLeast(planes, scale, float(m_maxB));
             if (fewColumns(high, planes)) return cannotHold(high, planes, frame);
-            return failAt(QStringLiteral("检测DOffset出错，环境亮度太高，请在暗场下执行暗场校正。"),
+            return failAt(tr("检测DOffset出错，环境亮度太高，请在暗场下执行暗场校正。"),
                           settings().value(FpnIni::DOffset, FpnIni::DOffsetDefault).toInt());
         }
     }

@@ -34,10 +34,10 @@ constexpr uint32_t kSeriesFrameTimeoutMs = 3000;
 constexpr int kSearchHeight = 100;
 constexpr int kShotsPerExposure = 3;
 
-const QString kUnsupportedFormat =
-    QStringLiteral("不支持的图像格式，仅支持 FORMAT_MONO & FORMAT_BGR24 & FORMAT_RGB24.");
-const QString kTooBright =
-    QStringLiteral("光照太强，最小曝光时间下也无法达到预设亮度。请调低光照强度，或增加预设亮度后重试");
+const char* const kUnsupportedFormat =
+    QT_TRANSLATE_NOOP("CameraServer", "不支持的图像格式，仅支持 FORMAT_MONO & FORMAT_BGR24 & FORMAT_RGB24.");
+const char* const kTooBright = QT_TRANSLATE_NOOP(
+    "CameraServer", "光照太强，最小曝光时间下也无法达到预设亮度。请调低光照强度，或增加预设亮度后重试");
 
 bool isSeriesFormat(uint32_t format)
 {
@@ -89,7 +89,7 @@ CameraServer::SearchEnd CameraServer::runExposureSearch(ExposureSearch& search)
 
         std::vector<cv::Mat> planes;
         if (!splitFramePlanes(frame, buffer, false, planes)) {
-            emit OS_FpnInfo(90, kUnsupportedFormat);
+            emit OS_FpnInfo(90, tr(kUnsupportedFormat));
             return SearchEnd::Failed;
         }
         // Above the dark of this very exposure where the dark current is known.
@@ -155,7 +155,7 @@ bool CameraServer::fpnExposureCheck(double& lower, double& upper, int lowTarget,
     lower = up.lo;
     upper = up.cur;
     bool ok = end == SearchEnd::Found;
-    if (end == SearchEnd::AtMinimum) emit OS_FpnInfo(101, kTooBright);
+    if (end == SearchEnd::AtMinimum) emit OS_FpnInfo(101, tr(kTooBright));
     qDebug() << "fpnExposureCheck : " << ok;
     if (!ok) {
         lsxStop(m_handle);
@@ -168,7 +168,7 @@ bool CameraServer::fpnExposureCheck(double& lower, double& upper, int lowTarget,
     end = runExposureSearch(down);
     lower = down.cur;
     ok = end == SearchEnd::Found;
-    if (end == SearchEnd::AtMinimum) emit OS_FpnInfo(101, kTooBright);
+    if (end == SearchEnd::AtMinimum) emit OS_FpnInfo(101, tr(kTooBright));
 
     lsxStop(m_handle);
     qDebug() << "fpnExposureCheck : " << lower << " -- " << upper;
@@ -220,7 +220,7 @@ bool CameraServer::fpnCapture(const QVector<double>& exposures, QList<cv::Mat>& 
 
         m_frameBits = static_cast<int32_t>(delivered.bits);
         if (!isSeriesFormat(delivered.format)) {
-            emit OS_FpnInfo(90, kUnsupportedFormat);
+            emit OS_FpnInfo(90, tr(kUnsupportedFormat));
             break;
         }
         // A stale frame is kept again as its own entry (a copy, so that no two entries share data).
@@ -229,7 +229,7 @@ bool CameraServer::fpnCapture(const QVector<double>& exposures, QList<cv::Mat>& 
         progress += 50.0 / exposures.size();
         emit OS_NewFrame(seriesPixmap(last, delivered), cv::Mat());
         emit OS_FpnInfo(static_cast<int>(progress),
-                        QStringLiteral("曝光设为 %1 us, 第 %2 张图像采集完成").arg(e).arg(images.size()));
+                        tr("曝光设为 %1 us, 第 %2 张图像采集完成").arg(e).arg(images.size()));
     }
     lsxStop(m_handle);
     return true;

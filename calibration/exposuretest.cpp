@@ -24,13 +24,13 @@
 
 namespace {
 
-const QString kTriggerFailed = QStringLiteral("使能软触发出错，错误原因：%1-%2.");
-const QString kRangeFailed = QStringLiteral("曝光范围检测出错，请重试。");
-const QString kRange = QStringLiteral("曝光范围取[%1, %2]，曝光间隔取 %3.");
-const QString kSeriesFailed = QStringLiteral("曝光范围内图像采集失败.");
-const QString kDone = QStringLiteral("曝光范围内图像采集成功，点击确认显示统计图。");
+const char* const kTriggerFailed = QT_TRANSLATE_NOOP("CameraServer", "使能软触发出错，错误原因：%1-%2.");
+const char* const kRangeFailed = QT_TRANSLATE_NOOP("CameraServer", "曝光范围检测出错，请重试。");
+const char* const kRange = QT_TRANSLATE_NOOP("CameraServer", "曝光范围取[%1, %2]，曝光间隔取 %3.");
+const char* const kSeriesFailed = QT_TRANSLATE_NOOP("CameraServer", "曝光范围内图像采集失败.");
+const char* const kDone = QT_TRANSLATE_NOOP("CameraServer", "曝光范围内图像采集成功，点击确认显示统计图。");
 // Said when the slot fails in a way no camera answer explains (out of memory).
-const QString kTestFailed = QStringLiteral("曝光测试执行失败，请重试。");
+const char* const kTestFailed = QT_TRANSLATE_NOOP("CameraServer", "曝光测试执行失败，请重试。");
 
 }  // namespace
 
@@ -40,7 +40,7 @@ void CameraServer::expTest(int expCount)
         "expTest", [&] { expTestRun(expCount); },
         [this] {
             lsxStop(m_handle);
-            emit OS_FpnInfo(101, kTestFailed);
+            emit OS_FpnInfo(101, tr(kTestFailed));
         });
 }
 
@@ -69,7 +69,7 @@ void CameraServer::expTestRun(int expCount)
     // 2. Soft trigger.
     const lsxStatus status = enableSoftTrigger();
     if (status != LSX_OK) {
-        emit OS_FpnInfo(101, withStatus(kTriggerFailed, status));
+        emit OS_FpnInfo(101, withStatus(tr(kTriggerFailed), status));
         return;
     }
 
@@ -77,20 +77,20 @@ void CameraServer::expTestRun(int expCount)
     // first look at the flag.
     double lower = 0.0, upper = 0.0;
     if (!fpnExposureCheck(lower, upper, 0, 255)) {
-        emit OS_FpnInfo(101, kRangeFailed);
+        emit OS_FpnInfo(101, tr(kRangeFailed));
         return;
     }
 
     // 4. The exposures.
     const ExposureTestSeries series = exposureTestSeries(lower, upper, step, expCount);
     qDebug() << "expTest : " << lower << upper << series.interval << series.exposures.size();
-    emit OS_FpnInfo(30, kRange.arg(lower).arg(series.last).arg(series.interval));
+    emit OS_FpnInfo(30, tr(kRange).arg(lower).arg(series.last).arg(series.interval));
 
     // 5. One frame per exposure.
     lsxSetRgbGain(m_handle, 1.0f, 1.0f, 1.0f);
     QList<cv::Mat> frames;
     if (!fpnCapture(series.exposures, frames)) {
-        emit OS_FpnInfo(101, kSeriesFailed);
+        emit OS_FpnInfo(101, tr(kSeriesFailed));
         return;
     }
 
@@ -103,5 +103,5 @@ void CameraServer::expTestRun(int expCount)
 
     // 7. To the window.
     emit OS_ExpTestFinished(series.exposures, rows);
-    emit OS_FpnInfo(100, kDone);
+    emit OS_FpnInfo(100, tr(kDone));
 }

@@ -30,7 +30,7 @@ QString CameraServer::withStatus(const QString& text, lsxStatus status)
 void CameraServer::disableSoftIsp()
 {
     if (!m_isLinescan) return;
-    emit OS_FpnInfo(10, QStringLiteral("正在关闭色彩、翻转等相关设置...\n可在操作结束后恢复。"));
+    emit OS_FpnInfo(10, tr("正在关闭色彩、翻转等相关设置...\n可在操作结束后恢复。"));
     // No answer is checked: a camera without one of these features keeps the others.
     lsxSetSaturationState(m_handle, false);
     lsxSetColorTemperatureState(m_handle, false);
@@ -94,7 +94,7 @@ bool CameraServer::cameraCorrectionsOff(const QString& prefix)
 {
     lsxStatus status = setCameraFpn(false);
     if (status != LSX_OK) {
-        emit OS_FpnInfo(101, withStatus(prefix + QStringLiteral("关闭FPN功能出错，错误原因：%1-%2."), status));
+        emit OS_FpnInfo(101, withStatus(prefix + tr("关闭FPN功能出错，错误原因：%1-%2."), status));
         return false;
     }
     // The flat field's master enable is byte 1 of the switch block; the rest goes back as read.
@@ -103,7 +103,7 @@ bool CameraServer::cameraCorrectionsOff(const QString& prefix)
     uint32_t size = sizeof block;
     status = lsxGet(m_handle, LSX_KEY_CORRECTION_SWITCH, &block, &size);
     if (status != LSX_OK) {
-        emit OS_FpnInfo(101, withStatus(prefix + QStringLiteral("获取平场使能参数出错，错误原因：%1-%2."), status));
+        emit OS_FpnInfo(101, withStatus(prefix + tr("获取平场使能参数出错，错误原因：%1-%2."), status));
         return false;
     }
     if (block.enable == 0) return true;
@@ -111,7 +111,7 @@ bool CameraServer::cameraCorrectionsOff(const QString& prefix)
     size = sizeof block;
     status = lsxSet(m_handle, LSX_KEY_CORRECTION_SWITCH, &block, &size);
     if (status != LSX_OK) {
-        emit OS_FpnInfo(101, withStatus(prefix + QStringLiteral("关闭平场使能出错，错误原因：%1-%2."), status));
+        emit OS_FpnInfo(101, withStatus(prefix + tr("关闭平场使能出错，错误原因：%1-%2."), status));
         return false;
     }
     return true;

@@ -37,6 +37,7 @@
 #include "camera/tables.h"
 #include "statustext.h"
 
+#include <QCoreApplication>
 #include <QDateTime>
 #include <QDebug>
 #include <QElapsedTimer>
@@ -56,45 +57,60 @@ constexpr uint32_t kLiveTimeoutMs = 500;
 
 enum Question { AskDark = 1, AskBright = 2 };
 
-const QString kPrefix = QStringLiteral("校正验证-");
-const QString kNoCamera = QStringLiteral("校正验证-没有连接上相机。");
-const QString kNotLineScan = QStringLiteral("校正验证-此相机类型不支持校正验证。");
-const QString kBadLevels = QStringLiteral(
+const char* const kPrefix = QT_TRANSLATE_NOOP("CameraServer", "校正验证-");
+const char* const kNoCamera = QT_TRANSLATE_NOOP("CameraServer", "校正验证-没有连接上相机。");
+const char* const kNotLineScan = QT_TRANSLATE_NOOP("CameraServer", "校正验证-此相机类型不支持校正验证。");
+const char* const kBadLevels = QT_TRANSLATE_NOOP(
+    "CameraServer",
     "校正验证-设置 Verify/Levels 的值“%1”无效：应为 10 到 95 之间由小到大的饱和百分数，以逗号分隔，如 25,50,80。");
-const QString kReadSwitches = QStringLiteral("校正验证-读取相机校正开关出错，错误原因：%1-%2.");
-const QString kStart =
-    QStringLiteral("校正验证-增益 %1，工作曝光时间 %2 us，黑电平 %3；PRNU 在 %4 饱和下测量，每个平面采集 %5 行。");
-const QString kNothingOn = QStringLiteral("校正验证-相机FPN与平场校正均未打开，校正后的数值将与校正前相同。");
-const QString kTriggerFailed = QStringLiteral("校正验证-使能软触发出错，错误原因：%1-%2.");
-const QString kStreamFailed = QStringLiteral("校正验证-启动视频流出错，错误原因：%1-%2.");
-const QString kAskDark = QStringLiteral("校正验证-请盖上镜头盖，使传感器处于完全黑暗中，然后点击“继续”。");
-const QString kAskBright = QStringLiteral("校正验证-请取下镜头盖，用均匀光源照亮平场目标，然后点击“继续”。");
-const QString kLevelFound = QStringLiteral("校正验证-%1% 饱和：曝光时间 %2 us（亮度最高的平面为满量程的 %3%）。");
-const QString kBrightBefore = QStringLiteral("校正验证-采集明场图像（%1% 饱和，关闭相机校正）...");
-const QString kBrightAfter = QStringLiteral("校正验证-采集明场图像（%1% 饱和，相机校正按原设置）...");
-const QString kDarkBefore = QStringLiteral("校正验证-采集暗场图像（曝光时间 %1 us，关闭相机校正）...");
-const QString kDarkAfter = QStringLiteral("校正验证-采集暗场图像（曝光时间 %1 us，相机校正按原设置）...");
-const QString kLifted = QStringLiteral("校正验证-暗场在黑电平抬升 %1 与 %2 后测量，外推到原黑电平。");
-const QString kUnliftable = QStringLiteral(
+const char* const kReadSwitches = QT_TRANSLATE_NOOP("CameraServer", "校正验证-读取相机校正开关出错，错误原因：%1-%2.");
+const char* const kStart = QT_TRANSLATE_NOOP(
+    "CameraServer", "校正验证-增益 %1，工作曝光时间 %2 us，黑电平 %3；PRNU 在 %4 饱和下测量，每个平面采集 %5 行。");
+const char* const kNothingOn =
+    QT_TRANSLATE_NOOP("CameraServer", "校正验证-相机FPN与平场校正均未打开，校正后的数值将与校正前相同。");
+const char* const kTriggerFailed = QT_TRANSLATE_NOOP("CameraServer", "校正验证-使能软触发出错，错误原因：%1-%2.");
+const char* const kStreamFailed = QT_TRANSLATE_NOOP("CameraServer", "校正验证-启动视频流出错，错误原因：%1-%2.");
+const char* const kAskDark =
+    QT_TRANSLATE_NOOP("CameraServer", "校正验证-请盖上镜头盖，使传感器处于完全黑暗中，然后点击“继续”。");
+const char* const kAskBright =
+    QT_TRANSLATE_NOOP("CameraServer", "校正验证-请取下镜头盖，用均匀光源照亮平场目标，然后点击“继续”。");
+const char* const kLevelFound =
+    QT_TRANSLATE_NOOP("CameraServer", "校正验证-%1% 饱和：曝光时间 %2 us（亮度最高的平面为满量程的 %3%）。");
+const char* const kBrightBefore =
+    QT_TRANSLATE_NOOP("CameraServer", "校正验证-采集明场图像（%1% 饱和，关闭相机校正）...");
+const char* const kBrightAfter =
+    QT_TRANSLATE_NOOP("CameraServer", "校正验证-采集明场图像（%1% 饱和，相机校正按原设置）...");
+const char* const kDarkBefore =
+    QT_TRANSLATE_NOOP("CameraServer", "校正验证-采集暗场图像（曝光时间 %1 us，关闭相机校正）...");
+const char* const kDarkAfter =
+    QT_TRANSLATE_NOOP("CameraServer", "校正验证-采集暗场图像（曝光时间 %1 us，相机校正按原设置）...");
+const char* const kLifted =
+    QT_TRANSLATE_NOOP("CameraServer", "校正验证-暗场在黑电平抬升 %1 与 %2 后测量，外推到原黑电平。");
+const char* const kUnliftable = QT_TRANSLATE_NOOP(
+    "CameraServer",
     "校正验证-%1在曝光时间 %2 us 的暗场被截断为 0（有列超过 1% 的像素为 0），%3：该暗场不可测，相应的 DSNU/PRNU "
     "记为不可测，结论不能为合格。");
-const QString kNoDoffset = QStringLiteral("相机的黑电平无法调节");
-const QString kNoRoom = QStringLiteral("黑电平抬升到上限仍无法消除截断");
-const QString kAsFoundFailed = QStringLiteral("校正验证-恢复相机校正开关出错，错误原因：%1-%2.");
-const QString kNotDark =
-    QStringLiteral("校正验证-暗场图像过亮：%1 的最大列均值为 %2（限制 %3），请确认镜头盖已盖好后重试。");
-const QString kClipped = QStringLiteral(
+const char* const kNoDoffset = QT_TRANSLATE_NOOP("CameraServer", "相机的黑电平无法调节");
+const char* const kNoRoom = QT_TRANSLATE_NOOP("CameraServer", "黑电平抬升到上限仍无法消除截断");
+const char* const kAsFoundFailed = QT_TRANSLATE_NOOP("CameraServer", "校正验证-恢复相机校正开关出错，错误原因：%1-%2.");
+const char* const kNotDark = QT_TRANSLATE_NOOP(
+    "CameraServer", "校正验证-暗场图像过亮：%1 的最大列均值为 %2（限制 %3），请确认镜头盖已盖好后重试。");
+const char* const kClipped = QT_TRANSLATE_NOOP(
+    "CameraServer",
     "校正验证-明场图像过亮：%1 有 %2% 的像素达到满量程（最多允许 0.1%），请降低光源亮度或曝光时间后重试。");
-const QString kNotApart = QStringLiteral(
+const char* const kNotApart = QT_TRANSLATE_NOOP(
+    "CameraServer",
     "校正验证-明场与暗场几乎相同：%1 在 %2% 饱和（曝光时间 %3 us）时只比暗场高出饱和值的 %4%（至少需要 10%），"
     "请确认测量明场时镜头盖已取下、光源已打开后重试。");
-const QString kComputing = QStringLiteral("校正验证-计算残余非均匀性...");
-const QString kRestored = QStringLiteral("校正验证-相机设置已恢复。");
-const QString kRestoreFailed = QStringLiteral(
+const char* const kComputing = QT_TRANSLATE_NOOP("CameraServer", "校正验证-计算残余非均匀性...");
+const char* const kRestored = QT_TRANSLATE_NOOP("CameraServer", "校正验证-相机设置已恢复。");
+const char* const kRestoreFailed = QT_TRANSLATE_NOOP(
+    "CameraServer",
     "校正验证-恢复相机设置出错，错误原因：%1-%2.请检查相机的FPN与平场使能、触发方式、图像格式、曝光时间和黑电平。");
-const QString kPassed = QStringLiteral("校正验证-校正验证完成，结果：合格。点击确定查看报告。");
-const QString kNotPassed = QStringLiteral("校正验证-校正验证完成，结果：不合格。点击确定查看报告。");
-const QString kFailedRun = QStringLiteral("校正验证-校正验证执行失败，请重试。");
+const char* const kPassed = QT_TRANSLATE_NOOP("CameraServer", "校正验证-校正验证完成，结果：合格。点击确定查看报告。");
+const char* const kNotPassed =
+    QT_TRANSLATE_NOOP("CameraServer", "校正验证-校正验证完成，结果：不合格。点击确定查看报告。");
+const char* const kFailedRun = QT_TRANSLATE_NOOP("CameraServer", "校正验证-校正验证执行失败，请重试。");
 
 // The limits of FPN.ini and the levels; a missing key is written with its default, so that the
 // station sees what it may set. `refused` names every limit that is not a number or out of its
@@ -132,7 +148,7 @@ QString levelsList(const QList<double>& levels)
 {
     QStringList out;
     for (double l : levels) out.append(QStringLiteral("%1%").arg(l));
-    return out.join(QStringLiteral("、"));
+    return out.join(QCoreApplication::translate("CameraServer", "、"));
 }
 
 // A lift as the operator reads it: "8", or "4–7" where it spans several steps.
@@ -157,7 +173,7 @@ void CameraServer::verifyStart()
     qRegisterMetaType<VerifyReport>();
     // The keeper inside the run has put the camera back by the time this runs.
     guarded(
-        "verifyStart", [&] { verifyRun(); }, [this] { emit OS_FpnInfo(101, kFailedRun); });
+        "verifyStart", [&] { verifyRun(); }, [this] { emit OS_FpnInfo(101, tr(kFailedRun)); });
 }
 
 void CameraServer::verifyRun()
@@ -168,11 +184,11 @@ void CameraServer::verifyRun()
         m_cancel = false;
     }
     if (!m_opened) {
-        emit OS_FpnInfo(101, kNoCamera);
+        emit OS_FpnInfo(101, tr(kNoCamera));
         return;
     }
     if (!m_isLinescan || m_isTvk317) {
-        emit OS_FpnInfo(101, kNotLineScan);
+        emit OS_FpnInfo(101, tr(kNotLineScan));
         return;
     }
     readLineCount();
@@ -193,46 +209,47 @@ void CameraServer::verifyRun()
     QString levelsText, refused;
     const bool levelsRead = verifySettings(*this, report.limits, report.levels, levelsText, refused);
     if (!refused.isEmpty()) {
-        emit OS_FpnInfo(101, kPrefix + refused);
+        emit OS_FpnInfo(101, tr(kPrefix) + refused);
         return;
     }
     if (!levelsRead) {
-        emit OS_FpnInfo(101, kBadLevels.arg(levelsText));
+        emit OS_FpnInfo(101, tr(kBadLevels).arg(levelsText));
         return;
     }
 
     verify::SwitchKeeper keeper(*this);
     const lsxStatus read = keeper.read();
     if (read != LSX_OK) {
-        emit OS_FpnInfo(101, withStatus(kReadSwitches, read));
+        emit OS_FpnInfo(101, withStatus(tr(kReadSwitches), read));
         return;
     }
     report.fpnOn = keeper.fpnOn();
     report.flatOn = keeper.flatOn();
     report.exposure = keeper.exposure();
     report.doffset = keeper.doffset();
-    emit OS_FpnInfo(1, kStart.arg(report.gain)
+    emit OS_FpnInfo(1, tr(kStart)
+                           .arg(report.gain)
                            .arg(report.exposure)
-                           .arg(keeper.hasDoffset() ? QString::number(report.doffset) : QStringLiteral("无"))
+                           .arg(keeper.hasDoffset() ? QString::number(report.doffset) : tr("无"))
                            .arg(levelsList(report.levels))
                            .arg(kLines));
-    if (!report.fpnOn && !report.flatOn) emit OS_FpnInfo(5, kNothingOn);
+    if (!report.fpnOn && !report.flatOn) emit OS_FpnInfo(5, tr(kNothingOn));
 
     // How every later stage ends early: its own message (if any), the camera put back, the
     // closing failure; a cancel is quiet unless the camera cannot be put back.
     auto end = [&](const Stop& stop) {
         if (!stop.text.isEmpty()) emit OS_FpnInfo(101, stop.text);
         const lsxStatus restored = keeper.restore();
-        if (restored != LSX_OK) emit OS_FpnInfo(101, withStatus(kRestoreFailed, restored));
-        if (stop.kind != Stop::Cancelled || restored != LSX_OK) emit OS_FpnInfo(101, kFailedRun);
+        if (restored != LSX_OK) emit OS_FpnInfo(101, withStatus(tr(kRestoreFailed), restored));
+        if (stop.kind != Stop::Cancelled || restored != LSX_OK) emit OS_FpnInfo(101, tr(kFailedRun));
     };
 
     // 2. Raw data on soft trigger, stream on.
     keeper.sixteenBit();
     lsxStatus status = keeper.softTrigger();
-    if (status != LSX_OK) return end(Stop::failure(withStatus(kTriggerFailed, status)));
+    if (status != LSX_OK) return end(Stop::failure(withStatus(tr(kTriggerFailed), status)));
     status = lsxStart(m_handle);
-    if (status < LSX_OK) return end(Stop::failure(withStatus(kStreamFailed, status)));
+    if (status < LSX_OK) return end(Stop::failure(withStatus(tr(kStreamFailed), status)));
 
     // The operator's answer to one question, the camera's image shown meanwhile; a cancel, a
     // closing camera or a "stop" end the wait.
@@ -253,18 +270,19 @@ void CameraServer::verifyRun()
         return outcome == OperatorPrompt::Outcome::Proceed;
     };
     auto cancelled = [this] { return cancelRequested(); };
-    auto correctionsOff = [&]() -> Stop { return cameraCorrectionsOff(kPrefix) ? Stop{} : Stop::failure(QString()); };
+    auto correctionsOff = [&]() -> Stop {
+        return cameraCorrectionsOff(tr(kPrefix)) ? Stop{} : Stop::failure(QString());
+    };
     auto correctionsAsFound = [&]() -> Stop {
         const lsxStatus asFound = keeper.correctionsAsFound();
-        return asFound == LSX_OK ? Stop{} : Stop::failure(withStatus(kAsFoundFailed, asFound));
+        return asFound == LSX_OK ? Stop{} : Stop::failure(withStatus(tr(kAsFoundFailed), asFound));
     };
     auto setExposure = [&](double us) -> Stop {
         const lsxStatus set = keeper.setExposure(us);
-        return set == LSX_OK ? Stop{}
-                             : Stop::failure(QStringLiteral("校正验证-设置曝光时间 %1 us 出错，错误原因：%2-%3.")
-                                                 .arg(us)
-                                                 .arg(set)
-                                                 .arg(statusText(set)));
+        return set == LSX_OK
+                   ? Stop{}
+                   : Stop::failure(
+                       tr("校正验证-设置曝光时间 %1 us 出错，错误原因：%2-%3.").arg(us).arg(set).arg(statusText(set)));
     };
     int format = 0;
     // One bright stack per plane at the exposure and corrections as set, each plane judged fit.
@@ -277,7 +295,7 @@ void CameraServer::verifyRun()
             const BrightLevel level = brightLevel(g.planes[p], rawFullScale(g.bits));
             if (level.clipped > kVerifyMaxClipped)
                 return Stop::failure(
-                    kClipped.arg(planeName(g.format, g.planes.size(), p)).arg(100.0 * level.clipped, 0, 'f', 2));
+                    tr(kClipped).arg(planeName(g.format, g.planes.size(), p)).arg(100.0 * level.clipped, 0, 'f', 2));
             out.push_back(stackStats(g.planes[p], dn10Scale(g.bits)));
         }
         return Stop{};
@@ -294,23 +312,24 @@ void CameraServer::verifyRun()
             if (judgeDark && g.lifts[p].first == 0) {
                 const MeanRange range = columnMeanRange(g.planes[p], eightBitScale(uint32_t(g.bits)));
                 if (range.max > float(m_maxB))
-                    return Stop::failure(kNotDark.arg(name).arg(range.max, 0, 'f', 2).arg(m_maxB));
+                    return Stop::failure(tr(kNotDark).arg(name).arg(range.max, 0, 'f', 2).arg(m_maxB));
             }
             if (!g.lifts[p].measurable)
-                emit OS_FpnInfo(60, kUnliftable.arg(g.planes.size() > 1 ? name + QLatin1Char(' ') : QString())
+                emit OS_FpnInfo(60, tr(kUnliftable)
+                                        .arg(g.planes.size() > 1 ? name + QLatin1Char(' ') : QString())
                                         .arg(exposure)
-                                        .arg(keeper.hasDoffset() ? kNoRoom : kNoDoffset));
+                                        .arg(keeper.hasDoffset() ? tr(kNoRoom) : tr(kNoDoffset)));
             out.push_back(stackStats(g.planes[p], dn10Scale(g.bits)));
         }
         if (!g.lifts.empty() && g.lifts.front().measurable && g.lifts.front().second > 0)
-            emit OS_FpnInfo(60, kLifted.arg(liftText(g.lifts.front(), false)).arg(liftText(g.lifts.front(), true)));
+            emit OS_FpnInfo(60, tr(kLifted).arg(liftText(g.lifts.front(), false)).arg(liftText(g.lifts.front(), true)));
         lifts = g.lifts;
         return Stop{};
     };
 
     // 3, 4. The lit target, level by level: the exposure found with the corrections off, then the
     // bright stacks both ways.
-    if (!ask(AskBright, 10, kAskBright)) return end(Stop::cancel());
+    if (!ask(AskBright, 10, tr(kAskBright))) return end(Stop::cancel());
     std::vector<LevelStage> stages;
     for (int i = 0; i < report.levels.size(); ++i) {
         LevelStage stage;
@@ -322,27 +341,27 @@ void CameraServer::verifyRun()
         if (found.stop.any()) return end(found.stop);
         stage.exposure = found.exposure;
         report.levelExposures.append(found.exposure);
-        emit OS_FpnInfo(progress, kLevelFound.arg(stage.target).arg(found.exposure).arg(found.reached, 0, 'f', 1));
-        emit OS_FpnInfo(progress, kBrightBefore.arg(stage.target));
+        emit OS_FpnInfo(progress, tr(kLevelFound).arg(stage.target).arg(found.exposure).arg(found.reached, 0, 'f', 1));
+        emit OS_FpnInfo(progress, tr(kBrightBefore).arg(stage.target));
         if ((stop = brightStacks(stage.brightOff)).any()) return end(stop);
-        emit OS_FpnInfo(progress, kBrightAfter.arg(stage.target));
+        emit OS_FpnInfo(progress, tr(kBrightAfter).arg(stage.target));
         if ((stop = correctionsAsFound()).any() || (stop = brightStacks(stage.brightOn)).any()) return end(stop);
         stages.push_back(std::move(stage));
     }
 
     // 5, 6. Darkness: at the working exposure for DSNU, at each level's for its PRNU.
-    if (!ask(AskDark, 45, kAskDark)) return end(Stop::cancel());
+    if (!ask(AskDark, 45, tr(kAskDark))) return end(Stop::cancel());
     std::vector<StackStats> darkOff, darkOn;
     std::vector<DarkLift> liftOff, liftOn;
     auto darkPair = [&](double exposure, int progress, std::vector<StackStats>& off, std::vector<StackStats>& on,
                         std::vector<DarkLift>& offLift, std::vector<DarkLift>& onLift) -> Stop {
         Stop stop = setExposure(exposure);
         if (stop.any()) return stop;
-        emit OS_FpnInfo(progress, kDarkBefore.arg(exposure));
+        emit OS_FpnInfo(progress, tr(kDarkBefore).arg(exposure));
         if ((stop = correctionsOff()).any()) return stop;
         const bool working = exposure == keeper.exposure();
         if ((stop = darkStacks(exposure, working, off, offLift)).any()) return stop;
-        emit OS_FpnInfo(progress, kDarkAfter.arg(exposure));
+        emit OS_FpnInfo(progress, tr(kDarkAfter).arg(exposure));
         if ((stop = correctionsAsFound()).any()) return stop;
         return darkStacks(exposure, false, on, onLift);
     };
@@ -357,22 +376,22 @@ void CameraServer::verifyRun()
     // 7. The camera as it was.
     const lsxStatus restored = keeper.restore();
     if (restored != LSX_OK) {
-        emit OS_FpnInfo(101, withStatus(kRestoreFailed, restored));
-        emit OS_FpnInfo(101, kFailedRun);
+        emit OS_FpnInfo(101, withStatus(tr(kRestoreFailed), restored));
+        emit OS_FpnInfo(101, tr(kFailedRun));
         return;
     }
-    emit OS_FpnInfo(80, kRestored);
+    emit OS_FpnInfo(80, tr(kRestored));
 
     // 8. The figures, plane by plane; a lit stage that is not lit is no measurement.
-    emit OS_FpnInfo(85, kComputing);
+    emit OS_FpnInfo(85, tr(kComputing));
     const size_t planes = darkOff.size();
     bool sizesAgree = planes > 0 && darkOn.size() == planes;
     for (const LevelStage& st : stages)
         sizesAgree = sizesAgree && st.brightOff.size() == planes && st.brightOn.size() == planes
                      && st.darkOff.size() == planes && st.darkOn.size() == planes;
     if (!sizesAgree) {
-        emit OS_FpnInfo(101, QStringLiteral("校正验证-采集过程中图像尺寸发生变化，请重试。"));
-        emit OS_FpnInfo(101, kFailedRun);
+        emit OS_FpnInfo(101, tr("校正验证-采集过程中图像尺寸发生变化，请重试。"));
+        emit OS_FpnInfo(101, tr(kFailedRun));
         return;
     }
     const double fullScale = dn10FullScale(report.bits);
@@ -380,11 +399,12 @@ void CameraServer::verifyRun()
         for (size_t p = 0; p < planes; ++p) {
             const double apart = (st.brightOff[p].mean - st.darkOff[p].mean) / (fullScale - st.darkOff[p].mean);
             if (!(apart >= kVerifyMinBright)) {
-                emit OS_FpnInfo(101, kNotApart.arg(planeName(format, planes, p))
+                emit OS_FpnInfo(101, tr(kNotApart)
+                                         .arg(planeName(format, planes, p))
                                          .arg(st.target)
                                          .arg(st.exposure)
                                          .arg(100.0 * apart, 0, 'f', 1));
-                emit OS_FpnInfo(101, kFailedRun);
+                emit OS_FpnInfo(101, tr(kFailedRun));
                 return;
             }
         }
@@ -407,5 +427,5 @@ void CameraServer::verifyRun()
         report.planes.append(plane);
     }
     emit OS_VerifyFinished(report);
-    emit OS_FpnInfo(100, reportPasses(report) ? kPassed : kNotPassed);
+    emit OS_FpnInfo(100, reportPasses(report) ? tr(kPassed) : tr(kNotPassed));
 }

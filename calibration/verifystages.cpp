@@ -6,6 +6,7 @@
 #include "camera/preview.h"
 #include "statustext.h"
 
+#include <QCoreApplication>
 #include <QDebug>
 
 #include <algorithm>
@@ -32,19 +33,23 @@ constexpr int kMinSecondLift = 4;
 // The largest black level the camera takes.
 constexpr int kDoffsetRange = 127;
 
-const QString kPrefix = QStringLiteral("校正验证-");
-const QString kFrameFailed = QStringLiteral("校正验证-采集图像失败，错误原因：%1-%2.");
-const QString kUnsupported = QStringLiteral(
+const char* const kPrefix = QT_TRANSLATE_NOOP("CameraServer", "校正验证-");
+const char* const kFrameFailed = QT_TRANSLATE_NOOP("CameraServer", "校正验证-采集图像失败，错误原因：%1-%2.");
+const char* const kUnsupported = QT_TRANSLATE_NOOP(
+    "CameraServer",
     "校正验证-不支持的图像格式，当前仅支持 FORMAT_MONO & FORMAT_BGR24 & FORMAT_RGB24 & FORMAT_BGR32 & FORMAT_RGB32.");
-const QString kSizeChanged = QStringLiteral("校正验证-采集过程中图像尺寸发生变化，请重试。");
-const QString kExposureFailed = QStringLiteral("校正验证-设置曝光时间 %1 us 出错，错误原因：%2-%3.");
-const QString kDoffsetFailed = QStringLiteral("校正验证-设置黑电平 %1 出错，错误原因：%2-%3.");
-const QString kLitDark = QStringLiteral(
+const char* const kSizeChanged = QT_TRANSLATE_NOOP("CameraServer", "校正验证-采集过程中图像尺寸发生变化，请重试。");
+const char* const kExposureFailed =
+    QT_TRANSLATE_NOOP("CameraServer", "校正验证-设置曝光时间 %1 us 出错，错误原因：%2-%3.");
+const char* const kDoffsetFailed = QT_TRANSLATE_NOOP("CameraServer", "校正验证-设置黑电平 %1 出错，错误原因：%2-%3.");
+const char* const kLitDark = QT_TRANSLATE_NOOP(
+    "CameraServer",
     "校正验证-明场过暗：曝光时间 %1 us 时亮度最高的平面只有满量程的 %2%，请确认镜头盖已取下、光源已打开后重试。");
-const QString kOutOfRange =
-    QStringLiteral("校正验证-无法达到 %1% 饱和：约需曝光时间 %2 us，超出相机的范围 %3 – %4 us，请调整光源亮度后重试。");
-const QString kNotReached =
-    QStringLiteral("校正验证-曝光时间调节 %1 次后仍未达到 %2% 饱和（最后为满量程的 %3%），请检查光源是否稳定后重试。");
+const char* const kOutOfRange = QT_TRANSLATE_NOOP(
+    "CameraServer",
+    "校正验证-无法达到 %1% 饱和：约需曝光时间 %2 us，超出相机的范围 %3 – %4 us，请调整光源亮度后重试。");
+const char* const kNotReached = QT_TRANSLATE_NOOP(
+    "CameraServer", "校正验证-曝光时间调节 %1 次后仍未达到 %2% 饱和（最后为满量程的 %3%），请检查光源是否稳定后重试。");
 
 QString withStatusText(const QString& text, lsxStatus status)
 {
@@ -179,10 +184,10 @@ StackGrab grabStack(CameraServer& s, int lines, int progress, const Cancelled& c
         // A silent camera is waited for a few time-outs, told with their count and the time
         // waited, and no longer than the server's frame time-out.
         if (status == LSX_ERR_TIMEOUT && ++timeouts < kMaxTimeouts
-            && (s.frameRetry(silence, kPrefix, progress) || cancelled()))
+            && (s.frameRetry(silence, QCoreApplication::translate("CameraServer", kPrefix), progress) || cancelled()))
             continue;
         if (status != LSX_OK) {
-            g.stop = Stop::failure(withStatusText(kFrameFailed, status));
+            g.stop = Stop::failure(withStatusText(QCoreApplication::translate("CameraServer", kFrameFailed), status));
             return g;
         }
         timeouts = 0;
@@ -193,7 +198,7 @@ StackGrab grabStack(CameraServer& s, int lines, int progress, const Cancelled& c
         }
         std::vector<cv::Mat> planes;
         if (!s.splitFramePlanes(frame, buffer, true, planes) || planes.empty() || planes.front().empty()) {
-            g.stop = Stop::failure(kUnsupported);
+            g.stop = Stop::failure(QCoreApplication::translate("CameraServer", kUnsupported));
             return g;
         }
         if (!parts.empty()) {
@@ -201,7 +206,7 @@ StackGrab grabStack(CameraServer& s, int lines, int progress, const Cancelled& c
             bool same = planes.size() == first.size() && int(frame.bits) == g.bits;
             for (size_t p = 0; same && p < planes.size(); ++p) same = planes[p].cols == first[p].cols;
             if (!same) {
-                g.stop = Stop::failure(kSizeChanged);
+                g.stop = Stop::failure(QCoreApplication::translate("CameraServer", kSizeChanged));
                 return g;
             }
         }
@@ -233,7 +238,8 @@ LevelExposure findLevelExposure(CameraServer& s, SwitchKeeper& keeper, double ta
     for (int step = 0; step < kLevelSteps; ++step) {
         const lsxStatus set = keeper.setExposure(e);
         if (set != LSX_OK) {
-            out.stop = Stop::failure(kExposureFailed.arg(e).arg(set).arg(statusText(set)));
+            out.stop = Stop::failure(
+                QCoreApplication::translate("CameraServer", kExposureFailed).arg(e).arg(set).arg(statusText(set)));
             return out;
         }
         // One frame's worth of lines is enough to judge the level.
@@ -254,18 +260,26 @@ LevelExposure findLevelExposure(CameraServer& s, SwitchKeeper& keeper, double ta
         qDebug() << "verify level " << target << " at " << e << " us: " << out.reached << " % (cut off " << cut << ")";
         if (cut <= kCutOff && std::abs(out.reached / target - 1.0) <= kVerifyLevelTolerance) return out;
         if (cut <= kCutOff && level < kLitAtAll) {
-            out.stop = Stop::failure(kLitDark.arg(e).arg(out.reached, 0, 'f', 2));
+            out.stop =
+                Stop::failure(QCoreApplication::translate("CameraServer", kLitDark).arg(e).arg(out.reached, 0, 'f', 2));
             return out;
         }
         // The signal grows with the exposure; a frame cut off at full scale only says "less".
         const double next = cut > kCutOff ? e / 2.0 : e * target / out.reached;
         if (!inRange(next)) {
-            out.stop = Stop::failure(kOutOfRange.arg(target).arg(next, 0, 'f', 1).arg(range.min).arg(range.max));
+            out.stop = Stop::failure(QCoreApplication::translate("CameraServer", kOutOfRange)
+                                         .arg(target)
+                                         .arg(next, 0, 'f', 1)
+                                         .arg(range.min)
+                                         .arg(range.max));
             return out;
         }
         e = next;
     }
-    out.stop = Stop::failure(kNotReached.arg(kLevelSteps).arg(target).arg(out.reached, 0, 'f', 1));
+    out.stop = Stop::failure(QCoreApplication::translate("CameraServer", kNotReached)
+                                 .arg(kLevelSteps)
+                                 .arg(target)
+                                 .arg(out.reached, 0, 'f', 1));
     return out;
 }
 
@@ -307,7 +321,10 @@ DarkGrab grabDark(CameraServer& s, SwitchKeeper& keeper, int lines, const Cancel
         for (int j = 0; j < dither; ++j) {
             const lsxStatus set = keeper.liftDoffset(lift + j);
             if (set != LSX_OK) {
-                g.stop = Stop::failure(kDoffsetFailed.arg(keeper.doffset() + lift + j).arg(set).arg(statusText(set)));
+                g.stop = Stop::failure(QCoreApplication::translate("CameraServer", kDoffsetFailed)
+                                           .arg(keeper.doffset() + lift + j)
+                                           .arg(set)
+                                           .arg(statusText(set)));
                 return false;
             }
             const int share = lines / dither;
@@ -355,7 +372,10 @@ DarkGrab grabDark(CameraServer& s, SwitchKeeper& keeper, int lines, const Cancel
             return out;
         }
     if (back != LSX_OK) {
-        out.stop = Stop::failure(kDoffsetFailed.arg(keeper.doffset()).arg(back).arg(statusText(back)));
+        out.stop = Stop::failure(QCoreApplication::translate("CameraServer", kDoffsetFailed)
+                                     .arg(keeper.doffset())
+                                     .arg(back)
+                                     .arg(statusText(back)));
         return out;
     }
     measured = measured && first.planes.size() == asFound.planes.size() && second.planes.size() == first.planes.size();

@@ -62,8 +62,7 @@ CameraServer::CameraServer() : QObject(nullptr), m_thread(new QThread(this))
     // Made after the move: the settings object stays on the GUI thread; the worker makes its own.
     m_settings = new QSettings(documentDir() + QStringLiteral("/FPN.ini"), QSettings::IniFormat);
     if (!m_settings->isWritable())
-        m_warned.append(
-            QStringLiteral("参数文件 %1 无法写入，本次修改的设置将不会被保存。").arg(m_settings->fileName()));
+        m_warned.append(tr("参数文件 %1 无法写入，本次修改的设置将不会被保存。").arg(m_settings->fileName()));
 
     // The receiver lives on the worker now, so the automatic type queues every call there.
     connect(this, qOverload<bool>(&CameraServer::IS_Capture), this, &CameraServer::capture);
@@ -133,7 +132,7 @@ void CameraServer::syncSettings()
     QSettings& s = settings();
     s.sync();
     if (s.status() == QSettings::AccessError)
-        warnOnce(QStringLiteral("参数文件 %1 无法写入，本次修改的设置将不会被保存。").arg(s.fileName()));
+        warnOnce(tr("参数文件 %1 无法写入，本次修改的设置将不会被保存。").arg(s.fileName()));
 }
 
 void CameraServer::warnOnce(const QString& text)
@@ -204,8 +203,7 @@ void CameraServer::open(const QString& name)
         qDebug() << "open camera failed with : " << status;
         if (m_staleHandle && status == LSX_ERR_ALREADY_OPEN)
             emit OS_CameraWarning(
-                QStringLiteral(
-                    "相机仍被上一次未能关闭的连接占用（关闭出错：%1-%2）。请重新插拔相机或重启程序后再连接。")
+                tr("相机仍被上一次未能关闭的连接占用（关闭出错：%1-%2）。请重新插拔相机或重启程序后再连接。")
                     .arg(staleClose)
                     .arg(statusText(staleClose)));
         return;
@@ -217,9 +215,8 @@ void CameraServer::open(const QString& name)
     // The camera's state as found, put back at close.
     const lsxStatus saved = lsxSaveConfig(m_handle, backupPath(name).toLocal8Bit().constData());
     if (saved != LSX_OK)
-        warnOnce(QStringLiteral("无法备份相机当前状态（%1-%2），断开连接时将无法恢复相机原有设置。")
-                     .arg(saved)
-                     .arg(statusText(saved)));
+        warnOnce(
+            tr("无法备份相机当前状态（%1-%2），断开连接时将无法恢复相机原有设置。").arg(saved).arg(statusText(saved)));
 
     lsxCameraInfo info;
     std::memset(&info, 0, sizeof info);
@@ -247,7 +244,7 @@ void CameraServer::open(const QString& name)
         if (isLine) {
             const lsxStatus doffset = fpnReadDoffset();
             if (doffset != LSX_OK)
-                qDebug() << QStringLiteral("读取DOffset出错，错误原因：%1-%2.").arg(doffset).arg(statusText(doffset));
+                qDebug() << tr("读取DOffset出错，错误原因：%1-%2.").arg(doffset).arg(statusText(doffset));
             readFactoryRecord();
             readLineCount();
         } else {
@@ -272,12 +269,12 @@ void CameraServer::open(const QString& name)
         if (loaded != LSX_OK) {
             qDebug() << "Load " << config << " failed with " << loaded;
             emit OS_CameraWarning(
-                exists ? QStringLiteral("相机配置文件 %1 加载失败，错误原因：%2-%3。相机保持打开时的设置。")
-                             .arg(path)
-                             .arg(loaded)
-                             .arg(statusText(loaded))
-                       : QStringLiteral("相机配置文件 %1 不存在（设置 %2）。相机保持打开时的设置。")
-                             .arg(path, FpnIni::CameraConfig));
+                exists
+                    ? tr("相机配置文件 %1 加载失败，错误原因：%2-%3。相机保持打开时的设置。")
+                          .arg(path)
+                          .arg(loaded)
+                          .arg(statusText(loaded))
+                    : tr("相机配置文件 %1 不存在（设置 %2）。相机保持打开时的设置。").arg(path, FpnIni::CameraConfig));
         }
     }
 }
@@ -290,7 +287,7 @@ void CameraServer::readFactoryRecord()
     if (lsxGet(m_handle, LSX_KEY_FACTORY, &record, &size) == LSX_OK) {
         m_maxK = record.maxK;
         m_maxB = record.maxB;
-        qDebug() << "读取工厂参数成功 ：" << m_maxK << " -- " << m_maxB;
+        qDebug() << tr("读取工厂参数成功 ：") << m_maxK << " -- " << m_maxB;
         m_supportMLK = (record.flags >> LSX_FACTORY_MLK_BIT) & 1u;
     } else {
         m_maxK = kDefaultMaxK;
@@ -310,9 +307,8 @@ void CameraServer::readLineCount()
     if (lsxReadGenICamReg(m_handle, GVR_MULTI_FPN_SELECT, &value) != LSX_OK) return;
     qDebug() << "read GVR_MULTI_FPN_SELECT : " << value;
     if (value != 0 && value != LSX_REG_UNSUPPORTED && value > kMaxSensorLines) {
-        warnOnce(QStringLiteral("相机报告的传感器行数 %1 不合理（应为 1 到 %2），按单行传感器处理。")
-                     .arg(value)
-                     .arg(kMaxSensorLines));
+        warnOnce(
+            tr("相机报告的传感器行数 %1 不合理（应为 1 到 %2），按单行传感器处理。").arg(value).arg(kMaxSensorLines));
         return;
     }
     if (value != 0 && value != LSX_REG_UNSUPPORTED) {
@@ -342,11 +338,10 @@ void CameraServer::close()
             // closes that handle again before it opens.
             qDebug() << "close camera failed with : " << status;
             m_staleHandle = m_handle;
-            emit OS_CameraWarning(
-                QStringLiteral("关闭相机 %1 出错，错误原因：%2-%3。连接已释放，再次连接时会重新关闭它。")
-                    .arg(m_cameraName)
-                    .arg(status)
-                    .arg(statusText(status)));
+            emit OS_CameraWarning(tr("关闭相机 %1 出错，错误原因：%2-%3。连接已释放，再次连接时会重新关闭它。")
+                                      .arg(m_cameraName)
+                                      .arg(status)
+                                      .arg(statusText(status)));
         } else {
             qDebug() << "lsxClose";
         }

@@ -146,17 +146,15 @@ bool CameraServer::frameRetry(FrameWait& wait, const QString& prefix, int progre
     const int limit = frameTimeout();
     const QString seconds = QString::number(wait.elapsedMs() / 1000.0, 'f', 1);
     if (limit > 0 && wait.elapsedMs() >= limit) {
-        emit OS_FpnInfo(
-            101,
-            QStringLiteral("%1相机已 %2 秒没有送出图像（超时 %3 次），停止等待。请检查相机的连接、触发方式与光路。")
-                .arg(prefix, seconds)
-                .arg(wait.count()));
+        emit OS_FpnInfo(101,
+                        tr("%1相机已 %2 秒没有送出图像（超时 %3 次），停止等待。请检查相机的连接、触发方式与光路。")
+                            .arg(prefix, seconds)
+                            .arg(wait.count()));
         return false;
     }
     if (wait.reportDue())
-        emit OS_FpnInfo(
-            progress,
-            QStringLiteral("%1等待相机图像：已超时 %2 次，已等待 %3 秒。").arg(prefix).arg(wait.count()).arg(seconds));
+        emit OS_FpnInfo(progress,
+                        tr("%1等待相机图像：已超时 %2 次，已等待 %3 秒。").arg(prefix).arg(wait.count()).arg(seconds));
     // The last attempt comes at the time-out itself, not a long pause after it.
     if (limit > 0) pause = int(std::min<qint64>(pause, std::max<qint64>(0, limit - wait.elapsedMs())));
     return pauseUnless(pause, [this] { return cancelRequested(); });

@@ -2,6 +2,7 @@
 
 #include "camera/tables.h"
 
+#include <QCoreApplication>
 #include <QLocale>
 #include <QMutex>
 #include <QRegularExpression>
@@ -11,12 +12,13 @@
 
 namespace {
 
-const QString kNotANumber = QStringLiteral("设置 %1 的值 \"%2\" 不是数，应在 %3 之内");
-const QString kNotWhole = QStringLiteral("设置 %1 的值 \"%2\" 不是整数，应在 %3 之内");
-const QString kOutOfRange = QStringLiteral("设置 %1 的值 \"%2\" 超出范围，应在 %3 之内");
-const QString kNotFinite = QStringLiteral("设置 %1 的值 \"%2\" 不是有限的数");
-const QString kDefaultUsed = QStringLiteral("%1，改用默认值 %2。");
-const QString kNoGainPass = QStringLiteral(
+const char* const kNotANumber = QT_TRANSLATE_NOOP("SettingRanges", "设置 %1 的值 \"%2\" 不是数，应在 %3 之内");
+const char* const kNotWhole = QT_TRANSLATE_NOOP("SettingRanges", "设置 %1 的值 \"%2\" 不是整数，应在 %3 之内");
+const char* const kOutOfRange = QT_TRANSLATE_NOOP("SettingRanges", "设置 %1 的值 \"%2\" 超出范围，应在 %3 之内");
+const char* const kNotFinite = QT_TRANSLATE_NOOP("SettingRanges", "设置 %1 的值 \"%2\" 不是有限的数");
+const char* const kDefaultUsed = QT_TRANSLATE_NOOP("SettingRanges", "%1，改用默认值 %2。");
+const char* const kNoGainPass = QT_TRANSLATE_NOOP(
+    "SettingRanges",
     "设置 %1 的值 %2 大于 %3 的值 %4：增益范围内没有一个增益，校正不会执行。请把 %1 设为不大于 %3 的值。");
 
 // The verification's limits are per cent or DN10 (10-bit data: full scale 1023); a limit of 0
@@ -147,17 +149,17 @@ SettingValue checkSetting(const QString& key, const QVariant& raw)
         if (parsed && std::isfinite(number))
             v.value = number;
         else
-            v.error = kNotFinite.arg(key, rawText(raw));
+            v.error = QCoreApplication::translate("SettingRanges", kNotFinite).arg(key, rawText(raw));
         return v;
     }
     const QString where = rangeText(*range);
     if (!parsed) {
-        v.error = kNotANumber.arg(key, rawText(raw), where);
+        v.error = QCoreApplication::translate("SettingRanges", kNotANumber).arg(key, rawText(raw), where);
     } else if (!std::isfinite(number) || number > range->max || number < range->min
                || (range->minOpen && number == range->min)) {
-        v.error = kOutOfRange.arg(key, rawText(raw), where);
+        v.error = QCoreApplication::translate("SettingRanges", kOutOfRange).arg(key, rawText(raw), where);
     } else if (range->whole && std::floor(number) != number) {
-        v.error = kNotWhole.arg(key, rawText(raw), where);
+        v.error = QCoreApplication::translate("SettingRanges", kNotWhole).arg(key, rawText(raw), where);
     } else {
         v.value = number;
     }
@@ -177,21 +179,23 @@ double settingOrDefault(const QString& key, const QVariant& raw, const std::func
         first = !said.contains(what);
         said.insert(what);
     }
-    if (first && say) say(kDefaultUsed.arg(v.error, QString::number(v.value)));
+    if (first && say)
+        say(QCoreApplication::translate("SettingRanges", kDefaultUsed).arg(v.error, QString::number(v.value)));
     return v.value;
 }
 
 QString gainRangeError(double gainMin, double gainMax)
 {
     if (!(gainMin > gainMax)) return QString();
-    return kNoGainPass.arg(FpnIni::GainMin, QString::number(gainMin), FpnIni::GainMax, QString::number(gainMax));
+    return QCoreApplication::translate("SettingRanges", kNoGainPass)
+        .arg(FpnIni::GainMin, QString::number(gainMin), FpnIni::GainMax, QString::number(gainMax));
 }
 
 double SettingCheck::number(const QString& key, const QVariant& raw)
 {
     const SettingValue v = checkSetting(key, raw);
     if (!v.ok()) {
-        m_errors.append(v.error + QStringLiteral("。"));
+        m_errors.append(v.error + QCoreApplication::translate("SettingRanges", "。"));
         m_badKeys.append(key);
     }
     return v.value;

@@ -28,7 +28,8 @@ QString makeDocumentDir()
     const QString value = QProcessEnvironment::systemEnvironment().value(QStringLiteral("TELORINE_DOCUMENT_PATH"));
     if (value.isEmpty()) return QString();
     if (!QDir().mkpath(value + QStringLiteral("/FPN")))
-        return QStringLiteral("无法创建文档目录 %1/FPN（TELORINE_DOCUMENT_PATH），设置和参数文件无法保存在那里。")
+        return QCoreApplication::translate(
+                   "CameraTables", "无法创建文档目录 %1/FPN（TELORINE_DOCUMENT_PATH），设置和参数文件无法保存在那里。")
             .arg(value);
     return QString();
 }

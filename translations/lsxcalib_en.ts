@@ -524,6 +524,541 @@ The camera&apos;s FPN is switched on, click OK to see the effect.</translation>
         <source>分辨率模式不匹配</source>
         <translation>the resolution mode does not match</translation>
     </message>
+    <message>
+        <source>参数文件 %1 无法写入，本次修改的设置将不会被保存。</source>
+        <translation>The parameter file %1 cannot be written; the settings changed now will not be saved.</translation>
+    </message>
+    <message>
+        <source>相机仍被上一次未能关闭的连接占用（关闭出错：%1-%2）。请重新插拔相机或重启程序后再连接。</source>
+        <translation>The camera is still held by the last connection, which could not be closed (close error: %1-%2). Unplug and replug the camera or restart the program, then connect again.</translation>
+    </message>
+    <message>
+        <source>无法备份相机当前状态（%1-%2），断开连接时将无法恢复相机原有设置。</source>
+        <translation>The camera&apos;s current state cannot be backed up (%1-%2); its original settings cannot be restored at disconnect.</translation>
+    </message>
+    <message>
+        <source>相机配置文件 %1 加载失败，错误原因：%2-%3。相机保持打开时的设置。</source>
+        <translation>The camera configuration file %1 could not be loaded. Cause: %2-%3. The camera keeps the settings it had when opened.</translation>
+    </message>
+    <message>
+        <source>相机配置文件 %1 不存在（设置 %2）。相机保持打开时的设置。</source>
+        <translation>The camera configuration file %1 does not exist (setting %2). The camera keeps the settings it had when opened.</translation>
+    </message>
+    <message>
+        <source>读取工厂参数成功 ：</source>
+        <translation>Factory parameters read: </translation>
+    </message>
+    <message>
+        <source>相机报告的传感器行数 %1 不合理（应为 1 到 %2），按单行传感器处理。</source>
+        <translation>The camera reports %1 sensor lines, which is not plausible (1 to %2 expected); it is treated as a single-line sensor.</translation>
+    </message>
+    <message>
+        <source>关闭相机 %1 出错，错误原因：%2-%3。连接已释放，再次连接时会重新关闭它。</source>
+        <translation>Closing camera %1 failed. Cause: %2-%3. The connection has been released; the next connect closes it again.</translation>
+    </message>
+    <message>
+        <source>%1相机已 %2 秒没有送出图像（超时 %3 次），停止等待。请检查相机的连接、触发方式与光路。</source>
+        <translation>%1The camera has sent no image for %2 s (%3 time-outs); waiting stopped. Check the camera&apos;s connection, trigger mode and light path.</translation>
+    </message>
+    <message>
+        <source>%1等待相机图像：已超时 %2 次，已等待 %3 秒。</source>
+        <translation>%1Waiting for the camera&apos;s image: %2 time-outs, %3 s waited.</translation>
+    </message>
+    <message>
+        <source>DOffset设置出错，错误原因：%1-%2.</source>
+        <translation>Setting the DOffset failed. Cause: %1-%2.</translation>
+    </message>
+    <message>
+        <source>检测DOffset-DOffset为%1：最小列均值%2 DN10，最大列均值%3 DN10.</source>
+        <translation>DOffset detection: DOffset %1: smallest column mean %2 DN10, largest column mean %3 DN10.</translation>
+    </message>
+    <message>
+        <source>检测DOffset出错：曝光时间 %1 us 下%2的暗电平过高，任何DOffset都无法同时使最暗列高于 %3 DN10、最亮列低于限制值 %4 DN10。这些列的暗电流随曝光时间增长，请缩短曝光时间后重试。</source>
+        <translation>DOffset detection failed: at an exposure time of %1 us the dark level of %2 is too high; no DOffset keeps the darkest column above %3 DN10 and the brightest column below the limit %4 DN10 at once. The dark current of these columns grows with the exposure time; shorten the exposure time and try again.</translation>
+    </message>
+    <message>
+        <source>%1第 %2 列（%3 DN10）</source>
+        <translation>%1column %2 (%3 DN10)</translation>
+    </message>
+    <message>
+        <source>、</source>
+        <translation>, </translation>
+    </message>
+    <message>
+        <source>等 %1 列</source>
+        <translation> and others, %1 columns in all</translation>
+    </message>
+    <message>
+        <source>当前DOffset为：%1.</source>
+        <translation>Present DOffset: %1.</translation>
+    </message>
+    <message>
+        <source>DOffset固定为0：相机没有黑电平功能（BlackLevel）。</source>
+        <translation>DOffset fixed at 0: the camera has no black level feature (BlackLevel).</translation>
+    </message>
+    <message>
+        <source>DOffset设置为：%1.</source>
+        <translation>DOffset set to: %1.</translation>
+    </message>
+    <message>
+        <source>检测DOffset出错，环境亮度太高，请在暗场下执行暗场校正。</source>
+        <translation>DOffset detection failed: the surroundings are too bright. Run the dark-field correction in the dark.</translation>
+    </message>
+    <message>
+        <source>检测DOffset出错，使用最大DOffset也无法满足条件，请手动输入数值重试。</source>
+        <translation>DOffset detection failed: even the largest DOffset does not meet the conditions. Enter a value by hand and try again.</translation>
+    </message>
+    <message>
+        <source>光照太强，最小曝光时间下也无法达到预设亮度。请调低光照强度，或增加预设亮度后重试</source>
+        <translation>The light is too strong: even the shortest exposure time does not reach the preset brightness. Lower the light level, or raise the preset brightness, then try again</translation>
+    </message>
+    <message>
+        <source>曝光范围检测出错，请重试。</source>
+        <translation>Finding the exposure range failed, please try again.</translation>
+    </message>
+    <message>
+        <source>曝光范围取[%1, %2]，曝光间隔取 %3.</source>
+        <translation>Exposure range [%1, %2], exposure step %3.</translation>
+    </message>
+    <message>
+        <source>曝光范围内图像采集失败.</source>
+        <translation>Capturing images over the exposure range failed.</translation>
+    </message>
+    <message>
+        <source>曝光范围内图像采集成功，点击确认显示统计图。</source>
+        <translation>Images captured over the exposure range, click OK to show the statistics chart.</translation>
+    </message>
+    <message>
+        <source>曝光测试执行失败，请重试。</source>
+        <translation>The exposure test failed, please try again.</translation>
+    </message>
+    <message>
+        <source>正在关闭色彩、翻转等相关设置...
+可在操作结束后恢复。</source>
+        <translation>Switching off colour, flip and similar settings...
+They can be restored when the operation is over.</translation>
+    </message>
+    <message>
+        <source>关闭FPN功能出错，错误原因：%1-%2.</source>
+        <translation>Switching FPN off failed. Cause: %1-%2.</translation>
+    </message>
+    <message>
+        <source>获取平场使能参数出错，错误原因：%1-%2.</source>
+        <translation>Reading the flat-field switch failed. Cause: %1-%2.</translation>
+    </message>
+    <message>
+        <source>关闭平场使能出错，错误原因：%1-%2.</source>
+        <translation>Switching the flat field off failed. Cause: %1-%2.</translation>
+    </message>
+    <message>
+        <source>校正验证-</source>
+        <translation>Calibration verification: </translation>
+    </message>
+    <message>
+        <source>校正验证-采集图像失败，错误原因：%1-%2.</source>
+        <translation>Calibration verification: capturing an image failed. Cause: %1-%2.</translation>
+    </message>
+    <message>
+        <source>校正验证-不支持的图像格式，当前仅支持 FORMAT_MONO &amp; FORMAT_BGR24 &amp; FORMAT_RGB24 &amp; FORMAT_BGR32 &amp; FORMAT_RGB32.</source>
+        <translation>Calibration verification: unsupported image format; only FORMAT_MONO &amp; FORMAT_BGR24 &amp; FORMAT_RGB24 &amp; FORMAT_BGR32 &amp; FORMAT_RGB32 are supported.</translation>
+    </message>
+    <message>
+        <source>校正验证-采集过程中图像尺寸发生变化，请重试。</source>
+        <translation>Calibration verification: the image size changed during the capture, please try again.</translation>
+    </message>
+    <message>
+        <source>校正验证-设置曝光时间 %1 us 出错，错误原因：%2-%3.</source>
+        <translation>Calibration verification: setting the exposure time %1 us failed. Cause: %2-%3.</translation>
+    </message>
+    <message>
+        <source>校正验证-设置黑电平 %1 出错，错误原因：%2-%3.</source>
+        <translation>Calibration verification: setting the black level %1 failed. Cause: %2-%3.</translation>
+    </message>
+    <message>
+        <source>校正验证-明场过暗：曝光时间 %1 us 时亮度最高的平面只有满量程的 %2%，请确认镜头盖已取下、光源已打开后重试。</source>
+        <translation>Calibration verification: the bright field is too dark: at an exposure time of %1 us the brightest plane reaches only %2% of full scale. Make sure the lens cap is off and the light source is on, then try again.</translation>
+    </message>
+    <message>
+        <source>校正验证-无法达到 %1% 饱和：约需曝光时间 %2 us，超出相机的范围 %3 – %4 us，请调整光源亮度后重试。</source>
+        <translation>Calibration verification: %1% saturation cannot be reached: it needs an exposure time of about %2 us, outside the camera&apos;s range %3 – %4 us. Adjust the light source&apos;s brightness and try again.</translation>
+    </message>
+    <message>
+        <source>校正验证-曝光时间调节 %1 次后仍未达到 %2% 饱和（最后为满量程的 %3%），请检查光源是否稳定后重试。</source>
+        <translation>Calibration verification: %2% saturation not reached after %1 exposure time adjustments (last %3% of full scale). Check that the light source is steady, then try again.</translation>
+    </message>
+    <message>
+        <source>明场校正-明场校正执行失败</source>
+        <translation>Bright-field correction: the bright-field correction failed</translation>
+    </message>
+    <message>
+        <source>明场校正-明场校正执行完成</source>
+        <translation>Bright-field correction: the bright-field correction is finished</translation>
+    </message>
+    <message>
+        <source>明场校正-无法读取暗场参数，请先执行暗场校正。</source>
+        <translation>Bright-field correction: the dark-field parameters cannot be read; run the dark-field correction first.</translation>
+    </message>
+    <message>
+        <source>明场校正-%1对光无响应（明场均值不高于暗场均值），K 取限值 %2，这些列为缺陷列。</source>
+        <translation>Bright-field correction: %1 do not respond to light (bright-field mean not above the dark-field mean); K is set to the limit %2 and these columns are defect columns.</translation>
+    </message>
+    <message>
+        <source>明场校正-曝光时间无法恢复为 %1 us（错误原因：%2-%3），当前为 %4 us。</source>
+        <translation>Bright-field correction: the exposure time cannot be restored to %1 us (cause: %2-%3); it is now %4 us.</translation>
+    </message>
+    <message>
+        <source>明场校正-</source>
+        <translation>Bright-field correction: </translation>
+    </message>
+    <message>
+        <source>明场校正-增益范围 : [%1, %2]</source>
+        <translation>Bright-field correction: gain range: [%1, %2]</translation>
+    </message>
+    <message>
+        <source>明场校正-像素范围 : [%1, %2]</source>
+        <translation>Bright-field correction: pixel range: [%1, %2]</translation>
+    </message>
+    <message>
+        <source>明场校正-未进行暗场校正，尝试读取相机内部暗场参数...</source>
+        <translation>Bright-field correction: no dark-field correction has been run; trying to read the camera&apos;s own dark-field parameters...</translation>
+    </message>
+    <message>
+        <source>明场校正-使能软触发出错，错误原因：%1-%2.</source>
+        <translation>Bright-field correction: switching the software trigger on failed. Cause: %1-%2.</translation>
+    </message>
+    <message>
+        <source>
+明场校正-增益设为 %1</source>
+        <translation>
+Bright-field correction: gain set to %1</translation>
+    </message>
+    <message>
+        <source>明场校正-曝光范围自动检测中</source>
+        <translation>Bright-field correction: finding the exposure range</translation>
+    </message>
+    <message>
+        <source>明场校正-曝光范围检测失败</source>
+        <translation>Bright-field correction: finding the exposure range failed</translation>
+    </message>
+    <message>
+        <source>明场校正-曝光范围检测完成。</source>
+        <translation>Bright-field correction: exposure range found.</translation>
+    </message>
+    <message>
+        <source>明场校正-开始采图...</source>
+        <translation>Bright-field correction: starting the capture...</translation>
+    </message>
+    <message>
+        <source>明场校正-明场校正图像采集失败</source>
+        <translation>Bright-field correction: capturing the bright-field images failed</translation>
+    </message>
+    <message>
+        <source>明场校正-明场校正图像采集完成</source>
+        <translation>Bright-field correction: bright-field images captured</translation>
+    </message>
+    <message>
+        <source>明场校正-开始执行明场校正...</source>
+        <translation>Bright-field correction: starting the bright-field correction...</translation>
+    </message>
+    <message>
+        <source>明场校正-增益为 %1 时明场校正执行完成</source>
+        <translation>Bright-field correction: the bright-field correction at gain %1 is finished</translation>
+    </message>
+    <message>
+        <source>明场校正-不支持的目标图像格式，无法继续。</source>
+        <translation>Bright-field correction: unsupported target image format; cannot go on.</translation>
+    </message>
+    <message>
+        <source>明场校正-相机不支持读取暗场参数，将使用程序中的暗场参数进行FPN校正。</source>
+        <translation>Bright-field correction: the camera cannot read back its dark-field parameters; the program&apos;s dark-field parameters are used for the FPN correction.</translation>
+    </message>
+    <message>
+        <source>明场校正-读取暗场参数出错，错误原因：%1-%2.</source>
+        <translation>Bright-field correction: reading the dark-field parameters failed. Cause: %1-%2.</translation>
+    </message>
+    <message>
+        <source>明场校正-相机内部暗场DOffset = %1</source>
+        <translation>Bright-field correction: the camera&apos;s own dark-field DOffset = %1</translation>
+    </message>
+    <message>
+        <source>明场校正-读取暗场参数完成，将使用相机内部暗场参数进行FPN校正。</source>
+        <translation>Bright-field correction: dark-field parameters read; the camera&apos;s own dark-field parameters are used for the FPN correction.</translation>
+    </message>
+    <message>
+        <source>%1 第 %2 列</source>
+        <translation>%1 columns %2</translation>
+    </message>
+    <message>
+        <source>明场校正开始</source>
+        <translation>Bright-field correction started</translation>
+    </message>
+    <message>
+        <source>明场校正-启动视频流出错，错误原因：%1-%2.</source>
+        <translation>Bright-field correction: starting the stream failed. Cause: %1-%2.</translation>
+    </message>
+    <message>
+        <source>明场校正-明场校正图像采集失败，错误原因：%1-%2.</source>
+        <translation>Bright-field correction: capturing the bright-field images failed. Cause: %1-%2.</translation>
+    </message>
+    <message>
+        <source>暗场校正-暗场校正执行失败，请重试。</source>
+        <translation>Dark-field correction: the dark-field correction failed, please try again.</translation>
+    </message>
+    <message>
+        <source>暗场校正-暗场校正执行完成。</source>
+        <translation>Dark-field correction: the dark-field correction is finished.</translation>
+    </message>
+    <message>
+        <source>暗场校正-启动视频流出错，错误原因：%1-%2.</source>
+        <translation>Dark-field correction: starting the stream failed. Cause: %1-%2.</translation>
+    </message>
+    <message>
+        <source>暗场校正-暗场亮度过高，超过限制值%1，无法继续执行暗场校正。</source>
+        <translation>Dark-field correction: the dark field is too bright, above the limit %1; the dark-field correction cannot go on.</translation>
+    </message>
+    <message>
+        <source>暗场校正-最小列均值为%1，最大列均值为%2.</source>
+        <translation>Dark-field correction: smallest column mean %1, largest column mean %2.</translation>
+    </message>
+    <message>
+        <source>暗场校正-%1 有 %2% 的像素为 0（最多允许 1%）：暗电平被截断，无法测得暗场均值。DOffset 为 %3，曝光时间 %4 us；请提高DOffset（或勾选自动检测DOffset）后重试。</source>
+        <translation>Dark-field correction: %1 has %2% of its pixels at 0 (at most 1% allowed): the dark level is clipped and the dark-field mean cannot be measured. DOffset %3, exposure time %4 us; raise the DOffset (or tick the automatic DOffset detection) and try again.</translation>
+    </message>
+    <message>
+        <source>暗场校正-暗电流：曝光时间 %1 us 与 %2 us 的暗场之差，最大 %3 DN10/ms（%4 第 %5 列）。</source>
+        <translation>Dark-field correction: dark current: the difference of the dark fields at exposure times %1 us and %2 us, at most %3 DN10/ms (%4 column %5).</translation>
+    </message>
+    <message>
+        <source>暗场校正-%1，未测量暗电流：明场校正将按工作曝光时间的暗场计算。</source>
+        <translation>Dark-field correction: %1; the dark current is not measured: the bright-field correction will use the dark field at the working exposure time.</translation>
+    </message>
+    <message>
+        <source>暗场校正-</source>
+        <translation>Dark-field correction: </translation>
+    </message>
+    <message>
+        <source>暗场校正-增益范围 : [%1, %2]</source>
+        <translation>Dark-field correction: gain range: [%1, %2]</translation>
+    </message>
+    <message>
+        <source>暗场校正-使能软触发出错，错误原因：%1-%2.</source>
+        <translation>Dark-field correction: switching the software trigger on failed. Cause: %1-%2.</translation>
+    </message>
+    <message>
+        <source>暗场校正-增益设为 %1.</source>
+        <translation>Dark-field correction: gain set to %1.</translation>
+    </message>
+    <message>
+        <source>暗场校正-设置增益出错，错误原因：%1-%2.</source>
+        <translation>Dark-field correction: setting the gain failed. Cause: %1-%2.</translation>
+    </message>
+    <message>
+        <source>暗场校正-设置ROI出错.</source>
+        <translation>Dark-field correction: setting the ROI failed.</translation>
+    </message>
+    <message>
+        <source>暗场校正-不支持的图像格式，当前仅支持 FORMAT_MONO &amp; FORMAT_BGR24 &amp; FORMAT_RGB24.</source>
+        <translation>Dark-field correction: unsupported image format; only FORMAT_MONO &amp; FORMAT_BGR24 &amp; FORMAT_RGB24 are supported.</translation>
+    </message>
+    <message>
+        <source>暗场校正-抓图完成.</source>
+        <translation>Dark-field correction: frames captured.</translation>
+    </message>
+    <message>
+        <source>暗场校正-增益为 %1 暗场校正完成.
+</source>
+        <translation>Dark-field correction: the dark-field correction at gain %1 is finished.
+</translation>
+    </message>
+    <message>
+        <source>相机的曝光时间范围不足以测量暗电流</source>
+        <translation>the camera&apos;s exposure time range is too small to measure the dark current</translation>
+    </message>
+    <message>
+        <source>无法设置曝光时间 %1 us</source>
+        <translation>the exposure time %1 us cannot be set</translation>
+    </message>
+    <message>
+        <source>第二次暗场的图像格式与第一次不同</source>
+        <translation>the second dark field&apos;s image format differs from the first&apos;s</translation>
+    </message>
+    <message>
+        <source>第二次暗场的图像尺寸与第一次不同</source>
+        <translation>the second dark field&apos;s image size differs from the first&apos;s</translation>
+    </message>
+    <message>
+        <source>多数列的暗场随曝光时间增长（中位 %1 DN10/ms），像是有光照到传感器</source>
+        <translation>the dark field of most columns grows with the exposure time (median %1 DN10/ms), as if light reached the sensor</translation>
+    </message>
+    <message>
+        <source>暗场校正-TVK317.</source>
+        <translation>Dark-field correction: TVK317.</translation>
+    </message>
+    <message>
+        <source>
+关闭相机内部FPN失败，失败原因：%1-%2.请手动关闭相机内部FPN使能。</source>
+        <translation>
+Switching the camera&apos;s own FPN off failed. Cause: %1-%2. Please switch the camera&apos;s FPN off by hand.</translation>
+    </message>
+    <message>
+        <source>
+已关闭相机内部FPN。</source>
+        <translation>
+The camera&apos;s own FPN is switched off.</translation>
+    </message>
+    <message>
+        <source>
+已启动视频流。</source>
+        <translation>
+Stream started.</translation>
+    </message>
+    <message>
+        <source>暗场校正-不支持的图像格式，当前仅支持FORMAT_MONO.</source>
+        <translation>Dark-field correction: unsupported image format; only FORMAT_MONO is supported.</translation>
+    </message>
+    <message>
+        <source>曝光时间由暗场校正时的 %1 us 改为 %2 us，热像素列的暗电平将变化 %3 DN10（超过 %4 DN10）：暗场数据只适用于暗场校正时的曝光时间，请在新的曝光时间下重新执行暗场校正（再执行明场校正）。</source>
+        <translation>The exposure time changed from %1 us at the dark-field correction to %2 us; the dark level of hot-pixel columns will change by %3 DN10 (more than %4 DN10): dark-field data only suit the exposure time of the dark-field correction. Run the dark-field correction again at the new exposure time (and then the bright-field correction).</translation>
+    </message>
+    <message>
+        <source>无法删除旧的暗电流文件 %1。</source>
+        <translation>Cannot delete the old dark-current file %1.</translation>
+    </message>
+    <message>
+        <source>明场校正将按工作曝光时间的暗场计算。</source>
+        <translation> The bright-field correction will use the dark field at the working exposure time.</translation>
+    </message>
+    <message>
+        <source>暗电流文件 %1 与FPN参数的行列数不符，未加载；明场校正将按工作曝光时间的暗场计算。</source>
+        <translation>The dark-current file %1 does not match the rows and columns of the FPN parameters and is not loaded; the bright-field correction will use the dark field at the working exposure time.</translation>
+    </message>
+    <message>
+        <source>校正验证-没有连接上相机。</source>
+        <translation>Calibration verification: no camera connected.</translation>
+    </message>
+    <message>
+        <source>校正验证-此相机类型不支持校正验证。</source>
+        <translation>Calibration verification: this type of camera does not support calibration verification.</translation>
+    </message>
+    <message>
+        <source>校正验证-设置 Verify/Levels 的值“%1”无效：应为 10 到 95 之间由小到大的饱和百分数，以逗号分隔，如 25,50,80。</source>
+        <translation>Calibration verification: the value “%1” of the setting Verify/Levels is not valid: it should be rising saturation percentages from 10 to 95, separated by commas, such as 25,50,80.</translation>
+    </message>
+    <message>
+        <source>校正验证-读取相机校正开关出错，错误原因：%1-%2.</source>
+        <translation>Calibration verification: reading the camera&apos;s correction switches failed. Cause: %1-%2.</translation>
+    </message>
+    <message>
+        <source>校正验证-增益 %1，工作曝光时间 %2 us，黑电平 %3；PRNU 在 %4 饱和下测量，每个平面采集 %5 行。</source>
+        <translation>Calibration verification: gain %1, working exposure time %2 us, black level %3; PRNU measured at %4 saturation, %5 lines captured per plane.</translation>
+    </message>
+    <message>
+        <source>校正验证-相机FPN与平场校正均未打开，校正后的数值将与校正前相同。</source>
+        <translation>Calibration verification: neither the camera&apos;s FPN nor its flat-field correction is switched on; the figures after correction will be the same as before correction.</translation>
+    </message>
+    <message>
+        <source>校正验证-使能软触发出错，错误原因：%1-%2.</source>
+        <translation>Calibration verification: switching the software trigger on failed. Cause: %1-%2.</translation>
+    </message>
+    <message>
+        <source>校正验证-启动视频流出错，错误原因：%1-%2.</source>
+        <translation>Calibration verification: starting the stream failed. Cause: %1-%2.</translation>
+    </message>
+    <message>
+        <source>校正验证-请盖上镜头盖，使传感器处于完全黑暗中，然后点击“继续”。</source>
+        <translation>Calibration verification: put on the lens cap so that the sensor is in complete darkness, then click &quot;Continue&quot;.</translation>
+    </message>
+    <message>
+        <source>校正验证-请取下镜头盖，用均匀光源照亮平场目标，然后点击“继续”。</source>
+        <translation>Calibration verification: take off the lens cap and light the flat-field target with an even light source, then click &quot;Continue&quot;.</translation>
+    </message>
+    <message>
+        <source>校正验证-%1% 饱和：曝光时间 %2 us（亮度最高的平面为满量程的 %3%）。</source>
+        <translation>Calibration verification: %1% saturation: exposure time %2 us (the brightest plane at %3% of full scale).</translation>
+    </message>
+    <message>
+        <source>校正验证-采集明场图像（%1% 饱和，关闭相机校正）...</source>
+        <translation>Calibration verification: capturing bright-field images (%1% saturation, camera corrections off)...</translation>
+    </message>
+    <message>
+        <source>校正验证-采集明场图像（%1% 饱和，相机校正按原设置）...</source>
+        <translation>Calibration verification: capturing bright-field images (%1% saturation, camera corrections as set)...</translation>
+    </message>
+    <message>
+        <source>校正验证-采集暗场图像（曝光时间 %1 us，关闭相机校正）...</source>
+        <translation>Calibration verification: capturing dark-field images (exposure time %1 us, camera corrections off)...</translation>
+    </message>
+    <message>
+        <source>校正验证-采集暗场图像（曝光时间 %1 us，相机校正按原设置）...</source>
+        <translation>Calibration verification: capturing dark-field images (exposure time %1 us, camera corrections as set)...</translation>
+    </message>
+    <message>
+        <source>校正验证-暗场在黑电平抬升 %1 与 %2 后测量，外推到原黑电平。</source>
+        <translation>Calibration verification: the dark field was measured with the black level lifted by %1 and %2 and extrapolated to the original black level.</translation>
+    </message>
+    <message>
+        <source>校正验证-%1在曝光时间 %2 us 的暗场被截断为 0（有列超过 1% 的像素为 0），%3：该暗场不可测，相应的 DSNU/PRNU 记为不可测，结论不能为合格。</source>
+        <translation>Calibration verification: the dark field of %1 at exposure time %2 us is clipped at 0 (a column has more than 1% of its pixels at 0), %3: this dark field cannot be measured, the DSNU/PRNU that depend on it are recorded as not measurable, and the verdict cannot be pass.</translation>
+    </message>
+    <message>
+        <source>相机的黑电平无法调节</source>
+        <translation>the camera&apos;s black level cannot be adjusted</translation>
+    </message>
+    <message>
+        <source>黑电平抬升到上限仍无法消除截断</source>
+        <translation>lifting the black level to its limit does not end the clipping</translation>
+    </message>
+    <message>
+        <source>校正验证-恢复相机校正开关出错，错误原因：%1-%2.</source>
+        <translation>Calibration verification: restoring the camera&apos;s correction switches failed. Cause: %1-%2.</translation>
+    </message>
+    <message>
+        <source>校正验证-暗场图像过亮：%1 的最大列均值为 %2（限制 %3），请确认镜头盖已盖好后重试。</source>
+        <translation>Calibration verification: the dark-field images are too bright: the largest column mean of %1 is %2 (limit %3). Make sure the lens cap is on, then try again.</translation>
+    </message>
+    <message>
+        <source>校正验证-明场图像过亮：%1 有 %2% 的像素达到满量程（最多允许 0.1%），请降低光源亮度或曝光时间后重试。</source>
+        <translation>Calibration verification: the bright-field images are too bright: %1 has %2% of its pixels at full scale (at most 0.1% allowed). Lower the light source&apos;s brightness or the exposure time, then try again.</translation>
+    </message>
+    <message>
+        <source>校正验证-明场与暗场几乎相同：%1 在 %2% 饱和（曝光时间 %3 us）时只比暗场高出饱和值的 %4%（至少需要 10%），请确认测量明场时镜头盖已取下、光源已打开后重试。</source>
+        <translation>Calibration verification: the bright field and the dark field are almost the same: at %2% saturation (exposure time %3 us) %1 is only %4% of saturation above the dark field (at least 10% needed). Make sure the lens cap is off and the light source is on for the bright field, then try again.</translation>
+    </message>
+    <message>
+        <source>校正验证-计算残余非均匀性...</source>
+        <translation>Calibration verification: calculating the residual non-uniformity...</translation>
+    </message>
+    <message>
+        <source>校正验证-相机设置已恢复。</source>
+        <translation>Calibration verification: the camera&apos;s settings are restored.</translation>
+    </message>
+    <message>
+        <source>校正验证-恢复相机设置出错，错误原因：%1-%2.请检查相机的FPN与平场使能、触发方式、图像格式、曝光时间和黑电平。</source>
+        <translation>Calibration verification: restoring the camera&apos;s settings failed. Cause: %1-%2. Check the camera&apos;s FPN and flat-field switches, trigger mode, image format, exposure time and black level.</translation>
+    </message>
+    <message>
+        <source>校正验证-校正验证完成，结果：合格。点击确定查看报告。</source>
+        <translation>Calibration verification: calibration verification finished, result: pass. Click OK to see the report.</translation>
+    </message>
+    <message>
+        <source>校正验证-校正验证完成，结果：不合格。点击确定查看报告。</source>
+        <translation>Calibration verification: calibration verification finished, result: fail. Click OK to see the report.</translation>
+    </message>
+    <message>
+        <source>校正验证-校正验证执行失败，请重试。</source>
+        <translation>Calibration verification: the calibration verification failed, please try again.</translation>
+    </message>
+    <message>
+        <source>无</source>
+        <translation>none</translation>
+    </message>
+</context>
+<context>
+    <name>CameraTables</name>
+    <message>
+        <source>无法创建文档目录 %1/FPN（TELORINE_DOCUMENT_PATH），设置和参数文件无法保存在那里。</source>
+        <translation>The document folder %1/FPN (TELORINE_DOCUMENT_PATH) cannot be created; settings and parameter files cannot be saved there.</translation>
+    </message>
 </context>
 <context>
     <name>CliHistory</name>
@@ -1114,6 +1649,45 @@ Press Enter to continue, Ctrl-C to cancel.</translation>
     <message>
         <source>相机没有%1参数组，无法写入相机；可用 --save 保存为文件。</source>
         <translation>The camera has no %1 sets and cannot be written to; --save saves a file instead.</translation>
+    </message>
+</context>
+<context>
+    <name>DarkCurrent</name>
+    <message>
+        <source>无法写入暗电流文件 %1。</source>
+        <translation>Cannot write the dark-current file %1.</translation>
+    </message>
+    <message>
+        <source>暗电流文件 %1 %2</source>
+        <translation>The dark-current file %1 %2</translation>
+    </message>
+    <message>
+        <source>无法读取。</source>
+        <translation>cannot be read.</translation>
+    </message>
+    <message>
+        <source>不是 JSON 文件。</source>
+        <translation>is not a JSON file.</translation>
+    </message>
+    <message>
+        <source>的格式或版本不对。</source>
+        <translation>has the wrong format or version.</translation>
+    </message>
+    <message>
+        <source>属于相机 &quot;%1&quot;，不是 &quot;%2&quot;。</source>
+        <translation>belongs to camera &quot;%1&quot;, not &quot;%2&quot;.</translation>
+    </message>
+    <message>
+        <source>的曝光时间或位深无效。</source>
+        <translation>has an invalid exposure time or bit depth.</translation>
+    </message>
+    <message>
+        <source>第 %1 行不是数列。</source>
+        <translation>has a row %1 that is not a list of numbers.</translation>
+    </message>
+    <message>
+        <source>第 %1 行第 %2 列不是数值。</source>
+        <translation>has a value in row %1, column %2 that is not a number.</translation>
     </message>
 </context>
 <context>
@@ -3048,6 +3622,37 @@ Error: %1</translation>
     <message>
         <source>导出日志</source>
         <translation>Export the log</translation>
+    </message>
+</context>
+<context>
+    <name>SettingRanges</name>
+    <message>
+        <source>设置 %1 的值 &quot;%2&quot; 不是数，应在 %3 之内</source>
+        <translation>The value &quot;%2&quot; of setting %1 is not a number; it should be within %3</translation>
+    </message>
+    <message>
+        <source>设置 %1 的值 &quot;%2&quot; 不是整数，应在 %3 之内</source>
+        <translation>The value &quot;%2&quot; of setting %1 is not a whole number; it should be within %3</translation>
+    </message>
+    <message>
+        <source>设置 %1 的值 &quot;%2&quot; 超出范围，应在 %3 之内</source>
+        <translation>The value &quot;%2&quot; of setting %1 is out of range; it should be within %3</translation>
+    </message>
+    <message>
+        <source>设置 %1 的值 &quot;%2&quot; 不是有限的数</source>
+        <translation>The value &quot;%2&quot; of setting %1 is not a finite number</translation>
+    </message>
+    <message>
+        <source>%1，改用默认值 %2。</source>
+        <translation>%1; the default %2 is used instead.</translation>
+    </message>
+    <message>
+        <source>设置 %1 的值 %2 大于 %3 的值 %4：增益范围内没有一个增益，校正不会执行。请把 %1 设为不大于 %3 的值。</source>
+        <translation>The value %2 of setting %1 is greater than the value %4 of %3: the gain range holds no gain, so the correction will not run. Set %1 to a value no greater than %3.</translation>
+    </message>
+    <message>
+        <source>。</source>
+        <translation>.</translation>
     </message>
 </context>
 <context>
