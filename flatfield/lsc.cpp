@@ -195,6 +195,9 @@ void CameraServer::lscWriteRun(int setIndex, const QString& setName)
         emit OS_FpnInfo(101, tr("LSC参数中有无效数值，无法写入相机。"));
         return;
     }
+    // The camera's memory, then its FLASH: each step is told before it starts, as both may take
+    // seconds on a camera.
+    emit OS_FpnInfo(30, tr("LSC参数写入相机内存..."));
     lsxStatus status = lsxWriteGenICamMem(m_handle, LSX_MEM_LSC_BLOCK, block.data(), uint32_t(block.size()));
     block.clear();
     if (status != LSX_OK) {
@@ -210,6 +213,7 @@ void CameraServer::lscWriteRun(int setIndex, const QString& setName)
         emit OS_FpnInfo(101, withStatus(tr("设置LSC参数索引失败，失败原因：%1-%2."), status));
         return;
     }
+    emit OS_FpnInfo(60, tr("LSC参数存入相机FLASH，请勿断开相机..."));
     status = lsxWriteGenICamReg(m_handle, GVR_FLASH_STORE, LSX_FLASH_STORE_LSC);
     if (status != LSX_OK) {
         emit OS_FpnInfo(101, withStatus(tr("LSC参数更新到FLASH失败，失败原因：%1-%2."), status));

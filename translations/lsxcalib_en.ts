@@ -1052,6 +1052,14 @@ Stream started.</translation>
         <source>无</source>
         <translation>none</translation>
     </message>
+    <message>
+        <source>LSC参数写入相机内存...</source>
+        <translation>Writing the LSC parameters into the camera&apos;s memory...</translation>
+    </message>
+    <message>
+        <source>LSC参数存入相机FLASH，请勿断开相机...</source>
+        <translation>Storing the LSC parameters in the camera&apos;s FLASH; do not disconnect the camera...</translation>
+    </message>
 </context>
 <context>
     <name>CameraTables</name>

@@ -118,7 +118,13 @@ private slots:
         s->lscWriteDown(0, QStringLiteral("UserSet0"));
         reports = reportsOf(info);
         QCOMPARE(failures(reports), 0);
-        QVERIFY(reports.contains(Report(99, QStringLiteral("LSC参数成功写入"))));
+        // The memory and the FLASH store each told before they start, in that order.
+        const qsizetype memory = reports.indexOf(Report(30, QStringLiteral("LSC参数写入相机内存...")));
+        const qsizetype flash = reports.indexOf(Report(60, QStringLiteral("LSC参数存入相机FLASH，请勿断开相机...")));
+        const qsizetype written = reports.indexOf(Report(99, QStringLiteral("LSC参数成功写入")));
+        QVERIFY(memory >= 0);
+        QVERIFY(flash > memory);
+        QVERIFY(written > flash);
         QVERIFY(reports.contains(Report(99, QStringLiteral("\nLSC参数组设为UserSet0."))));
         QCOMPARE(reports.last(), Report(100, QStringLiteral("\nLSC使能成功。")));
         uint32_t reg = 0;
@@ -167,8 +173,10 @@ private slots:
         QSignalSpy info(s.get(), &CameraServer::OS_FpnInfo);
         s->lscWriteDown(5, QStringLiteral("UserSet5"));
         const QList<Report> reports = reportsOf(info);
-        // The lens-shading sets cannot be read back: the operator hears so first.
-        QCOMPARE(reports.size(), 2);
+        // The lens-shading sets cannot be read back: the operator hears so first, then the write
+        // into the camera's memory starting, and its failure.
+        QCOMPARE(reports.size(), 3);
+        QCOMPARE(reports[1], Report(30, QStringLiteral("LSC参数写入相机内存...")));
         QCOMPARE(reports.first(),
                  Report(5, QStringLiteral("写入前无法备份相机参数组 UserSet5：相机的镜头校正（LSC）参数组不能读回。"
                                           "写入后不能恢复原有参数。")));
