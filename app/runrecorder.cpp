@@ -14,6 +14,7 @@
 
 #include "camera/cameraserver.h"
 #include "camera/properties.h"
+#include "camera/settingranges.h"
 #include "camera/tables.h"
 #include "loader.h"
 #include "records/recordsender.h"
@@ -22,6 +23,8 @@
 
 #include <QSettings>
 #include <QUuid>
+
+#include <limits>
 
 namespace {
 
@@ -132,16 +135,21 @@ void RunRecorder::begin(const QString& step, const QJsonObject& options)
 QJsonObject RunRecorder::figuresOf(const Active& run) const
 {
     const QSettings ini(fpnIniPath(), QSettings::IniFormat);
-    const double gainMin = ini.value(FpnIni::GainMin, FpnIni::GainMinDefault).toDouble();
-    const double gainMax = ini.value(FpnIni::GainMax, FpnIni::GainMaxDefault).toDouble();
+    // The settings as the procedures read them: a value out of its range is no figure (null).
+    auto setting = [&ini](const QString& key) {
+        const SettingValue v = checkSetting(key, ini.value(key));
+        return v.ok() ? v.value : std::numeric_limits<double>::quiet_NaN();
+    };
+    const double gainMin = setting(FpnIni::GainMin);
+    const double gainMax = setting(FpnIni::GainMax);
     const CameraServer& s = *m_server;
     if (run.step == QLatin1String("dark"))
-        return darkStepFigures(s.m_bList, ini.value(FpnIni::DOffset).toInt(), gainMin, gainMax,
+        return darkStepFigures(s.m_bList, setting(FpnIni::DOffset), gainMin, gainMax,
                                run.options.value(QLatin1String("auto-doffset")).toBool());
     if (run.step == QLatin1String("bright"))
         return brightStepFigures(s.m_kList, s.m_kScaleList, int(s.m_kPoints.size()),
                                  exposuresFromMessages(run.messages), gainMin, gainMax,
-                                 ini.value(FpnIni::PixelMax, FpnIni::PixelMaxDefault).toInt());
+                                 setting(FpnIni::PixelMax));
     if (run.step == QLatin1String("ffc")) return flatStepFigures(true, s.m_ffcKList);
     if (run.step == QLatin1String("lsc")) return flatStepFigures(false, s.m_lscPolyList);
     if (run.step == QLatin1String("verify") && run.hasReport) return verifyStepFigures(run.report);

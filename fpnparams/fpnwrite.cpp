@@ -105,11 +105,8 @@ void CameraServer::fpnWriteRun(int sel)
     padToSensor(k, b, roi.X, roi.W, descr.maxWidth);
 
     // 3. Gains and levels.
+    // The settings' check above refused a range without a gain: there is at least one.
     const int gains = static_cast<int>(std::floor(gainMax - gainMin) + 1.0f);
-    if (gains == 0) {
-        emit OS_FpnInfo(101, tr("错误的增益范围-[%1, %2]").arg(gainMin).arg(gainMax));
-        return;
-    }
     if (k.isEmpty() && b.isEmpty()) {
         emit OS_FpnInfo(101, tr(kEmpty));
         return;

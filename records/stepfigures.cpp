@@ -73,20 +73,20 @@ QJsonArray rowSummaries(const QList<QList<double>>& rows)
     return out;
 }
 
-QJsonObject darkStepFigures(const QList<QList<double>>& b, int doffset, double gainMin, double gainMax,
+QJsonObject darkStepFigures(const QList<QList<double>>& b, double doffset, double gainMin, double gainMax,
                             bool autoDoffset)
 {
-    return QJsonObject{{QStringLiteral("doffset"), doffset},         {QStringLiteral("gainMin"), number(gainMin)},
+    return QJsonObject{{QStringLiteral("doffset"), number(doffset)},         {QStringLiteral("gainMin"), number(gainMin)},
                        {QStringLiteral("gainMax"), number(gainMax)}, {QStringLiteral("autoDoffset"), autoDoffset},
                        {QStringLiteral("bRows"), rowSizes(b)},       {QStringLiteral("b"), rowSummaries(b)}};
 }
 
 QJsonObject brightStepFigures(const QList<QList<double>>& k, const QList<double>& kScale, int samples,
-                              const QVector<double>& exposures, double gainMin, double gainMax, int pixelMax)
+                              const QVector<double>& exposures, double gainMin, double gainMax, double pixelMax)
 {
     return QJsonObject{{QStringLiteral("gainMin"), number(gainMin)},
                        {QStringLiteral("gainMax"), number(gainMax)},
-                       {QStringLiteral("pixelMax"), pixelMax},
+                       {QStringLiteral("pixelMax"), number(pixelMax)},
                        {QStringLiteral("exposures"), numbers(QList<double>(exposures.begin(), exposures.end()))},
                        {QStringLiteral("kRows"), rowSizes(k)},
                        {QStringLiteral("kScale"), numbers(kScale)},

@@ -30,10 +30,10 @@ QJsonObject cameraResultJson(const QString& name, const lsxCameraInfo& info);
 // deviation (population, 1/N) of its values; a row without values has only its index and 0 columns.
 QJsonArray rowSummaries(const QList<QList<double>>& rows);
 
-QJsonObject darkStepFigures(const QList<QList<double>>& b, int doffset, double gainMin, double gainMax,
+QJsonObject darkStepFigures(const QList<QList<double>>& b, double doffset, double gainMin, double gainMax,
                             bool autoDoffset);
 QJsonObject brightStepFigures(const QList<QList<double>>& k, const QList<double>& kScale, int samples,
-                              const QVector<double>& exposures, double gainMin, double gainMax, int pixelMax);
+                              const QVector<double>& exposures, double gainMin, double gainMax, double pixelMax);
 QJsonObject flatStepFigures(bool ffc, const QList<QList<double>>& coefficients);
 QJsonObject verifyStepFigures(const VerifyReport& report);
 

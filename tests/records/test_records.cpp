@@ -17,6 +17,8 @@
 #include <QTranslator>
 #include <QtTest>
 
+#include <cmath>
+
 namespace {
 
 const RecordFigure* findFigure(const QList<RecordFigure>& figures, int step, const QString& name,
@@ -236,6 +238,12 @@ private slots:
         QCOMPARE(dark.value("doffset").toInt(), -4);
         QCOMPARE(dark.value("bRows").toArray(), (QJsonArray{2}));
         QCOMPARE(dark.value("b").toArray()[0].toObject().value("mean").toDouble(), 4.0);
+        QCOMPARE(bright.value("pixelMax").toInt(), 180);
+        // A setting out of its range is no figure: null, never a number read from it.
+        const QJsonObject refused = darkStepFigures({}, std::nan(""), std::nan(""), 3, false);
+        QVERIFY(refused.value("doffset").isNull());
+        QVERIFY(refused.value("gainMin").isNull());
+        QCOMPARE(refused.value("gainMax").toDouble(), 3.0);
     }
 
     void verificationFigures()
