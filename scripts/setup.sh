@@ -6,8 +6,8 @@
 # poppler-utils (the verification's test renders and reads back the report's PDF), the
 # calibration records: Qt SQL's SQLite and PostgreSQL drivers, PostgreSQL itself (the records'
 # tests start a private cluster of it) and Python (a test reads the CSV export with its csv module),
-# and Qt's translation tools and its own translations (the English interface; Qt's dialogs in
-# Chinese).
+# and Qt's translation tools (lrelease, lupdate, and the CMake package LinguistTools that comes with
+# qt6-tools-dev) and its own translations (the English interface; Qt's dialogs in Chinese).
 # Idempotent: packages that are already installed are skipped, and apt is not touched at all
 # when nothing is missing.
 set -euo pipefail
@@ -15,7 +15,7 @@ set -euo pipefail
 packages=(
   build-essential cmake ninja-build pkg-config
   qt6-base-dev qt6-base-dev-tools qt6-charts-dev libqt6opengl6-dev libqt6svg6
-  qt6-l10n-tools qt6-translations-l10n
+  qt6-l10n-tools qt6-tools-dev qt6-translations-l10n
   libgl-dev libxkbcommon-dev
   libgtest-dev libbenchmark-dev
   xvfb xauth x11-utils imagemagick
