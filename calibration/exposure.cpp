@@ -7,13 +7,16 @@
 //  3. for each target grey level: bisect the exposure (one soft-triggered frame per step, the
 //     first frame thrown away, the highest plane mean judged, above the dark predicted for the
 //     exposure on trial when the dark run measured the dark current) from the last exposure found;
+//     A search that takes longer than a second says once a second which exposure it tries and the
+//     brightness found there, its progress rising between 20 and 50;
 //  4. stream off; a four-level calibration (16, 64, 160, 240) turns its four exposures into a
 //     spaced series, else one exposure per target found.
 // fpnExposureCheck, the exposure test's form:
 //  1. the short image; lower = the minimum exposure, upper = at least 250 us;
 //  2. stream on, DOffset;
 //  3. upper search: the exposure at which the brightest column mean reaches the high target;
-//  4. lower search from the minimum: the exposure of the low target;
+//  4. lower search from the minimum: the exposure of the low target (both searches report as the
+//     bright field's do, progress between 5 and 30);
 //  5. stream off.
 // fpnCapture:
 //  1. the image height of a measurement, stream on, DOffset;
@@ -26,6 +29,9 @@
 #include "camera/framegrab.h"
 
 #include <QDebug>
+#include <QElapsedTimer>
+
+#include <algorithm>
 
 namespace {
 
@@ -33,9 +39,11 @@ constexpr uint32_t kSearchFrameTimeoutMs = 3000;
 constexpr uint32_t kSeriesFrameTimeoutMs = 3000;
 constexpr int kSearchHeight = 100;
 constexpr int kShotsPerExposure = 3;
+constexpr qint64 kSearchReportMs = 1000;
 
 const char* const kUnsupportedFormat =
     QT_TRANSLATE_NOOP("CameraServer", "不支持的图像格式，仅支持 FORMAT_MONO & FORMAT_BGR24 & FORMAT_RGB24.");
+const char* const kSearching = QT_TRANSLATE_NOOP("CameraServer", "曝光时间搜索中：%1 us 时亮度为 %2（8 位）。");
 const char* const kTooBright = QT_TRANSLATE_NOOP(
     "CameraServer", "光照太强，最小曝光时间下也无法达到预设亮度。请调低光照强度，或增加预设亮度后重试");
 
@@ -59,8 +67,10 @@ QPixmap seriesPixmap(const cv::Mat& image, const lsxFrame& frame)
 
 }  // namespace
 
-CameraServer::SearchEnd CameraServer::runExposureSearch(ExposureSearch& search)
+CameraServer::SearchEnd CameraServer::runExposureSearch(ExposureSearch& search, int& progress, int ceiling)
 {
+    QElapsedTimer sinceReport;
+    sinceReport.start();
     const bool targets = search.kind == ExposureSearch::Kind::Targets;
     // The first frame of the bright-field and the upper search comes from before the exposure
     // change settled; the lower search follows the upper one and uses its first frame.
@@ -98,6 +108,11 @@ CameraServer::SearchEnd CameraServer::runExposureSearch(ExposureSearch& search)
                                               : std::vector<double>();
         double b = targets ? highestPlaneMean(planes, darks) : highestColumnMean(planes);
         if (frame.format == FORMAT_MONO && frame.bits != LSX_BITS_8) b *= 1.0 / 256.0;
+        if (sinceReport.elapsed() >= kSearchReportMs) {
+            sinceReport.restart();
+            progress = std::min(progress + 1, ceiling - 1);
+            emit OS_FpnInfo(progress, tr(kSearching).arg(search.cur).arg(b, 0, 'f', 1));
+        }
 
         switch (search.judge(b)) {
         case ExposureSearch::Verdict::Measure: break;
@@ -118,12 +133,13 @@ QVector<double> CameraServer::fpnExposureCheck(std::vector<double> targets)
     if (lsxStart(m_handle) < LSX_OK) return found;
     if (!fpnSetDoffset()) return found;
 
+    int progress = 20;
     for (double t : targets) {
         // Each target starts from the exposure of the one before: the targets rise.
         ExposureSearch search = ExposureSearch::forTarget(t, found.isEmpty() ? min : found.last(), min);
         // The sensor's minimum reached is taken as the answer: the target lies below what the
         // light allows, and the shortest exposure is the nearest to it.
-        const SearchEnd end = runExposureSearch(search);
+        const SearchEnd end = runExposureSearch(search, progress, 50);
         const bool ok = end != SearchEnd::Failed && end != SearchEnd::Silent;
         qDebug() << "fpnExposureCheck : " << t << " -- " << ok;
         if (ok) found.append(search.cur);
@@ -150,8 +166,9 @@ bool CameraServer::fpnExposureCheck(double& lower, double& upper, int lowTarget,
     if (lsxStart(m_handle) < LSX_OK) return false;
     if (!fpnSetDoffset()) return false;
 
+    int progress = 5;
     ExposureSearch up = ExposureSearch::upper(highTarget, lower, upper, min);
-    SearchEnd end = runExposureSearch(up);
+    SearchEnd end = runExposureSearch(up, progress, 30);
     lower = up.lo;
     upper = up.cur;
     bool ok = end == SearchEnd::Found;
@@ -165,7 +182,7 @@ bool CameraServer::fpnExposureCheck(double& lower, double& upper, int lowTarget,
     lower = min;
     qDebug() << "fpnExposureCheck : " << lower << " -- " << upper;
     ExposureSearch down = ExposureSearch::lower(lowTarget, highTarget, lower, upper, min);
-    end = runExposureSearch(down);
+    end = runExposureSearch(down, progress, 30);
     lower = down.cur;
     ok = end == SearchEnd::Found;
     if (end == SearchEnd::AtMinimum) emit OS_FpnInfo(101, tr(kTooBright));

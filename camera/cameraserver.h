@@ -280,8 +280,10 @@ private:
     // How one exposure search ended: in its window (or cancelled), at the sensor's minimum
     // exposure, on a camera call that failed, or with no frame within the frame time-out.
     enum class SearchEnd { Found, AtMinimum, Failed, Silent };
-    // One exposure search: frames taken on soft trigger and judged until the search ends.
-    SearchEnd runExposureSearch(ExposureSearch& search);
+    // One exposure search: frames taken on soft trigger and judged until the search ends. A search
+    // that runs for over a second reports its trial once a second, its progress rising from
+    // `progress` (left at the last value reported) to below `ceiling`.
+    SearchEnd runExposureSearch(ExposureSearch& search, int& progress, int ceiling);
     void fpnRun();
     // The bright field of the TVK317 family: one stacked image, no gains, no final step.
     void fpnTvk317();

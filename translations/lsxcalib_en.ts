@@ -505,10 +505,6 @@ The camera&apos;s FPN is switched on, click OK to see the effect.</translation>
         <translation>the correction has not been run</translation>
     </message>
     <message>
-        <source>错误的增益范围-[%1, %2]</source>
-        <translation>wrong gain range: [%1, %2]</translation>
-    </message>
-    <message>
         <source>FPN暗场参数写入失败，失败原因：%1-%2.</source>
         <translation>Writing the FPN dark-field parameters failed. Cause: %1-%2.</translation>
     </message>
@@ -1059,6 +1055,10 @@ Stream started.</translation>
     <message>
         <source>LSC参数存入相机FLASH，请勿断开相机...</source>
         <translation>Storing the LSC parameters in the camera&apos;s FLASH; do not disconnect the camera...</translation>
+    </message>
+    <message>
+        <source>曝光时间搜索中：%1 us 时亮度为 %2（8 位）。</source>
+        <translation>Searching the exposure time: brightness %2 (8-bit) at %1 us.</translation>
     </message>
 </context>
 <context>

@@ -5,6 +5,8 @@
 // pixel-to-pixel spread goes. Then the run under the camera's faults.
 #include "calibration/simharness.h"
 
+#include <QElapsedTimer>
+
 namespace {
 
 constexpr int kWidth = 256;
@@ -123,6 +125,42 @@ private slots:
         const QList<Report> r = reportsOfRun(s.get(), [&] { s->fpnStart(); });
         QCOMPARE(r.last(), Report(101, QStringLiteral("明场校正-曝光范围检测失败")));
         QCOMPARE(s->m_bList, dark);
+    }
+
+    void aSlowSearchSaysWhereItIs()
+    {
+        // A clock 30 times slower than real time: frames of about half a second, a search of several
+        // seconds. It says
+        // once a second which exposure it tries, with a progress that rises and stays between the
+        // search's start (20) and its end (50).
+        const QString name = QStringLiteral("SIM-LS4096-M");
+        const QByteArray cam = name.toLatin1();
+        auto s = openServer(name);
+        setScene(name, LSX_SIM_SCENE_DARK);
+        QCOMPARE(reportsOfRun(s.get(), [&] { s->dsnuStart(false); }).last().first, 100);
+        setScene(name, LSX_SIM_SCENE_FLAT);
+        QCOMPARE(m_api->setTimeScale(cam.constData(), 30), LSX_OK);
+        QElapsedTimer took;
+        took.start();
+        QVector<double> found;
+        const QList<Report> r = reportsOfRun(s.get(), [&] { found = s->fpnExposureCheck({180.0}); });
+        const qint64 ms = took.elapsed();
+        QCOMPARE(m_api->setTimeScale(cam.constData(), 0), LSX_OK);
+        QCOMPARE(found.size(), 1);
+        QList<Report> trials;
+        for (const Report& one : r)
+            if (one.second.startsWith(QStringLiteral("曝光时间搜索中："))) trials.append(one);
+        qInfo("search of %lld ms, %lld reports", ms, qlonglong(trials.size()));
+        QVERIFY2(ms > 2000, qPrintable(QString::number(ms)));
+        // One a second, give or take the frame under way.
+        QVERIFY2(trials.size() >= int(ms / 1000) - 1 && trials.size() <= int(ms / 1000) + 1,
+                 qPrintable(QString::number(trials.size())));
+        int last = 20;
+        for (const Report& t : trials) {
+            QVERIFY2(t.first > last && t.first < 50, qPrintable(t.second));
+            QVERIFY2(t.second.contains(QStringLiteral(" us 时亮度为 ")), qPrintable(t.second));
+            last = t.first;
+        }
     }
 
     void faultsInTheSeries_data()
