@@ -134,6 +134,8 @@ QJsonObject levelJson(const VerifyLevelFigures& f)
     o[QStringLiteral("exposureUs")] = number(f.exposure);
     o[QStringLiteral("levelPercent")] = number(f.level);
     o[QStringLiteral("prnu")] = number(f.prnu);
+    o[QStringLiteral("prnu1288")] = number(f.prnu1288);
+    o[QStringLiteral("prnuResponse")] = number(f.prnuResponse);
     putStackFigures(o, f);
     o[QStringLiteral("brightSlowPeakToPeakPercent")] = number(f.brightSlow);
     o[QStringLiteral("dark")] = liftJson(f.darkLift);
@@ -145,6 +147,8 @@ QJsonObject figuresJson(const VerifyFigures& f)
     QJsonObject o;
     o[QStringLiteral("dsnu")] = number(f.dsnu);
     o[QStringLiteral("prnu")] = number(f.prnu);
+    o[QStringLiteral("prnu1288")] = number(f.prnu1288);
+    o[QStringLiteral("prnuResponse")] = number(f.prnuResponse);
     putStackFigures(o, f);
     o[QStringLiteral("darkSlowPeakToPeak")] = number(f.darkSlow);
     o[QStringLiteral("brightSlowPeakToPeak")] = number(f.brightSlow);
@@ -212,6 +216,31 @@ double prnu1288(const StackStats& dark, const StackStats& bright)
     const double pattern = bright.spatialVar - dark.spatialVar;
     if (!(signal > 0.0) || pattern < 0.0) return std::numeric_limits<double>::quiet_NaN();
     return 100.0 * std::sqrt(pattern) / signal;
+}
+
+double prnuOfResponse(const StackStats& dark, const StackStats& bright)
+{
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    const double signal = bright.mean - dark.mean;
+    if (!(signal > 0.0) || dark.lines < 1 || bright.lines < 1 || dark.means.cols != bright.means.cols) return nan;
+    const cv::Mat response = rowOfDoubles(bright.means) - rowOfDoubles(dark.means);
+    if (response.cols < 2) return nan;
+    const double mu = cv::mean(response)[0];
+    double s2 = 0.0;
+    for (int x = 0; x < response.cols; ++x) {
+        const double d = response.at<double>(0, x) - mu;
+        s2 += d * d;
+    }
+    const double pattern =
+        s2 / (response.cols - 1) - bright.temporalVar / bright.lines - dark.temporalVar / dark.lines;
+    if (pattern < 0.0) return nan;
+    return 100.0 * std::sqrt(pattern) / signal;
+}
+
+double judgedPrnu(double prnu1288, double response)
+{
+    if (std::isnan(response)) return response;
+    return std::isnan(prnu1288) ? response : std::max(prnu1288, response);
 }
 
 std::vector<double> spectrogram(const cv::Mat& row)
@@ -401,7 +430,7 @@ VerifyLevelFigures verifyLevelFigures(const VerifyLevelStacks& in, double fullSc
     f.target = in.target;
     f.exposure = in.exposure;
     f.darkLift = in.darkLift;
-    f.prnu = std::numeric_limits<double>::quiet_NaN();
+    f.prnu = f.prnu1288 = f.prnuResponse = std::numeric_limits<double>::quiet_NaN();
     if (d.means.empty() || b.means.empty()) return f;
     f.darkMean = d.mean;
     f.brightMean = b.mean;
@@ -412,7 +441,11 @@ VerifyLevelFigures verifyLevelFigures(const VerifyLevelStacks& in, double fullSc
     const double signal = b.mean - d.mean;
     f.level = fullScale > d.mean ? 100.0 * signal / (fullScale - d.mean) : 0.0;
     // A dark that could not be had unclipped gives no PRNU either: its pattern is not subtracted.
-    if (in.darkLift.measurable) f.prnu = prnu1288(d, b);
+    if (in.darkLift.measurable) {
+        f.prnu1288 = prnu1288(d, b);
+        f.prnuResponse = prnuOfResponse(d, b);
+        f.prnu = judgedPrnu(f.prnu1288, f.prnuResponse);
+    }
     f.darkMeans = toVector(d.means);
     f.brightMeans = toVector(b.means);
     if (b.means.cols == d.means.cols) {
@@ -439,15 +472,16 @@ VerifyFigures verifyFigures(const StackStats& d, const DarkLift& darkLift, const
     f.darkSpectrum = toVector(spectrogram(d.means));
 
     // PRNU: the worst level; one level without a figure leaves the plane without one.
-    f.prnu = levels.isEmpty() ? std::numeric_limits<double>::quiet_NaN() : 0.0;
+    f.prnu = f.prnu1288 = f.prnuResponse = levels.isEmpty() ? std::numeric_limits<double>::quiet_NaN() : 0.0;
+    auto worst = [](double& w, double p) {
+        w = std::isnan(p) || std::isnan(w) ? std::numeric_limits<double>::quiet_NaN() : std::max(w, p);
+    };
     int reference = -1;
     for (int i = 0; i < levels.size(); ++i) {
         f.levels.append(verifyLevelFigures(levels[i], fullScale));
-        const double p = f.levels.last().prnu;
-        if (std::isnan(p) || std::isnan(f.prnu))
-            f.prnu = std::numeric_limits<double>::quiet_NaN();
-        else
-            f.prnu = std::max(f.prnu, p);
+        worst(f.prnu, f.levels.last().prnu);
+        worst(f.prnu1288, f.levels.last().prnu1288);
+        worst(f.prnuResponse, f.levels.last().prnuResponse);
         if (reference < 0 || std::abs(levels[i].target - 50.0) < std::abs(levels[reference].target - 50.0))
             reference = i;
     }

@@ -61,6 +61,20 @@ double dsnu1288(const StackStats& dark);
 // the spatial variances is negative.
 double prnu1288(const StackStats& dark, const StackStats& bright);
 
+// PRNU of the response row, per cent: the columns' spread of bright - dark (column means at the
+// same exposure), its temporal share taken off, over the mean signal:
+// 100 * sqrt(s2(mu_bright - mu_dark) - sigma2_bright / L_bright - sigma2_dark / L_dark) / signal.
+// Unlike PRNU1288 it subtracts the dark column by column, so a dark pattern that the lit stack
+// carries too (hot columns away from their B) cancels instead of entering as a cross term that
+// can take PRNU1288 below the truth or below 0. NaN (not measurable) as PRNU1288.
+double prnuOfResponse(const StackStats& dark, const StackStats& bright);
+
+// The PRNU a verdict can rest on: the larger of PRNU1288 and the response row's, so that neither
+// estimator's blind spot passes a camera; NaN when the response row's is not measurable (a
+// PRNU1288 not measurable beside a measurable response row is that estimator's failure, not the
+// camera's).
+double judgedPrnu(double prnu1288, double response);
+
 // ---- One row of column means ----
 
 // The spectrogram of a row: the amplitude per spatial frequency k / N cycles per column, for k = 0
@@ -192,7 +206,9 @@ struct VerifyLevelFigures {
     double darkMean = 0.0, brightMean = 0.0;                // mu_y.dark, mu_y.bright
     double darkTemporalVar = 0.0, brightTemporalVar = 0.0;  // sigma2_y
     double darkSpatialVar = 0.0, brightSpatialVar = 0.0;    // s2_y
-    double prnu = 0.0;                                      // PRNU1288, per cent; NaN: not measurable
+    double prnu = 0.0;                                      // judged: judgedPrnu of the two below
+    double prnu1288 = 0.0;                                  // PRNU1288, per cent; NaN: not measurable
+    double prnuResponse = 0.0;                              // of the response row, per cent; NaN likewise
     double brightSlow = 0.0;                                // slow profile of the response, per cent
     DarkLift darkLift;
     QVector<double> brightMeans, darkMeans;  // column means, DN10
@@ -207,7 +223,9 @@ struct VerifyFigures {
     double darkTemporalVar = 0.0, brightTemporalVar = 0.0;  // sigma2_y
     double darkSpatialVar = 0.0, brightSpatialVar = 0.0;    // s2_y
     double dsnu = 0.0;                                      // DSNU1288, DN10; NaN: not measurable
-    double prnu = 0.0;        // PRNU1288, per cent: the worst level's; NaN when a level is not measurable
+    double prnu = 0.0;        // judged PRNU, per cent: the worst level's; NaN when a level has none
+    double prnu1288 = 0.0;    // PRNU1288 of the worst level by it; NaN when a level is not measurable
+    double prnuResponse = 0.0;  // of the response row, likewise
     double darkSlow = 0.0;    // slow profile peak-to-peak of the dark row, DN10
     double brightSlow = 0.0;  // of the response row, per cent of the mean response
     // Share of the dark samples at 0 at the black level as found: an output whose dark level the

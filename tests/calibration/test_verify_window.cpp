@@ -216,13 +216,13 @@ private slots:
         QCOMPARE(t->columnCount(), 5);
         QCOMPARE(t->horizontalHeaderItem(1)->text(), QStringLiteral("校正前"));
         QCOMPARE(t->horizontalHeaderItem(2)->text(), QStringLiteral("校正后"));
-        QCOMPARE(t->rowCount(), 10 + r.levels.size());
+        QCOMPARE(t->rowCount(), 12 + 2 * r.levels.size());
         QCOMPARE(t->item(0, 0)->text(), QStringLiteral("DSNU1288 (DN10)"));
         QCOMPARE(t->item(0, 1)->text(), QString::number(p.before.dsnu, 'f', 3));
         QCOMPARE(t->item(0, 2)->text(), QString::number(p.after.dsnu, 'f', 3));
         QCOMPARE(t->item(0, 3)->text(), QStringLiteral("≤ 0.5"));
         QCOMPARE(t->item(0, 4)->text(), QStringLiteral("合格"));
-        QCOMPARE(t->item(1, 0)->text(), QStringLiteral("PRNU1288 (%)"));
+        QCOMPARE(t->item(1, 0)->text(), QStringLiteral("PRNU (%)"));
         QCOMPARE(t->item(1, 1)->text(), QString::number(p.before.prnu, 'f', 3));
         QCOMPARE(t->item(1, 2)->text(), QString::number(p.after.prnu, 'f', 3));
         QCOMPARE(t->item(1, 4)->text(), QStringLiteral("合格"));
