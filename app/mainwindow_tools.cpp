@@ -29,6 +29,7 @@
 #include "app/sessionlog.h"
 #include "app/showhidehook.h"
 #include "app/verifywindow.h"
+#include "app/widthtocontents.h"
 #include "camera/cameraserver.h"
 #include "camera/properties.h"
 #include "camera/tables.h"
@@ -49,6 +50,7 @@
 #include <QSettings>
 #include <QShortcut>
 #include <QStatusBar>
+#include <QTabBar>
 #include <QTimer>
 #include <QTreeWidget>
 
@@ -106,6 +108,11 @@ void MainWindow::setupTools()
     // The camera list needs a few rows; the room goes to the panels, so that on a 1366 x 768
     // screen the FPN tab's buttons are in view without scrolling.
     ui->deviceListTreeWidget->setMaximumHeight(ui->deviceListTreeWidget->fontMetrics().height() * 5 + 12);
+    // The panels' column is as wide as their texts need in either language, the tabs' names
+    // included (no scroll buttons hiding some of them); the picture takes what is left.
+    ui->featureTabWidget->setUsesScrollButtons(false);
+    ui->featureTabWidget->tabBar()->setElideMode(Qt::ElideNone);
+    new WidthToContents(ui->featureWidget);
 
     m_liveFrame = new LiveFrame(m_cameraServer, this);
     m_analysisTimer = new QTimer(this);

@@ -3,6 +3,8 @@
 
 #include "lsx.h"
 
+#include <QCoreApplication>
+
 #include <algorithm>
 #include <cmath>
 
@@ -180,17 +182,42 @@ QList<double> ditheredDarkRow(const std::vector<cv::Mat>& frames)
     return row;
 }
 
+namespace {
+
+bool colourFormat(int format)
+{
+    return format == FORMAT_BGR24 || format == FORMAT_BGR32 || format == FORMAT_RGB24 || format == FORMAT_RGB32;
+}
+
+// The channel letter of colour plane p (0..2) in memory order.
+QString channelLetter(int format, size_t p)
+{
+    static const char* const bgrNames[] = {"B", "G", "R"};
+    static const char* const rgbNames[] = {"R", "G", "B"};
+    const bool bgr = format == FORMAT_BGR24 || format == FORMAT_BGR32;
+    return QString::fromLatin1(bgr ? bgrNames[p] : rgbNames[p]);
+}
+
+}  // namespace
+
 QString planeName(int format, size_t planes, size_t p)
 {
-    if (format == FORMAT_BGR24 || format == FORMAT_BGR32 || format == FORMAT_RGB24 || format == FORMAT_RGB32) {
-        const bool bgr = format == FORMAT_BGR24 || format == FORMAT_BGR32;
-        static const char* const bgrNames[] = {"B", "G", "R"};
-        static const char* const rgbNames[] = {"R", "G", "B"};
-        if (p < 3) return QString::fromLatin1(bgr ? bgrNames[p] : rgbNames[p]);
-        return QStringLiteral("通道%1").arg(p + 1);
+    if (colourFormat(format)) {
+        if (p < 3) return channelLetter(format, p);
+        return QCoreApplication::translate("DarkStats", "通道%1").arg(p + 1);
     }
-    if (planes == 1) return QStringLiteral("黑白");
-    return QStringLiteral("传感器行%1").arg(p);
+    if (planes == 1) return QCoreApplication::translate("DarkStats", "黑白");
+    return QCoreApplication::translate("DarkStats", "传感器行%1").arg(p);
+}
+
+QString planeKey(int format, size_t planes, size_t p)
+{
+    if (colourFormat(format)) {
+        if (p < 3) return channelLetter(format, p);
+        return QStringLiteral("channel%1").arg(p + 1);
+    }
+    if (planes == 1) return QStringLiteral("mono");
+    return QStringLiteral("line%1").arg(p);
 }
 
 int32_t wrapDoffset(int32_t value)

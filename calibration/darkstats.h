@@ -66,10 +66,14 @@ double zeroShare(const cv::Mat& plane);
 // A dark plane is clipped, and its B not measured, when more than this share of it sits at 0.
 constexpr double kDarkMaxZeroShare = 0.01;
 
-// The name of plane p of `planes` planes of a frame of this format, as the operator reads it: the
-// channel letter in memory order for colour, "黑白" for a one-line mono sensor, "传感器行N" for
-// line N of a multi-line sensor.
+// The name of plane p of `planes` planes of a frame of this format, as the operator reads it, in
+// the interface language: the channel letter in memory order for colour ("通道N" from the fourth
+// on, N counted from 1), "黑白" for a one-line mono sensor, "传感器行N" for line N of a
+// multi-line sensor.
 QString planeName(int format, size_t planes, size_t p);
+// The same plane's key, the same in every language, for what is stored or read by a machine (the
+// records, the JSON results): "R", "G", "B", "channelN", "mono", "lineN", numbered as the names.
+QString planeKey(int format, size_t planes, size_t p);
 
 // One row of B at a resolution finer than the samples: the same plane taken at n black levels a
 // step apart (frames[j] at the level as found plus j steps; 8-bit samples are 4 steps wide, and

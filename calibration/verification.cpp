@@ -419,6 +419,7 @@ void CameraServer::verifyRun()
         }
         VerifyPlane plane;
         plane.name = planeName(format, planes, p);
+        plane.key = planeKey(format, planes, p);
         plane.before = verifyFigures(darkOff[p], liftOff[p], off, report.limits, fullScale);
         plane.after = verifyFigures(darkOn[p], liftOn[p], on, report.limits, fullScale);
         report.lines = std::min({report.lines, darkOff[p].lines, darkOn[p].lines});

@@ -567,6 +567,7 @@ QJsonObject verifyReportJson(const VerifyReport& r)
     for (const VerifyPlane& p : r.planes) {
         QJsonObject o;
         o[QStringLiteral("name")] = p.name;
+        o[QStringLiteral("plane")] = p.key;
         o[QStringLiteral("before")] = figuresJson(p.before);
         o[QStringLiteral("after")] = figuresJson(p.after);
         o[QStringLiteral("passed")] = planePasses(p.after, r.limits);

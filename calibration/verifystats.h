@@ -261,7 +261,8 @@ VerifyFigures verifyFigures(const cv::Mat& dark, const cv::Mat& bright, double s
 
 // One plane, before (corrections off) and after (as the operator had them).
 struct VerifyPlane {
-    QString name;
+    QString name;  // as the operator reads it, in the run's language (planeName)
+    QString key;   // the same in every language (planeKey): what records and machines key on
     VerifyFigures before, after;
 };
 
@@ -287,7 +288,9 @@ bool planePasses(const VerifyFigures& after, const VerifyLimits& limits);
 bool reportPasses(const VerifyReport& report);
 
 // The report as the station's database takes it: the camera, the settings, the limits, the
-// verdict, and per plane both states with every figure, the defect columns and the column means.
+// verdict, and per plane its name as shown ("name", in the run's language) and its key ("plane",
+// the same in every language), both states with every figure, the defect columns and the column
+// means.
 QJsonObject verifyReportJson(const VerifyReport& report);
 
 // The scale from samples to DN10 by a frame's bits (0 is 8-bit): 4 or 1/64.

@@ -375,7 +375,7 @@ bool backfillTrend(QSqlDatabase& db, QString* error)
             return false;
         }
         while (q.next())
-            r.figures << RecordFigure{q.value(0).toInt(), q.value(1).toString(), q.value(2).toString(),
+            r.figures << RecordFigure{q.value(0).toInt(), q.value(1).toString(), recordPlane(q.value(2).toString()),
                                       doubleOr(q.value(3)), q.value(4).toString()};
         fillTrend(r);
         QSqlQuery u(db);
@@ -626,8 +626,10 @@ bool RecordStore::load(const QString& where, const QStringList& binds, QList<Run
     while (q.next()) {
         const auto it = index.constFind(q.value(0).toString());
         if (it == index.constEnd()) continue;
-        out[*it].figures.append(RecordFigure{q.value(1).toInt(), q.value(2).toString(), q.value(3).toString(),
-                                             doubleOr(q.value(4)), q.value(5).toString()});
+        // A plane as its key, also in runs stored before the keys.
+        out[*it].figures.append(RecordFigure{q.value(1).toInt(), q.value(2).toString(),
+                                             recordPlane(q.value(3).toString()), doubleOr(q.value(4)),
+                                             q.value(5).toString()});
     }
     if (!query(QStringLiteral("SELECT run_id, step_index, path, sha256, bytes FROM files") + ofRuns
                    + QStringLiteral(" ORDER BY run_id, step_index, path"),

@@ -4,6 +4,7 @@
 #include <QCoreApplication>
 #include <QCryptographicHash>
 #include <QFile>
+#include <QRegularExpression>
 #include <QSet>
 
 #include <algorithm>
@@ -49,7 +50,7 @@ void flatten(int step, const QString& name, const QString& plane, const QJsonVal
         if (plane.isEmpty() && planeArray(a)) {
             for (const QJsonValue& e : a) {
                 QJsonObject o = e.toObject();
-                const QString p = o.take(QLatin1String("plane")).toString();
+                const QString p = recordPlane(o.take(QLatin1String("plane")).toString());
                 flatten(step, name, p, o, out);
             }
             return;
@@ -77,6 +78,18 @@ QDateTime parseRecordTime(const QString& text)
     QDateTime t = QDateTime::fromString(text, Qt::ISODateWithMs);
     if (!t.isValid()) t = QDateTime::fromString(text, Qt::ISODate);
     return t.isValid() ? t.toUTC() : QDateTime();
+}
+
+QString recordPlane(const QString& stored)
+{
+    // The names the Chinese interface gave the planes before records keyed them: data to match,
+    // written as escapes ("\u9ED1\u767D" 黑白, "\u4F20\u611F\u5668\u884C" 传感器行, "\u901A\u9053" 通道).
+    static const QString mono = QStringLiteral("\u9ED1\u767D");
+    static const QRegularExpression numbered(QStringLiteral("^(\u4F20\u611F\u5668\u884C|\u901A\u9053)(\\d+)$"));
+    if (stored == mono) return QStringLiteral("mono");
+    const QRegularExpressionMatch m = numbered.match(stored);
+    if (!m.hasMatch()) return stored;
+    return (m.captured(1).size() == 2 ? QStringLiteral("channel") : QStringLiteral("line")) + m.captured(2);
 }
 
 QList<RecordFigure> flattenFigures(int step, const QJsonObject& figures)

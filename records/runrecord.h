@@ -19,8 +19,13 @@
 //
 // Figures are flattened into named numbers (or texts): nested objects join their keys with '.',
 // arrays index with "[i]", and an array of objects that carry a "plane" name (the verification's
-// planes) gives its figures by plane instead: "planes.prnuAfter" of plane "黑白". A figure that
+// planes) gives its figures by plane instead: "planes.prnuAfter" of plane "mono". A figure that
 // could not be measured (null, or NaN in memory) has no value.
+//
+// A plane is recorded by its key, the same in every language ("mono", "line0", "R", "channel4":
+// planeKey of calibration/darkstats.h). Records written before the keys name their planes as the
+// Chinese interface showed them; they are read as the keys (recordPlane), so that a camera's
+// figures compare plane by plane across both.
 
 #include <QDateTime>
 #include <QJsonArray>
@@ -85,6 +90,11 @@ struct RunRecord {
 // The record of a run's result; false with `error` set when the result lacks what every record
 // needs (a run id, a start time, a list of steps).
 bool recordFromResult(const QJsonObject& result, RunRecord& record, QString* error);
+
+// The key of a plane as a record names it: the Chinese names of older records ("黑白",
+// "传感器行N", "通道N") as their keys ("mono", "lineN", "channelN"); a key, or any other name, as it
+// stands.
+QString recordPlane(const QString& stored);
 
 // The figures of one step's "figures" object, flattened as told above, in the object's order.
 QList<RecordFigure> flattenFigures(int step, const QJsonObject& figures);

@@ -115,7 +115,7 @@ QJsonObject verifyStepFigures(const VerifyReport& r)
     const bool passes = reportPasses(r);
     QJsonArray planes;
     for (const VerifyPlane& p : r.planes)
-        planes.append(QJsonObject{{QStringLiteral("plane"), p.name},
+        planes.append(QJsonObject{{QStringLiteral("plane"), p.key},
                                   {QStringLiteral("dsnuBefore"), number(p.before.dsnu)},
                                   {QStringLiteral("dsnuAfter"), number(p.after.dsnu)},
                                   {QStringLiteral("prnuBefore"), number(p.before.prnu)},

@@ -10,8 +10,8 @@
 //   ffc       channels: per channel {columns, minK, maxK}
 //   lsc       channels: per channel the polynomial (c6 .. c0, target)
 //   verify    passes, verdict, gain, exposureUs, bits, maxPrnu, maxDsnu, maxDefects, and per plane
-//             {plane, dsnuBefore, dsnuAfter (DN10), prnuBefore, prnuAfter (%), defectsBefore,
-//             defectsAfter, brightAfter (DN10), passes}
+//             {plane (its key: mono, line0, R ...), dsnuBefore, dsnuAfter (DN10), prnuBefore, prnuAfter (%),
+//             defectsBefore, defectsAfter, brightAfter (DN10), passes}
 // A figure that could not be measured (a PRNU without a bright stack) is null.
 
 #include "calibration/verifystats.h"

@@ -1699,6 +1699,21 @@ Press Enter to continue, Ctrl-C to cancel.</translation>
     </message>
 </context>
 <context>
+    <name>DarkStats</name>
+    <message>
+        <source>通道%1</source>
+        <translation>channel %1</translation>
+    </message>
+    <message>
+        <source>黑白</source>
+        <translation>mono</translation>
+    </message>
+    <message>
+        <source>传感器行%1</source>
+        <translation>sensor line %1</translation>
+    </message>
+</context>
+<context>
     <name>FfcFile</name>
     <message>
         <source>当前没有FFC参数可供读取。</source>

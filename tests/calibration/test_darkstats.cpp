@@ -117,6 +117,23 @@ private slots:
         }
     }
 
+    // Names as the Chinese interface shows them (no translation is installed here), and keys
+    // beside them, numbered alike.
+    void planeNamesAndKeys()
+    {
+        QCOMPARE(planeName(FORMAT_MONO, 1, 0), QStringLiteral("\u9ED1\u767D"));
+        QCOMPARE(planeKey(FORMAT_MONO, 1, 0), QStringLiteral("mono"));
+        QCOMPARE(planeName(FORMAT_MONO, 4, 3), QStringLiteral("\u4F20\u611F\u5668\u884C3"));
+        QCOMPARE(planeKey(FORMAT_MONO, 4, 0), QStringLiteral("line0"));
+        QCOMPARE(planeKey(FORMAT_MONO, 4, 3), QStringLiteral("line3"));
+        QCOMPARE(planeName(FORMAT_BGR24, 3, 0), QStringLiteral("B"));
+        QCOMPARE(planeKey(FORMAT_BGR24, 3, 0), QStringLiteral("B"));
+        QCOMPARE(planeKey(FORMAT_RGB32, 4, 0), QStringLiteral("R"));
+        QCOMPARE(planeKey(FORMAT_BGR32, 4, 2), QStringLiteral("R"));
+        QCOMPARE(planeName(FORMAT_RGB32, 4, 3), QStringLiteral("\u901A\u90534"));
+        QCOMPARE(planeKey(FORMAT_RGB32, 4, 3), QStringLiteral("channel4"));
+    }
+
     void unknownFormatsAndMismatchesRefused()
     {
         std::vector<cv::Mat> planes{cv::Mat(1, 1, CV_8UC1)};

@@ -346,12 +346,17 @@ private slots:
         r.lines = 500;
         r.limits = VerifyLimits{};
         QVERIFY(!reportPasses(r));  // nothing measured
-        r.planes.append({QStringLiteral("Mono"), f, f});
+        r.planes.append({QStringLiteral("Mono shown"), QStringLiteral("mono"), f, f});
         QVERIFY(!reportPasses(r));  // the hot column is still there after
         const QJsonObject j = verifyReportJson(r);
         QCOMPARE(j[QStringLiteral("passed")].toBool(), false);
         QCOMPARE(j[QStringLiteral("camera")].toObject()[QStringLiteral("serial")].toString(), QStringLiteral("SN1"));
         QCOMPARE(j[QStringLiteral("settings")].toObject()[QStringLiteral("exposureUs")].toDouble(), 123.5);
+        // The plane by the name the operator read and by its key.
+        QCOMPARE(j[QStringLiteral("planes")].toArray()[0].toObject()[QStringLiteral("name")].toString(),
+                 QStringLiteral("Mono shown"));
+        QCOMPARE(j[QStringLiteral("planes")].toArray()[0].toObject()[QStringLiteral("plane")].toString(),
+                 QStringLiteral("mono"));
         const QJsonObject before =
             j[QStringLiteral("planes")].toArray()[0].toObject()[QStringLiteral("before")].toObject();
         QCOMPARE(before[QStringLiteral("dsnu")].toDouble(), f.dsnu);

@@ -1,12 +1,21 @@
 // The verification report in English: the PDF's text (read back with pdftotext), its JSON beside
-// it, the charts' titles, axes and series, the table rows, notes and verdicts hold no Chinese. The
-// planes are named here: their names come from the procedure (calibration/, still to translate).
+// it, the charts' titles, axes and series, the table rows, notes and verdicts, and the result
+// window hold no Chinese; the planes' names are the procedures' own (planeName), in English, and
+// their keys stay as in every language.
 #include "app/verifyreport.h"
+#include "app/verifywindow.h"
+#include "calibration/darkstats.h"
 #include "common/cjk.h"
+#include "common/cjktexts.h"
 #include "language.h"
+#include "lsx.h"
 
+#include <QComboBox>
 #include <QDateTime>
 #include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QProcess>
 #include <QStandardPaths>
 #include <QTemporaryDir>
@@ -38,7 +47,8 @@ VerifyFigures figures(double dark, double bright, double darkZero)
     return f;
 }
 
-VerifyReport report()
+// A report of a mono sensor of `lines` sensor lines, its planes named as the procedure names them.
+VerifyReport report(size_t lines = 1)
 {
     VerifyReport r;
     r.camera = QStringLiteral("SIM-LS4096-M");
@@ -52,14 +62,17 @@ VerifyReport report()
     r.lines = 1000;
     r.fpnOn = true;
     VerifyPlane plane;
-    plane.name = QStringLiteral("mono");
     plane.before = figures(40.0, 500.0, 0.0);
     plane.after = figures(2.0, 480.0, 0.8);  // a note: most of the dark output clipped at 0, lifted
     plane.after.darkLift.first = 4;
     plane.after.darkLift.second = 14;
     plane.after.darkLift.worstColumnZeros = 0.002;
     plane.after.defects = {17, 18};
-    r.planes.append(plane);
+    for (size_t p = 0; p < lines; ++p) {
+        plane.name = planeName(FORMAT_MONO, lines, p);
+        plane.key = planeKey(FORMAT_MONO, lines, p);
+        r.planes.append(plane);
+    }
     return r;
 }
 
@@ -95,6 +108,30 @@ private slots:
         QCOMPARE(defectText({}), QStringLiteral("none"));
     }
 
+    void planesAreNamedInEnglish()
+    {
+        QCOMPARE(planeName(FORMAT_MONO, 1, 0), QStringLiteral("mono"));
+        QCOMPARE(planeName(FORMAT_MONO, 4, 3), QStringLiteral("sensor line 3"));
+        QCOMPARE(planeName(FORMAT_RGB32, 4, 0), QStringLiteral("R"));
+        QCOMPARE(planeName(FORMAT_RGB32, 4, 3), QStringLiteral("channel 4"));
+        // The keys are the same as in Chinese.
+        QCOMPARE(planeKey(FORMAT_MONO, 4, 3), QStringLiteral("line3"));
+        QCOMPARE(planeKey(FORMAT_RGB32, 4, 3), QStringLiteral("channel4"));
+    }
+
+    // The result window of a two-line sensor whose planes fail their limits.
+    void theResultWindowIsInEnglish()
+    {
+        VerifyWindow w;
+        w.setReport(report(2));
+        w.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&w));
+        QCOMPARE(w.planeBox()->count(), 2);
+        QCOMPARE(w.planeBox()->itemText(1).left(13), QStringLiteral("sensor line 1"));
+        const QStringList cjk = cjkTexts(&w);
+        QVERIFY2(cjk.isEmpty(), qPrintable(cjk.join(QLatin1Char('\n'))));
+    }
+
     void chartsAreInEnglish()
     {
         const VerifyReport r = report();
@@ -114,7 +151,7 @@ private slots:
         QTemporaryDir dir;
         const QString pdf = dir.filePath(QStringLiteral("report.pdf"));
         QString error;
-        QVERIFY2(writeVerifyReport(report(), pdf, &error), qPrintable(error));
+        QVERIFY2(writeVerifyReport(report(2), pdf, &error), qPrintable(error));
         QProcess p;
         p.start(pdftotext, {QStringLiteral("-enc"), QStringLiteral("UTF-8"), pdf, QStringLiteral("-")});
         QVERIFY(p.waitForFinished(60000));
@@ -127,9 +164,14 @@ private slots:
 
         QFile json(verifyJsonPath(pdf));
         QVERIFY(json.open(QIODevice::ReadOnly));
-        const QString content = QString::fromUtf8(json.readAll());
-        QVERIFY(content.contains(QLatin1String("\"mono\"")));
-        QVERIFY2(!containsCjk(content), qPrintable(content));
+        const QByteArray content = json.readAll();
+        QVERIFY2(!containsCjk(QString::fromUtf8(content)), content.constData());
+        // Each plane by its name in English and by its key.
+        const QJsonArray planes = QJsonDocument::fromJson(content).object().value(QLatin1String("planes")).toArray();
+        QCOMPARE(planes.size(), 2);
+        QCOMPARE(planes[1].toObject().value(QLatin1String("name")).toString(), QStringLiteral("sensor line 1"));
+        QCOMPARE(planes[1].toObject().value(QLatin1String("plane")).toString(), QStringLiteral("line1"));
+        QVERIFY2(text.contains(QLatin1String("sensor line 1")), qPrintable(text));
     }
 };
 

@@ -252,8 +252,10 @@ private slots:
         r.gain = 2.0;
         r.exposure = 150.0;
         r.bits = 2;
+        // The record keys a plane by its key, not by the name shown in the run's language.
         VerifyPlane p;
-        p.name = QStringLiteral("R");
+        p.name = QStringLiteral("red as shown");
+        p.key = QStringLiteral("R");
         p.before.dsnu = 1.5;
         p.before.prnu = 2.5;
         p.before.defects = {3, 9};
@@ -261,7 +263,8 @@ private slots:
         p.after.prnu = 0.25;
         p.after.brightMean = 600.0;
         VerifyPlane q = p;
-        q.name = QStringLiteral("G");
+        q.name = QStringLiteral("green as shown");
+        q.key = QStringLiteral("G");
         q.after.prnu = std::numeric_limits<double>::quiet_NaN();
         r.planes = {p, q};
         const QJsonObject f = verifyStepFigures(r);
@@ -271,6 +274,7 @@ private slots:
         QCOMPARE(f.value("bits").toInt(), 16);
         const QJsonArray planes = f.value("planes").toArray();
         QCOMPARE(planes[0].toObject().value("plane").toString(), QStringLiteral("R"));
+        QCOMPARE(planes[1].toObject().value("plane").toString(), QStringLiteral("G"));
         QCOMPARE(planes[0].toObject().value("prnuAfter").toDouble(), 0.25);
         QCOMPARE(planes[0].toObject().value("defectsBefore").toInt(), 2);
         QCOMPARE(planes[0].toObject().value("passes").toBool(), true);
@@ -479,6 +483,81 @@ private slots:
         RecordStore again(where);
         QVERIFY(again.open());
         QCOMPARE(again.versionFound(), kRecordSchemaVersion);
+    }
+
+    // Records written before the planes had keys name them as the Chinese interface showed them
+    // ("黑白", "传感器行N", "通道N"): read from the database, from a spooled result or from a
+    // result's JSON, they are the keys, the same plane as a newer record's.
+    void olderPlaneNamesReadAsKeys()
+    {
+        QCOMPARE(recordPlane(QStringLiteral("\u9ED1\u767D")), QStringLiteral("mono"));
+        QCOMPARE(recordPlane(QStringLiteral("\u4F20\u611F\u5668\u884C0")), QStringLiteral("line0"));
+        QCOMPARE(recordPlane(QStringLiteral("\u4F20\u611F\u5668\u884C12")), QStringLiteral("line12"));
+        QCOMPARE(recordPlane(QStringLiteral("\u901A\u90534")), QStringLiteral("channel4"));
+        for (const QString& kept :
+             {QStringLiteral("mono"), QStringLiteral("line3"), QStringLiteral("R"), QStringLiteral("channel4"),
+              QStringLiteral("\u901A\u9053"), QStringLiteral("\u901A\u9053x"), QStringLiteral("x\u9ED1\u767D")})
+            QCOMPARE(recordPlane(kept), kept);
+
+        const QString serial = QStringLiteral("SN-PLANES");
+        const QDateTime t0 = QDateTime::currentDateTimeUtc();
+        const QJsonObject viaDatabase = sampleResult(serial, 0.375, 0.25, t0);  // its plane "黑白"
+        const QJsonObject viaSpool = sampleResult(serial, 0.25, 0.25, t0.addSecs(10));
+        QJsonObject newer = sampleResult(serial, 0.125, 0.5, t0.addSecs(20));
+        {
+            // A newer run's plane as the step figures give it now: the key.
+            QJsonArray steps = newer.value("steps").toArray();
+            QJsonObject verify = steps[3].toObject();
+            QJsonObject figures = verify.value("figures").toObject();
+            QJsonObject plane = figures.value("planes").toArray()[0].toObject();
+            QCOMPARE(plane.value("plane").toString(), QStringLiteral("\u9ED1\u767D"));
+            plane.insert("plane", QStringLiteral("mono"));
+            figures.insert("planes", QJsonArray{plane});
+            verify.insert("figures", figures);
+            steps[3] = verify;
+            newer.insert("steps", steps);
+        }
+        const RecordLocation where = sqliteAt(QStringLiteral("planes.sqlite"));
+        {
+            RecordStore store(where);
+            QVERIFY2(store.open(), qPrintable(store.error()));
+            QCOMPARE(store.insert(recordOf(viaDatabase)), RecordStore::Insert::Stored);
+        }
+        {
+            // That run's rows as the store held them before: the plane by its Chinese name.
+            QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("older"));
+            db.setDatabaseName(where.path);
+            QVERIFY(db.open());
+            QSqlQuery q(db);
+            QVERIFY(q.exec(QStringLiteral("UPDATE figures SET plane = '\u9ED1\u767D' WHERE plane = 'mono'")));
+            QCOMPARE(q.numRowsAffected(), 5);
+        }
+        QSqlDatabase::removeDatabase(QStringLiteral("older"));
+        // One run as its result was spooled before, the other as a newer run delivers it.
+        const QString spool = m_dir.filePath(QStringLiteral("spool-planes"));
+        QString error;
+        QVERIFY2(RecordSpool(spool).put(viaSpool, &error), qPrintable(error));
+        const Delivery d = deliverRecord(newer, where, spool);
+        QVERIFY2(d.stored, qPrintable(d.message));
+        QCOMPARE(d.othersSent, 1);
+
+        RecordStore store(where);
+        QVERIFY(store.open());
+        QList<RunRecord> runs;
+        QVERIFY(store.runs(serial, runs));
+        QCOMPARE(runs.size(), 3);
+        const double prnuAfter[] = {0.375, 0.25, 0.125};
+        for (int i = 0; i < 3; ++i) {
+            QSet<QString> planes;
+            for (const RecordFigure& f : runs[i].figures)
+                if (!f.plane.isEmpty()) planes.insert(f.plane);
+            QCOMPARE(planes, QSet<QString>{QStringLiteral("mono")});
+            const RecordFigure* prnu =
+                findFigure(runs[i].figures, 3, QStringLiteral("planes.prnuAfter"), QStringLiteral("mono"));
+            QVERIFY(prnu);
+            QCOMPARE(prnu->value, prnuAfter[i]);
+            QCOMPARE(runs[i].prnuAfter, prnuAfter[i]);
+        }
     }
 
     void newerSchemaRefused()

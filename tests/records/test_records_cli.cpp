@@ -215,6 +215,7 @@ private slots:
         const QJsonObject verify = steps[4].toObject().value("figures").toObject();
         QCOMPARE(verify.value("verdict").toString(), QStringLiteral("pass"));
         const QJsonObject plane = verify.value("planes").toArray()[0].toObject();
+        QCOMPARE(plane.value("plane").toString(), QStringLiteral("mono"));  // the key, in any language
         QVERIFY(plane.value("prnuAfter").toDouble() > 0.0 && plane.value("prnuAfter").toDouble() < 0.5);
         QVERIFY(plane.value("prnuBefore").toDouble() > 1.0);
 
