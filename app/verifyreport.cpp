@@ -439,6 +439,10 @@ QList<VerifyRow> verifyRows(const VerifyPlane& p, const VerifyLimits& l)
     rows.append(shown(QStringLiteral("PRNU1288 (%)"), number(b.prnu1288, 3), number(a.prnu1288, 3)));
     rows.append(shown(QCoreApplication::translate("VerifyReport", "响应行 PRNU (%)"), number(b.prnuResponse, 3),
                       number(a.prnuResponse, 3)));
+    // With two levels or more: what one K per column cannot follow.
+    if (a.levels.size() >= 2)
+        rows.append(shown(QCoreApplication::translate("VerifyReport", "响应行形状随亮度的变化 (%)"), number(b.shapeChange, 3),
+                          number(a.shapeChange, 3)));
     // PRNU at each level of saturation, with its exposure; the judged PRNU is the worst of them.
     for (int i = 0; i < a.levels.size() && i < b.levels.size(); ++i) {
         rows.append(shown(QCoreApplication::translate("VerifyReport", "PRNU1288 @ %1% 饱和，%2 us (%)")

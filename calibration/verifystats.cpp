@@ -149,6 +149,7 @@ QJsonObject figuresJson(const VerifyFigures& f)
     o[QStringLiteral("prnu")] = number(f.prnu);
     o[QStringLiteral("prnu1288")] = number(f.prnu1288);
     o[QStringLiteral("prnuResponse")] = number(f.prnuResponse);
+    o[QStringLiteral("responseShapeChangePercent")] = number(f.shapeChange);
     putStackFigures(o, f);
     o[QStringLiteral("darkSlowPeakToPeak")] = number(f.darkSlow);
     o[QStringLiteral("brightSlowPeakToPeak")] = number(f.brightSlow);
@@ -235,6 +236,32 @@ double prnuOfResponse(const StackStats& dark, const StackStats& bright)
         s2 / (response.cols - 1) - bright.temporalVar / bright.lines - dark.temporalVar / dark.lines;
     if (pattern < 0.0) return nan;
     return 100.0 * std::sqrt(pattern) / signal;
+}
+
+double responseShapeChange(const VerifyLevelFigures& a, const VerifyLevelFigures& b)
+{
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    const qsizetype n = a.brightMeans.size();
+    if (n < 2 || a.darkMeans.size() != n || b.brightMeans.size() != n || b.darkMeans.size() != n) return nan;
+    std::vector<double> ra(static_cast<size_t>(n)), rb(static_cast<size_t>(n));
+    double ma = 0.0, mb = 0.0;
+    for (qsizetype x = 0; x < n; ++x) {
+        ra[size_t(x)] = a.brightMeans[x] - a.darkMeans[x];
+        rb[size_t(x)] = b.brightMeans[x] - b.darkMeans[x];
+        ma += ra[size_t(x)] / double(n);
+        mb += rb[size_t(x)] / double(n);
+    }
+    if (!(ma > 0.0) || !(mb > 0.0)) return nan;
+    std::vector<double> ratio(static_cast<size_t>(n));
+    double mu = 0.0;
+    for (size_t x = 0; x < ratio.size(); ++x) {
+        if (!(rb[x] > 0.0)) return nan;
+        ratio[x] = (ra[x] / ma) / (rb[x] / mb);
+        mu += ratio[x] / double(n);
+    }
+    double s2 = 0.0;
+    for (double r : ratio) s2 += (r - mu) * (r - mu);
+    return 100.0 * std::sqrt(s2 / double(n - 1));
 }
 
 double judgedPrnu(double prnu1288, double response)
@@ -484,6 +511,15 @@ VerifyFigures verifyFigures(const StackStats& d, const DarkLift& darkLift, const
         worst(f.prnuResponse, f.levels.last().prnuResponse);
         if (reference < 0 || std::abs(levels[i].target - 50.0) < std::abs(levels[reference].target - 50.0))
             reference = i;
+    }
+    f.shapeChange = std::numeric_limits<double>::quiet_NaN();
+    if (f.levels.size() >= 2) {
+        int low = 0, high = 0;
+        for (int i = 1; i < f.levels.size(); ++i) {
+            if (f.levels[i].target < f.levels[low].target) low = i;
+            if (f.levels[i].target > f.levels[high].target) high = i;
+        }
+        f.shapeChange = responseShapeChange(f.levels[low], f.levels[high]);
     }
     if (reference < 0) return f;
     const VerifyLevelFigures& ref = f.levels[reference];

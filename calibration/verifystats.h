@@ -215,6 +215,12 @@ struct VerifyLevelFigures {
     QVector<double> responseSpectrum;        // spectrogram of bright - dark, per cent of the signal
 };
 
+// The columns' spread of non-linearity between two levels: the sample standard deviation over
+// the columns of (r_a / mean r_a) / (r_b / mean r_b), r the response rows (bright - dark column
+// means) of the two levels, per cent. Temporal noise is not taken off (it is small beside the
+// figure with 1000 lines). NaN when a row is missing, of unequal length or without signal.
+double responseShapeChange(const VerifyLevelFigures& a, const VerifyLevelFigures& b);
+
 // The figures of one plane in one state of the camera (its corrections off, or as found): the
 // dark at the working exposure (DSNU), and PRNU at each level; the bright figures, the profile,
 // the spectrum and the defect columns are those of the reference level (nearest to 50 %).
@@ -226,6 +232,10 @@ struct VerifyFigures {
     double prnu = 0.0;        // judged PRNU, per cent: the worst level's; NaN when a level has none
     double prnu1288 = 0.0;    // PRNU1288 of the worst level by it; NaN when a level is not measurable
     double prnuResponse = 0.0;  // of the response row, likewise
+    // How the response row's shape changes from the lowest level to the highest, per cent
+    // (responseShapeChange); NaN with fewer than two levels. One K per column follows the row at
+    // the level it was taken at only: this is what it leaves at the others.
+    double shapeChange = 0.0;
     double darkSlow = 0.0;    // slow profile peak-to-peak of the dark row, DN10
     double brightSlow = 0.0;  // of the response row, per cent of the mean response
     // Share of the dark samples at 0 at the black level as found: an output whose dark level the

@@ -4302,6 +4302,10 @@ Error: %1</translation>
         <source>%1在 %2% 饱和处 PRNU1288 为 %3%，响应行 PRNU 为 %4%：暗场的列图案与明场的不同，方差之差不成立，判定取响应行 PRNU。</source>
         <translation>%1 at %2% of saturation: PRNU1288 %3%, PRNU of the response row %4%. The dark&apos;s column pattern differs from the bright one&apos;s, so the difference of variances does not hold; the verdict takes the response row&apos;s PRNU.</translation>
     </message>
+    <message>
+        <source>响应行形状随亮度的变化 (%)</source>
+        <translation>Change of the response row&apos;s shape between levels (%)</translation>
+    </message>
 </context>
 <context>
     <name>VerifyWindow</name>
