@@ -114,11 +114,14 @@ QJsonObject liftJson(const DarkLift& l)
                        {QStringLiteral("worstColumnZeroShare"), number(l.worstColumnZeros)}};
 }
 
-// The means and variances of the dark and the bright stack, as a level's figures and a plane's
-// figures both hold them.
+// The PRNU figures and the means and variances of the dark and the bright stack, as a level's
+// and a plane's figures both hold them.
 template <typename Figures>
 void putStackFigures(QJsonObject& o, const Figures& f)
 {
+    o[QStringLiteral("prnu")] = number(f.prnu);
+    o[QStringLiteral("prnu1288")] = number(f.prnu1288);
+    o[QStringLiteral("prnuResponse")] = number(f.prnuResponse);
     o[QStringLiteral("darkMean")] = number(f.darkMean);
     o[QStringLiteral("brightMean")] = number(f.brightMean);
     o[QStringLiteral("darkTemporalVariance")] = number(f.darkTemporalVar);
@@ -133,9 +136,6 @@ QJsonObject levelJson(const VerifyLevelFigures& f)
     o[QStringLiteral("targetPercent")] = number(f.target);
     o[QStringLiteral("exposureUs")] = number(f.exposure);
     o[QStringLiteral("levelPercent")] = number(f.level);
-    o[QStringLiteral("prnu")] = number(f.prnu);
-    o[QStringLiteral("prnu1288")] = number(f.prnu1288);
-    o[QStringLiteral("prnuResponse")] = number(f.prnuResponse);
     putStackFigures(o, f);
     o[QStringLiteral("brightSlowPeakToPeakPercent")] = number(f.brightSlow);
     o[QStringLiteral("dark")] = liftJson(f.darkLift);
@@ -146,9 +146,6 @@ QJsonObject figuresJson(const VerifyFigures& f)
 {
     QJsonObject o;
     o[QStringLiteral("dsnu")] = number(f.dsnu);
-    o[QStringLiteral("prnu")] = number(f.prnu);
-    o[QStringLiteral("prnu1288")] = number(f.prnu1288);
-    o[QStringLiteral("prnuResponse")] = number(f.prnuResponse);
     o[QStringLiteral("responseShapeChangePercent")] = number(f.shapeChange);
     putStackFigures(o, f);
     o[QStringLiteral("darkSlowPeakToPeak")] = number(f.darkSlow);
@@ -226,14 +223,9 @@ double prnuOfResponse(const StackStats& dark, const StackStats& bright)
     if (!(signal > 0.0) || dark.lines < 1 || bright.lines < 1 || dark.means.cols != bright.means.cols) return nan;
     const cv::Mat response = rowOfDoubles(bright.means) - rowOfDoubles(dark.means);
     if (response.cols < 2) return nan;
-    const double mu = cv::mean(response)[0];
-    double s2 = 0.0;
-    for (int x = 0; x < response.cols; ++x) {
-        const double d = response.at<double>(0, x) - mu;
-        s2 += d * d;
-    }
+    // The response row's sample variance (no temporal share yet), less both stacks' shares.
     const double pattern =
-        s2 / (response.cols - 1) - bright.temporalVar / bright.lines - dark.temporalVar / dark.lines;
+        spatialVariance(response, 0.0, 1) - bright.temporalVar / bright.lines - dark.temporalVar / dark.lines;
     if (pattern < 0.0) return nan;
     return 100.0 * std::sqrt(pattern) / signal;
 }
@@ -252,16 +244,12 @@ double responseShapeChange(const VerifyLevelFigures& a, const VerifyLevelFigures
         mb += rb[size_t(x)] / double(n);
     }
     if (!(ma > 0.0) || !(mb > 0.0)) return nan;
-    std::vector<double> ratio(static_cast<size_t>(n));
-    double mu = 0.0;
-    for (size_t x = 0; x < ratio.size(); ++x) {
-        if (!(rb[x] > 0.0)) return nan;
-        ratio[x] = (ra[x] / ma) / (rb[x] / mb);
-        mu += ratio[x] / double(n);
+    cv::Mat ratio(1, int(n), CV_64F);
+    for (qsizetype x = 0; x < n; ++x) {
+        if (!(rb[size_t(x)] > 0.0)) return nan;
+        ratio.at<double>(0, int(x)) = (ra[size_t(x)] / ma) / (rb[size_t(x)] / mb);
     }
-    double s2 = 0.0;
-    for (double r : ratio) s2 += (r - mu) * (r - mu);
-    return 100.0 * std::sqrt(s2 / double(n - 1));
+    return 100.0 * std::sqrt(spatialVariance(ratio, 0.0, 1));
 }
 
 double judgedPrnu(double prnu1288, double response)

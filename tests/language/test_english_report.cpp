@@ -7,6 +7,7 @@
 #include "calibration/darkstats.h"
 #include "common/cjk.h"
 #include "common/cjktexts.h"
+#include "common/verifyreportheader.h"
 #include "language.h"
 #include "lsx.h"
 
@@ -50,17 +51,7 @@ VerifyFigures figures(double dark, double bright, double darkZero)
 // A report of a mono sensor of `lines` sensor lines, its planes named as the procedure names them.
 VerifyReport report(size_t lines = 1)
 {
-    VerifyReport r;
-    r.camera = QStringLiteral("SIM-LS4096-M");
-    r.model = QStringLiteral("LSM4096A");
-    r.serial = QStringLiteral("S0001");
-    r.version = QStringLiteral("1.0");
-    r.when = QDateTime(QDate(2026, 11, 24), QTime(10, 0));
-    r.gain = 1.0;
-    r.exposure = 400.0;
-    r.bits = 2;
-    r.lines = 1000;
-    r.fpnOn = true;
+    VerifyReport r = verifyReportHeader();
     VerifyPlane plane;
     plane.before = figures(40.0, 500.0, 0.0);
     plane.after = figures(2.0, 480.0, 0.8);  // a note: most of the dark output clipped at 0, lifted

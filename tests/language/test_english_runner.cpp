@@ -2,6 +2,7 @@
 // the output and JSON result of a full station line hold no Chinese, the procedures' reports and the
 // names of the planes included.
 #include "common/cjk.h"
+#include "common/runnerprocess.h"
 
 #include <QDir>
 #include <QFile>
@@ -14,11 +15,7 @@
 
 namespace {
 
-struct Run {
-    int exit = -1;
-    QString out;
-    QString err;
-};
+using Run = RunnerResult;
 
 // The lines of a runner's output that hold a Chinese character.
 QStringList cjkLines(const QString& output)
@@ -52,16 +49,7 @@ class TestEnglishRunner : public QObject {
         p.setWorkingDirectory(m_dir.path());
         p.start(QCoreApplication::applicationDirPath() + QStringLiteral("/lsxcalib-cli"), args);
         p.closeWriteChannel();
-        Run r;
-        if (!p.waitForFinished(120000)) {
-            p.kill();
-            p.waitForFinished();
-            return r;
-        }
-        r.exit = p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -2;
-        r.out = QString::fromUtf8(p.readAllStandardOutput());
-        r.err = QString::fromUtf8(p.readAllStandardError());
-        return r;
+        return finishRunner(p);
     }
 
 private slots:

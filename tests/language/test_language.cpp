@@ -3,6 +3,7 @@
 // hooks run as programs, and the widget walker that the English interface's tests use.
 #include "cli/cliplan.h"
 #include "common/cjktexts.h"
+#include "common/runnerprocess.h"
 #include "language.h"
 #include "loader.h"
 #include "lsx/expected_status.h"
@@ -39,11 +40,8 @@
 
 namespace {
 
-struct Run {
-    int exit = -1;
-    QString out;
-    QString err;
-};
+// A program of the build as a test ran it.
+using Run = RunnerResult;
 
 // The texts of the walker's test window, each in its own kind of place.
 struct Texts {
@@ -169,16 +167,7 @@ class TestLanguage : public QObject {
         QProcess p;
         p.setProcessEnvironment(env);
         p.start(QCoreApplication::applicationDirPath() + QLatin1Char('/') + program, args);
-        Run r;
-        if (!p.waitForFinished(60000)) {
-            p.kill();
-            p.waitForFinished();
-            return r;
-        }
-        r.exit = p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -2;
-        r.out = QString::fromUtf8(p.readAllStandardOutput());
-        r.err = QString::fromUtf8(p.readAllStandardError());
-        return r;
+        return finishRunner(p);
     }
 
     Run runner(const QString& lang, const QStringList& args, const QByteArray& ini = QByteArray())

@@ -2,6 +2,7 @@
 // the next pages with every entry (read back from the PDF with pdftotext), and the four curves of a
 // plane (bright and dark, before and after) have four colours and a legend, on both styles.
 #include "app/verifyreport.h"
+#include "common/verifyreportheader.h"
 
 #include <QDateTime>
 #include <QProcess>
@@ -44,17 +45,7 @@ VerifyFigures figures(double dark, double bright)
 // 20003, ... (numbers that nothing else on the pages holds).
 VerifyReport reportWithDefects(int planes, int defects)
 {
-    VerifyReport r;
-    r.camera = QStringLiteral("SIM-LS4096-M");
-    r.model = QStringLiteral("LSM4096A");
-    r.serial = QStringLiteral("S0001");
-    r.version = QStringLiteral("1.0");
-    r.when = QDateTime(QDate(2026, 11, 24), QTime(10, 0));
-    r.gain = 1.0;
-    r.exposure = 400.0;
-    r.bits = 2;
-    r.lines = 1000;
-    r.fpnOn = true;
+    VerifyReport r = verifyReportHeader();
     for (int p = 0; p < planes; ++p) {
         VerifyPlane plane;
         plane.name = QStringLiteral("平面%1").arg(p + 1);
