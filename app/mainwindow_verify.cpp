@@ -53,8 +53,13 @@ void MainWindow::setupVerify()
     connect(m_cameraServer, &CameraServer::OS_VerifyAsk, this, &MainWindow::verifyAsked);
     // The run's frames while a question is open, shown although capture is off (received in the
     // panel's context: the picture's own slot takes the server's frames only while capturing).
+    // They are the camera's frames as live ones are: a picture loaded as the flat field's source,
+    // and the colour statistics of an earlier frame, go.
     connect(m_cameraServer, &CameraServer::OS_VerifyFrame, m_progressInfo, [this](QPixmap pixmap, cv::Mat staticMat) {
-        if (m_verifyStep >= 0) showPicture(pixmap, staticMat);
+        if (m_verifyStep < 0) return;
+        m_srcImg.release();
+        m_scsChannels.clear();
+        showPicture(pixmap, staticMat);
     });
     connect(m_cameraServer, &CameraServer::OS_VerifyFinished, m_verifyWindow, &VerifyWindow::setReport);
 }

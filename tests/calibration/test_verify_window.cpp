@@ -103,10 +103,14 @@ class TestVerifyWindow : public QObject, SimHarness {
     void answerWithContinue(const QString& question, int scene)
     {
         m_window->showPicture(QPixmap(), cv::Mat());
+        // A picture loaded as the flat field's source: the camera's frames replace it, and the
+        // flat field must not pair it with their statistics.
+        m_window->m_srcImg = cv::Mat(4, 4, CV_8UC1, cv::Scalar(200));
         QTRY_VERIFY_WITH_TIMEOUT(continueBut()->isVisible(), 20000);
         QVERIFY2(panelText().contains(question), qPrintable(panelText()));
         QVERIFY(!m_window->findChild<QPushButton*>(QStringLiteral("startBut"))->isChecked());
         QTRY_VERIFY_WITH_TIMEOUT(!m_window->m_pixmap.isNull(), 5000);
+        QVERIFY(m_window->m_srcImg.empty());
         QTest::mouseClick(continueBut(), Qt::LeftButton);
         QVERIFY(!continueBut()->isVisible());
         lsx::Scene now;
