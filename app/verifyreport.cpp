@@ -37,6 +37,12 @@ QString number(double v, int decimals)
     return std::isfinite(v) ? QString::number(v, 'f', decimals) : QCoreApplication::translate("VerifyReport", "不可测");
 }
 
+// A figure in per cent with its unit, or "不可测" alone.
+QString percent(double v)
+{
+    return std::isfinite(v) ? number(v, 3) + QStringLiteral(" %") : number(v, 3);
+}
+
 QLineSeries* series(const QString& name, const QColor& color, bool dashed)
 {
     auto* s = new QLineSeries;
@@ -483,12 +489,12 @@ QStringList verifyNotes(const VerifyPlane& plane)
             if (!std::isnan(level.prnuResponse)
                 && (std::isnan(level.prnu1288) || level.prnu1288 < 0.5 * level.prnuResponse))
                 notes.append(QCoreApplication::translate("VerifyReport",
-                                                         "%1在 %2% 饱和处 PRNU1288 为 %3%，响应行 PRNU 为 %4%：暗场的列图案"
+                                                         "%1在 %2% 饱和处 PRNU1288 为 %3，响应行 PRNU 为 %4：暗场的列图案"
                                                          "与明场的不同，方差之差不成立，判定取响应行 PRNU。")
                                  .arg(state)
                                  .arg(level.target)
-                                 .arg(number(level.prnu1288, 3))
-                                 .arg(number(level.prnuResponse, 3)));
+                                 .arg(percent(level.prnu1288))
+                                 .arg(percent(level.prnuResponse)));
     }
     return notes;
 }

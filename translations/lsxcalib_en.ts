@@ -4268,7 +4268,7 @@ Error: %1</translation>
     </message>
     <message>
         <source>PRNU1288 @ %1% 饱和，%2 us (%)</source>
-        <translation>PRNU1288 @ %1% of saturation, %2 us (%)</translation>
+        <translation>PRNU1288 @ %1%, %2 us (%)</translation>
     </message>
     <message>
         <source>%1暗场输出有 %2% 的像素为 0，黑电平无法抬升到消除截断：DSNU 不可测，结论不能为合格。</source>
@@ -4292,19 +4292,19 @@ Error: %1</translation>
     </message>
     <message>
         <source>响应行 PRNU (%)</source>
-        <translation>PRNU of the response row (%)</translation>
+        <translation>Response-row PRNU (%)</translation>
     </message>
     <message>
         <source>响应行 PRNU @ %1% 饱和，%2 us (%)</source>
-        <translation>PRNU of the response row @ %1% of saturation, %2 us (%)</translation>
-    </message>
-    <message>
-        <source>%1在 %2% 饱和处 PRNU1288 为 %3%，响应行 PRNU 为 %4%：暗场的列图案与明场的不同，方差之差不成立，判定取响应行 PRNU。</source>
-        <translation>%1 at %2% of saturation: PRNU1288 %3%, PRNU of the response row %4%. The dark&apos;s column pattern differs from the bright one&apos;s, so the difference of variances does not hold; the verdict takes the response row&apos;s PRNU.</translation>
+        <translation>Response-row PRNU @ %1%, %2 us (%)</translation>
     </message>
     <message>
         <source>响应行形状随亮度的变化 (%)</source>
-        <translation>Change of the response row&apos;s shape between levels (%)</translation>
+        <translation>Response shape change over levels (%)</translation>
+    </message>
+    <message>
+        <source>%1在 %2% 饱和处 PRNU1288 为 %3，响应行 PRNU 为 %4：暗场的列图案与明场的不同，方差之差不成立，判定取响应行 PRNU。</source>
+        <translation>%1 at %2% of saturation: PRNU1288 %3, response-row PRNU %4. The dark&apos;s column pattern differs from the bright one&apos;s, so the difference of variances does not hold; the verdict takes the response-row PRNU.</translation>
     </message>
 </context>
 <context>
