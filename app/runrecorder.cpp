@@ -140,9 +140,11 @@ QJsonObject RunRecorder::figuresOf(const Active& run) const
         const SettingValue v = checkSetting(key, ini.value(key));
         return v.ok() ? v.value : std::numeric_limits<double>::quiet_NaN();
     };
-    const double gainMin = setting(FpnIni::GainMin);
-    const double gainMax = setting(FpnIni::GainMax);
     const CameraServer& s = *m_server;
+    const double gainMin = setting(FpnIni::GainMin);
+    // An absent GainMax is filled in by the calibration by the kind of camera.
+    const double gainMax = ini.contains(FpnIni::GainMax) ? setting(FpnIni::GainMax)
+                                                          : FpnIni::gainMaxCalibrationDefault(s.m_isLinescan);
     if (run.step == QLatin1String("dark"))
         return darkStepFigures(s.m_bList, setting(FpnIni::DOffset), gainMin, gainMax,
                                run.options.value(QLatin1String("auto-doffset")).toBool());
