@@ -94,8 +94,6 @@ bool applySettings(GstLsxCorrect* self, const Settings& s, std::string& why)
         why = lastError(c);
         return false;
     }
-    // Nothing switched on: the buffers pass untouched.
-    gst_base_transform_set_passthrough(GST_BASE_TRANSFORM(self), switches == 0);
     return true;
 }
 
@@ -210,7 +208,10 @@ GstFlowReturn transformFrameIp(GstVideoFilter* filter, GstVideoFrame* frame)
         GST_ELEMENT_ERROR(self, STREAM, FAILED, ("Cannot use the correction settings: %s", why.c_str()), (nullptr));
         return GST_FLOW_ERROR;
     }
-    if (gst_base_transform_is_passthrough(GST_BASE_TRANSFORM(self))) return GST_FLOW_OK;
+    // A frame passed through is mapped for reading only, and its buffer may be another's (a
+    // tee's, a pool's): the mapping decides, not the passthrough of now, which a switch turned on
+    // meanwhile has changed.
+    if (!(frame->map[0].flags & GST_MAP_WRITE)) return GST_FLOW_OK;
     GST_OBJECT_LOCK(self);
     const int bits = self->settings->pixelBits;
     GST_OBJECT_UNLOCK(self);
@@ -259,7 +260,8 @@ void setProperty(GObject* object, guint id, const GValue* value, GParamSpec* psp
     const bool none = !s.fpn && !s.ffc && !s.lsc;
     GST_OBJECT_UNLOCK(self);
     // The switches take effect at the next buffer; with none on the buffers pass untouched, and
-    // the element is called for them again once one is switched on.
+    // the element is called for them again once one is switched on. Passthrough is set here
+    // alone, never by the streaming thread, and holds from one start to the next.
     if (id == PROP_FPN || id == PROP_FFC || id == PROP_LSC) gst_base_transform_set_passthrough(GST_BASE_TRANSFORM(self), none);
 }
 
