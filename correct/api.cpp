@@ -204,7 +204,13 @@ bool prepare(lsxcCorrection& c, const lsxcImage& image, int depth, std::string& 
             for (int ch = 0; ch < channels; ++ch) {
                 const char name = mono ? (perLine ? ffcLineName(l, lines) : ffc->channels.begin()->first)
                                        : names[size_t(ch)];
-                ffcList[size_t(l) * channels + ch] = &ffc->channels.at(name);
+                // Two lists of two sensor lines may be named other than R and G.
+                const auto list = ffc->channels.find(name);
+                if (list == ffc->channels.end()) {
+                    why = std::string("the FFC file has no list ") + name + " for sensor line " + number(l + 1);
+                    return false;
+                }
+                ffcList[size_t(l) * channels + ch] = &list->second;
             }
     }
 

@@ -411,6 +411,28 @@ private slots:
         QCOMPARE(lsxcSetSensorLines(c, 0), LSXC_ERR_ARGUMENT);
     }
 
+    void sensorLinesTakeTheirFlatFieldListsByName()
+    {
+        // Two sensor lines take the lists R and G, counted from 1; a file of R and B has two
+        // lists all the same, but none for the second line.
+        const QByteArray head = "[FFC]\nVersion=2\n[FFC_ROI]\nOffsetH=0\nWidth=1\n[FFC_R]\n0=2\n";
+        const QString rg = textFile("rg.FFC", head + "[FFC_G]\n0=3\n");
+        const QString rb = textFile("rb.FFC", head + "[FFC_B]\n0=3\n");
+        Correction c;
+        QCOMPARE(lsxcSetSensorLines(c, 2), LSXC_OK);
+        QCOMPARE(lsxcLoadFfc(c, rg.toUtf8().constData()), LSXC_OK);
+        std::vector<uint8_t> px{10, 10};
+        lsxcImage img = imageOf(px, LSXC_MONO8, 1, 2);
+        QCOMPARE(lsxcCorrect(c, &img, &img), LSXC_OK);
+        QCOMPARE(px, (std::vector<uint8_t>{20, 30}));
+        QCOMPARE(lsxcLoadFfc(c, rb.toUtf8().constData()), LSXC_OK);
+        px = {10, 10};
+        QCOMPARE(lsxcCorrect(c, &img, &img), LSXC_ERR_SIZE);
+        QVERIFY2(c.error().contains(QStringLiteral("the FFC file has no list G for sensor line 2")),
+                 qPrintable(c.error()));
+        QCOMPARE(px, (std::vector<uint8_t>{10, 10}));
+    }
+
     void imagesAreCheckedBeforeAnythingIsWritten()
     {
         QVERIFY(writeFpn(path("i.FAC.FPN"), 0, FORMAT_MONO, {row(8, 10)}, {row(8, 1)}));
