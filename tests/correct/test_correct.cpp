@@ -500,8 +500,9 @@ private slots:
         }
         QVERIFY(writeFpn(path("r.FAC.FPN"), 0, FORMAT_BGR24, b, k));
         QVERIFY(writeFfc(path("r.FAC.FFC.x"), 0, w, f));
-        writeLsc(path("r.LSC.FAC"), 0, w,
-                 {{0, 0, 0, 0, 1e-7, -3e-4, 1.0, 1.1}, {0, 0, 0, 0, 1e-7, -3e-4, 1.0, 1.0}, {0, 0, 0, 0, 0, 0, 1.0, 0.9}});
+        QVERIFY(writeLsc(
+            path("r.LSC.FAC"), 0, w,
+            {{0, 0, 0, 0, 1e-7, -3e-4, 1.0, 1.1}, {0, 0, 0, 0, 1e-7, -3e-4, 1.0, 1.0}, {0, 0, 0, 0, 0, 0, 1.0, 0.9}}));
         Correction c;
         QCOMPARE(lsxcLoadFpn(c, path("r.FAC.FPN").toUtf8().constData()), LSXC_OK);
         QCOMPARE(lsxcLoadFfc(c, path("r.FAC.FFC.x").toUtf8().constData()), LSXC_OK);
