@@ -204,7 +204,13 @@ bool prepare(lsxcCorrection& c, const lsxcImage& image, int depth, std::string& 
             for (int ch = 0; ch < channels; ++ch) {
                 const char name = mono ? (perLine ? ffcLineName(l, lines) : ffc->channels.begin()->first)
                                        : names[size_t(ch)];
-                ffcList[size_t(l) * channels + ch] = &ffc->channels.at(name);
+                // Two lists of two sensor lines may be named other than R and G.
+                const auto list = ffc->channels.find(name);
+                if (list == ffc->channels.end()) {
+                    why = std::string("the FFC file has no list ") + name + " for sensor line " + number(l + 1);
+                    return false;
+                }
+                ffcList[size_t(l) * channels + ch] = &list->second;
             }
     }
 
@@ -219,6 +225,16 @@ bool prepare(lsxcCorrection& c, const lsxcImage& image, int depth, std::string& 
         for (int ch = 0; ch < channels; ++ch) lscPoly[size_t(ch)] = &lsc->channels.at(names[size_t(ch)]);
     }
 
+    // The lens-shading gain of every element, the same on every sensor line.
+    std::vector<double> lscGain;
+    if (lsc) {
+        lscGain.resize(n);
+        for (int x = 0; x < width; ++x)
+            for (int ch = 0; ch < channels; ++ch)
+                lscGain[size_t(x) * channels + ch] =
+                    lsxc::lscGainAt(*lscPoly[size_t(ch)], lsc->x, lsc->width, int(x0 + x));
+    }
+
     // B and K x F x L of every element of every line (and band).
     const int kCount = std::max(1, bands);
     p.b.assign(size_t(lines) * n, 0.0f);
@@ -230,7 +246,7 @@ bool prepare(lsxcCorrection& c, const lsxcImage& image, int depth, std::string& 
                 const int64_t sensor = x0 + x;
                 double gain = 1.0;
                 if (const auto* f = ffcList[size_t(l) * channels + ch]) gain *= (*f)[size_t(sensor - ffc->x)];
-                if (const auto* poly = lscPoly[size_t(ch)]) gain *= lsxc::lscGainAt(*poly, lsc->x, lsc->width, int(sensor));
+                if (lsc) gain *= lscGain[e];
                 const float extra = float(gain);
                 float b = 0.0f;
                 if (fpn) {

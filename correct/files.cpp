@@ -429,17 +429,30 @@ bool parseFfcFile(const IniSections& ini, const std::string& name, FfcFile& out,
         const std::string section = std::string("FFC_") + channel;
         const auto* keys = sectionOf(ini, section);
         if (!keys) continue;
-        // A column without its key keeps the gain 1, as the tool loads it.
-        std::vector<double> gains(size_t(f.width), 1.0);
+        // Every key a column of the ROI (a key outside it belongs to another file), and every
+        // column with its key: the tool asks its operator before it loads a file that lacks some,
+        // and there is no one to ask here.
+        std::vector<double> gains(size_t(f.width), 0.0);  // 0 until the column's key is read
         for (const auto& [key, value] : *keys) {
             long long column = -1;
-            if (!toInt(key, column) || column < f.x || column >= (long long)f.x + f.width) continue;
+            if (!toInt(key, column) || column < f.x || column >= (long long)f.x + f.width) {
+                why = name + ": [" + section + "] " + quoted(key) + " is not a column of the ROI (sensor columns "
+                      + std::to_string(f.x) + " to " + std::to_string((long long)f.x + f.width - 1) + ")";
+                return false;
+            }
             double g = 0.0;
             if (!toNumber(value, g) || !(g > 0.0)) {
                 why = name + ": [" + section + "] " + key + " is " + quoted(value) + ", not a gain above 0";
                 return false;
             }
             gains[size_t(column - f.x)] = g;
+        }
+        const auto gap = std::find(gains.begin(), gains.end(), 0.0);
+        if (gap != gains.end()) {
+            why = name + ": [" + section + "] has no gain for " + std::to_string(std::count(gap, gains.end(), 0.0))
+                  + " of the ROI's " + std::to_string(f.width) + " columns, the first sensor column "
+                  + std::to_string(f.x + (gap - gains.begin()));
+            return false;
         }
         f.channels[channel] = std::move(gains);
     }

@@ -20,6 +20,7 @@
 #include <gst/video/gstvideofilter.h>
 #include <gst/video/video.h>
 
+#include <optional>
 #include <string>
 
 GST_DEBUG_CATEGORY_STATIC(lsx_correct_debug);
@@ -94,20 +95,20 @@ bool applySettings(GstLsxCorrect* self, const Settings& s, std::string& why)
         why = lastError(c);
         return false;
     }
-    // Nothing switched on: the buffers pass untouched.
-    gst_base_transform_set_passthrough(GST_BASE_TRANSFORM(self), switches == 0);
     return true;
 }
 
-// Takes the settings if they changed; false with the sentence when the correction refuses them.
-bool takeSettings(GstLsxCorrect* self, std::string& why)
+// Takes the settings if they changed, and the samples' depth; false with the sentence when the
+// correction refuses them.
+bool takeSettings(GstLsxCorrect* self, int& bits, std::string& why)
 {
+    std::optional<Settings> s;
     GST_OBJECT_LOCK(self);
-    const bool changed = self->changed;
-    const Settings s = *self->settings;
+    if (self->changed) s = *self->settings;
     self->changed = FALSE;
+    bits = self->settings->pixelBits;
     GST_OBJECT_UNLOCK(self);
-    return !changed || applySettings(self, s, why);
+    return !s || applySettings(self, *s, why);
 }
 
 gboolean start(GstBaseTransform* trans)
@@ -169,13 +170,11 @@ gboolean setInfo(GstVideoFilter* filter, GstCaps*, GstVideoInfo* in, GstCaps*, G
     default: return FALSE;
     }
     std::string why;
-    if (!self->correction || !takeSettings(self, why)) {
+    int bits = 0;
+    if (!self->correction || !takeSettings(self, bits, why)) {
         GST_ELEMENT_ERROR(self, CORE, NEGOTIATION, ("Cannot use the correction data: %s", why.c_str()), (nullptr));
         return FALSE;
     }
-    GST_OBJECT_LOCK(self);
-    const int bits = self->settings->pixelBits;
-    GST_OBJECT_UNLOCK(self);
     // A block of no lines: the data are matched to the format and width, nothing is written.
     const lsxcImage probe{self->format, self->format == LSXC_MONO16 ? bits : 0, GST_VIDEO_INFO_WIDTH(in), 0, 0,
                           nullptr, 0};
@@ -206,14 +205,15 @@ GstFlowReturn transformFrameIp(GstVideoFilter* filter, GstVideoFrame* frame)
 {
     GstLsxCorrect* self = GST_LSX_CORRECT(filter);
     std::string why;
-    if (!takeSettings(self, why)) {
+    int bits = 0;
+    if (!takeSettings(self, bits, why)) {
         GST_ELEMENT_ERROR(self, STREAM, FAILED, ("Cannot use the correction settings: %s", why.c_str()), (nullptr));
         return GST_FLOW_ERROR;
     }
-    if (gst_base_transform_is_passthrough(GST_BASE_TRANSFORM(self))) return GST_FLOW_OK;
-    GST_OBJECT_LOCK(self);
-    const int bits = self->settings->pixelBits;
-    GST_OBJECT_UNLOCK(self);
+    // A frame passed through is mapped for reading only, and its buffer may be another's (a
+    // tee's, a pool's): the mapping decides, not the passthrough of now, which a switch turned on
+    // meanwhile has changed.
+    if (!(frame->map[0].flags & GST_MAP_WRITE)) return GST_FLOW_OK;
     const int height = GST_VIDEO_FRAME_HEIGHT(frame);
     lsxcImage image{self->format,
                     self->format == LSXC_MONO16 ? bits : 0,
@@ -259,7 +259,8 @@ void setProperty(GObject* object, guint id, const GValue* value, GParamSpec* psp
     const bool none = !s.fpn && !s.ffc && !s.lsc;
     GST_OBJECT_UNLOCK(self);
     // The switches take effect at the next buffer; with none on the buffers pass untouched, and
-    // the element is called for them again once one is switched on.
+    // the element is called for them again once one is switched on. Passthrough is set here
+    // alone, never by the streaming thread, and holds from one start to the next.
     if (id == PROP_FPN || id == PROP_FFC || id == PROP_LSC) gst_base_transform_set_passthrough(GST_BASE_TRANSFORM(self), none);
 }
 

@@ -185,13 +185,30 @@ private slots:
         const QString none = textFile("n.FFC", "[FFC]\nVersion=2\n[FFC_ROI]\nOffsetH=0\nWidth=2\n");
         QCOMPARE(lsxcLoadFfc(c, none.toUtf8().constData()), LSXC_ERR_FILE_FORMAT);
         QVERIFY(c.error().contains(QStringLiteral("none of [FFC_R]")));
-        // A key missing in a section: that column keeps the gain 1, as the tool loads it.
-        const QString gap = textFile("g.FFC", "[FFC]\nVersion=2\n[FFC_ROI]\nOffsetH=5\nWidth=2\n[FFC_R]\n5=2\n");
-        QCOMPARE(lsxcLoadFfc(c, gap.toUtf8().constData()), LSXC_OK);
+        // A column without its key, or a key outside the ROI: the tool asks about the first and
+        // refuses the second; with no one to ask, both are refused, the first offender named,
+        // and the file in force stays.
+        const QString good = textFile("ok.FFC", "[FFC]\nVersion=2\n[FFC_ROI]\nOffsetH=5\nWidth=2\n[FFC_R]\n5=2\n6=3\n");
+        QCOMPARE(lsxcLoadFfc(c, good.toUtf8().constData()), LSXC_OK);
+        const QString gap = textFile("g.FFC", "[FFC]\nVersion=2\n[FFC_ROI]\nOffsetH=5\nWidth=4\n[FFC_R]\n5=2\n7=2\n");
+        QCOMPARE(lsxcLoadFfc(c, gap.toUtf8().constData()), LSXC_ERR_FILE_FORMAT);
+        QVERIFY2(c.error().contains(QStringLiteral("[FFC_R] has no gain for 2 of the ROI's 4 columns, the first sensor "
+                                                   "column 6")),
+                 qPrintable(c.error()));
+        const QString outside =
+            textFile("o.FFC", "[FFC]\nVersion=2\n[FFC_ROI]\nOffsetH=5\nWidth=2\n[FFC_G]\n5=2\n6=2\n7=2\n");
+        QCOMPARE(lsxcLoadFfc(c, outside.toUtf8().constData()), LSXC_ERR_FILE_FORMAT);
+        QVERIFY2(c.error().contains(QStringLiteral("[FFC_G] \"7\" is not a column of the ROI (sensor columns 5 to 6)")),
+                 qPrintable(c.error()));
+        const QString text =
+            textFile("t.FFC", "[FFC]\nVersion=2\n[FFC_ROI]\nOffsetH=5\nWidth=2\n[FFC_R]\n5=2\n6=2\nnote=x\n");
+        QCOMPARE(lsxcLoadFfc(c, text.toUtf8().constData()), LSXC_ERR_FILE_FORMAT);
+        QVERIFY2(c.error().contains(QStringLiteral("[FFC_R] \"note\" is not a column of the ROI")),
+                 qPrintable(c.error()));
         std::vector<uint8_t> px{10, 10};
         lsxcImage img = imageOf(px, LSXC_MONO8, 2, 1);
         QCOMPARE(lsxcCorrect(c, &img, &img), LSXC_OK);
-        QCOMPARE(px, (std::vector<uint8_t>{20, 10}));
+        QCOMPARE(px, (std::vector<uint8_t>{20, 30}));
 
         QVERIFY(writeLsc(path("two.LSC.FAC"), 0, 4, {{0, 0, 0, 0, 0, 0, 1, 1}, {0, 0, 0, 0, 0, 0, 1, 1}}));
         QCOMPARE(lsxcLoadLsc(c, path("two.LSC.FAC").toUtf8().constData()), LSXC_ERR_FILE_FORMAT);
@@ -394,6 +411,28 @@ private slots:
         QCOMPARE(lsxcSetSensorLines(c, 0), LSXC_ERR_ARGUMENT);
     }
 
+    void sensorLinesTakeTheirFlatFieldListsByName()
+    {
+        // Two sensor lines take the lists R and G, counted from 1; a file of R and B has two
+        // lists all the same, but none for the second line.
+        const QByteArray head = "[FFC]\nVersion=2\n[FFC_ROI]\nOffsetH=0\nWidth=1\n[FFC_R]\n0=2\n";
+        const QString rg = textFile("rg.FFC", head + "[FFC_G]\n0=3\n");
+        const QString rb = textFile("rb.FFC", head + "[FFC_B]\n0=3\n");
+        Correction c;
+        QCOMPARE(lsxcSetSensorLines(c, 2), LSXC_OK);
+        QCOMPARE(lsxcLoadFfc(c, rg.toUtf8().constData()), LSXC_OK);
+        std::vector<uint8_t> px{10, 10};
+        lsxcImage img = imageOf(px, LSXC_MONO8, 1, 2);
+        QCOMPARE(lsxcCorrect(c, &img, &img), LSXC_OK);
+        QCOMPARE(px, (std::vector<uint8_t>{20, 30}));
+        QCOMPARE(lsxcLoadFfc(c, rb.toUtf8().constData()), LSXC_OK);
+        px = {10, 10};
+        QCOMPARE(lsxcCorrect(c, &img, &img), LSXC_ERR_SIZE);
+        QVERIFY2(c.error().contains(QStringLiteral("the FFC file has no list G for sensor line 2")),
+                 qPrintable(c.error()));
+        QCOMPARE(px, (std::vector<uint8_t>{10, 10}));
+    }
+
     void imagesAreCheckedBeforeAnythingIsWritten()
     {
         QVERIFY(writeFpn(path("i.FAC.FPN"), 0, FORMAT_MONO, {row(8, 10)}, {row(8, 1)}));
@@ -461,8 +500,9 @@ private slots:
         }
         QVERIFY(writeFpn(path("r.FAC.FPN"), 0, FORMAT_BGR24, b, k));
         QVERIFY(writeFfc(path("r.FAC.FFC.x"), 0, w, f));
-        writeLsc(path("r.LSC.FAC"), 0, w,
-                 {{0, 0, 0, 0, 1e-7, -3e-4, 1.0, 1.1}, {0, 0, 0, 0, 1e-7, -3e-4, 1.0, 1.0}, {0, 0, 0, 0, 0, 0, 1.0, 0.9}});
+        QVERIFY(writeLsc(
+            path("r.LSC.FAC"), 0, w,
+            {{0, 0, 0, 0, 1e-7, -3e-4, 1.0, 1.1}, {0, 0, 0, 0, 1e-7, -3e-4, 1.0, 1.0}, {0, 0, 0, 0, 0, 0, 1.0, 0.9}}));
         Correction c;
         QCOMPARE(lsxcLoadFpn(c, path("r.FAC.FPN").toUtf8().constData()), LSXC_OK);
         QCOMPARE(lsxcLoadFfc(c, path("r.FAC.FFC.x").toUtf8().constData()), LSXC_OK);

@@ -12,6 +12,18 @@
 
 namespace gsttest {
 
+// The bytes of a buffer, empty when it cannot be read.
+inline std::vector<uint8_t> bytesOf(GstBuffer* buffer)
+{
+    std::vector<uint8_t> out;
+    GstMapInfo map;
+    if (gst_buffer_map(buffer, &map, GST_MAP_READ)) {
+        out.assign(map.data, map.data + map.size);
+        gst_buffer_unmap(buffer, &map);
+    }
+    return out;
+}
+
 class Pipeline {
 public:
     // Parses `description`; error() tells why when that fails.
@@ -49,9 +61,14 @@ public:
     // A buffer of `bytes` into the appsrc "src".
     bool push(const std::vector<uint8_t>& bytes)
     {
-        GstElement* src = element("src");
         GstBuffer* buffer = gst_buffer_new_allocate(nullptr, bytes.size(), nullptr);
         gst_buffer_fill(buffer, 0, bytes.data(), bytes.size());
+        return push(buffer);
+    }
+    // `buffer` into the appsrc "src", which takes it over.
+    bool push(GstBuffer* buffer)
+    {
+        GstElement* src = element("src");
         const GstFlowReturn r = gst_app_src_push_buffer(GST_APP_SRC(src), buffer);
         gst_object_unref(src);
         return r == GST_FLOW_OK;
@@ -63,17 +80,11 @@ public:
         GstElement* sink = element("sink");
         GstSample* sample = gst_app_sink_try_pull_sample(GST_APP_SINK(sink), GstClockTime(ms) * GST_MSECOND);
         gst_object_unref(sink);
-        std::vector<uint8_t> out;
         if (!sample) {
             readError(0);
-            return out;
+            return {};
         }
-        GstMapInfo map;
-        GstBuffer* buffer = gst_sample_get_buffer(sample);
-        if (gst_buffer_map(buffer, &map, GST_MAP_READ)) {
-            out.assign(map.data, map.data + map.size);
-            gst_buffer_unmap(buffer, &map);
-        }
+        std::vector<uint8_t> out = bytesOf(gst_sample_get_buffer(sample));
         gst_sample_unref(sample);
         return out;
     }

@@ -6,7 +6,10 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <gst/video/gstvideometa.h>
+
 #include <random>
+#include <utility>
 
 using namespace correcttest;
 using gsttest::Pipeline;
@@ -37,6 +40,22 @@ QString appsrc(const char* format, int width, int height)
 }
 
 const QString kSink = QStringLiteral(" ! appsink name=sink sync=false");
+
+// The element whose FPN the next frame mapping through mapSwitchingFpnOn switches on.
+GstElement* g_switchOnAtMap = nullptr;
+
+// A plane of a one-memory buffer mapped as the video meta's own mapping does, after switching
+// the FPN of g_switchOnAtMap on: a property set by another thread between the element's choice of
+// mapping and its work on the frame.
+gboolean mapSwitchingFpnOn(GstVideoMeta* meta, guint plane, GstMapInfo* info, gpointer* data, gint* stride,
+                           GstMapFlags flags)
+{
+    if (GstElement* element = std::exchange(g_switchOnAtMap, nullptr)) g_object_set(element, "fpn", TRUE, nullptr);
+    if (!gst_buffer_map(meta->buffer, info, flags)) return FALSE;
+    *data = info->data + meta->offset[plane];
+    *stride = meta->stride[plane];
+    return TRUE;
+}
 
 }  // namespace
 
@@ -187,6 +206,40 @@ private slots:
         QCOMPARE(QString::fromUtf8(file), m_fpn);
         QCOMPARE(gain, 1.0);
         g_free(file);
+        gst_object_unref(element);
+    }
+
+    void aBufferMappedForReadingIsNotWritten()
+    {
+        // Every switch off: the buffers pass through, mapped for reading only, and may be held
+        // elsewhere too (a tee's other branch). A switch turned on while such a frame is mapped
+        // leaves that frame as it is; the next buffer is corrected.
+        Pipeline p(appsrc("GRAY8", 256, 4) + QStringLiteral("lsxcorrect name=c fpn=false ffc=false lsc=false fpn-file=")
+                   + arg(m_fpn) + kSink);
+        QVERIFY2(p.play(), qPrintable(p.error()));
+        GstElement* element = p.element("c");
+        QVERIFY(element);
+        std::mt19937 rng(3);
+        const std::vector<uint8_t> in = randomBytes(rng, 1024);
+        GstBuffer* shared = gst_buffer_new_allocate(nullptr, in.size(), nullptr);
+        gst_buffer_fill(shared, 0, in.data(), in.size());
+        GstVideoMeta* meta =
+            gst_buffer_add_video_meta(shared, GST_VIDEO_FRAME_FLAG_NONE, GST_VIDEO_FORMAT_GRAY8, 256, 4);
+        meta->map = mapSwitchingFpnOn;
+        g_switchOnAtMap = element;
+        QVERIFY(p.push(gst_buffer_ref(shared)));
+        const std::vector<uint8_t> out = p.pull();
+        QVERIFY(!g_switchOnAtMap);  // switched on with the frame mapped
+        QVERIFY(gsttest::bytesOf(shared) == in);
+        QVERIFY(out == in);
+        gst_buffer_unref(shared);
+        Correction c;
+        QCOMPARE(lsxcLoadFpn(c, m_fpn.toUtf8().constData()), LSXC_OK);
+        std::vector<uint8_t> expected = in;
+        libraryCorrects(c, expected, LSXC_MONO8, 0, 256, 4);
+        QVERIFY(expected != in);
+        QVERIFY(p.push(in));
+        QVERIFY(p.pull() == expected);
         gst_object_unref(element);
     }
 
