@@ -207,7 +207,7 @@ bool prepare(lsxcCorrection& c, const lsxcImage& image, int depth, std::string& 
                 // Two lists of two sensor lines may be named other than R and G.
                 const auto list = ffc->channels.find(name);
                 if (list == ffc->channels.end()) {
-                    why = std::string("the FFC file has no list ") + name + " for sensor line " + number(l + 1);
+                    why = std::string("the FFC file has no list ") + name + " for sensor line " + number(l);
                     return false;
                 }
                 ffcList[size_t(l) * channels + ch] = &list->second;

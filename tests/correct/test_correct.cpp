@@ -428,7 +428,7 @@ private slots:
         QCOMPARE(lsxcLoadFfc(c, rb.toUtf8().constData()), LSXC_OK);
         px = {10, 10};
         QCOMPARE(lsxcCorrect(c, &img, &img), LSXC_ERR_SIZE);
-        QVERIFY2(c.error().contains(QStringLiteral("the FFC file has no list G for sensor line 2")),
+        QVERIFY2(c.error().contains(QStringLiteral("the FFC file has no list G for sensor line 1")),
                  qPrintable(c.error()));
         QCOMPARE(px, (std::vector<uint8_t>{10, 10}));
     }
