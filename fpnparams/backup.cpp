@@ -10,12 +10,13 @@
 // the same value.
 #include "fpnparams/backup.h"
 
+#include "fpnparams/paramfile.h"
+
 #include <QCoreApplication>
 #include <QFile>
 #include <QFileInfo>
 #include <QMap>
 #include <QRegularExpression>
-#include <QSaveFile>
 #include <QStringList>
 #include <QTextStream>
 
@@ -167,10 +168,9 @@ bool saveBackupFile(const QString& path, const CameraBackup& backup, QString& er
     }
     o.flush();
 
-    QSaveFile f(path);
-    const QByteArray bytes = text.toUtf8();
-    if (!f.open(QIODevice::WriteOnly) || f.write(bytes) != bytes.size() || !f.commit()) {
-        error = QCoreApplication::translate("Backup", "无法写入备份文件 %1：%2").arg(path, f.errorString());
+    QString cause;
+    if (!writeAtomically(path, text.toUtf8(), &cause)) {
+        error = QCoreApplication::translate("Backup", "无法写入备份文件 %1：%2").arg(path, cause);
         return false;
     }
     return true;

@@ -32,6 +32,7 @@
 #include <QDateTime>
 #include <QDebug>
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QSettings>
 
@@ -265,6 +266,15 @@ CameraServer::Backup CameraServer::backupBeforeWrite(WriteKind kind, const QStri
     QString error;
     if (!QDir().mkpath(QFileInfo(path).absolutePath()) || !saveBackupFile(path, out, error)) {
         if (error.isEmpty()) error = tr("无法创建备份文件夹 %1").arg(QFileInfo(path).absolutePath());
+        emit OS_FpnInfo(101, error + tr("。为免丢失原有参数，未写入相机。"));
+        return Backup::Failed;
+    }
+    // Only a backup that loads counts as taken: the file is read back once as a restore reads it
+    // (a text of the camera's that breaks its lines, a value the file cannot hold). One that does
+    // not load is removed, so that no restore is offered from it.
+    CameraBackup loaded;
+    if (!loadBackupFile(path, loaded, error)) {
+        QFile::remove(path);
         emit OS_FpnInfo(101, error + tr("。为免丢失原有参数，未写入相机。"));
         return Backup::Failed;
     }

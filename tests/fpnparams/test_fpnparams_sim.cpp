@@ -81,7 +81,8 @@ private slots:
             {"friendlyName": "SIM-LS4096-M", "width": %1},
             {"friendlyName": "SIM-LS2048-ML4", "width": %1},
             {"friendlyName": "SIM-LS2048-C", "width": %1},
-            {"friendlyName": "SIM-LS8192-MLK", "width": %1}
+            {"friendlyName": "SIM-LS8192-MLK", "width": %1},
+            {"friendlyName": "SIM-LS4096-NL", "base": "SIM-LS4096-M", "serial": "SN 7\nbroken", "width": %1}
         ]})")
                     .arg(kWidth));
     }
@@ -364,6 +365,29 @@ private slots:
                                              .arg(CameraServer::backupFolder())}}));
         QCOMPARE(readSet(s.get(), "UserSet0", 1), before);
         QCOMPARE(cameraFpnSwitch(s.get()), QStringLiteral("false"));
+    }
+
+    // A backup that is saved but does not load (the camera's serial breaks its line) stops the write
+    // too, and is not left to restore from.
+    void unloadableBackupStopsTheWrite()
+    {
+        const QString name = QStringLiteral("SIM-LS4096-NL");
+        auto s = openServer(name);
+        QVERIFY(s->m_opened);
+        calibrate(s.get(), name);
+        const std::vector<float> before = readSet(s.get(), "UserSet0", 1);
+        QVERIFY(!before.empty());
+        const QList<Report> r = reportsOfRun(s.get(), [&] { s->fpnWriteDown(0); });
+        QCOMPARE(r.size(), 1);
+        QCOMPARE(r.first().first, 101);
+        QVERIFY2(r.first().second.startsWith(QStringLiteral("备份文件 %1/").arg(CameraServer::backupFolder())),
+                 qPrintable(r.first().second));
+        QVERIFY2(
+            r.first().second.endsWith(QStringLiteral("不是 \"[节]\" 或 \"键=值\"。为免丢失原有参数，未写入相机。")),
+            qPrintable(r.first().second));
+        QCOMPARE(readSet(s.get(), "UserSet0", 1), before);
+        QCOMPARE(cameraFpnSwitch(s.get()), QStringLiteral("false"));
+        QCOMPARE(QDir(CameraServer::backupFolder()).entryList(QDir::Files), QStringList());
     }
 
     // A backup of another camera, or one cut short, writes nothing.
