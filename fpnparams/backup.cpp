@@ -137,7 +137,9 @@ bool saveBackupFile(const QString& path, const CameraBackup& backup, QString& er
 {
     QString text;
     QTextStream o(&text);
-    o << QCoreApplication::translate("Backup", "# 线扫相机校正工具：写入相机前的参数备份") << '\n';
+    // The '#' that makes the line a comment is the file's, not the language's: a translation
+    // cannot take it away, nor break the line in two.
+    o << "# " << QCoreApplication::translate("Backup", "线扫相机校正工具：写入相机前的参数备份").simplified() << '\n';
     o << "[Backup]\n";
     o << "Version=" << kVersion << '\n';
     o << "Kind=" << backupKindName(backup.kind) << '\n';

@@ -24,10 +24,6 @@
         <translation>the value &quot;%3&quot; of %1, column %2, is not a number from %4 to %5</translation>
     </message>
     <message>
-        <source># 线扫相机校正工具：写入相机前的参数备份</source>
-        <translation># Line-Scan Camera Calibration Tool: a backup of the parameters before a write into the camera</translation>
-    </message>
-    <message>
         <source>无法写入备份文件 %1：%2</source>
         <translation>Cannot write the backup file %1: %2</translation>
     </message>
@@ -82,6 +78,10 @@
     <message>
         <source>通道数多于 Channels = %1</source>
         <translation>more channels than Channels = %1</translation>
+    </message>
+    <message>
+        <source>线扫相机校正工具：写入相机前的参数备份</source>
+        <translation>Line-Scan Camera Calibration Tool: a backup of the parameters before a write into the camera</translation>
     </message>
 </context>
 <context>
