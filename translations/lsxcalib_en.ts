@@ -1662,10 +1662,6 @@ Press Enter to continue, Ctrl-C to cancel.</translation>
 <context>
     <name>DarkCurrent</name>
     <message>
-        <source>无法写入暗电流文件 %1。</source>
-        <translation>Cannot write the dark-current file %1.</translation>
-    </message>
-    <message>
         <source>暗电流文件 %1 %2</source>
         <translation>The dark-current file %1 %2</translation>
     </message>
@@ -1696,6 +1692,10 @@ Press Enter to continue, Ctrl-C to cancel.</translation>
     <message>
         <source>第 %1 行第 %2 列不是数值。</source>
         <translation>has a value in row %1, column %2 that is not a number.</translation>
+    </message>
+    <message>
+        <source>无法写入暗电流文件 %1：%2。</source>
+        <translation>Cannot write the dark-current file %1: %2.</translation>
     </message>
 </context>
 <context>
