@@ -1625,10 +1625,6 @@ Press Enter to continue, Ctrl-C to cancel.</translation>
         <translation>Cannot correct %1: %2</translation>
     </message>
     <message>
-        <source>无法写入 %1。</source>
-        <translation>Cannot write %1.</translation>
-    </message>
-    <message>
         <source>已校正 %1：%2 行 x %3 像素（%4），写入 %5</source>
         <translation>Corrected %1: %2 lines x %3 pixels (%4), written to %5</translation>
     </message>
@@ -1657,6 +1653,18 @@ Press Enter to continue, Ctrl-C to cancel.</translation>
     <message>
         <source>相机没有%1参数组，无法写入相机；可用 --save 保存为文件。</source>
         <translation>The camera has no %1 sets and cannot be written to; --save saves a file instead.</translation>
+    </message>
+    <message>
+        <source>校正库拒绝了 %1：%2</source>
+        <translation>The correction library refused %1: %2</translation>
+    </message>
+    <message>
+        <source>原始数据 %1 的像素格式未知：FPN 文件的目标格式 %2 不是 mono8、mono16、rgb8 或 bgr8，请用 --format 给出原始数据的格式。</source>
+        <translation>The pixel format of the raw data %1 is not known: the FPN file&apos;s target format %2 is none of mono8, mono16, rgb8 or bgr8; give the raw data&apos;s format with --format.</translation>
+    </message>
+    <message>
+        <source>无法把校正后的图像编码为 %1：%2</source>
+        <translation>Cannot encode the corrected picture as %1: %2</translation>
     </message>
 </context>
 <context>
