@@ -742,8 +742,10 @@ int CliRunner::run(const CliPlan& plan, const QString& bindError)
     m_ended = QDateTime::currentDateTimeUtc();
     // The stream stopped, whatever the procedure left: a cancelled run ends at its next frame.
     if (m_server && m_server->m_opened) lsxStop(m_server->m_handle);
-    // Closed before the result is written, so that the result says what the camera holds.
+    // Closed before the result is written, so that the result says what the camera holds; a set
+    // written but not kept leaves the camera other than the steps reported it.
     m_cameraLeft = closeCamera();
+    if (m_keepFailed && exit != CliUsage && exit != CliInterrupted) exit = CliFailed;
     if (!plan.json.isEmpty()) {
         writeJson(plan.json, exit);
         // The station reads its result from the file: one that is not there whole is a failure,

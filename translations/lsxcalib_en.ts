@@ -1244,8 +1244,8 @@ of FPN.ini, else records.sqlite in the documents folder)</translation>
         <translation>Before a write into the camera (write-fpn, ffc --write, lsc --write, restore) the parameter set to be overwritten is backed up to the backup folder of the documents folder, and a confirmation is asked for: type y in the terminal, or give --yes; a set the camera cannot read back is said to be impossible to back up. At the end the camera is returned to its state at opening, keeping only the written parameter sets (switched on) and their DOffset.</translation>
     </message>
     <message>
-        <source>退出码: 0 全部成功；1 某一步失败，或结果文件无法写入；2 用法错误、未知相机或相机库无法加载；3 校正验证未达到限值；130 被 Ctrl-C 取消。</source>
-        <translation>Exit codes: 0 all succeeded; 1 a step failed, or the result file cannot be written; 2 usage error, unknown camera or the camera library cannot be loaded; 3 the calibration verification did not meet its limits; 130 cancelled by Ctrl-C.</translation>
+        <source>退出码: 0 全部成功；1 某一步失败、写入相机的参数组在结束时没能保持，或结果文件无法写入；2 用法错误、未知相机或相机库无法加载；3 校正验证未达到限值；130 被 Ctrl-C 取消。</source>
+        <translation>Exit codes: 0 all succeeded; 1 a step failed, a set written into the camera could not be kept at the end, or the result file cannot be written; 2 usage error, unknown camera or the camera library cannot be loaded; 3 the calibration verification did not meet its limits; 130 cancelled by Ctrl-C.</translation>
     </message>
     <message>
         <source>没有给出任何步骤。</source>
@@ -1665,6 +1665,10 @@ Press Enter to continue, Ctrl-C to cancel.</translation>
     <message>
         <source>无法把校正后的图像编码为 %1：%2</source>
         <translation>Cannot encode the corrected picture as %1: %2</translation>
+    </message>
+    <message>
+        <source>无</source>
+        <translation>nothing</translation>
     </message>
 </context>
 <context>

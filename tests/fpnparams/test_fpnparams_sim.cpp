@@ -463,6 +463,26 @@ private slots:
                  (QStringList{"pair.FAC.FPN", "pair.FAC.FPN.dark"}));
     }
 
+    // At the close, a written set the camera does not take back is a problem and not kept: the
+    // close never reports as kept what it could not keep.
+    void setNotKeptAtTheCloseIsAProblem()
+    {
+        const QString name = QStringLiteral("SIM-LS4096-M");
+        auto s = openServer(name);
+        calibrate(s.get(), name);
+        writeDown(s.get(), 0);
+        QCOMPARE(m_api->injectFault("lsxSetConfigString", 0, LSX_ERR_DISCONNECTED, 0), LSX_OK);
+        s->close();
+        m_api->clearFaults();
+        const CameraServer::CameraLeft& left = s->cameraLeft();
+        QVERIFY(left.closed);
+        QVERIFY(left.asFound);
+        QVERIFY2(!left.kept.contains(QStringLiteral("FPN UserSet0")), qPrintable(left.kept.join(", ")));
+        QCOMPARE(left.problems, QStringList{QStringLiteral("保持FPN参数组 UserSet0出错（%1-%2）")
+                                                .arg(LSX_ERR_DISCONNECTED)
+                                                .arg(statusText(LSX_ERR_DISCONNECTED))});
+    }
+
     // A backup of another camera, or one cut short, writes nothing.
     void restoreRefusals()
     {
