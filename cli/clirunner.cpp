@@ -74,6 +74,12 @@ double rangedSetting(CameraServer& s, const QString& key, double fallback)
     return checkSetting(key, s.settings().value(key, fallback)).value;
 }
 
+// GainMax as the calibrations read it: when absent, 1 on a line-scan camera and 8 on an area camera.
+double calibrationGainMax(CameraServer& s)
+{
+    return rangedSetting(s, FpnIni::GainMax, FpnIni::gainMaxCalibrationDefault(s.m_isLinescan));
+}
+
 }  // namespace
 
 QString cliWording(const QString& text)
@@ -444,8 +450,8 @@ int CliRunner::runStep(const CliStep& step, const CliPlan& plan, StepResult& r)
         const bool autoDoffset = step.options.contains(QStringLiteral("auto-doffset"));
         if (!runProcedure([&] { emit s->IS_DSNUStart(autoDoffset); }, r)) return r.exit;
         r.figures = darkStepFigures(s->m_bList, int(rangedSetting(*s, FpnIni::DOffset, FpnIni::DOffsetDefault)),
-                                    rangedSetting(*s, FpnIni::GainMin, FpnIni::GainMinDefault),
-                                    rangedSetting(*s, FpnIni::GainMax, FpnIni::GainMaxDefault), autoDoffset);
+                                    rangedSetting(*s, FpnIni::GainMin, FpnIni::GainMinDefault), calibrationGainMax(*s),
+                                    autoDoffset);
         return CliOk;
     }
     if (n == QLatin1String("bright")) {
@@ -455,8 +461,7 @@ int CliRunner::runStep(const CliStep& step, const CliPlan& plan, StepResult& r)
         if (!runProcedure([&] { emit s->IS_FpnStart(); }, r)) return r.exit;
         r.figures =
             brightStepFigures(s->m_kList, s->m_kScaleList, int(s->m_kPoints.size()), exposuresFromMessages(r.messages),
-                              rangedSetting(*s, FpnIni::GainMin, FpnIni::GainMinDefault),
-                              rangedSetting(*s, FpnIni::GainMax, FpnIni::GainMaxDefault),
+                              rangedSetting(*s, FpnIni::GainMin, FpnIni::GainMinDefault), calibrationGainMax(*s),
                               int(rangedSetting(*s, FpnIni::PixelMax, FpnIni::PixelMaxDefault)));
         return CliOk;
     }

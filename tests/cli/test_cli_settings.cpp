@@ -13,6 +13,9 @@
 
 #include <QDir>
 #include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QProcess>
 #include <QSettings>
 #include <QTemporaryDir>
@@ -55,7 +58,8 @@ class TestCliSettings : public QObject {
         const QString config = path(QStringLiteral("sim.json"));
         QFile f(config);
         if (!f.exists() && f.open(QIODevice::WriteOnly))
-            f.write(R"({"timeScale": 0, "cameras": [{"friendlyName": "SIM-LS4096-M", "width": 256}]})");
+            f.write(R"({"timeScale": 0, "cameras": [{"friendlyName": "SIM-LS4096-M", "width": 256},
+                {"friendlyName": "SIM-TVK317", "width": 64}]})");
         return config;
     }
 
@@ -170,6 +174,32 @@ private slots:
         QVERIFY2(!r.err.contains(QStringLiteral("已连接相机")), qPrintable(r.err));
         QSettings ini(iniPath(), QSettings::IniFormat);
         QCOMPARE(ini.allKeys(), QStringList{"Params/PixelMax"});
+    }
+
+    // Without GainMax in FPN.ini the run's figures give the gain range the dark field used: one
+    // gain on a line-scan camera, up to 8 on an area camera.
+    void absentGainMaxAsTheCalibrationTakesIt_data()
+    {
+        QTest::addColumn<QString>("camera");
+        QTest::addColumn<double>("gainMax");
+        QTest::newRow("line scan") << "SIM-LS4096-M" << 1.0;
+        QTest::newRow("area") << "SIM-TVK317" << 8.0;
+    }
+    void absentGainMaxAsTheCalibrationTakesIt()
+    {
+        QFETCH(QString, camera);
+        QFETCH(double, gainMax);
+        writeIni({});
+        const QString result = path(QStringLiteral("gain-%1.json").arg(camera));
+        const Run r = run({"-d", camera, "--yes", "--sim-scene", "dark", "dark", "--json", result});
+        QVERIFY2(r.exit == 0, qPrintable(r.err));
+        QFile f(result);
+        QVERIFY(f.open(QIODevice::ReadOnly));
+        const QJsonObject figures = QJsonDocument::fromJson(f.readAll())
+                                        .object()[QStringLiteral("steps")][0][QStringLiteral("figures")]
+                                        .toObject();
+        QCOMPARE(figures[QStringLiteral("gainMin")].toDouble(), 1.0);
+        QCOMPARE(figures[QStringLiteral("gainMax")].toDouble(), gainMax);
     }
 
     // In this process, to see the camera: no frame taken, no trigger fired, and its settings as
