@@ -168,7 +168,7 @@ private slots:
         const Run r = run({"--yes", "run", file});
         QCOMPARE(r.exit, 2);
         // The message without the step's prefix: the recipe names the setting.
-        const QString setting = message.section(QLatin1Char('-'), 1);
+        const QString setting = message.section(QLatin1Char('-'), 1, -1);
         QVERIFY2(r.err.contains(setting), qPrintable(r.err));
         QVERIFY2(r.err.contains(QStringLiteral("配方文件 \"%1\"").arg(file)), qPrintable(r.err));
         QVERIFY2(!r.err.contains(QStringLiteral("已连接相机")), qPrintable(r.err));
