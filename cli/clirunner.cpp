@@ -364,8 +364,6 @@ int CliRunner::runStep(const CliStep& step, const CliPlan& plan, StepResult& r)
         CliPlan recipe;
         recipe.camera = plan.camera;
         if (!readRecipe(step.args.first(), recipe)) {
-            // A recipe step has no closing line of its own: its refusal is told here.
-            toErr(tr("run 失败：%1\n").arg(recipe.error));
             fail(r, recipe.error, CliUsage);
             return r.exit;
         }
@@ -687,7 +685,8 @@ int CliRunner::runSteps(const std::vector<CliStep>& steps, const CliPlan& plan)
         const int exit = runStep(step, plan, r);
         const QDateTime ended = QDateTime::currentDateTimeUtc();
         m_current = nullptr;
-        if (step.name != QLatin1String("run")) finishStep(step, r);
+        // A recipe's steps close with lines of their own; the recipe itself only when it failed.
+        if (step.name != QLatin1String("run") || r.outcome != QLatin1String("ok")) finishStep(step, r);
         QJsonObject entry = stepEntry(step);
         entry.insert(QStringLiteral("outcome"), r.outcome);
         entry.insert(QStringLiteral("startedAt"), recordTime(started));

@@ -1629,12 +1629,6 @@ Press Enter to continue, Ctrl-C to cancel.</translation>
         <translation>Corrected %1: %2 lines x %3 pixels (%4), written to %5</translation>
     </message>
     <message>
-        <source>run 失败：%1
-</source>
-        <translation>run failed: %1
-</translation>
-    </message>
-    <message>
         <source>不可测</source>
         <translation>not measurable</translation>
     </message>

@@ -176,6 +176,25 @@ private slots:
         QCOMPARE(ini.allKeys(), QStringList{"Params/PixelMax"});
     }
 
+    // A recipe whose settings cannot go into FPN.ini (here a folder of that name) fails before
+    // its steps, and says so on the terminal in its closing line.
+    void recipeWhoseSettingsCannotBeWritten()
+    {
+        QFile::remove(iniPath());
+        QVERIFY(QDir().mkpath(iniPath() + QStringLiteral("/blocked")));
+        const QString file = path(QStringLiteral("unwritable.ini"));
+        QFile f(file);
+        QVERIFY(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
+        f.write("[camera]\nname = SIM-LS4096-M\n[params]\nGainMin = 1\n[steps]\nstep = dark\n");
+        f.close();
+        const Run r = run({"--yes", "run", file});
+        QVERIFY(QDir(iniPath()).removeRecursively());
+        QCOMPARE(r.exit, 1);
+        QVERIFY2(r.err.contains(QStringLiteral("run %1 失败：无法写入设置文件 %2。").arg(file, iniPath())),
+                 qPrintable(r.err));
+        QVERIFY2(!r.err.contains(QStringLiteral("已连接相机")), qPrintable(r.err));
+    }
+
     // Without GainMax in FPN.ini the run's figures give the gain range the dark field used: one
     // gain on a line-scan camera, up to 8 on an area camera.
     void absentGainMaxAsTheCalibrationTakesIt_data()
