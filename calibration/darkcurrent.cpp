@@ -1,13 +1,14 @@
 // The dark current of the sensor's columns (darkcurrent.h).
 #include "calibration/darkcurrent.h"
 
+#include "fpnparams/paramfile.h"
+
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QSaveFile>
 
 #include <algorithm>
 #include <cmath>
@@ -163,12 +164,12 @@ bool writeDarkCurrentFile(const QString& path, const QString& camera, const Dark
                         {QStringLiteral("bits"), current.bits == 0 ? 8 : 16},
                         {QStringLiteral("unit"), QStringLiteral("raw sample units per microsecond")},
                         {QStringLiteral("slopes"), rows}};
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(QJsonDocument(o).toJson(QJsonDocument::Compact)) < 0
-        || !file.commit()) {
+    // Unbuffered, as the parameter files: a write cut short is seen, never renamed into place.
+    QString cause;
+    if (!writeAtomically(path, QJsonDocument(o).toJson(QJsonDocument::Compact), &cause)) {
         if (error)
-            *error = QCoreApplication::translate("DarkCurrent", "无法写入暗电流文件 %1。")
-                         .arg(QDir::toNativeSeparators(path));
+            *error = QCoreApplication::translate("DarkCurrent", "无法写入暗电流文件 %1：%2。")
+                         .arg(QDir::toNativeSeparators(path), cause);
         return false;
     }
     return true;

@@ -73,7 +73,7 @@ double largestDarkShift(const DarkCurrent& current, double exposure);
 QString darkCurrentPath(const QString& fpnPath);
 
 // Writes the dark current of `camera` as JSON to `path`, atomically (a temporary file renamed
-// over the old one). False, with the reason in Chinese in `error`, when it cannot be written.
+// over the old one). False, with the path and the cause in `error`, when it cannot be written.
 bool writeDarkCurrentFile(const QString& path, const QString& camera, const DarkCurrent& current, QString* error);
 
 // Reads a file of writeDarkCurrentFile. False, with the reason in `error`, for a file that cannot

@@ -7,27 +7,29 @@
 //     (--region, else the files' ROI X) set;
 //  2. IN read whole: a PNG or TIFF picture of 8-bit or 16-bit grey or 8-bit colour (OpenCV's
 //     order, B, G, R), or any other file as a raw dump of lines: --width pixels a line (else the
-//     FPN file's columns) of --format mono8, mono16, rgb8 or bgr8 (else the FPN file's format);
+//     FPN file's columns) of --format mono8, mono16, rgb8 or bgr8 (else the FPN file's target
+//     format: FORMAT_MONO, FORMAT_MONO16, FORMAT_BGR24 or FORMAT_RGB24; any other needs --format);
 //     16-bit samples are the tool's own (10-bit data in the high bits) unless --bits 10 or 12
 //     says they sit in the low bits;
 //  3. corrected on every core, every check made before the first sample changes;
-//  4. OUT written to a temporary name beside it and renamed, as a picture of the same kind for a
-//     .png, .tif or .tiff name, else as a raw dump. OUT may not be IN.
+//  4. OUT, a picture of the same kind for a .png, .tif or .tiff name (encoded in memory) or else a
+//     raw dump, saved atomically (a temporary file beside it, renamed once whole). OUT may not
+//     be IN.
 #include "cli/clirunner.h"
 
+#include "fpnparams/paramfile.h"
+#include "lsx.h"
 #include "lsxcorrect.h"
 
-#include <QCoreApplication>
-#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 
-#include <cstdio>
 #include <cstring>
 #include <memory>
+#include <vector>
 
 namespace {
 
@@ -55,7 +57,8 @@ int bytesPerPixel(int format)
 }
 
 // The library's format of a raw dump by name, or of the FPN file's target format; 0 when neither
-// tells.
+// tells. A 4-byte target (BGR32, RGB32) tells nothing: a dump of it is not in a layout the
+// library takes, and one converted to 3 bytes may be in either order.
 int rawFormat(const QString& name, const lsxcInfo& info)
 {
     if (name == QLatin1String("mono8")) return LSXC_MONO8;
@@ -64,12 +67,11 @@ int rawFormat(const QString& name, const lsxcInfo& info)
     if (name == QLatin1String("bgr8")) return LSXC_BGR8;
     if (!name.isEmpty() || !(info.loaded & LSXC_FPN)) return 0;
     switch (info.fpnTarget) {
-    case 0:
-    case 30: return LSXC_MONO8;
-    case 34: return LSXC_MONO16;
-    case 14:
-    case 15: return LSXC_RGB8;
-    default: return LSXC_BGR8;
+    case FORMAT_MONO: return LSXC_MONO8;
+    case FORMAT_MONO16: return LSXC_MONO16;
+    case FORMAT_BGR24: return LSXC_BGR8;
+    case FORMAT_RGB24: return LSXC_RGB8;
+    default: return 0;
     }
 }
 
@@ -81,30 +83,6 @@ const char* formatName(int format)
     case LSXC_RGB8: return "rgb8";
     default: return "bgr8";
     }
-}
-
-// Writes `bytes` or the picture to a temporary name beside `path` and renames it over `path`.
-bool writeReplacing(const QString& path, const cv::Mat* picture, const QByteArray* bytes)
-{
-    const QFileInfo info(path);
-    const QString temp = info.dir().filePath(QStringLiteral(".%1.%2.part.%3")
-                                                 .arg(info.completeBaseName())
-                                                 .arg(QCoreApplication::applicationPid())
-                                                 .arg(info.suffix().isEmpty() ? QStringLiteral("raw") : info.suffix()));
-    bool written = false;
-    if (picture) {
-        try {
-            written = cv::imwrite(temp.toStdString(), *picture);
-        } catch (const cv::Exception&) {
-            written = false;
-        }
-    } else {
-        QFile f(temp);
-        written = f.open(QIODevice::WriteOnly | QIODevice::Truncate) && f.write(*bytes) == bytes->size() && f.flush();
-    }
-    if (written) written = std::rename(QFile::encodeName(temp).constData(), QFile::encodeName(path).constData()) == 0;
-    if (!written) QFile::remove(temp);
-    return written;
 }
 
 }  // namespace
@@ -164,8 +142,15 @@ int CliRunner::applyStep(const CliStep& step, StepResult& r)
         }
         r.files.append(path);
     }
-    lsxcSetGain(c.get(), gain);
-    lsxcSetRegion(c.get(), int32_t(region));
+    if (lsxcSetGain(c.get(), gain) != LSXC_OK) {
+        fail(r, tr("校正库拒绝了 %1：%2").arg(QStringLiteral("lsxcSetGain(%1)").arg(gain), libraryError(c.get())));
+        return r.exit;
+    }
+    if (lsxcSetRegion(c.get(), int32_t(region)) != LSXC_OK) {
+        fail(r, tr("校正库拒绝了 %1：%2")
+                    .arg(QStringLiteral("lsxcSetRegion(%1)").arg(int32_t(region)), libraryError(c.get())));
+        return r.exit;
+    }
     lsxcInfo info{};
     lsxcGetInfo(c.get(), &info);
 
@@ -204,6 +189,15 @@ int CliRunner::applyStep(const CliStep& step, StepResult& r)
         }
         dump = f.readAll();
         image.format = rawFormat(formatOption, info);
+        if (image.format == 0 && (info.loaded & LSXC_FPN)) {
+            fail(r,
+                 tr("原始数据 %1 的像素格式未知：FPN 文件的目标格式 %2 不是 mono8、mono16、rgb8 或 bgr8，"
+                    "请用 --format 给出原始数据的格式。")
+                     .arg(in)
+                     .arg(info.fpnTarget),
+                 CliUsage);
+            return r.exit;
+        }
         if (image.format == 0) {
             fail(r, tr("原始数据 %1 的像素格式未知：请用 --format 给出 mono8、mono16、rgb8 或 bgr8。").arg(in),
                  CliUsage);
@@ -248,8 +242,28 @@ int CliRunner::applyStep(const CliStep& step, StepResult& r)
         dump.resize(qsizetype(line * image.lines));
         for (int y = 0; y < image.lines; ++y) std::memcpy(dump.data() + y * line, picture.ptr(y), size_t(line));
     }
-    if (!writeReplacing(out, asPicture ? &picture : nullptr, asPicture ? nullptr : &dump)) {
-        fail(r, tr("无法写入 %1。").arg(out));
+    // A picture is encoded in memory, so that what goes to the disk is the file's bytes, saved as
+    // every file of the tool is: through a temporary file, renamed once it is whole.
+    QByteArray bytes = dump;
+    if (asPicture) {
+        std::vector<uchar> encoded;
+        QString cause = QStringLiteral("cv::imencode");
+        bool ok = false;
+        try {
+            ok = cv::imencode(QStringLiteral(".%1").arg(QFileInfo(out).suffix().toLower()).toStdString(), picture,
+                              encoded);
+        } catch (const cv::Exception& e) {
+            cause = QString::fromStdString(e.msg);
+        }
+        if (!ok || encoded.empty()) {
+            fail(r, tr("无法把校正后的图像编码为 %1：%2").arg(out, cause));
+            return r.exit;
+        }
+        bytes = QByteArray(reinterpret_cast<const char*>(encoded.data()), qsizetype(encoded.size()));
+    }
+    QString why;
+    if (!saveAtomically(out, bytes, &why)) {
+        fail(r, why);
         return r.exit;
     }
     report(-1,

@@ -281,7 +281,8 @@ QString cliUsage()
     text += QLatin1Char('\n')
             + QCoreApplication::translate(
                 "CliPlan",
-                "退出码: 0 全部成功；1 某一步失败，或结果文件无法写入；2 用法错误、未知相机或相机库无法加载；"
+                "退出码: 0 全部成功；1 某一步失败、写入相机的参数组在结束时没能保持，或结果文件无法写入；"
+                "2 用法错误、未知相机或相机库无法加载；"
                 "3 校正验证未达到限值；130 被 Ctrl-C 取消。")
             + QLatin1Char('\n');
     return text;

@@ -74,6 +74,12 @@ double rangedSetting(CameraServer& s, const QString& key, double fallback)
     return checkSetting(key, s.settings().value(key, fallback)).value;
 }
 
+// GainMax as the calibrations read it: when absent, 1 on a line-scan camera and 8 on an area camera.
+double calibrationGainMax(CameraServer& s)
+{
+    return rangedSetting(s, FpnIni::GainMax, FpnIni::gainMaxCalibrationDefault(s.m_isLinescan));
+}
+
 }  // namespace
 
 QString cliWording(const QString& text)
@@ -358,8 +364,6 @@ int CliRunner::runStep(const CliStep& step, const CliPlan& plan, StepResult& r)
         CliPlan recipe;
         recipe.camera = plan.camera;
         if (!readRecipe(step.args.first(), recipe)) {
-            // A recipe step has no closing line of its own: its refusal is told here.
-            toErr(tr("run 失败：%1\n").arg(recipe.error));
             fail(r, recipe.error, CliUsage);
             return r.exit;
         }
@@ -444,8 +448,8 @@ int CliRunner::runStep(const CliStep& step, const CliPlan& plan, StepResult& r)
         const bool autoDoffset = step.options.contains(QStringLiteral("auto-doffset"));
         if (!runProcedure([&] { emit s->IS_DSNUStart(autoDoffset); }, r)) return r.exit;
         r.figures = darkStepFigures(s->m_bList, int(rangedSetting(*s, FpnIni::DOffset, FpnIni::DOffsetDefault)),
-                                    rangedSetting(*s, FpnIni::GainMin, FpnIni::GainMinDefault),
-                                    rangedSetting(*s, FpnIni::GainMax, FpnIni::GainMaxDefault), autoDoffset);
+                                    rangedSetting(*s, FpnIni::GainMin, FpnIni::GainMinDefault), calibrationGainMax(*s),
+                                    autoDoffset);
         return CliOk;
     }
     if (n == QLatin1String("bright")) {
@@ -455,8 +459,7 @@ int CliRunner::runStep(const CliStep& step, const CliPlan& plan, StepResult& r)
         if (!runProcedure([&] { emit s->IS_FpnStart(); }, r)) return r.exit;
         r.figures =
             brightStepFigures(s->m_kList, s->m_kScaleList, int(s->m_kPoints.size()), exposuresFromMessages(r.messages),
-                              rangedSetting(*s, FpnIni::GainMin, FpnIni::GainMinDefault),
-                              rangedSetting(*s, FpnIni::GainMax, FpnIni::GainMaxDefault),
+                              rangedSetting(*s, FpnIni::GainMin, FpnIni::GainMinDefault), calibrationGainMax(*s),
                               int(rangedSetting(*s, FpnIni::PixelMax, FpnIni::PixelMaxDefault)));
         return CliOk;
     }
@@ -682,7 +685,8 @@ int CliRunner::runSteps(const std::vector<CliStep>& steps, const CliPlan& plan)
         const int exit = runStep(step, plan, r);
         const QDateTime ended = QDateTime::currentDateTimeUtc();
         m_current = nullptr;
-        if (step.name != QLatin1String("run")) finishStep(step, r);
+        // A recipe's steps close with lines of their own; the recipe itself only when it failed.
+        if (step.name != QLatin1String("run") || r.outcome != QLatin1String("ok")) finishStep(step, r);
         QJsonObject entry = stepEntry(step);
         entry.insert(QStringLiteral("outcome"), r.outcome);
         entry.insert(QStringLiteral("startedAt"), recordTime(started));
@@ -742,8 +746,10 @@ int CliRunner::run(const CliPlan& plan, const QString& bindError)
     m_ended = QDateTime::currentDateTimeUtc();
     // The stream stopped, whatever the procedure left: a cancelled run ends at its next frame.
     if (m_server && m_server->m_opened) lsxStop(m_server->m_handle);
-    // Closed before the result is written, so that the result says what the camera holds.
+    // Closed before the result is written, so that the result says what the camera holds; a set
+    // written but not kept leaves the camera other than the steps reported it.
     m_cameraLeft = closeCamera();
+    if (m_keepFailed && exit != CliUsage && exit != CliInterrupted) exit = CliFailed;
     if (!plan.json.isEmpty()) {
         writeJson(plan.json, exit);
         // The station reads its result from the file: one that is not there whole is a failure,

@@ -3,10 +3,10 @@
 // step without a display. Each procedure runs on the server's worker as the window runs it; its
 // reports (OS_FpnInfo) go to standard error as the operator reads them in the progress panel.
 //
-// Exit codes: 0 every step succeeded (and every verification limit held), 1 a procedure failed or
-// the JSON result could not be written whole, 2 a usage error, an unknown camera or a library that
-// cannot be bound, 3 a verification limit failed, 130 cancelled by Ctrl-C (the camera's stream
-// stopped).
+// Exit codes: 0 every step succeeded (and every verification limit held), 1 a procedure failed,
+// a set written into the camera could not be kept at the close, or the JSON result could not be
+// written whole, 2 a usage error, an unknown camera or a library that cannot be bound, 3 a
+// verification limit failed, 130 cancelled by Ctrl-C (the camera's stream stopped).
 //
 // The runner speaks as a command line: each step prints its progress (never going backwards) and
 // its failures as they come, and ends with one line of its own: "STEP 完成：...", "STEP 失败：...",
@@ -120,6 +120,7 @@ private:
     bool m_progressLine = false;  // a progress bar stands on the terminal's last line
     bool m_writing = false;       // a write into the camera runs: Ctrl-C lets it finish
     bool m_resultSaved = true;    // the JSON result was written whole
+    bool m_keepFailed = false;    // at the close, a set written into the camera could not be kept
     int m_frameTimeoutMs = 0;
     int m_procedureTicket = 0;
     // The running step's progress shown so far, its first failure and its closing report.

@@ -8,7 +8,8 @@
 //  3. the procedure runs on the worker (it takes the backup first) and reports as the window's
 //     panel would.
 // At the end the camera is closed before the JSON result is written: the state found at open
-// goes back, what the write-downs reported stays, and "cameraLeft" says what the camera holds.
+// goes back, what the write-downs reported stays, and "cameraLeft" says what the camera holds. What
+// could not be put back or kept is told on the terminal too; a written set not kept fails the run.
 #include "cli/clirunner.h"
 
 #include "camera/cameraserver.h"
@@ -85,12 +86,18 @@ QJsonObject CliRunner::closeCamera()
                  QJsonObject{{QStringLiteral("enable"), left.switchEnable}, {QStringLiteral("mode"), left.switchMode}});
     if (!left.problems.isEmpty()) o.insert(QStringLiteral("problems"), QJsonArray::fromStringList(left.problems));
 
-    const QString kept = left.kept.isEmpty() ? tr("没有写入的参数") : left.kept.join(tr("、"));
+    // The problems after the one of the state found at open are written sets that were not kept.
+    m_keepFailed = left.problems.size() > (left.asFound ? 0 : 1);
+    const QString kept = !left.kept.isEmpty() ? left.kept.join(tr("、"))
+                         : m_keepFailed       ? tr("无")
+                                              : tr("没有写入的参数");
     report(-1,
            tr("相机已关闭：保持 %1；其余设置%2。相机现在：FPN参数组 %3（%4）%5。")
                .arg(kept, left.asFound ? tr("恢复为打开时的状态") : tr("没能恢复为打开时的状态"), left.fpnSet,
                     left.fpnEnabled ? tr("已使能") : tr("未使能"),
                     left.doffsetKnown ? tr("，DOffset %1").arg(left.doffset) : QString()),
            nullptr);
+    // Said where the operator reads, not only in the result.
+    for (const QString& problem : left.problems) report(-1, tr("错误：%1\n").arg(problem), nullptr);
     return o;
 }

@@ -10,12 +10,13 @@
 // the same value.
 #include "fpnparams/backup.h"
 
+#include "fpnparams/paramfile.h"
+
 #include <QCoreApplication>
 #include <QFile>
 #include <QFileInfo>
 #include <QMap>
 #include <QRegularExpression>
-#include <QSaveFile>
 #include <QStringList>
 #include <QTextStream>
 
@@ -136,7 +137,9 @@ bool saveBackupFile(const QString& path, const CameraBackup& backup, QString& er
 {
     QString text;
     QTextStream o(&text);
-    o << QCoreApplication::translate("Backup", "# 线扫相机校正工具：写入相机前的参数备份") << '\n';
+    // The '#' that makes the line a comment is the file's, not the language's: a translation
+    // cannot take it away, nor break the line in two.
+    o << "# " << QCoreApplication::translate("Backup", "线扫相机校正工具：写入相机前的参数备份").simplified() << '\n';
     o << "[Backup]\n";
     o << "Version=" << kVersion << '\n';
     o << "Kind=" << backupKindName(backup.kind) << '\n';
@@ -167,10 +170,9 @@ bool saveBackupFile(const QString& path, const CameraBackup& backup, QString& er
     }
     o.flush();
 
-    QSaveFile f(path);
-    const QByteArray bytes = text.toUtf8();
-    if (!f.open(QIODevice::WriteOnly) || f.write(bytes) != bytes.size() || !f.commit()) {
-        error = QCoreApplication::translate("Backup", "无法写入备份文件 %1：%2").arg(path, f.errorString());
+    QString cause;
+    if (!writeAtomically(path, text.toUtf8(), &cause)) {
+        error = QCoreApplication::translate("Backup", "无法写入备份文件 %1：%2").arg(path, cause);
         return false;
     }
     return true;

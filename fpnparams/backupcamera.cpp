@@ -32,6 +32,7 @@
 #include <QDateTime>
 #include <QDebug>
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QSettings>
 
@@ -268,6 +269,15 @@ CameraServer::Backup CameraServer::backupBeforeWrite(WriteKind kind, const QStri
         emit OS_FpnInfo(101, error + tr("。为免丢失原有参数，未写入相机。"));
         return Backup::Failed;
     }
+    // Only a backup that loads counts as taken: the file is read back once as a restore reads it
+    // (a text of the camera's that breaks its lines, a value the file cannot hold). One that does
+    // not load is removed, so that no restore is offered from it.
+    CameraBackup loaded;
+    if (!loadBackupFile(path, loaded, error)) {
+        QFile::remove(path);
+        emit OS_FpnInfo(101, error + tr("。为免丢失原有参数，未写入相机。"));
+        return Backup::Failed;
+    }
     m_lastBackup = path;
     emit OS_FpnInfo(kBackupProgress, tr("写入前已将相机参数组 %1 备份到 %2").arg(set, path));
     return Backup::Taken;
@@ -433,41 +443,39 @@ void CameraServer::keepWrittenSets(bool asFound)
     CameraLeft left;
     left.closed = true;
     left.asFound = asFound;
+    // The first problem when there is one: a caller tells the sets not kept by the ones after it.
     if (!asFound) left.problems.append(tr("相机打开时的状态没能恢复"));
-    auto problem = [&](const QString& what, lsxStatus status) {
-        left.problems.append(tr("%1出错（%2-%3）").arg(what).arg(status).arg(statusText(status)));
+    // What a write-down left is kept, or told as a problem: never both.
+    auto keep = [&](const QString& what, const QString& kept, lsxStatus status) {
+        if (status == LSX_OK)
+            left.kept.append(kept);
+        else
+            left.problems.append(tr("%1出错（%2-%3）").arg(what).arg(status).arg(statusText(status)));
     };
 
     if (m_written.fpn) {
         if (m_written.fpnSet.isEmpty()) {
-            const lsxStatus status = setCameraFpn(m_written.fpnEnabled);
-            if (status != LSX_OK) problem(tr("保持相机内部FPN使能"), status);
-            left.kept.append(QStringLiteral("FPN"));
+            keep(tr("保持相机内部FPN使能"), QStringLiteral("FPN"), setCameraFpn(m_written.fpnEnabled));
         } else {
             lsxStatus status = lsxSetConfigString(m_handle, "FPNC.Selector", m_written.fpnSet.toLatin1().constData());
             if (status == LSX_OK)
                 status = lsxSetConfigString(m_handle, "FPNC.Enable", m_written.fpnEnabled ? "true" : "false");
-            if (status != LSX_OK) problem(tr("保持FPN参数组 %1").arg(m_written.fpnSet), status);
-            left.kept.append(QStringLiteral("FPN %1").arg(m_written.fpnSet));
+            keep(tr("保持FPN参数组 %1").arg(m_written.fpnSet), QStringLiteral("FPN %1").arg(m_written.fpnSet), status);
         }
         // B was measured at this black level: without it the corrected dark would be off.
-        if (m_written.keepDoffset && !doffsetSkipped()) {
-            const lsxStatus status = writeDoffset(m_written.doffset);
-            if (status != LSX_OK) problem(tr("保持DOffset %1").arg(m_written.doffset), status);
-            left.kept.append(QStringLiteral("DOffset %1").arg(m_written.doffset));
-        }
+        if (m_written.keepDoffset && !doffsetSkipped())
+            keep(tr("保持DOffset %1").arg(m_written.doffset), QStringLiteral("DOffset %1").arg(m_written.doffset),
+                 writeDoffset(m_written.doffset));
     }
     if (!m_written.ffcSet.isEmpty()) {
         lsxStatus status = lsxSetConfigString(m_handle, "PRNUC", m_written.ffcSet.toLatin1().constData());
         if (status == LSX_OK) status = setCorrectionSwitch("LSC", 1, LSX_SWITCH_FLAT_ONLY, 1, LSX_SWITCH_BOTH);
-        if (status != LSX_OK) problem(tr("保持FFC参数组 %1").arg(m_written.ffcSet), status);
-        left.kept.append(QStringLiteral("FFC %1").arg(m_written.ffcSet));
+        keep(tr("保持FFC参数组 %1").arg(m_written.ffcSet), QStringLiteral("FFC %1").arg(m_written.ffcSet), status);
     }
     if (!m_written.lscSet.isEmpty()) {
         lsxStatus status = lsxSetConfigString(m_handle, "LSC", m_written.lscSet.toLatin1().constData());
         if (status == LSX_OK) status = setCorrectionSwitch("PRNUC", 1, LSX_SWITCH_LENS_ONLY, 1, LSX_SWITCH_BOTH);
-        if (status != LSX_OK) problem(tr("保持LSC参数组 %1").arg(m_written.lscSet), status);
-        left.kept.append(QStringLiteral("LSC %1").arg(m_written.lscSet));
+        keep(tr("保持LSC参数组 %1").arg(m_written.lscSet), QStringLiteral("LSC %1").arg(m_written.lscSet), status);
     }
     m_written = Written{};
 

@@ -66,7 +66,14 @@ struct ValueRange {
     }
 };
 
+// Whether one value can stand in the file: finite and inside its range.
+bool valueFits(double v, const ValueRange& range)
+{
+    return std::isfinite(v) && range.inside(v);
+}
+
 // Why one value cannot stand in the file: not finite, or outside its range. Empty when it can.
+// `where` names the value; callers make that text only for a value that does not fit.
 QString valueRefusal(const QString& where, double v, const ValueRange& range)
 {
     if (!std::isfinite(v))
@@ -270,18 +277,25 @@ private:
                           .arg(widthSource);
                 break;
             }
-            const QString where =
-                QCoreApplication::translate("FpnFile", "%1/%2（%3，第 %4 列）").arg(group).arg(c).arg(label).arg(c);
+            auto where = [&] {
+                return QCoreApplication::translate("FpnFile", "%1/%2（%3，第 %4 列）")
+                    .arg(group)
+                    .arg(c)
+                    .arg(label)
+                    .arg(c);
+            };
             const QVariant v = m_file.value(key);
             bool ok = false;
             const double d = v.toString().trimmed().toDouble(&ok);
             if (!ok || v.userType() != QMetaType::QString) {
                 why = QCoreApplication::translate("FpnFile", "%1的值 \"%2\" 不是数。")
-                          .arg(where, v.toStringList().join(QLatin1Char(',')));
+                          .arg(where(), v.toStringList().join(QLatin1Char(',')));
                 break;
             }
-            why = valueRefusal(where, d, range);
-            if (!why.isEmpty()) break;
+            if (!valueFits(d, range)) {
+                why = valueRefusal(where(), d, range);
+                break;
+            }
             cells.emplace_back(c, d);
         }
         m_file.endGroup();
@@ -404,11 +418,10 @@ QString fpnDataRefusal(const QList<QList<double>>& b, const QList<QList<double>>
                 .arg(i)
                 .arg(b[i].size())
                 .arg(columns);
-        for (int c = 0; c < b[i].size(); ++c) {
-            const QString why = valueRefusal(QCoreApplication::translate("FpnFile", "B 第 %1 行第 %2 列").arg(i).arg(c),
-                                             b[i][c], rangeB);
-            if (!why.isEmpty()) return why;
-        }
+        for (int c = 0; c < b[i].size(); ++c)
+            if (!valueFits(b[i][c], rangeB))
+                return valueRefusal(QCoreApplication::translate("FpnFile", "B 第 %1 行第 %2 列").arg(i).arg(c), b[i][c],
+                                    rangeB);
     }
     for (int i = 0; i < k.size(); ++i) {
         if (k[i].size() != kColumns)
@@ -417,14 +430,14 @@ QString fpnDataRefusal(const QList<QList<double>>& b, const QList<QList<double>>
                 .arg(k[i].size())
                 .arg(kColumns);
         for (int c = 0; c < k[i].size(); ++c) {
+            if (valueFits(k[i][c], rangeK)) continue;
             const int row = multiLevelK ? int(c / columns) : i;
             const int column = multiLevelK ? int(c % columns) : c;
             const QString where =
                 multiLevelK
                     ? QCoreApplication::translate("FpnFile", "K 第 %1 级第 %2 行第 %3 列").arg(i).arg(row).arg(column)
                     : QCoreApplication::translate("FpnFile", "K 第 %1 行第 %2 列").arg(row).arg(column);
-            const QString why = valueRefusal(where, k[i][c], rangeK);
-            if (!why.isEmpty()) return why;
+            return valueRefusal(where, k[i][c], rangeK);
         }
     }
     return QString();

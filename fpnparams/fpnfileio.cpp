@@ -5,7 +5,9 @@
 //     (else the save is refused with the row and column named, and no file is written);
 //  2. the camera's formats, region and DOffset into the head, B row by row, and K row by row or,
 //     on a multi-level camera, K at each of the nine bands of the finest level table;
-//  3. the file written atomically: a failed save leaves an earlier file at the path whole.
+//  3. the file written atomically: a failed save leaves an earlier file at the path whole, and
+//     with it the dark current beside it; a save leaves beside the file its own dark current
+//     or none.
 // Loading is two halves, so that a window can read a large file off its own thread:
 //  1. fpnFileCamera: what a file must fit, taken from the open camera (the caller's thread);
 //  2. readFpnFile (fpnfile.h): the file read and checked as a whole (any thread);
@@ -15,6 +17,7 @@
 // get it.
 #include "camera/cameraserver.h"
 
+#include "calibration/darkcurrent.h"
 #include "calibration/klevels.h"
 #include "camera/settingranges.h"
 #include "camera/tables.h"
@@ -22,6 +25,9 @@
 #include "statustext.h"
 
 #include <QDebug>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
 #include <QSettings>
 
 #include <cmath>
@@ -84,9 +90,25 @@ bool CameraServer::saveFpnFile(const QString& path, QString* why)
         if (why) *why = check.message();
         return false;
     }
+    // The dark current beside the file is this file's or none: an earlier one is moved aside
+    // before the file is replaced (back in place when the file is not written), so that a save
+    // that fails after the file never pairs it with the dark current of the file it replaced.
     QString failed;
-    // The dark current goes beside the file, or an older one there goes.
-    const bool written = writeFpnFile(path, head, m_bList, kRows, &failed) && saveDarkCurrentBeside(path, &failed);
+    const QString dark = darkCurrentPath(path);
+    const QString aside = dark + QStringLiteral(".old");
+    bool movedAside = false;
+    if (QFileInfo::exists(dark) || QFileInfo(dark).isSymLink()) {
+        QFile::remove(aside);
+        movedAside = QFile::rename(dark, aside);
+        if (!movedAside) failed = tr("无法删除旧的暗电流文件 %1。").arg(QDir::toNativeSeparators(dark));
+    }
+    bool written = failed.isEmpty() && writeFpnFile(path, head, m_bList, kRows, &failed);
+    if (movedAside && written)
+        QFile::remove(aside);
+    else if (movedAside)
+        QFile::rename(aside, dark);
+    // The dark current goes beside the file.
+    written = written && saveDarkCurrentBeside(path, &failed);
     if (!written) {
         qDebug() << "saveFpnFile: " << failed;
         if (why) *why = failed;

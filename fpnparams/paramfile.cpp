@@ -65,12 +65,11 @@ QString iniValueText(const QString& value)
     return out + QLatin1Char('"');
 }
 
-bool saveAtomically(const QString& path, const QByteArray& bytes, QString* why)
+bool writeAtomically(const QString& path, const QByteArray& bytes, QString* cause)
 {
     QSaveFile file(path);
     // No fallback to writing the file in place: a folder that takes no temporary file is a failure.
     file.setDirectWriteFallback(false);
-    QString cause;
     // Unbuffered: a write that fails is seen at the write (a buffered one failing at the commit's
     // flush would be taken for done and a cut file renamed over the earlier one).
     bool written = file.open(QIODevice::WriteOnly | QIODevice::Unbuffered);
@@ -81,14 +80,20 @@ bool saveAtomically(const QString& path, const QByteArray& bytes, QString* why)
         written = file.write(bytes.constData() + at, piece) == piece;
     }
     if (!written) {
-        cause = file.errorString();
+        if (cause) *cause = file.errorString();
         file.cancelWriting();
-    } else if (!file.commit()) {
-        // commit() flushes, syncs and renames; on a failure the temporary file is removed.
-        cause = file.errorString();
-    } else {
-        return true;
+        return false;
     }
+    // commit() flushes, syncs and renames; on a failure the temporary file is removed.
+    if (file.commit()) return true;
+    if (cause) *cause = file.errorString();
+    return false;
+}
+
+bool saveAtomically(const QString& path, const QByteArray& bytes, QString* why)
+{
+    QString cause;
+    if (writeAtomically(path, bytes, &cause)) return true;
     if (why)
         *why = QCoreApplication::translate("ParamFile", "无法写入文件 %1：%2")
                    .arg(QFileInfo(path).absoluteFilePath(), cause);

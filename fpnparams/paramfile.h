@@ -31,6 +31,9 @@ QString iniValueText(const QString& value);
 // killed half way leaves the earlier file at the path as it was. False with `why` naming the path
 // and the cause.
 bool saveAtomically(const QString& path, const QByteArray& bytes, QString* why);
+// The same save, false with only the cause in `cause` (the system's text), for a caller that
+// names the file in its own words.
+bool writeAtomically(const QString& path, const QByteArray& bytes, QString* cause);
 
 // The path with its file type's ending: as given when it already ends with `ending` (any case),
 // else with `ending` added. The name the operator types is kept; only the ending is supplied.

@@ -24,10 +24,6 @@
         <translation>the value &quot;%3&quot; of %1, column %2, is not a number from %4 to %5</translation>
     </message>
     <message>
-        <source># 线扫相机校正工具：写入相机前的参数备份</source>
-        <translation># Line-Scan Camera Calibration Tool: a backup of the parameters before a write into the camera</translation>
-    </message>
-    <message>
         <source>无法写入备份文件 %1：%2</source>
         <translation>Cannot write the backup file %1: %2</translation>
     </message>
@@ -82,6 +78,10 @@
     <message>
         <source>通道数多于 Channels = %1</source>
         <translation>more channels than Channels = %1</translation>
+    </message>
+    <message>
+        <source>线扫相机校正工具：写入相机前的参数备份</source>
+        <translation>Line-Scan Camera Calibration Tool: a backup of the parameters before a write into the camera</translation>
     </message>
 </context>
 <context>
@@ -1244,8 +1244,8 @@ of FPN.ini, else records.sqlite in the documents folder)</translation>
         <translation>Before a write into the camera (write-fpn, ffc --write, lsc --write, restore) the parameter set to be overwritten is backed up to the backup folder of the documents folder, and a confirmation is asked for: type y in the terminal, or give --yes; a set the camera cannot read back is said to be impossible to back up. At the end the camera is returned to its state at opening, keeping only the written parameter sets (switched on) and their DOffset.</translation>
     </message>
     <message>
-        <source>退出码: 0 全部成功；1 某一步失败，或结果文件无法写入；2 用法错误、未知相机或相机库无法加载；3 校正验证未达到限值；130 被 Ctrl-C 取消。</source>
-        <translation>Exit codes: 0 all succeeded; 1 a step failed, or the result file cannot be written; 2 usage error, unknown camera or the camera library cannot be loaded; 3 the calibration verification did not meet its limits; 130 cancelled by Ctrl-C.</translation>
+        <source>退出码: 0 全部成功；1 某一步失败、写入相机的参数组在结束时没能保持，或结果文件无法写入；2 用法错误、未知相机或相机库无法加载；3 校正验证未达到限值；130 被 Ctrl-C 取消。</source>
+        <translation>Exit codes: 0 all succeeded; 1 a step failed, a set written into the camera could not be kept at the end, or the result file cannot be written; 2 usage error, unknown camera or the camera library cannot be loaded; 3 the calibration verification did not meet its limits; 130 cancelled by Ctrl-C.</translation>
     </message>
     <message>
         <source>没有给出任何步骤。</source>
@@ -1625,18 +1625,8 @@ Press Enter to continue, Ctrl-C to cancel.</translation>
         <translation>Cannot correct %1: %2</translation>
     </message>
     <message>
-        <source>无法写入 %1。</source>
-        <translation>Cannot write %1.</translation>
-    </message>
-    <message>
         <source>已校正 %1：%2 行 x %3 像素（%4），写入 %5</source>
         <translation>Corrected %1: %2 lines x %3 pixels (%4), written to %5</translation>
-    </message>
-    <message>
-        <source>run 失败：%1
-</source>
-        <translation>run failed: %1
-</translation>
     </message>
     <message>
         <source>不可测</source>
@@ -1658,13 +1648,25 @@ Press Enter to continue, Ctrl-C to cancel.</translation>
         <source>相机没有%1参数组，无法写入相机；可用 --save 保存为文件。</source>
         <translation>The camera has no %1 sets and cannot be written to; --save saves a file instead.</translation>
     </message>
+    <message>
+        <source>校正库拒绝了 %1：%2</source>
+        <translation>The correction library refused %1: %2</translation>
+    </message>
+    <message>
+        <source>原始数据 %1 的像素格式未知：FPN 文件的目标格式 %2 不是 mono8、mono16、rgb8 或 bgr8，请用 --format 给出原始数据的格式。</source>
+        <translation>The pixel format of the raw data %1 is not known: the FPN file&apos;s target format %2 is none of mono8, mono16, rgb8 or bgr8; give the raw data&apos;s format with --format.</translation>
+    </message>
+    <message>
+        <source>无法把校正后的图像编码为 %1：%2</source>
+        <translation>Cannot encode the corrected picture as %1: %2</translation>
+    </message>
+    <message>
+        <source>无</source>
+        <translation>nothing</translation>
+    </message>
 </context>
 <context>
     <name>DarkCurrent</name>
-    <message>
-        <source>无法写入暗电流文件 %1。</source>
-        <translation>Cannot write the dark-current file %1.</translation>
-    </message>
     <message>
         <source>暗电流文件 %1 %2</source>
         <translation>The dark-current file %1 %2</translation>
@@ -1696,6 +1698,10 @@ Press Enter to continue, Ctrl-C to cancel.</translation>
     <message>
         <source>第 %1 行第 %2 列不是数值。</source>
         <translation>has a value in row %1, column %2 that is not a number.</translation>
+    </message>
+    <message>
+        <source>无法写入暗电流文件 %1：%2。</source>
+        <translation>Cannot write the dark-current file %1: %2.</translation>
     </message>
 </context>
 <context>

@@ -13,6 +13,7 @@
 #include "common/runnerprocess.h"
 #include "loader.h"
 #include "sim/lsxsim.h"
+#include "statustext.h"
 
 #include <QDir>
 #include <QElapsedTimer>
@@ -33,6 +34,7 @@
 #include <functional>
 
 #include <sys/resource.h>
+#include <unistd.h>
 
 namespace {
 
@@ -795,6 +797,76 @@ private slots:
         };
         QCOMPARE(lines(left), lines(found));
         QVERIFY(found.size() > 30);
+    }
+
+    // In this process, to fail the camera at the close: once the flat field is written and the
+    // dark step is under way, the camera takes no setting by name. The set written cannot be kept:
+    // the runner says so on the terminal, does not count it as kept, and fails the run.
+    void setNotKeptAtTheCloseFailsTheRun()
+    {
+        const QByteArray doc = qgetenv("TELORINE_DOCUMENT_PATH"), sim = qgetenv("LSX_SIM_CONFIG");
+        qputenv("TELORINE_DOCUMENT_PATH", m_dir.path().toLocal8Bit());
+        qputenv("LSX_SIM_CONFIG", environment().value(QStringLiteral("LSX_SIM_CONFIG")).toLocal8Bit());
+        QVERIFY(lsx::bindLibrary(lsx::chooseLibrary("", "")).ok);
+        const lsx::sim::Api& api = lsx::sim::api();
+        QVERIFY(api.ok());
+        QCOMPARE(api.reset(), LSX_OK);
+        const QString result = path("not-kept.json"), err = path("not-kept.err");
+        const CliPlan plan = parseCommandLine({"-d", "SIM-LS4096-M", "--yes", "--sim-scene", "flat", "ffc", "--write",
+                                               "UserSet1", "--sim-scene", "dark", "dark", "--json", result});
+        QVERIFY2(plan.error.isEmpty(), qPrintable(plan.error));
+        int code = -1;
+        bool injected = false;
+        {
+            CliRunner runner;
+            bool flat = false;
+            QTimer watch;
+            watch.setInterval(0);
+            connect(&watch, &QTimer::timeout, &runner, [&] {
+                lsx::Scene scene;
+                lsx::getScene("SIM-LS4096-M", scene);
+                flat = flat || scene.kind == LSX_SIM_SCENE_FLAT;
+                if (!flat || scene.kind != LSX_SIM_SCENE_DARK) return;
+                watch.stop();
+                injected = api.injectFault("lsxSetConfigString", 0, LSX_ERR_DISCONNECTED, 0) == LSX_OK;
+            });
+            watch.start();
+            // The runner's terminal into a file.
+            std::fflush(stderr);
+            const int terminal = dup(STDERR_FILENO);
+            FILE* file = std::fopen(QFile::encodeName(err).constData(), "w");
+            QVERIFY(terminal >= 0 && file);
+            dup2(fileno(file), STDERR_FILENO);
+            code = runner.run(plan, QString());
+            std::fflush(stderr);
+            dup2(terminal, STDERR_FILENO);
+            ::close(terminal);
+            std::fclose(file);
+        }
+        api.clearFaults();
+        lsx::unbindLibrary();
+        qputenv("TELORINE_DOCUMENT_PATH", doc);
+        qputenv("LSX_SIM_CONFIG", sim);
+
+        QVERIFY(injected);
+        QFile said(err);
+        QVERIFY(said.open(QIODevice::ReadOnly));
+        const QString text = QString::fromLocal8Bit(said.readAll());
+        const QString problem = QStringLiteral("保持FFC参数组 UserSet1出错（%1-%2）")
+                                    .arg(LSX_ERR_DISCONNECTED)
+                                    .arg(statusText(LSX_ERR_DISCONNECTED));
+        QVERIFY2(text.contains(QStringLiteral("相机已关闭：保持 无；")), qPrintable(text));
+        QVERIFY2(text.contains(QStringLiteral("错误：") + problem + QLatin1Char('\n')), qPrintable(text));
+        QCOMPARE(code, 1);
+        const QJsonObject r = json(result);
+        QCOMPARE(r.value(QStringLiteral("exitCode")).toInt(), 1);
+        // Both steps did their work; the close is what failed.
+        const QJsonArray steps = r.value(QStringLiteral("steps")).toArray();
+        QCOMPARE(steps.size(), 2);
+        for (const QJsonValue& step : steps) QCOMPARE(step[QStringLiteral("outcome")].toString(), QStringLiteral("ok"));
+        const QJsonObject left = r.value(QStringLiteral("cameraLeft")).toObject();
+        QCOMPARE(left.value(QStringLiteral("kept")).toArray(), QJsonArray());
+        QCOMPARE(left.value(QStringLiteral("problems")).toArray(), QJsonArray{problem});
     }
 
     // The second program of secondProcessFindsTheWrittenSet and restoreFromTheCommandLine: it

@@ -13,6 +13,9 @@
 
 #include <QDir>
 #include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QProcess>
 #include <QSettings>
 #include <QTemporaryDir>
@@ -55,7 +58,8 @@ class TestCliSettings : public QObject {
         const QString config = path(QStringLiteral("sim.json"));
         QFile f(config);
         if (!f.exists() && f.open(QIODevice::WriteOnly))
-            f.write(R"({"timeScale": 0, "cameras": [{"friendlyName": "SIM-LS4096-M", "width": 256}]})");
+            f.write(R"({"timeScale": 0, "cameras": [{"friendlyName": "SIM-LS4096-M", "width": 256},
+                {"friendlyName": "SIM-TVK317", "width": 64}]})");
         return config;
     }
 
@@ -164,12 +168,57 @@ private slots:
         const Run r = run({"--yes", "run", file});
         QCOMPARE(r.exit, 2);
         // The message without the step's prefix: the recipe names the setting.
-        const QString setting = message.section(QLatin1Char('-'), 1);
+        const QString setting = message.section(QLatin1Char('-'), 1, -1);
         QVERIFY2(r.err.contains(setting), qPrintable(r.err));
         QVERIFY2(r.err.contains(QStringLiteral("配方文件 \"%1\"").arg(file)), qPrintable(r.err));
         QVERIFY2(!r.err.contains(QStringLiteral("已连接相机")), qPrintable(r.err));
         QSettings ini(iniPath(), QSettings::IniFormat);
         QCOMPARE(ini.allKeys(), QStringList{"Params/PixelMax"});
+    }
+
+    // A recipe whose settings cannot go into FPN.ini (here a folder of that name) fails before
+    // its steps, and says so on the terminal in its closing line.
+    void recipeWhoseSettingsCannotBeWritten()
+    {
+        QFile::remove(iniPath());
+        QVERIFY(QDir().mkpath(iniPath() + QStringLiteral("/blocked")));
+        const QString file = path(QStringLiteral("unwritable.ini"));
+        QFile f(file);
+        QVERIFY(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
+        f.write("[camera]\nname = SIM-LS4096-M\n[params]\nGainMin = 1\n[steps]\nstep = dark\n");
+        f.close();
+        const Run r = run({"--yes", "run", file});
+        QVERIFY(QDir(iniPath()).removeRecursively());
+        QCOMPARE(r.exit, 1);
+        QVERIFY2(r.err.contains(QStringLiteral("run %1 失败：无法写入设置文件 %2。").arg(file, iniPath())),
+                 qPrintable(r.err));
+        QVERIFY2(!r.err.contains(QStringLiteral("已连接相机")), qPrintable(r.err));
+    }
+
+    // Without GainMax in FPN.ini the run's figures give the gain range the dark field used: one
+    // gain on a line-scan camera, up to 8 on an area camera.
+    void absentGainMaxAsTheCalibrationTakesIt_data()
+    {
+        QTest::addColumn<QString>("camera");
+        QTest::addColumn<double>("gainMax");
+        QTest::newRow("line scan") << "SIM-LS4096-M" << 1.0;
+        QTest::newRow("area") << "SIM-TVK317" << 8.0;
+    }
+    void absentGainMaxAsTheCalibrationTakesIt()
+    {
+        QFETCH(QString, camera);
+        QFETCH(double, gainMax);
+        writeIni({});
+        const QString result = path(QStringLiteral("gain-%1.json").arg(camera));
+        const Run r = run({"-d", camera, "--yes", "--sim-scene", "dark", "dark", "--json", result});
+        QVERIFY2(r.exit == 0, qPrintable(r.err));
+        QFile f(result);
+        QVERIFY(f.open(QIODevice::ReadOnly));
+        const QJsonObject figures = QJsonDocument::fromJson(f.readAll())
+                                        .object()[QStringLiteral("steps")][0][QStringLiteral("figures")]
+                                        .toObject();
+        QCOMPARE(figures[QStringLiteral("gainMin")].toDouble(), 1.0);
+        QCOMPARE(figures[QStringLiteral("gainMax")].toDouble(), gainMax);
     }
 
     // In this process, to see the camera: no frame taken, no trigger fired, and its settings as

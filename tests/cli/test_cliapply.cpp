@@ -29,7 +29,7 @@ struct Run {
 class TestCliApply : public QObject {
     Q_OBJECT
     QTemporaryDir m_dir;
-    QString m_exe, m_fpn, m_ffc, m_lsc, m_colourFpn, m_wideFpn;
+    QString m_exe, m_fpn, m_ffc, m_lsc, m_colourFpn, m_wideFpn, m_fourByteFpn;
     std::mt19937 m_rng{6};
 
     QString path(const QString& name) const { return m_dir.filePath(name); }
@@ -81,6 +81,9 @@ private slots:
         QVERIFY(writeLsc(m_lsc, 0, 200, {{0, 0, 0, 0, 2e-5, -4e-3, 1.0, 1.05}}));
         m_colourFpn = path(QStringLiteral("c.FAC.FPN"));
         QVERIFY(writeFpn(m_colourFpn, 0, FORMAT_BGR24, randomRows(m_rng, 3, 200, 0, 10),
+                         randomRows(m_rng, 3, 200, 0.8, 1.2)));
+        m_fourByteFpn = path(QStringLiteral("c32.FAC.FPN"));
+        QVERIFY(writeFpn(m_fourByteFpn, 0, FORMAT_BGR32, randomRows(m_rng, 3, 200, 0, 10),
                          randomRows(m_rng, 3, 200, 0.8, 1.2)));
         m_wideFpn = path(QStringLiteral("w.FAC.FPN"));
         QVERIFY(writeFpn(m_wideFpn, 0, FORMAT_MONO16, randomRows(m_rng, 1, 200, 0, 2000),
@@ -191,6 +194,17 @@ private slots:
                                      << QStringLiteral("有 450 字节，不是整数行（每行 200 像素 mono8，200 字节）");
         QTest::newRow("dump without layout") << QStringList{"apply", "--ffc", "LS.FAC.FFC.a", "ragged.raw", "never.raw"}
                                              << 2 << QStringLiteral("--format");
+        // The camera's 4-byte colour tells no layout of a dump: --format must.
+        QTest::newRow("dump of a 4-byte format")
+            << QStringList{"apply", "--fpn", "c32.FAC.FPN", "colour.raw", "never.raw"} << 2
+            << QStringLiteral("FPN 文件的目标格式 11 不是");
+        // A save that cannot be made names the file and the cause.
+        QTest::newRow("picture into a missing folder")
+            << QStringList{"apply", "--fpn", "m.FAC.FPN", "in.png", "nowhere/never.png"} << 1
+            << QStringLiteral("无法写入文件 %1：").arg(path(QStringLiteral("nowhere/never.png")));
+        QTest::newRow("dump into a missing folder")
+            << QStringList{"apply", "--fpn", "m.FAC.FPN", "plain.raw", "nowhere/never.raw"} << 1
+            << QStringLiteral("无法写入文件 %1：").arg(path(QStringLiteral("nowhere/never.raw")));
         QTest::newRow("gain") << QStringList{"apply", "--fpn", "m.FAC.FPN", "--gain", "x", "in.png", out} << 2
                               << QStringLiteral("--gain 应在");
         QTest::newRow("over its input") << QStringList{"apply", "--fpn", "m.FAC.FPN", "in.png", "in.png"} << 2
@@ -214,9 +228,20 @@ private slots:
         QVERIFY(ragged.open(QIODevice::WriteOnly));
         ragged.write(QByteArray(450, 'x'));
         ragged.close();
+        QFile colour(path(QStringLiteral("colour.raw")));
+        QVERIFY(colour.open(QIODevice::WriteOnly));
+        colour.write(QByteArray(200 * 3 * 5, 'x'));
+        colour.close();
+        QFile plain(path(QStringLiteral("plain.raw")));
+        QVERIFY(plain.open(QIODevice::WriteOnly));
+        plain.write(QByteArray(200 * 5, 'x'));
+        plain.close();
         const Run run = cli(args);
         QCOMPARE(run.exit, exit);
         QVERIFY2(run.err.contains(cause), qPrintable(run.err));
+        // A cause follows the file's name.
+        if (cause.endsWith(QStringLiteral("：")))
+            QVERIFY2(!run.err.contains(cause + QLatin1Char('\n')), qPrintable(run.err));
         QVERIFY(!QFileInfo::exists(path(QStringLiteral("never.png"))));
         QVERIFY(!QFileInfo::exists(path(QStringLiteral("never.raw"))));
         QCOMPARE(QDir(m_dir.path()).entryList({QStringLiteral(".*part*")}, QDir::Files | QDir::Hidden), QStringList());

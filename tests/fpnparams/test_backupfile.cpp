@@ -1,12 +1,13 @@
 // The backup file of what a write into the camera overwrites: written and read back value for
 // value (FPN sets of several gains and planes, flat-field sets, an empty flat-field set), its
-// name, every refusal naming the check that failed, and a write that cannot finish leaving the
-// earlier file whole.
+// name, its header a comment under any translation, every refusal naming the check that failed,
+// and a write that cannot finish leaving the earlier file whole.
 #include "fpnparams/backup.h"
 
 #include <QFile>
 #include <QRegularExpression>
 #include <QTemporaryDir>
+#include <QTranslator>
 #include <QtTest>
 
 #include <sys/resource.h>
@@ -43,6 +44,18 @@ CameraBackup fpnBackup(int gains, int planes, int columns)
     }
     return b;
 }
+
+// A translation of the file's header that drops its '#' and breaks it in two lines.
+class LooseHeader : public QTranslator {
+public:
+    QString translate(const char* context, const char* source, const char*, int) const override
+    {
+        if (QByteArray(context) == "Backup" && QString::fromUtf8(source).contains(QStringLiteral("参数备份")))
+            return QStringLiteral("Line-scan calibration tool:\nparameters kept before a write");
+        return QString();
+    }
+    bool isEmpty() const override { return false; }
+};
 
 }  // namespace
 
@@ -121,6 +134,18 @@ private slots:
         QVERIFY(saveBackupFile(p, b, error));
         QVERIFY2(loadBackupFile(p, back, error), qPrintable(error));
         QVERIFY(back.ffc.isEmpty());
+    }
+
+    // The header is a comment in any language: a file written under a translation that leaves out
+    // the '#' or breaks the line still loads.
+    void headerIsACommentInAnyLanguage()
+    {
+        LooseHeader english;
+        QVERIFY(QCoreApplication::installTranslator(&english));
+        const QByteArray text = saved(fpnBackup(1, 1, 3));
+        QCoreApplication::removeTranslator(&english);
+        QVERIFY(text.startsWith("# Line-scan calibration tool: parameters kept before a write\n[Backup]\n"));
+        QCOMPARE(refusal(text), QStringLiteral("(taken)"));
     }
 
     void fileName()

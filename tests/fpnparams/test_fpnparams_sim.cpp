@@ -9,9 +9,13 @@
 
 #include "statustext.h"
 
+#include <QDir>
 #include <QRegularExpression>
 
+#include <sys/resource.h>
+#include <csignal>
 #include <cstring>
+#include <functional>
 
 namespace {
 
@@ -22,6 +26,21 @@ QStringList* g_lines = nullptr;
 void keepLine(QtMsgType, const QMessageLogContext&, const QString& text)
 {
     if (g_lines) g_lines->append(text);
+}
+
+// Runs `save` with files limited to `bytes` (a disk that fills up), then without the limit again.
+bool savedWithin(qint64 bytes, const std::function<bool()>& save)
+{
+    rlimit old{};
+    getrlimit(RLIMIT_FSIZE, &old);
+    const auto previous = std::signal(SIGXFSZ, SIG_IGN);
+    rlimit small = old;
+    small.rlim_cur = rlim_t(bytes);
+    setrlimit(RLIMIT_FSIZE, &small);
+    const bool saved = save();
+    setrlimit(RLIMIT_FSIZE, &old);
+    std::signal(SIGXFSZ, previous);
+    return saved;
 }
 
 }  // namespace
@@ -81,7 +100,8 @@ private slots:
             {"friendlyName": "SIM-LS4096-M", "width": %1},
             {"friendlyName": "SIM-LS2048-ML4", "width": %1},
             {"friendlyName": "SIM-LS2048-C", "width": %1},
-            {"friendlyName": "SIM-LS8192-MLK", "width": %1}
+            {"friendlyName": "SIM-LS8192-MLK", "width": %1},
+            {"friendlyName": "SIM-LS4096-NL", "base": "SIM-LS4096-M", "serial": "SN 7\nbroken", "width": %1}
         ]})")
                     .arg(kWidth));
     }
@@ -364,6 +384,103 @@ private slots:
                                              .arg(CameraServer::backupFolder())}}));
         QCOMPARE(readSet(s.get(), "UserSet0", 1), before);
         QCOMPARE(cameraFpnSwitch(s.get()), QStringLiteral("false"));
+    }
+
+    // A backup that is saved but does not load (the camera's serial breaks its line) stops the write
+    // too, and is not left to restore from.
+    void unloadableBackupStopsTheWrite()
+    {
+        const QString name = QStringLiteral("SIM-LS4096-NL");
+        auto s = openServer(name);
+        QVERIFY(s->m_opened);
+        calibrate(s.get(), name);
+        const std::vector<float> before = readSet(s.get(), "UserSet0", 1);
+        QVERIFY(!before.empty());
+        const QList<Report> r = reportsOfRun(s.get(), [&] { s->fpnWriteDown(0); });
+        QCOMPARE(r.size(), 1);
+        QCOMPARE(r.first().first, 101);
+        QVERIFY2(r.first().second.startsWith(QStringLiteral("备份文件 %1/").arg(CameraServer::backupFolder())),
+                 qPrintable(r.first().second));
+        QVERIFY2(
+            r.first().second.endsWith(QStringLiteral("不是 \"[节]\" 或 \"键=值\"。为免丢失原有参数，未写入相机。")),
+            qPrintable(r.first().second));
+        QCOMPARE(readSet(s.get(), "UserSet0", 1), before);
+        QCOMPARE(cameraFpnSwitch(s.get()), QStringLiteral("false"));
+        QCOMPARE(QDir(CameraServer::backupFolder()).entryList(QDir::Files), QStringList());
+    }
+
+    // The FPN file and the dark current beside it go as a pair: a save whose dark current cannot
+    // be written leaves the new file without one, never beside the earlier file's; a save whose
+    // file cannot be written leaves the earlier file with its own.
+    void darkCurrentBesideTheFileIsItsOwn()
+    {
+        auto s = openServer(QStringLiteral("SIM-LS4096-M"));
+        QVERIFY(s->m_opened);
+        // B and K in short numbers, slopes in long ones: the dark current's file is the larger.
+        auto calibration = [&](double b, double slope) {
+            s->m_bList = {QList<double>(kWidth, b)};
+            s->m_kList = {QList<double>(kWidth, 1.0)};
+            s->m_darkFromCamera = false;
+            s->m_darkCurrent = DarkCurrent();
+            s->m_darkCurrent.exposure = 100.0;
+            s->m_darkCurrent.secondExposure = 20.0;
+            s->m_darkCurrent.bits = 2;
+            s->m_darkCurrent.slope = {QList<double>(kWidth, slope)};
+            QVERIFY(s->darkCurrentUsable());
+        };
+        // What a load of the file finds: its B, and the slope beside it (0 without a dark current).
+        auto loaded = [&](const QString& file) {
+            s->m_bList.clear();
+            QString why;
+            if (!s->loadFpnFile(file, &why)) return qMakePair(-1.0, -1.0);
+            return qMakePair(s->m_bList.value(0).value(0),
+                             s->darkCurrentUsable() ? s->m_darkCurrent.slope.value(0).value(0) : 0.0);
+        };
+        const QString file = m_doc->filePath(QStringLiteral("pair.FAC.FPN"));
+        const QString dark = file + QStringLiteral(".dark");
+        calibration(100.0, 0.12345678901234568);
+        QVERIFY(s->saveFpnFile(file));
+        QCOMPARE(loaded(file), qMakePair(100.0, 0.12345678901234568));
+        const qint64 fileBytes = QFileInfo(file).size(), darkBytes = QFileInfo(dark).size();
+        QVERIFY2(fileBytes + 512 < darkBytes, qPrintable(QStringLiteral("%1 %2").arg(fileBytes).arg(darkBytes)));
+
+        // Room for the file, not for its dark current.
+        calibration(200.0, 0.23456789012345678);
+        QString why;
+        QVERIFY(!savedWithin((fileBytes + darkBytes) / 2, [&] { return s->saveFpnFile(file, &why); }));
+        QVERIFY2(why.startsWith(QStringLiteral("无法写入暗电流文件 %1：").arg(dark)), qPrintable(why));
+        QCOMPARE(loaded(file), qMakePair(200.0, 0.0));
+        QVERIFY(!QFileInfo::exists(dark));
+
+        // Saved whole, then a save without room for the file: the pair stays as it was.
+        calibration(200.0, 0.23456789012345678);
+        QVERIFY(s->saveFpnFile(file));
+        calibration(300.0, 0.34567890123456789);
+        QVERIFY(!savedWithin(fileBytes / 2, [&] { return s->saveFpnFile(file, &why); }));
+        QVERIFY2(why.startsWith(QStringLiteral("无法写入文件 %1：").arg(file)), qPrintable(why));
+        QCOMPARE(loaded(file), qMakePair(200.0, 0.23456789012345678));
+        QCOMPARE(QDir(m_doc->path()).entryList({QStringLiteral("pair.*")}, QDir::Files),
+                 (QStringList{"pair.FAC.FPN", "pair.FAC.FPN.dark"}));
+    }
+
+    // At the close, a written set the camera does not take back is a problem and not kept: the
+    // close never reports as kept what it could not keep.
+    void setNotKeptAtTheCloseIsAProblem()
+    {
+        const QString name = QStringLiteral("SIM-LS4096-M");
+        auto s = openServer(name);
+        calibrate(s.get(), name);
+        writeDown(s.get(), 0);
+        QCOMPARE(m_api->injectFault("lsxSetConfigString", 0, LSX_ERR_DISCONNECTED, 0), LSX_OK);
+        s->close();
+        m_api->clearFaults();
+        const CameraServer::CameraLeft& left = s->cameraLeft();
+        QVERIFY(left.closed);
+        QVERIFY(left.asFound);
+        QVERIFY2(!left.kept.contains(QStringLiteral("FPN UserSet0")), qPrintable(left.kept.join(", ")));
+        QCOMPARE(left.problems, QStringList{QStringLiteral("保持FPN参数组 UserSet0出错（%1-%2）")
+                                                .arg(LSX_ERR_DISCONNECTED)
+                                                .arg(statusText(LSX_ERR_DISCONNECTED))});
     }
 
     // A backup of another camera, or one cut short, writes nothing.
