@@ -68,6 +68,7 @@ int rawFormat(const QString& name, const lsxcInfo& info)
     if (!name.isEmpty() || !(info.loaded & LSXC_FPN)) return 0;
     switch (info.fpnTarget) {
     case FORMAT_MONO: return LSXC_MONO8;
+    case 30: return LSXC_MONO8;  // the 8-bit mono target the calibrations widen, as the library reads it
     case FORMAT_MONO16: return LSXC_MONO16;
     case FORMAT_BGR24: return LSXC_BGR8;
     case FORMAT_RGB24: return LSXC_RGB8;

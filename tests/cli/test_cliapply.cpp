@@ -153,6 +153,13 @@ private slots:
         QCOMPARE(written.size(), qsizetype(lines.size()));
         QVERIFY(std::memcmp(written.constData(), expected.data, lines.size()) == 0);
 
+        // The 8-bit mono target 30 lays a dump out as mono8 too.
+        const QString fpn30 = path(QStringLiteral("m30.FAC.FPN"));
+        QVERIFY(writeFpn(fpn30, 0, 30, randomRows(m_rng, 2, 200, 0, 10), randomRows(m_rng, 2, 200, 0.8, 1.2)));
+        run = cli({"apply", "--fpn", fpn30, in, path(QStringLiteral("lines30.out.raw"))});
+        QVERIFY2(run.exit == 0, qPrintable(run.err));
+        QVERIFY2(run.err.contains(QStringLiteral("25 行 x 200 像素（mono8）")), qPrintable(run.err));
+
         std::vector<uint16_t> words(200 * 4);
         for (uint16_t& w : words) w = uint16_t(m_rng() & 0xFFF);
         const QString in16 = path(QStringLiteral("w.bin")), out16 = path(QStringLiteral("w.png"));
