@@ -220,18 +220,23 @@ bool CameraServer::fpnReadDark()
     // record to read back.
     const QList<QList<double>> own = m_bList;
     m_bList.clear();
+    // A failed read leaves the rows as they were, not half of the camera's.
+    auto fail = [&] {
+        m_bList = own;
+        return false;
+    };
     lsxRegionDescr region{};
     int32_t source = -1;
     if (lsxGetRoiDescr(m_handle, &region) != LSX_OK || lsxGetSourceFormat(m_handle, &source) != LSX_OK) {
         emit OS_FpnInfo(101, tr(kNoDark));
-        return false;
+        return fail();
     }
     // The record covers the whole sensor, not the ROI.
     const int width = region.maxWidth;
     const int planes = readBackPlanes(source);
     if (planes == 0) {
         emit OS_FpnInfo(101, tr("明场校正-不支持的目标图像格式，无法继续。"));
-        return false;
+        return fail();
     }
     const float gainMin = settings().value(FpnIni::GainMin, FpnIni::GainMinDefault).toFloat();
     const float gainMax = settings().value(FpnIni::GainMax, FpnIni::gainMaxCalibrationDefault(m_isLinescan)).toFloat();
@@ -240,7 +245,7 @@ bool CameraServer::fpnReadDark()
     for (float gain = gainMin; !(gain > gainMax); gain += 1.0f) {
         if (lsxSetAnalogGain(m_handle, gain) != LSX_OK) {
             emit OS_FpnInfo(101, tr(kNoDark));
-            return false;
+            return fail();
         }
         // The record is this reader's: allocated for this read, freed when its values are copied.
         const uint32_t pairs = static_cast<uint32_t>(planes) * static_cast<uint32_t>(width);
@@ -263,7 +268,7 @@ bool CameraServer::fpnReadDark()
         if (status != LSX_OK) {
             emit OS_FpnInfo(90, withStatus(tr("明场校正-读取暗场参数出错，错误原因：%1-%2."), status));
             emit OS_FpnInfo(101, tr(kNoDark));
-            return false;
+            return fail();
         }
         // The pairs follow the head in the same block.
         appendReadBackRows(m_bList, reinterpret_cast<const float*>(record.data() + sizeof(lsxFpnHeader)), width,

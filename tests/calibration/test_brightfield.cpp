@@ -782,6 +782,37 @@ private slots:
         QVERIFY(cam().fpnEnable);
     }
 
+    // The rows the program held before the read (here read from the camera earlier) are still
+    // there after a read that fails, whatever failed, and after one that fails at its second gain
+    // with the first gain's rows already taken.
+    void readBackFailureKeepsTheRows_data() { readBackFailures_data(); }
+
+    void readBackFailureKeepsTheRows()
+    {
+        QFETCH(QString, op);
+        QFETCH(int, source);
+        const QList<QList<double>> rows{QList<double>(8, 5.0)};
+        auto s = server();
+        s->m_bList = rows;
+        s->m_darkFromCamera = true;
+        cam().source = source;
+        if (!op.isEmpty()) cam().faults[op.toStdString()] = {0, -1104, 1};
+        s->fpnStart();
+        QCOMPARE(s->m_bList, rows);
+
+        auto t = server();
+        t->m_bList = rows;
+        t->m_darkFromCamera = true;
+        store(FpnIni::GainMin, 1.0);
+        store(FpnIni::GainMax, 2.0);
+        cam().source = 0;
+        cam().faults.clear();
+        cam().faults["lsxGet"] = {1, -1104, 1};
+        t->fpnStart();
+        QCOMPARE(cam().callsOf("lsxGet(45,").size(), size_t(2));
+        QCOMPARE(t->m_bList, rows);
+    }
+
     void darkFromTheCameraIsReadAgain()
     {
         auto s = darkServer();
