@@ -18,8 +18,8 @@
 //  5. store: K scaled so that full scale still reaches full scale, B lifted by the dark run's
 //     lift; the multi-level camera evaluates K band by band first;
 //  6. the working exposure as found, and report.
-// Of the camera only the exposure is put back, at every end; a failure leaves K as far as it
-// came and B untouched.
+// Of the camera only the exposure is put back, at every end (told when the camera will not take
+// it back); a failure leaves K as far as it came and B untouched.
 //
 // The TVK317 family has no gains, exposure search or final step: one stacked image gives K.
 #include "camera/cameraserver.h"
@@ -32,6 +32,7 @@
 #include "camera/tables.h"
 #include "statustext.h"
 
+#include <QCoreApplication>
 #include <QDebug>
 #include <QSettings>
 
@@ -57,24 +58,33 @@ const char* const kExposureLeft =
 // Columns named in a report; more are counted.
 constexpr size_t kNamedColumns = 8;
 
-// The exposure as the run found it, set again when the run ends, however it ends.
+// The exposure as the run found it, set again when the run ends, however it ends; a failure to
+// set it is told with the exposure the camera is left at, at `progress`: 99 on the good end, 101
+// on an early one (a failure, or a cancel that leaves the camera changed).
 class ExposureKeeper {
 public:
-    explicit ExposureKeeper(lsxHandle h) : m_handle(h) { m_known = lsxGetExposure(h, &m_found) == LSX_OK; }
-    ~ExposureKeeper() { restore(); }
+    explicit ExposureKeeper(CameraServer& s) : m_s(s) { m_known = lsxGetExposure(s.m_handle, &m_found) == LSX_OK; }
+    ~ExposureKeeper() { restore(101); }
     ExposureKeeper(const ExposureKeeper&) = delete;
     ExposureKeeper& operator=(const ExposureKeeper&) = delete;
-    double found() const { return m_found; }
-    // Once; LSX_OK when nothing was known to restore.
-    lsxStatus restore()
+    // Once; nothing when nothing was known to restore.
+    void restore(int progress)
     {
-        if (!m_known) return LSX_OK;
+        if (!m_known) return;
         m_known = false;
-        return lsxSetExposure(m_handle, m_found);
+        const lsxStatus status = lsxSetExposure(m_s.m_handle, m_found);
+        if (status == LSX_OK) return;
+        double now = 0.0;
+        lsxGetExposure(m_s.m_handle, &now);
+        emit m_s.OS_FpnInfo(progress, QCoreApplication::translate("CameraServer", kExposureLeft)
+                                          .arg(m_found)
+                                          .arg(status)
+                                          .arg(statusText(status))
+                                          .arg(now));
     }
 
 private:
-    lsxHandle m_handle;
+    CameraServer& m_s;
     double m_found = 0.0;
     bool m_known = false;
 };
@@ -135,7 +145,7 @@ void CameraServer::fpnRun()
     }
 
     // 3. Prepare. The exposure searches and the series change the exposure: it goes back at the end.
-    ExposureKeeper exposure(m_handle);
+    ExposureKeeper exposure(*this);
     {
         QWriteLocker lock(&m_lock);
         m_cancel = false;
@@ -205,12 +215,7 @@ void CameraServer::fpnRun()
     }
     fpnFinish();
     // 6.
-    const lsxStatus restored = exposure.restore();
-    if (restored != LSX_OK) {
-        double now = 0.0;
-        lsxGetExposure(m_handle, &now);
-        emit OS_FpnInfo(99, tr(kExposureLeft).arg(exposure.found()).arg(restored).arg(statusText(restored)).arg(now));
-    }
+    exposure.restore(99);
     emit OS_FpnInfo(100, tr(kDoneRun));
 }
 

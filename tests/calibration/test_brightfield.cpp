@@ -29,6 +29,14 @@ QList<double> exposuresSet(const RecordCam& c)
     return out;
 }
 
+// What the run tells when the camera will not take back its exposure of 123 us (status -1104).
+QString exposureLeft(double now)
+{
+    return QStringLiteral("明场校正-曝光时间无法恢复为 123 us（错误原因：-1104-%1），当前为 %2 us。")
+        .arg(statusText(-1104))
+        .arg(now);
+}
+
 }  // namespace
 
 class TestBrightField : public QObject, RecordCamHarness {
@@ -423,6 +431,44 @@ private slots:
         cam().faults["lsxSetRoi"] = {1, -5, 0};
         t->fpnStart();
         QCOMPARE(cam().exposure, 77.0);
+    }
+
+    // An exposure the camera will not take back is told with the value it is left at: on the
+    // good end before the closing report; on an early end (the flat field will not go off) after
+    // the failure.
+    void exposureNotPutBackIsTold()
+    {
+        auto s = darkServer();
+        cam().exposure = 123.0;
+        cam().frame = uniformScene(0.5);
+        s->fpnStart();
+        const int sets = cam().count("lsxSetExposure");
+        QVERIFY(sets > 1);
+
+        auto t = darkServer();
+        cam().exposure = 123.0;
+        cam().faults["lsxSetExposure"] = {sets - 1, -1104, 1};
+        QSignalSpy info(t.get(), &CameraServer::OS_FpnInfo);
+        t->fpnStart();
+        QList<Report> reports = reportsOf(info);
+        QVERIFY(cam().exposure != 123.0);
+        QCOMPARE(reports.at(reports.size() - 2), Report(99, exposureLeft(cam().exposure)));
+        QCOMPARE(reports.last().first, 100);
+    }
+
+    void exposureNotPutBackAfterAFailureIsTold()
+    {
+        auto u = darkServer();
+        cam().exposure = 123.0;
+        cam().faults["lsxSet"] = {1, -1104, 1};
+        cam().faults["lsxSetExposure"] = {0, -1104, 1};
+        QSignalSpy early(u.get(), &CameraServer::OS_FpnInfo);
+        u->fpnStart();
+        const QList<Report> reports = reportsOf(early);
+        QCOMPARE(reports.mid(reports.size() - 2),
+                 (QList<Report>{
+                     {101, QStringLiteral("明场校正-关闭平场使能出错，错误原因：-1104-%1.").arg(statusText(-1104))},
+                     {101, exposureLeft(123.0)}}));
     }
 
     // A hot column's dark grows with the exposure: its K comes out as its neighbours' only when
