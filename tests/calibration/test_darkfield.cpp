@@ -393,8 +393,11 @@ private slots:
         cam().darkLevel = [](int x, int) { return x == 0 ? 0.0 : 150.0; };
         QSignalSpy info(s.get(), &CameraServer::OS_FpnInfo);
         QVERIFY(!s->fpnDetectDoffset());
-        QCOMPARE(cam().doffsetWrites.size(), size_t(127));
-        QCOMPARE(cam().doffsetWrites.back(), 127);
+        // Every trial from 1 to 127, then the value stored given to the camera.
+        QCOMPARE(cam().doffsetWrites.size(), size_t(128));
+        QCOMPARE(cam().doffsetWrites.at(126), 127);
+        QCOMPARE(cam().doffsetWrites.back(), 126);
+        QCOMPARE(cam().doffset(), 126);
         QCOMPARE(withoutTrials(reportsOf(info)),
                  (QList<Report>{
                      {101, QStringLiteral("检测DOffset出错，使用最大DOffset也无法满足条件，请手动输入数值重试。")}}));
@@ -412,8 +415,11 @@ private slots:
         QSignalSpy info(s.get(), &CameraServer::OS_FpnInfo);
         QVERIFY(!s->fpnDetectDoffset());
         QCOMPARE(cam().doffsetWrites.front(), 1);
-        QCOMPARE(cam().doffsetWrites.back(), -64);
-        QCOMPARE(cam().doffsetWrites.size(), size_t(66));
+        // The trials down to -64, then the value stored given to the camera.
+        QCOMPARE(cam().doffsetWrites.at(65), -64);
+        QCOMPARE(cam().doffsetWrites.back(), -63);
+        QCOMPARE(cam().doffsetWrites.size(), size_t(67));
+        QCOMPARE(cam().doffset(), -63);
         QCOMPARE(withoutTrials(reportsOf(info)),
                  (QList<Report>{{101, QStringLiteral("检测DOffset出错，环境亮度太高，请在暗场下执行暗场校正。")}}));
         QCOMPARE(setting(FpnIni::DOffset).toInt(), -63);
@@ -535,6 +541,9 @@ private slots:
         QCOMPARE(withoutTrials(reportsOf(info)),
                  (QList<Report>{{101, QStringLiteral("检测DOffset出错，环境亮度太高，请在暗场下执行暗场校正。")}}));
         QCOMPARE(setting(FpnIni::DOffset).toInt(), 5);
+        // The camera holds the stored value, not the one on trial.
+        QCOMPARE(cam().doffset(), 5);
+        QCOMPARE(cam().calls.back(), std::string("lsxStop()"));
         // A spread too wide at the first frame from many columns is not refused at once either.
         auto t = server();
         cam().started = true;
@@ -543,6 +552,23 @@ private slots:
         QVERIFY(!t->fpnDetectDoffset());
         QCOMPARE(withoutTrials(reportsOf(again)),
                  (QList<Report>{{101, QStringLiteral("检测DOffset出错，环境亮度太高，请在暗场下执行暗场校正。")}}));
+    }
+
+    // The stored value that the camera will not take back is told with its status.
+    void walkFailureWriteBackFailureTold()
+    {
+        auto s = server();
+        s->m_maxB = 200;
+        cam().started = true;
+        cam().darkLevel = [](int x, int) { return x == 0 ? 0.0 : 150.0; };
+        cam().faults["lsxWriteGenICamReg"] = {127, -5, 1};
+        QSignalSpy info(s.get(), &CameraServer::OS_FpnInfo);
+        QVERIFY(!s->fpnDetectDoffset());
+        QCOMPARE(withoutTrials(reportsOf(info)),
+                 (QList<Report>{
+                     {101, QStringLiteral("检测DOffset出错，使用最大DOffset也无法满足条件，请手动输入数值重试。")},
+                     {101, QStringLiteral("DOffset设置出错，错误原因：-5-%1.").arg(statusText(-5))}}));
+        QCOMPARE(cam().calls.back(), std::string("lsxStop()"));
     }
 
     void walkWithoutTheRoiSaysNothing()
