@@ -130,23 +130,17 @@ lsxStatus CameraServer::fpnReadDoffset()
     const lsxStatus status = lsxReadGenICamReg(m_handle, GVR_SEN_BLACK_LEVEL, &word);
     qDebug() << "read GVR_SEN_BLACK_LEVEL : " << word;
     m_hasBlackLevelReg = word != LSX_REG_UNSUPPORTED;
-    int32_t value = static_cast<int32_t>(word);
+    int value = wrapDoffset(static_cast<int32_t>(word));
     if (!m_hasBlackLevelReg) {
-        lsxRegPair magnitude{LSX_SENSOR_REG_DOFFSET_MAG, 0};
-        lsxStatus read = lsxGet(m_handle, LSX_KEY_SENSOR_REG, &magnitude, nullptr);
-        lsxRegPair sign{LSX_SENSOR_REG_DOFFSET_SIGN, 0};
-        if (read == LSX_OK) read = lsxGet(m_handle, LSX_KEY_SENSOR_REG, &sign, nullptr);
+        const lsxStatus read = readDoffset(value);
         // Neither register there (doffsetAbsent): the camera's DOffset is 0.
         if (read == LSX_ERR_NOT_SUPPORTED && status == LSX_OK)
-            magnitude.value = sign.value = 0;
+            value = 0;
         else if (read != LSX_OK) {
             qDebug() << "set doffset failed : " << statusText(read);
             return read;
         }
-        value = static_cast<int32_t>(magnitude.value);
-        if (sign.value == kNegativeSign) value = -value;
     }
-    value = wrapDoffset(value);
     emit OS_FpnInfo(10, tr("当前DOffset为：%1.").arg(value));
     settings().setValue(FpnIni::DOffset, value);
     syncSettings();
