@@ -17,7 +17,8 @@
 //     e. store: one row of B per plane (m_bList) and its lift (m_incBList);
 //     f. the dark current: a second dark at the second exposure (the shortest the camera allows,
 //        or twice the working one when the shortest is too close), each column's slope per
-//        microsecond kept beside its row of B (m_darkCurrent), the working exposure set again;
+//        microsecond kept beside its row of B (m_darkCurrent), the working exposure set again (a
+//        camera that will not take it back fails the run);
 //  3. stop the stream and report.
 // A failure leaves the rows of the gains finished before it; nothing of the camera is restored
 // but the exposure, set back as soon as the second dark is taken.
@@ -62,6 +63,8 @@ const char* const kClippedDark = QT_TRANSLATE_NOOP(
     "请提高DOffset（或勾选自动检测DOffset）后重试。");
 const char* const kDarkCurrent = QT_TRANSLATE_NOOP(
     "CameraServer", "暗场校正-暗电流：曝光时间 %1 us 与 %2 us 的暗场之差，最大 %3 DN10/ms（%4 第 %5 列）。");
+const char* const kExposureBack =
+    QT_TRANSLATE_NOOP("CameraServer", "暗场校正-曝光时间无法恢复为 %1 us，错误原因：%2-%3.");
 const char* const kNoDarkCurrent =
     QT_TRANSLATE_NOOP("CameraServer", "暗场校正-%1，未测量暗电流：明场校正将按工作曝光时间的暗场计算。");
 
@@ -337,7 +340,12 @@ bool CameraServer::dsnuDarkCurrent(const std::vector<cv::Mat>& atWorking, uint32
     std::vector<std::vector<cv::Mat>> dithered;
     if (split) grabbed = dsnuDither(bits, planes, dithered);
     for (size_t p = 0; p < dithered.size(); ++p) cv::vconcat(dithered[p], planes[p]);
-    lsxSetExposure(m_handle, working);
+    // The next gain's dark, and the camera the run leaves, need the working exposure back.
+    const lsxStatus back = lsxSetExposure(m_handle, working);
+    if (back != LSX_OK) {
+        emit OS_FpnInfo(101, withStatus(tr(kExposureBack).arg(working), back));
+        return false;
+    }
     if (!grabbed) return false;
     if (!split || planes.size() != atWorking.size()) return notMeasured(tr("第二次暗场的图像格式与第一次不同"));
 

@@ -972,6 +972,23 @@ private slots:
         QCOMPARE(s->darkRowsAt(50.0), s->m_bList);
     }
 
+    // A camera that takes the second exposure but will not take the working one back: the run
+    // fails, saying so with the status, instead of going on at the wrong exposure.
+    void workingExposureNotTakenBack()
+    {
+        auto s = server();
+        cam().faults["lsxSetExposure"] = {1, -5, 1};
+        QSignalSpy info(s.get(), &CameraServer::OS_FpnInfo);
+        s->dsnuStart(false);
+        const QList<Report> reports = reportsOf(info);
+        QCOMPARE(reports.mid(reports.size() - 2),
+                 (QList<Report>{
+                     {101, QStringLiteral("暗场校正-曝光时间无法恢复为 100 us，错误原因：-5-%1.").arg(statusText(-5))},
+                     {101, QStringLiteral("暗场校正-暗场校正执行失败，请重试。")}}));
+        QCOMPARE(cam().count("lsxSetExposure"), 2);
+        QCOMPARE(cam().exposure, 2.0);
+    }
+
     void sixteenBitMeanOf6400()
     {
         auto s = server();
