@@ -271,9 +271,12 @@ bool CameraServer::dsnuDither(uint32_t bits, const std::vector<cv::Mat>& planes,
     out.resize(planes.size());
     for (size_t p = 0; p < planes.size(); ++p) out[p].push_back(planes[p]);
     const int doffset = settings().value(FpnIni::DOffset, FpnIni::DOffsetDefault).toInt();
+    // Up from the black level, or down where the top of its range leaves no room: the register
+    // would wrap to a negative level.
+    const int direction = ditherDirection(doffset, kDarkDitherSteps);
     bool grabbed = true;
     for (int step = 1; step < kDarkDitherSteps && grabbed; ++step) {
-        const lsxStatus written = writeDoffset(doffset + step);
+        const lsxStatus written = writeDoffset(doffset + direction * step);
         // A camera without a black level cannot step it: its dark stays at 8-bit resolution.
         if (step == 1 && written == LSX_ERR_NOT_SUPPORTED && doffsetAbsent()) {
             out.clear();
