@@ -289,6 +289,7 @@ DarkGrab grabDark(CameraServer& s, SwitchKeeper& keeper, int lines, const Cancel
     out.bits = asFound.bits;
     out.format = asFound.format;
     if (out.stop.any()) return out;
+    out.asFound = asFound.planes;
     out.lifts.resize(asFound.planes.size());
     for (size_t p = 0; p < asFound.planes.size(); ++p) {
         out.lifts[p].zerosAsFound = zeroShare(asFound.planes[p]);
