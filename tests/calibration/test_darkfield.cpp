@@ -957,6 +957,47 @@ private slots:
         QCOMPARE(cam().exposure, 3.0);
     }
 
+    // An 8-bit dark is dithered over four black levels, here 2 samples apart, at both exposures;
+    // the steps are not the frames' noise (1 sample on alternate rows): column 3, one sample
+    // higher in every eighth row at the working exposure, keeps its own slope of 0.125 sample in
+    // 98 us, 11 standard deviations of the noise but 2.4 of the noise and the steps' spread.
+    void darkCurrentOfADitheredDark()
+    {
+        auto s = server();
+        cam().frame = cameraFrames(LSX_BITS_8, [](const RecordCam& c, int x, int y) {
+            const int hot = x == 3 && c.exposure > 50.0 && y % 8 == 0 ? 1 : 0;
+            return 20 + 2 * c.doffset() + y % 2 + hot;
+        });
+        QSignalSpy info(s.get(), &CameraServer::OS_FpnInfo);
+        s->dsnuStart(false);
+        QCOMPARE(reportsOf(info).last().first, 100);
+        // The black levels of both darks, each back to the stored one.
+        QCOMPARE(cam().doffsetWrites, (std::vector<int>{0, 1, 2, 3, 0, 1, 2, 3, 0}));
+        const DarkCurrent& c = s->m_darkCurrent;
+        QCOMPARE(c.bits, int(LSX_BITS_8));
+        QCOMPARE(c.slope.size(), 1);
+        QCOMPARE(c.slope[0], (QList<double>{0.0, 0.0, 0.0, 0.125 / 98.0, 0.0, 0.0, 0.0, 0.0}));
+    }
+
+    // A second dark with more than 1 % of its samples at 0 has no measurable mean: no dark
+    // current, told with the plane and its share, and the run keeps its rows of B.
+    void clippedSecondDarkMeasuresNothing()
+    {
+        auto s = server();
+        cam().frame = cameraFrames(LSX_BITS_16,
+                                   [](const RecordCam& c, int x, int) { return c.exposure < 50.0 && x < 2 ? 0 : 640; });
+        QSignalSpy info(s.get(), &CameraServer::OS_FpnInfo);
+        s->dsnuStart(false);
+        const QList<Report> reports = reportsOf(info);
+        QCOMPARE(reports.last().first, 100);
+        QVERIFY(reports.contains(Report(
+            99, QStringLiteral(
+                    "暗场校正-第二次暗场（曝光时间 2 us）的 黑白 有 25.0% 的像素为 0（最多允许 1%），暗电平被截断，"
+                    "未测量暗电流：明场校正将按工作曝光时间的暗场计算。"))));
+        QVERIFY(s->m_darkCurrent.empty());
+        QCOMPARE(s->m_bList, (QList<QList<double>>{QList<double>(8, 640.0)}));
+    }
+
     // A camera that refuses the second exposure: told, the run succeeds with one dark.
     void secondExposureRefused()
     {
