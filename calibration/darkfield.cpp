@@ -254,6 +254,7 @@ bool CameraServer::dsnuGain(float gain, bool autoDoffset)
         DarkRow row = darkRow(planes[p]);
         if (!dithered.empty()) {
             row.b = ditheredDarkRow(dithered[p]);
+            // For the dark current: one stack, a block of rows per black level.
             cv::Mat all;
             cv::vconcat(dithered[p], all);
             working.push_back(all);
