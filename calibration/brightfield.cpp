@@ -58,17 +58,17 @@ const char* const kExposureLeft =
 // Columns named in a report; more are counted.
 constexpr size_t kNamedColumns = 8;
 
-// The exposure as the run found it, set again when the run ends, however it ends; a failure to
-// set it is told with the exposure the camera is left at, at `progress`: 99 on the good end, 101
-// on an early one (a failure, or a cancel that leaves the camera changed).
+// The exposure as the run found it, set again when the run ends, however it ends; a camera that
+// will not take it back is told, with the exposure it is left at (at 99: the run's own last
+// report says how the run ended).
 class ExposureKeeper {
 public:
     explicit ExposureKeeper(CameraServer& s) : m_s(s) { m_known = lsxGetExposure(s.m_handle, &m_found) == LSX_OK; }
-    ~ExposureKeeper() { restore(101); }
+    ~ExposureKeeper() { restore(); }
     ExposureKeeper(const ExposureKeeper&) = delete;
     ExposureKeeper& operator=(const ExposureKeeper&) = delete;
     // Once; nothing when nothing was known to restore.
-    void restore(int progress)
+    void restore()
     {
         if (!m_known) return;
         m_known = false;
@@ -76,11 +76,11 @@ public:
         if (status == LSX_OK) return;
         double now = 0.0;
         lsxGetExposure(m_s.m_handle, &now);
-        emit m_s.OS_FpnInfo(progress, QCoreApplication::translate("CameraServer", kExposureLeft)
-                                          .arg(m_found)
-                                          .arg(status)
-                                          .arg(statusText(status))
-                                          .arg(now));
+        emit m_s.OS_FpnInfo(99, QCoreApplication::translate("CameraServer", kExposureLeft)
+                                    .arg(m_found)
+                                    .arg(status)
+                                    .arg(statusText(status))
+                                    .arg(now));
     }
 
 private:
@@ -150,12 +150,14 @@ void CameraServer::fpnRun()
         QWriteLocker lock(&m_lock);
         m_cancel = false;
     }
+    // A failure after this: the exposure back first, then the failure, the run's last report.
+    auto fail = [&](const QString& text) {
+        exposure.restore();
+        emit OS_FpnInfo(101, text);
+    };
     if (!cameraCorrectionsOff(tr("明场校正-"))) return;
     lsxStatus status = enableSoftTrigger();
-    if (status != LSX_OK) {
-        emit OS_FpnInfo(101, withStatus(tr("明场校正-使能软触发出错，错误原因：%1-%2."), status));
-        return;
-    }
+    if (status != LSX_OK) return fail(withStatus(tr("明场校正-使能软触发出错，错误原因：%1-%2."), status));
     m_kList.clear();
     m_kPoints.clear();
     lsxSetRgbGain(m_handle, 1.0f, 1.0f, 1.0f);
@@ -180,28 +182,19 @@ void CameraServer::fpnRun()
                 targets.push_back(240.0);
             }
             const QVector<double> exposures = fpnExposureCheck(targets);
-            if (exposures.isEmpty()) {
-                emit OS_FpnInfo(101, tr("明场校正-曝光范围检测失败"));
-                return;
-            }
+            if (exposures.isEmpty()) return fail(tr("明场校正-曝光范围检测失败"));
 
             emit OS_FpnInfo(50, tr("明场校正-曝光范围检测完成。"));
             emit OS_FpnInfo(50, tr("明场校正-开始采图..."));
             qDebug() << "fpnCapture -------------";
             QList<cv::Mat> images;
             QVector<double> taken;
-            if (!fpnCapture(exposures, images, &taken)) {
-                emit OS_FpnInfo(101, tr("明场校正-明场校正图像采集失败"));
-                return;
-            }
+            if (!fpnCapture(exposures, images, &taken)) return fail(tr("明场校正-明场校正图像采集失败"));
 
             emit OS_FpnInfo(80, tr("明场校正-明场校正图像采集完成"));
             emit OS_FpnInfo(80, tr("明场校正-开始执行明场校正..."));
             qDebug() << "fpnCorrect -------------";
-            if (!fpnCorrect(images, taken)) {
-                emit OS_FpnInfo(101, tr(kFailedRun));
-                return;
-            }
+            if (!fpnCorrect(images, taken)) return fail(tr(kFailedRun));
             emit OS_FpnInfo(99, tr("明场校正-增益为 %1 时明场校正执行完成").arg(gain));
             if (cancelRequested()) return;
         }
@@ -209,13 +202,10 @@ void CameraServer::fpnRun()
 
     // 5. Final step.
     qDebug() << "calc -------------";
-    if (failed) {
-        emit OS_FpnInfo(101, tr(kFailedRun));
-        return;
-    }
+    if (failed) return fail(tr(kFailedRun));
     fpnFinish();
     // 6.
-    exposure.restore(99);
+    exposure.restore();
     emit OS_FpnInfo(100, tr(kDoneRun));
 }
 

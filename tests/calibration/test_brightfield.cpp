@@ -433,9 +433,9 @@ private slots:
         QCOMPARE(cam().exposure, 77.0);
     }
 
-    // An exposure the camera will not take back is told with the value it is left at: on the
-    // good end before the closing report; on an early end (the flat field will not go off) after
-    // the failure.
+    // An exposure the camera will not take back is told with the value it is left at, before the
+    // report that ends the run: the good end, a failed exposure search; after the failure only
+    // where the failing step reports itself (the flat field will not go off).
     void exposureNotPutBackIsTold()
     {
         auto s = darkServer();
@@ -468,7 +468,26 @@ private slots:
         QCOMPARE(reports.mid(reports.size() - 2),
                  (QList<Report>{
                      {101, QStringLiteral("明场校正-关闭平场使能出错，错误原因：-1104-%1.").arg(statusText(-1104))},
-                     {101, exposureLeft(123.0)}}));
+                     {99, exposureLeft(123.0)}}));
+
+        // A search that finds no light: its last exposure set is the keeper's.
+        auto v = darkServer();
+        cam().faults.clear();
+        cam().exposure = 123.0;
+        cam().frame = uniformScene(0.0);
+        cam().exposureMax = 1000.0;
+        v->fpnStart();
+        const int sets = cam().count("lsxSetExposure");
+        auto w = darkServer();
+        cam().exposure = 123.0;
+        cam().faults["lsxSetExposure"] = {sets - 1, -1104, 1};
+        QSignalSpy search(w.get(), &CameraServer::OS_FpnInfo);
+        w->fpnStart();
+        const QList<Report> searched = reportsOf(search);
+        QCOMPARE(
+            searched.mid(searched.size() - 2),
+            (QList<Report>{{99, exposureLeft(cam().exposure)}, {101, QStringLiteral("明场校正-曝光范围检测失败")}}));
+        QCOMPARE(failures(searched), 1);
     }
 
     // A hot column's dark grows with the exposure: its K comes out as its neighbours' only when
