@@ -18,8 +18,8 @@
 //  5. store: K scaled so that full scale still reaches full scale, B lifted by the dark run's
 //     lift; the multi-level camera evaluates K band by band first;
 //  6. the working exposure as found, and report.
-// Of the camera only the exposure is put back, at every end; a failure leaves K as far as it
-// came and B untouched.
+// Of the camera only the exposure is put back, at every end (told when the camera will not take
+// it back); a failure leaves K as far as it came and B untouched.
 //
 // The TVK317 family has no gains, exposure search or final step: one stacked image gives K.
 #include "camera/cameraserver.h"
@@ -32,6 +32,7 @@
 #include "camera/tables.h"
 #include "statustext.h"
 
+#include <QCoreApplication>
 #include <QDebug>
 #include <QSettings>
 
@@ -57,24 +58,33 @@ const char* const kExposureLeft =
 // Columns named in a report; more are counted.
 constexpr size_t kNamedColumns = 8;
 
-// The exposure as the run found it, set again when the run ends, however it ends.
+// The exposure as the run found it, set again when the run ends, however it ends; a camera that
+// will not take it back is told, with the exposure it is left at (at 99: the run's own last
+// report says how the run ended).
 class ExposureKeeper {
 public:
-    explicit ExposureKeeper(lsxHandle h) : m_handle(h) { m_known = lsxGetExposure(h, &m_found) == LSX_OK; }
+    explicit ExposureKeeper(CameraServer& s) : m_s(s) { m_known = lsxGetExposure(s.m_handle, &m_found) == LSX_OK; }
     ~ExposureKeeper() { restore(); }
     ExposureKeeper(const ExposureKeeper&) = delete;
     ExposureKeeper& operator=(const ExposureKeeper&) = delete;
-    double found() const { return m_found; }
-    // Once; LSX_OK when nothing was known to restore.
-    lsxStatus restore()
+    // Once; nothing when nothing was known to restore.
+    void restore()
     {
-        if (!m_known) return LSX_OK;
+        if (!m_known) return;
         m_known = false;
-        return lsxSetExposure(m_handle, m_found);
+        const lsxStatus status = lsxSetExposure(m_s.m_handle, m_found);
+        if (status == LSX_OK) return;
+        double now = 0.0;
+        lsxGetExposure(m_s.m_handle, &now);
+        emit m_s.OS_FpnInfo(99, QCoreApplication::translate("CameraServer", kExposureLeft)
+                                    .arg(m_found)
+                                    .arg(status)
+                                    .arg(statusText(status))
+                                    .arg(now));
     }
 
 private:
-    lsxHandle m_handle;
+    CameraServer& m_s;
     double m_found = 0.0;
     bool m_known = false;
 };
@@ -135,17 +145,19 @@ void CameraServer::fpnRun()
     }
 
     // 3. Prepare. The exposure searches and the series change the exposure: it goes back at the end.
-    ExposureKeeper exposure(m_handle);
+    ExposureKeeper exposure(*this);
     {
         QWriteLocker lock(&m_lock);
         m_cancel = false;
     }
+    // A failure after this: the exposure back first, then the failure, the run's last report.
+    auto fail = [&](const QString& text) {
+        exposure.restore();
+        emit OS_FpnInfo(101, text);
+    };
     if (!cameraCorrectionsOff(tr("明场校正-"))) return;
     lsxStatus status = enableSoftTrigger();
-    if (status != LSX_OK) {
-        emit OS_FpnInfo(101, withStatus(tr("明场校正-使能软触发出错，错误原因：%1-%2."), status));
-        return;
-    }
+    if (status != LSX_OK) return fail(withStatus(tr("明场校正-使能软触发出错，错误原因：%1-%2."), status));
     m_kList.clear();
     m_kPoints.clear();
     lsxSetRgbGain(m_handle, 1.0f, 1.0f, 1.0f);
@@ -170,28 +182,19 @@ void CameraServer::fpnRun()
                 targets.push_back(240.0);
             }
             const QVector<double> exposures = fpnExposureCheck(targets);
-            if (exposures.isEmpty()) {
-                emit OS_FpnInfo(101, tr("明场校正-曝光范围检测失败"));
-                return;
-            }
+            if (exposures.isEmpty()) return fail(tr("明场校正-曝光范围检测失败"));
 
             emit OS_FpnInfo(50, tr("明场校正-曝光范围检测完成。"));
             emit OS_FpnInfo(50, tr("明场校正-开始采图..."));
             qDebug() << "fpnCapture -------------";
             QList<cv::Mat> images;
             QVector<double> taken;
-            if (!fpnCapture(exposures, images, &taken)) {
-                emit OS_FpnInfo(101, tr("明场校正-明场校正图像采集失败"));
-                return;
-            }
+            if (!fpnCapture(exposures, images, &taken)) return fail(tr("明场校正-明场校正图像采集失败"));
 
             emit OS_FpnInfo(80, tr("明场校正-明场校正图像采集完成"));
             emit OS_FpnInfo(80, tr("明场校正-开始执行明场校正..."));
             qDebug() << "fpnCorrect -------------";
-            if (!fpnCorrect(images, taken)) {
-                emit OS_FpnInfo(101, tr(kFailedRun));
-                return;
-            }
+            if (!fpnCorrect(images, taken)) return fail(tr(kFailedRun));
             emit OS_FpnInfo(99, tr("明场校正-增益为 %1 时明场校正执行完成").arg(gain));
             if (cancelRequested()) return;
         }
@@ -199,18 +202,10 @@ void CameraServer::fpnRun()
 
     // 5. Final step.
     qDebug() << "calc -------------";
-    if (failed) {
-        emit OS_FpnInfo(101, tr(kFailedRun));
-        return;
-    }
+    if (failed) return fail(tr(kFailedRun));
     fpnFinish();
     // 6.
-    const lsxStatus restored = exposure.restore();
-    if (restored != LSX_OK) {
-        double now = 0.0;
-        lsxGetExposure(m_handle, &now);
-        emit OS_FpnInfo(99, tr(kExposureLeft).arg(exposure.found()).arg(restored).arg(statusText(restored)).arg(now));
-    }
+    exposure.restore();
     emit OS_FpnInfo(100, tr(kDoneRun));
 }
 
@@ -220,18 +215,23 @@ bool CameraServer::fpnReadDark()
     // record to read back.
     const QList<QList<double>> own = m_bList;
     m_bList.clear();
+    // A failed read leaves the rows as they were, not half of the camera's.
+    auto fail = [&] {
+        m_bList = own;
+        return false;
+    };
     lsxRegionDescr region{};
     int32_t source = -1;
     if (lsxGetRoiDescr(m_handle, &region) != LSX_OK || lsxGetSourceFormat(m_handle, &source) != LSX_OK) {
         emit OS_FpnInfo(101, tr(kNoDark));
-        return false;
+        return fail();
     }
     // The record covers the whole sensor, not the ROI.
     const int width = region.maxWidth;
     const int planes = readBackPlanes(source);
     if (planes == 0) {
         emit OS_FpnInfo(101, tr("明场校正-不支持的目标图像格式，无法继续。"));
-        return false;
+        return fail();
     }
     const float gainMin = settings().value(FpnIni::GainMin, FpnIni::GainMinDefault).toFloat();
     const float gainMax = settings().value(FpnIni::GainMax, FpnIni::gainMaxCalibrationDefault(m_isLinescan)).toFloat();
@@ -240,7 +240,7 @@ bool CameraServer::fpnReadDark()
     for (float gain = gainMin; !(gain > gainMax); gain += 1.0f) {
         if (lsxSetAnalogGain(m_handle, gain) != LSX_OK) {
             emit OS_FpnInfo(101, tr(kNoDark));
-            return false;
+            return fail();
         }
         // The record is this reader's: allocated for this read, freed when its values are copied.
         const uint32_t pairs = static_cast<uint32_t>(planes) * static_cast<uint32_t>(width);
@@ -263,7 +263,7 @@ bool CameraServer::fpnReadDark()
         if (status != LSX_OK) {
             emit OS_FpnInfo(90, withStatus(tr("明场校正-读取暗场参数出错，错误原因：%1-%2."), status));
             emit OS_FpnInfo(101, tr(kNoDark));
-            return false;
+            return fail();
         }
         // The pairs follow the head in the same block.
         appendReadBackRows(m_bList, reinterpret_cast<const float*>(record.data() + sizeof(lsxFpnHeader)), width,

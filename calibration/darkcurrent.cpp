@@ -62,11 +62,32 @@ bool momentsOf(const cv::Mat& plane, Moments& m)
     return true;
 }
 
-// The temporal variance of a plane: the mean over its columns of ss / (rows - 1).
-double temporalVariance(const Moments& m, int rows)
+// The moments of a plane stacked of `steps` equal blocks of rows, one per black level: per column
+// the mean over all rows, and the squared deviations of each block from its own mean, summed over
+// the blocks (the steps between the blocks are no noise). False for rows that do not divide into
+// blocks of two rows or more.
+bool blockMomentsOf(const cv::Mat& plane, int steps, Moments& m)
+{
+    if (steps < 1 || plane.rows % steps != 0 || plane.rows / steps < 2) return false;
+    const int rows = plane.rows / steps;
+    m.mean.assign(size_t(plane.cols), 0.0);
+    m.ss.assign(size_t(plane.cols), 0.0);
+    for (int b = 0; b < steps; ++b) {
+        Moments block;
+        if (!momentsOf(plane.rowRange(b * rows, (b + 1) * rows), block)) return false;
+        for (size_t x = 0; x < m.mean.size(); ++x) {
+            m.mean[x] += block.mean[x] / steps;
+            m.ss[x] += block.ss[x];
+        }
+    }
+    return true;
+}
+
+// The temporal variance of a plane: the mean over its columns of ss / degrees of freedom.
+double temporalVariance(const Moments& m, int freedom)
 {
     double total = 0.0;
-    for (double s : m.ss) total += s / (rows - 1);
+    for (double s : m.ss) total += s / freedom;
     return m.ss.empty() ? 0.0 : total / double(m.ss.size());
 }
 
@@ -95,14 +116,14 @@ double secondDarkExposure(double working, double minimum, double maximum)
     return 0.0;
 }
 
-QList<double> darkSlopeRow(const cv::Mat& atWorking, const cv::Mat& atSecond, double working, double second)
+QList<double> darkSlopeRow(const cv::Mat& atWorking, const cv::Mat& atSecond, double working, double second, int steps)
 {
     Moments w, s;
-    if (working == second || !momentsOf(atWorking, w) || !momentsOf(atSecond, s)) return {};
+    if (working == second || !blockMomentsOf(atWorking, steps, w) || !blockMomentsOf(atSecond, steps, s)) return {};
     if (atWorking.cols != atSecond.cols || atWorking.type() != atSecond.type()) return {};
     const double span = working - second;
-    const double sd = std::sqrt(temporalVariance(w, atWorking.rows) / atWorking.rows
-                                + temporalVariance(s, atSecond.rows) / atSecond.rows)
+    const double sd = std::sqrt(temporalVariance(w, atWorking.rows - steps) / atWorking.rows
+                                + temporalVariance(s, atSecond.rows - steps) / atSecond.rows)
                       / std::abs(span);
     std::vector<double> raw(w.mean.size());
     for (size_t x = 0; x < raw.size(); ++x) raw[x] = (w.mean[x] - s.mean[x]) / span;

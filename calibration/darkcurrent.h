@@ -52,7 +52,13 @@ double secondDarkExposure(double working, double minimum, double maximum);
 // Lw and Ls their rows. A column whose slope lies within kDarkCurrentSignificance such deviations
 // of the row's median slope takes the median (the upper one of an even count). Empty for planes
 // that differ in columns, have fewer than two rows, or exposures that are equal.
-QList<double> darkSlopeRow(const cv::Mat& atWorking, const cv::Mat& atSecond, double working, double second);
+// A dithered 8-bit dark is stacked of `steps` equal blocks of rows, one per black level, the same
+// levels at both exposures: the means are over all rows (the levels' lifts cancel in the
+// difference), the variances within the blocks (each block's spread about its own column means,
+// 1 / (L - steps)), so that the black-level steps do not count as temporal noise. Empty as well
+// when a plane's rows do not divide into `steps` blocks of two rows or more.
+QList<double> darkSlopeRow(const cv::Mat& atWorking, const cv::Mat& atSecond, double working, double second,
+                           int steps = 1);
 
 // The dark of a row at `exposure`: dark[x] + slope[x] * (exposure - working), raw units. The dark
 // row itself when the slope row is shorter than it.

@@ -17,7 +17,9 @@
 //     e. store: one row of B per plane (m_bList) and its lift (m_incBList);
 //     f. the dark current: a second dark at the second exposure (the shortest the camera allows,
 //        or twice the working one when the shortest is too close), each column's slope per
-//        microsecond kept beside its row of B (m_darkCurrent), the working exposure set again;
+//        microsecond kept beside its row of B (m_darkCurrent), the working exposure set again (a
+//        camera that will not take it back fails the run); a second dark with more than 1 % of a
+//        plane's samples at 0 measures no dark current;
 //  3. stop the stream and report.
 // A failure leaves the rows of the gains finished before it; nothing of the camera is restored
 // but the exposure, set back as soon as the second dark is taken.
@@ -62,6 +64,10 @@ const char* const kClippedDark = QT_TRANSLATE_NOOP(
     "请提高DOffset（或勾选自动检测DOffset）后重试。");
 const char* const kDarkCurrent = QT_TRANSLATE_NOOP(
     "CameraServer", "暗场校正-暗电流：曝光时间 %1 us 与 %2 us 的暗场之差，最大 %3 DN10/ms（%4 第 %5 列）。");
+const char* const kClippedSecond = QT_TRANSLATE_NOOP(
+    "CameraServer", "第二次暗场（曝光时间 %1 us）的 %2 有 %3% 的像素为 0（最多允许 1%），暗电平被截断");
+const char* const kExposureBack =
+    QT_TRANSLATE_NOOP("CameraServer", "暗场校正-曝光时间无法恢复为 %1 us，错误原因：%2-%3.");
 const char* const kNoDarkCurrent =
     QT_TRANSLATE_NOOP("CameraServer", "暗场校正-%1，未测量暗电流：明场校正将按工作曝光时间的暗场计算。");
 
@@ -248,6 +254,7 @@ bool CameraServer::dsnuGain(float gain, bool autoDoffset)
         DarkRow row = darkRow(planes[p]);
         if (!dithered.empty()) {
             row.b = ditheredDarkRow(dithered[p]);
+            // For the dark current: one stack, a block of rows per black level.
             cv::Mat all;
             cv::vconcat(dithered[p], all);
             working.push_back(all);
@@ -268,9 +275,12 @@ bool CameraServer::dsnuDither(uint32_t bits, const std::vector<cv::Mat>& planes,
     out.resize(planes.size());
     for (size_t p = 0; p < planes.size(); ++p) out[p].push_back(planes[p]);
     const int doffset = settings().value(FpnIni::DOffset, FpnIni::DOffsetDefault).toInt();
+    // Up from the black level, or down where the top of its range leaves no room: the register
+    // would wrap to a negative level.
+    const int direction = ditherDirection(doffset, kDarkDitherSteps);
     bool grabbed = true;
     for (int step = 1; step < kDarkDitherSteps && grabbed; ++step) {
-        const lsxStatus written = writeDoffset(doffset + step);
+        const lsxStatus written = writeDoffset(doffset + direction * step);
         // A camera without a black level cannot step it: its dark stays at 8-bit resolution.
         if (step == 1 && written == LSX_ERR_NOT_SUPPORTED && doffsetAbsent()) {
             out.clear();
@@ -334,12 +344,29 @@ bool CameraServer::dsnuDarkCurrent(const std::vector<cv::Mat>& atWorking, uint32
     bool grabbed = dsnuGrab(frame, buffer) && dsnuGrab(frame, buffer);
     std::vector<cv::Mat> planes;
     bool split = grabbed && splitFramePlanes(frame, buffer, true, planes);
+    // Judged as the first dark is: a plane cut off at 0 has no measurable mean.
+    int clipped = -1;
+    double zeros = 0.0;
+    for (size_t p = 0; split && clipped < 0 && p < planes.size(); ++p)
+        if ((zeros = zeroShare(planes[p])) > kDarkMaxZeroShare) clipped = int(p);
     std::vector<std::vector<cv::Mat>> dithered;
-    if (split) grabbed = dsnuDither(bits, planes, dithered);
+    if (split && clipped < 0) grabbed = dsnuDither(bits, planes, dithered);
     for (size_t p = 0; p < dithered.size(); ++p) cv::vconcat(dithered[p], planes[p]);
-    lsxSetExposure(m_handle, working);
+    // Both darks stacked of the same black levels, one block of rows each.
+    const int steps = dithered.empty() ? 1 : int(dithered.front().size());
+    // The next gain's dark, and the camera the run leaves, need the working exposure back.
+    const lsxStatus back = lsxSetExposure(m_handle, working);
+    if (back != LSX_OK) {
+        emit OS_FpnInfo(101, withStatus(tr(kExposureBack).arg(working), back));
+        return false;
+    }
     if (!grabbed) return false;
     if (!split || planes.size() != atWorking.size()) return notMeasured(tr("第二次暗场的图像格式与第一次不同"));
+    if (clipped >= 0)
+        return notMeasured(tr(kClippedSecond)
+                               .arg(second)
+                               .arg(planeName(int(frame.format), planes.size(), size_t(clipped)))
+                               .arg(100.0 * zeros, 0, 'f', 1));
 
     m_darkCurrent.bits = m_frameBits;
     const double perMs = 1000.0 * (m_frameBits == LSX_BITS_8 ? 4.0 : 1.0 / 64.0);
@@ -347,7 +374,7 @@ bool CameraServer::dsnuDarkCurrent(const std::vector<cv::Mat>& atWorking, uint32
     size_t steepestPlane = 0;
     int steepestColumn = 0;
     for (size_t p = 0; p < planes.size(); ++p) {
-        const QList<double> slope = darkSlopeRow(atWorking[p], planes[p], working, second);
+        const QList<double> slope = darkSlopeRow(atWorking[p], planes[p], working, second, steps);
         if (slope.size() != atWorking[p].cols) return notMeasured(tr("第二次暗场的图像尺寸与第一次不同"));
         for (int x = 0; x < slope.size(); ++x)
             if (std::abs(slope[x]) > std::abs(steepest)) {

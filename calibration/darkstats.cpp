@@ -182,6 +182,16 @@ QList<double> ditheredDarkRow(const std::vector<cv::Mat>& frames)
     return row;
 }
 
+int doffsetRoom(int doffset, int steps)
+{
+    return kDoffsetMax - doffset - (steps - 1);
+}
+
+int ditherDirection(int doffset, int steps)
+{
+    return doffsetRoom(doffset, steps) >= 0 ? 1 : -1;
+}
+
 namespace {
 
 bool colourFormat(int format)
@@ -227,7 +237,7 @@ int32_t wrapDoffset(int32_t value)
 
 int doffsetLimit(int maxB)
 {
-    return std::min(maxB, 127);
+    return std::min(maxB, kDoffsetMax);
 }
 
 void judgeDoffsetFrame(DoffsetWalk& w, float minMean, float maxMean, int maxB)

@@ -76,16 +76,27 @@ QString planeName(int format, size_t planes, size_t p);
 QString planeKey(int format, size_t planes, size_t p);
 
 // One row of B at a resolution finer than the samples: the same plane taken at n black levels a
-// step apart (frames[j] at the level as found plus j steps; 8-bit samples are 4 steps wide, and
+// step apart (frames[j] at the level as found plus j steps, or minus j steps where the top of
+// the black level's range allows no lift (ditherDirection); 8-bit samples are 4 steps wide, and
 // the dark's noise alone cannot dither them). Per column the mean over every frame's rows (double
 // precision, the frames weighed by their rows), less their mean lift (with equal frames
-// (n - 1) / 2 x the step), the step measured as the mean
-// over the columns of (mean of the last frame - mean of the first) / (n - 1): a camera whose
-// output does not follow the black level gets the plain mean. Empty when the frames differ in
-// columns or are fewer than two.
+// (n - 1) / 2 x the step), the step measured, with its sign, as the mean over the columns of
+// (mean of the last frame - mean of the first) / (n - 1): a camera whose output does not follow
+// the black level gets the plain mean. Empty when the frames differ in columns or are fewer than
+// two.
 QList<double> ditheredDarkRow(const std::vector<cv::Mat>& frames);
 // The black-level steps an 8-bit dark is dithered over.
 constexpr int kDarkDitherSteps = 4;
+
+// The largest black level the camera takes: past it the register's byte wraps to a negative level.
+constexpr int kDoffsetMax = 127;
+// How far a lift of `steps` black levels a step apart (the first at the lift itself, the last
+// steps - 1 higher) may start above `doffset` before its last level passes kDoffsetMax; below 0
+// when even a lift from `doffset` itself would pass it.
+int doffsetRoom(int doffset, int steps);
+// The sign of the steps a dark is dithered over from `doffset`: +1 (up) where doffsetRoom leaves
+// room for them, else -1 (down).
+int ditherDirection(int doffset, int steps);
 
 // ---- DOffset ----
 

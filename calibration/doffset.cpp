@@ -7,11 +7,12 @@
 //     1. the image height of a measurement;
 //     2. walk: write the value on trial, take one dark frame, show its darkest and brightest
 //        column, judge them (judgeDoffsetFrame) and step, until the walk ends, leaves its bounds
-//        (failure, with the value two steps back stored) or the operator cancels;
+//        (failure, with the value two steps back stored and written) or the operator cancels;
 //     3. a walk that cannot hold the darkest column above its floor and the brightest under the
 //        B limit at once fails, naming the columns too high, their dark level and the exposure:
 //        at once when the first frame's spread is wider than any DOffset can take, else when the
-//        walk ends on a frame cut off at 0 (a hot column's dark current at a long exposure);
+//        walk ends on a frame cut off at 0 (a hot column's dark current at a long exposure); the
+//        stored value goes back into the camera;
 //     4. store and apply the value found.
 // Cameras that are not line-scan cameras, and the models that take no DOffset, are left alone.
 // A camera without a black level has DOffset 0: read as 0, applied without a write, and told once
@@ -129,23 +130,17 @@ lsxStatus CameraServer::fpnReadDoffset()
     const lsxStatus status = lsxReadGenICamReg(m_handle, GVR_SEN_BLACK_LEVEL, &word);
     qDebug() << "read GVR_SEN_BLACK_LEVEL : " << word;
     m_hasBlackLevelReg = word != LSX_REG_UNSUPPORTED;
-    int32_t value = static_cast<int32_t>(word);
+    int value = wrapDoffset(static_cast<int32_t>(word));
     if (!m_hasBlackLevelReg) {
-        lsxRegPair magnitude{LSX_SENSOR_REG_DOFFSET_MAG, 0};
-        lsxStatus read = lsxGet(m_handle, LSX_KEY_SENSOR_REG, &magnitude, nullptr);
-        lsxRegPair sign{LSX_SENSOR_REG_DOFFSET_SIGN, 0};
-        if (read == LSX_OK) read = lsxGet(m_handle, LSX_KEY_SENSOR_REG, &sign, nullptr);
+        const lsxStatus read = readDoffset(value);
         // Neither register there (doffsetAbsent): the camera's DOffset is 0.
         if (read == LSX_ERR_NOT_SUPPORTED && status == LSX_OK)
-            magnitude.value = sign.value = 0;
+            value = 0;
         else if (read != LSX_OK) {
             qDebug() << "set doffset failed : " << statusText(read);
             return read;
         }
-        value = static_cast<int32_t>(magnitude.value);
-        if (sign.value == kNegativeSign) value = -value;
     }
-    value = wrapDoffset(value);
     emit OS_FpnInfo(10, tr("当前DOffset为：%1.").arg(value));
     settings().setValue(FpnIni::DOffset, value);
     syncSettings();
@@ -194,11 +189,14 @@ bool CameraServer::fpnDetectDoffset()
     // The walk fails when it leaves its bounds or a write fails. Otherwise it ends on the value it
     // stands on, which is stored and applied: found, cancelled, or taken when no usable frame came
     // (the caller's own cancel test or grab then ends the run).
+    // A failed walk stores `stored` and gives it to the camera, which holds the value on trial.
     auto failAt = [this](const QString& why, int stored) {
         emit OS_FpnInfo(101, why);
-        lsxStop(m_handle);
         settings().setValue(FpnIni::DOffset, stored);
         syncSettings();
+        const lsxStatus written = writeDoffset(stored);
+        if (written != LSX_OK) emit OS_FpnInfo(101, withStatus(tr(kSetFailed), written));
+        lsxStop(m_handle);
         return false;
     };
 
@@ -214,15 +212,13 @@ bool CameraServer::fpnDetectDoffset()
         const float toDn10 = walkToDn10(frame.bits);
         double exposure = 0.0;
         lsxGetExposure(m_handle, &exposure);
-        emit OS_FpnInfo(101, tr(kCannotHold)
-                                 .arg(exposure)
-                                 .arg(columnList(high, planes.size(), int(frame.format), toDn10))
-                                 .arg(1.0f * toDn10)
-                                 .arg(float(m_maxB) * toDn10));
-        lsxStop(m_handle);
         // The camera keeps the stored value, not the one on trial.
-        writeDoffset(settings().value(FpnIni::DOffset, FpnIni::DOffsetDefault).toInt());
-        return false;
+        return failAt(tr(kCannotHold)
+                          .arg(exposure)
+                          .arg(columnList(high, planes.size(), int(frame.format), toDn10))
+                          .arg(1.0f * toDn10)
+                          .arg(float(m_maxB) * toDn10),
+                      settings().value(FpnIni::DOffset, FpnIni::DOffsetDefault).toInt());
     };
 
     const int limit = doffsetLimit(m_maxB);

@@ -301,7 +301,8 @@ void CameraServer::verifyRun()
         return Stop{};
     };
     // One dark stack per plane clear of 0 at the exposure and corrections as set; with
-    // `judgeDark`, a lens left open is refused as the dark field refuses it.
+    // `judgeDark`, a lens left open is refused as the dark field refuses it, judged on the raw
+    // stack as found (an 8-bit dark's planes are always extrapolated from its lifts).
     auto darkStacks = [&](double exposure, bool judgeDark, std::vector<StackStats>& out,
                           std::vector<DarkLift>& lifts) -> Stop {
         const verify::DarkGrab g = verify::grabDark(*this, keeper, kLines, cancelled);
@@ -309,8 +310,8 @@ void CameraServer::verifyRun()
         format = g.format;
         for (size_t p = 0; p < g.planes.size(); ++p) {
             const QString name = planeName(g.format, g.planes.size(), p);
-            if (judgeDark && g.lifts[p].first == 0) {
-                const MeanRange range = columnMeanRange(g.planes[p], eightBitScale(uint32_t(g.bits)));
+            if (judgeDark) {
+                const MeanRange range = columnMeanRange(g.asFound[p], eightBitScale(uint32_t(g.bits)));
                 if (range.max > float(m_maxB))
                     return Stop::failure(tr(kNotDark).arg(name).arg(range.max, 0, 'f', 2).arg(m_maxB));
             }

@@ -30,8 +30,6 @@ constexpr double kCutOff = 0.02;
 // and the least distance of the second lift from the first.
 constexpr int kFirstLift = 4;
 constexpr int kMinSecondLift = 4;
-// The largest black level the camera takes.
-constexpr int kDoffsetRange = 127;
 
 const char* const kPrefix = QT_TRANSLATE_NOOP("CameraServer", "校正验证-");
 const char* const kFrameFailed = QT_TRANSLATE_NOOP("CameraServer", "校正验证-采集图像失败，错误原因：%1-%2.");
@@ -291,6 +289,7 @@ DarkGrab grabDark(CameraServer& s, SwitchKeeper& keeper, int lines, const Cancel
     out.bits = asFound.bits;
     out.format = asFound.format;
     if (out.stop.any()) return out;
+    out.asFound = asFound.planes;
     out.lifts.resize(asFound.planes.size());
     for (size_t p = 0; p < asFound.planes.size(); ++p) {
         out.lifts[p].zerosAsFound = zeroShare(asFound.planes[p]);
@@ -314,7 +313,7 @@ DarkGrab grabDark(CameraServer& s, SwitchKeeper& keeper, int lines, const Cancel
     // The black level's room above its value as found, up to the register's range (the B limit
     // binds the calibration's black level, not a lift for a measurement), each lift taking
     // `dither` steps.
-    const int room = kDoffsetRange - keeper.doffset() - (dither - 1);
+    const int room = doffsetRoom(keeper.doffset(), dither);
     // The planes at lifts lift .. lift + dither - 1, a share of the lines each, one stack per plane.
     auto grabAt = [&](int lift, StackGrab& g) {
         std::vector<std::vector<cv::Mat>> parts;

@@ -113,6 +113,9 @@ LevelExposure findLevelExposure(CameraServer& s, SwitchKeeper& keeper, double ta
 // column, the dark is not measurable (DarkLift::measurable false, the stacks as they came).
 struct DarkGrab {
     std::vector<cv::Mat> planes;  // raw samples as they came, or CV_64F extrapolated
+    // The raw stack at the black level as found, whatever `planes` holds: what a lens left open
+    // is judged on.
+    std::vector<cv::Mat> asFound;
     std::vector<DarkLift> lifts;  // per plane
     int bits = 0;
     int format = 0;

@@ -1060,6 +1060,14 @@ Stream started.</translation>
         <source>曝光时间搜索中：%1 us 时亮度为 %2（8 位）。</source>
         <translation>Searching the exposure time: brightness %2 (8-bit) at %1 us.</translation>
     </message>
+    <message>
+        <source>第二次暗场（曝光时间 %1 us）的 %2 有 %3% 的像素为 0（最多允许 1%），暗电平被截断</source>
+        <translation>%2 of the second dark field (exposure time %1 us) has %3% of its pixels at 0 (at most 1% allowed): its dark level is clipped</translation>
+    </message>
+    <message>
+        <source>暗场校正-曝光时间无法恢复为 %1 us，错误原因：%2-%3.</source>
+        <translation>Dark-field correction: the exposure time cannot be restored to %1 us. Cause: %2-%3.</translation>
+    </message>
 </context>
 <context>
     <name>CameraTables</name>

@@ -29,6 +29,14 @@ QList<double> exposuresSet(const RecordCam& c)
     return out;
 }
 
+// What the run tells when the camera will not take back its exposure of 123 us (status -1104).
+QString exposureLeft(double now)
+{
+    return QStringLiteral("明场校正-曝光时间无法恢复为 123 us（错误原因：-1104-%1），当前为 %2 us。")
+        .arg(statusText(-1104))
+        .arg(now);
+}
+
 }  // namespace
 
 class TestBrightField : public QObject, RecordCamHarness {
@@ -425,6 +433,63 @@ private slots:
         QCOMPARE(cam().exposure, 77.0);
     }
 
+    // An exposure the camera will not take back is told with the value it is left at, before the
+    // report that ends the run: the good end, a failed exposure search; after the failure only
+    // where the failing step reports itself (the flat field will not go off).
+    void exposureNotPutBackIsTold()
+    {
+        auto s = darkServer();
+        cam().exposure = 123.0;
+        cam().frame = uniformScene(0.5);
+        s->fpnStart();
+        const int sets = cam().count("lsxSetExposure");
+        QVERIFY(sets > 1);
+
+        auto t = darkServer();
+        cam().exposure = 123.0;
+        cam().faults["lsxSetExposure"] = {sets - 1, -1104, 1};
+        QSignalSpy info(t.get(), &CameraServer::OS_FpnInfo);
+        t->fpnStart();
+        QList<Report> reports = reportsOf(info);
+        QVERIFY(cam().exposure != 123.0);
+        QCOMPARE(reports.at(reports.size() - 2), Report(99, exposureLeft(cam().exposure)));
+        QCOMPARE(reports.last().first, 100);
+    }
+
+    void exposureNotPutBackAfterAFailureIsTold()
+    {
+        auto u = darkServer();
+        cam().exposure = 123.0;
+        cam().faults["lsxSet"] = {1, -1104, 1};
+        cam().faults["lsxSetExposure"] = {0, -1104, 1};
+        QSignalSpy early(u.get(), &CameraServer::OS_FpnInfo);
+        u->fpnStart();
+        const QList<Report> reports = reportsOf(early);
+        QCOMPARE(reports.mid(reports.size() - 2),
+                 (QList<Report>{
+                     {101, QStringLiteral("明场校正-关闭平场使能出错，错误原因：-1104-%1.").arg(statusText(-1104))},
+                     {99, exposureLeft(123.0)}}));
+
+        // A search that finds no light: its last exposure set is the keeper's.
+        auto v = darkServer();
+        cam().faults.clear();
+        cam().exposure = 123.0;
+        cam().frame = uniformScene(0.0);
+        cam().exposureMax = 1000.0;
+        v->fpnStart();
+        const int sets = cam().count("lsxSetExposure");
+        auto w = darkServer();
+        cam().exposure = 123.0;
+        cam().faults["lsxSetExposure"] = {sets - 1, -1104, 1};
+        QSignalSpy search(w.get(), &CameraServer::OS_FpnInfo);
+        w->fpnStart();
+        const QList<Report> searched = reportsOf(search);
+        QCOMPARE(
+            searched.mid(searched.size() - 2),
+            (QList<Report>{{99, exposureLeft(cam().exposure)}, {101, QStringLiteral("明场校正-曝光范围检测失败")}}));
+        QCOMPARE(failures(searched), 1);
+    }
+
     // A hot column's dark grows with the exposure: its K comes out as its neighbours' only when
     // its frame is taken against the dark predicted at the frame's exposure.
     void hotColumnAgainstTheDarkOfItsExposure()
@@ -780,6 +845,37 @@ private slots:
         QVERIFY(!s->m_darkFromCamera);
         // The run ended before it touched the camera's FPN switch.
         QVERIFY(cam().fpnEnable);
+    }
+
+    // The rows the program held before the read (here read from the camera earlier) are still
+    // there after a read that fails, whatever failed, and after one that fails at its second gain
+    // with the first gain's rows already taken.
+    void readBackFailureKeepsTheRows_data() { readBackFailures_data(); }
+
+    void readBackFailureKeepsTheRows()
+    {
+        QFETCH(QString, op);
+        QFETCH(int, source);
+        const QList<QList<double>> rows{QList<double>(8, 5.0)};
+        auto s = server();
+        s->m_bList = rows;
+        s->m_darkFromCamera = true;
+        cam().source = source;
+        if (!op.isEmpty()) cam().faults[op.toStdString()] = {0, -1104, 1};
+        s->fpnStart();
+        QCOMPARE(s->m_bList, rows);
+
+        auto t = server();
+        t->m_bList = rows;
+        t->m_darkFromCamera = true;
+        store(FpnIni::GainMin, 1.0);
+        store(FpnIni::GainMax, 2.0);
+        cam().source = 0;
+        cam().faults.clear();
+        cam().faults["lsxGet"] = {1, -1104, 1};
+        t->fpnStart();
+        QCOMPARE(cam().callsOf("lsxGet(45,").size(), size_t(2));
+        QCOMPARE(t->m_bList, rows);
     }
 
     void darkFromTheCameraIsReadAgain()

@@ -393,8 +393,11 @@ private slots:
         cam().darkLevel = [](int x, int) { return x == 0 ? 0.0 : 150.0; };
         QSignalSpy info(s.get(), &CameraServer::OS_FpnInfo);
         QVERIFY(!s->fpnDetectDoffset());
-        QCOMPARE(cam().doffsetWrites.size(), size_t(127));
-        QCOMPARE(cam().doffsetWrites.back(), 127);
+        // Every trial from 1 to 127, then the value stored given to the camera.
+        QCOMPARE(cam().doffsetWrites.size(), size_t(128));
+        QCOMPARE(cam().doffsetWrites.at(126), 127);
+        QCOMPARE(cam().doffsetWrites.back(), 126);
+        QCOMPARE(cam().doffset(), 126);
         QCOMPARE(withoutTrials(reportsOf(info)),
                  (QList<Report>{
                      {101, QStringLiteral("检测DOffset出错，使用最大DOffset也无法满足条件，请手动输入数值重试。")}}));
@@ -412,8 +415,11 @@ private slots:
         QSignalSpy info(s.get(), &CameraServer::OS_FpnInfo);
         QVERIFY(!s->fpnDetectDoffset());
         QCOMPARE(cam().doffsetWrites.front(), 1);
-        QCOMPARE(cam().doffsetWrites.back(), -64);
-        QCOMPARE(cam().doffsetWrites.size(), size_t(66));
+        // The trials down to -64, then the value stored given to the camera.
+        QCOMPARE(cam().doffsetWrites.at(65), -64);
+        QCOMPARE(cam().doffsetWrites.back(), -63);
+        QCOMPARE(cam().doffsetWrites.size(), size_t(67));
+        QCOMPARE(cam().doffset(), -63);
         QCOMPARE(withoutTrials(reportsOf(info)),
                  (QList<Report>{{101, QStringLiteral("检测DOffset出错，环境亮度太高，请在暗场下执行暗场校正。")}}));
         QCOMPARE(setting(FpnIni::DOffset).toInt(), -63);
@@ -535,6 +541,9 @@ private slots:
         QCOMPARE(withoutTrials(reportsOf(info)),
                  (QList<Report>{{101, QStringLiteral("检测DOffset出错，环境亮度太高，请在暗场下执行暗场校正。")}}));
         QCOMPARE(setting(FpnIni::DOffset).toInt(), 5);
+        // The camera holds the stored value, not the one on trial.
+        QCOMPARE(cam().doffset(), 5);
+        QCOMPARE(cam().calls.back(), std::string("lsxStop()"));
         // A spread too wide at the first frame from many columns is not refused at once either.
         auto t = server();
         cam().started = true;
@@ -543,6 +552,23 @@ private slots:
         QVERIFY(!t->fpnDetectDoffset());
         QCOMPARE(withoutTrials(reportsOf(again)),
                  (QList<Report>{{101, QStringLiteral("检测DOffset出错，环境亮度太高，请在暗场下执行暗场校正。")}}));
+    }
+
+    // The stored value that the camera will not take back is told with its status.
+    void walkFailureWriteBackFailureTold()
+    {
+        auto s = server();
+        s->m_maxB = 200;
+        cam().started = true;
+        cam().darkLevel = [](int x, int) { return x == 0 ? 0.0 : 150.0; };
+        cam().faults["lsxWriteGenICamReg"] = {127, -5, 1};
+        QSignalSpy info(s.get(), &CameraServer::OS_FpnInfo);
+        QVERIFY(!s->fpnDetectDoffset());
+        QCOMPARE(withoutTrials(reportsOf(info)),
+                 (QList<Report>{
+                     {101, QStringLiteral("检测DOffset出错，使用最大DOffset也无法满足条件，请手动输入数值重试。")},
+                     {101, QStringLiteral("DOffset设置出错，错误原因：-5-%1.").arg(statusText(-5))}}));
+        QCOMPARE(cam().calls.back(), std::string("lsxStop()"));
     }
 
     void walkWithoutTheRoiSaysNothing()
@@ -931,6 +957,47 @@ private slots:
         QCOMPARE(cam().exposure, 3.0);
     }
 
+    // An 8-bit dark is dithered over four black levels, here 2 samples apart, at both exposures;
+    // the steps are not the frames' noise (1 sample on alternate rows): column 3, one sample
+    // higher in every eighth row at the working exposure, keeps its own slope of 0.125 sample in
+    // 98 us, 11 standard deviations of the noise but 2.4 of the noise and the steps' spread.
+    void darkCurrentOfADitheredDark()
+    {
+        auto s = server();
+        cam().frame = cameraFrames(LSX_BITS_8, [](const RecordCam& c, int x, int y) {
+            const int hot = x == 3 && c.exposure > 50.0 && y % 8 == 0 ? 1 : 0;
+            return 20 + 2 * c.doffset() + y % 2 + hot;
+        });
+        QSignalSpy info(s.get(), &CameraServer::OS_FpnInfo);
+        s->dsnuStart(false);
+        QCOMPARE(reportsOf(info).last().first, 100);
+        // The black levels of both darks, each back to the stored one.
+        QCOMPARE(cam().doffsetWrites, (std::vector<int>{0, 1, 2, 3, 0, 1, 2, 3, 0}));
+        const DarkCurrent& c = s->m_darkCurrent;
+        QCOMPARE(c.bits, int(LSX_BITS_8));
+        QCOMPARE(c.slope.size(), 1);
+        QCOMPARE(c.slope[0], (QList<double>{0.0, 0.0, 0.0, 0.125 / 98.0, 0.0, 0.0, 0.0, 0.0}));
+    }
+
+    // A second dark with more than 1 % of its samples at 0 has no measurable mean: no dark
+    // current, told with the plane and its share, and the run keeps its rows of B.
+    void clippedSecondDarkMeasuresNothing()
+    {
+        auto s = server();
+        cam().frame = cameraFrames(LSX_BITS_16,
+                                   [](const RecordCam& c, int x, int) { return c.exposure < 50.0 && x < 2 ? 0 : 640; });
+        QSignalSpy info(s.get(), &CameraServer::OS_FpnInfo);
+        s->dsnuStart(false);
+        const QList<Report> reports = reportsOf(info);
+        QCOMPARE(reports.last().first, 100);
+        QVERIFY(reports.contains(Report(
+            99, QStringLiteral(
+                    "暗场校正-第二次暗场（曝光时间 2 us）的 黑白 有 25.0% 的像素为 0（最多允许 1%），暗电平被截断，"
+                    "未测量暗电流：明场校正将按工作曝光时间的暗场计算。"))));
+        QVERIFY(s->m_darkCurrent.empty());
+        QCOMPARE(s->m_bList, (QList<QList<double>>{QList<double>(8, 640.0)}));
+    }
+
     // A camera that refuses the second exposure: told, the run succeeds with one dark.
     void secondExposureRefused()
     {
@@ -944,6 +1011,23 @@ private slots:
         QVERIFY(s->m_darkCurrent.empty());
         QVERIFY(!s->darkCurrentUsable());
         QCOMPARE(s->darkRowsAt(50.0), s->m_bList);
+    }
+
+    // A camera that takes the second exposure but will not take the working one back: the run
+    // fails, saying so with the status, instead of going on at the wrong exposure.
+    void workingExposureNotTakenBack()
+    {
+        auto s = server();
+        cam().faults["lsxSetExposure"] = {1, -5, 1};
+        QSignalSpy info(s.get(), &CameraServer::OS_FpnInfo);
+        s->dsnuStart(false);
+        const QList<Report> reports = reportsOf(info);
+        QCOMPARE(reports.mid(reports.size() - 2),
+                 (QList<Report>{
+                     {101, QStringLiteral("暗场校正-曝光时间无法恢复为 100 us，错误原因：-5-%1.").arg(statusText(-5))},
+                     {101, QStringLiteral("暗场校正-暗场校正执行失败，请重试。")}}));
+        QCOMPARE(cam().count("lsxSetExposure"), 2);
+        QCOMPARE(cam().exposure, 2.0);
     }
 
     void sixteenBitMeanOf6400()

@@ -44,6 +44,16 @@ Moments delivered(double t, double sigma, bool eightBit)
     return {m1, std::sqrt(std::max(0.0, m2 - m1 * m1))};
 }
 
+// The mean of an 8-bit dark dithered over four black levels a step (1 DN10) apart, up or down
+// (`direction`) from the true level t, equal shares of its rows, each share cut to 8-bit samples,
+// less the mean lift (1.5 steps of a quarter sample): the level at 10-bit resolution.
+double ditheredMean(double t, double sigma, int direction)
+{
+    double mean = 0.0;
+    for (int j = 0; j < 4; ++j) mean += delivered(t + direction * j, sigma, true).mean;
+    return mean / 4.0 - direction * 1.5 * 0.25;
+}
+
 }  // namespace
 
 class TestDarkFieldSim : public QObject, SimHarness {
@@ -148,15 +158,8 @@ private slots:
                     if (g == 0) QVERIFY(std::abs(noise[size_t(x)] - kReadNoise) < 0.05);
                     sigma = std::max(sigma, double(noise[size_t(x)]));
                     Moments m = delivered(truth[size_t(x)], noise[size_t(x)], eightBit);
-                    // An 8-bit dark is taken at four black levels a step apart, equal shares of its
-                    // rows, less their mean lift (1.5 steps of a quarter sample): B at 10-bit
-                    // resolution, each share cut to 8-bit samples.
-                    if (eightBit) {
-                        double mean = 0.0;
-                        for (int j = 0; j < 4; ++j)
-                            mean += delivered(truth[size_t(x)] + j, noise[size_t(x)], true).mean;
-                        m.mean = mean / 4.0 - 1.5 * 0.25;
-                    }
+                    // An 8-bit dark is dithered over four black levels: B at 10-bit resolution.
+                    if (eightBit) m.mean = ditheredMean(truth[size_t(x)], noise[size_t(x)], 1);
                     // 16-bit rows are truncated to whole raw units; the 8-bit lift is measured over
                     // the columns, to a few thousandths of a sample. Five standard errors: some 7000
                     // column means are compared, and the camera's noise differs from opening to opening.
@@ -178,6 +181,50 @@ private slots:
             const double slack = 4.0 * sigma / std::sqrt(double(rows)) * (eightBit ? 0.25 : 1.0);
             QVERIFY2(darkest > 1.0 - slack, qPrintable(QString::number(darkest)));
             QVERIFY2(brightest < s->m_maxB + slack, qPrintable(QString::number(brightest)));
+        }
+    }
+
+    // At a black level of 127 the colour camera's 8-bit dark is dithered downwards: B matches the
+    // truth at the level as found at 10-bit resolution, and the camera is left at that level.
+    void ditherDownAtTheTopOfTheBlackLevel()
+    {
+        const QString name = QStringLiteral("SIM-LS2048-C");
+        const QByteArray cam = name.toLatin1();
+        auto s = openServer(name);
+        store(FpnIni::GainMax, 1.0);
+        store(FpnIni::DOffset, 127);
+        QSignalSpy info(s.get(), &CameraServer::OS_FpnInfo);
+        s->dsnuStart(false);
+        QCOMPARE(reportsOf(info).last(), Report(100, QStringLiteral("暗场校正-暗场校正执行完成。")));
+        QCOMPARE(s->m_bList.size(), 3);
+        uint32_t level = 0;
+        QCOMPARE(lsxReadGenICamReg(s->m_handle, GVR_SEN_BLACK_LEVEL, &level), LSX_OK);
+        QCOMPARE(level, 127u);
+        for (int p = 0; p < 3; ++p) {
+            std::vector<float> truth(kWidth), noise(kWidth);
+            int32_t count = kWidth;
+            QCOMPARE(m_api->getTrueDark(cam.constData(), p, 0, truth.data(), &count), LSX_OK);
+            QCOMPARE(m_api->getTruth(cam.constData(), LSX_SIM_TRUE_NOISE, p, 0, noise.data(), &count), LSX_OK);
+            const QList<double>& row = s->m_bList[p];
+            QCOMPARE(row.size(), kWidth);
+            for (int x = 0; x < kWidth; ++x) {
+                const double t = truth[size_t(x)], sigma = noise[size_t(x)];
+                // Clear of the bottom of the 8-bit range, so that no share is cut off at 0.
+                QVERIFY(t > 100.0);
+                const double expected = ditheredMean(t, sigma, -1);
+                // The step is measured over the columns: where their darks lie within one sample
+                // it comes out some 10 % off, and B some 0.04 sample, up or down alike. Steps past
+                // 127 wrap to negative levels whose shares are cut off at 0: B falls back to the
+                // whole samples of the first share, up to 0.4 sample off.
+                const double tolerance = 5.0 * delivered(t, sigma, true).sd / std::sqrt(1000.0) + 0.05;
+                if (std::abs(row[x] - expected) > tolerance)
+                    QFAIL(qPrintable(QStringLiteral("plane %1 column %2: B %3, truth %4 (tolerance %5)")
+                                         .arg(p)
+                                         .arg(x)
+                                         .arg(row[x])
+                                         .arg(expected)
+                                         .arg(tolerance)));
+            }
         }
     }
 

@@ -237,6 +237,45 @@ private slots:
         QCOMPARE(row.lift, 0.0);
     }
 
+    // Four 8-bit frames a black-level step (a quarter sample) apart give the level of the first
+    // at a quarter-sample resolution, whether the steps go up or, at the top of the black level's
+    // range, down.
+    void ditheredRowUpAndDown()
+    {
+        // Frame j of 4 rows: j rows one sample above (or below) the level, the others at it.
+        auto frames = [](int direction) {
+            std::vector<cv::Mat> out;
+            for (int j = 0; j < 4; ++j) {
+                cv::Mat f(4, 2, CV_8UC1);
+                for (int y = 0; y < 4; ++y) {
+                    const int up = y < j ? direction : 0;
+                    f.at<uint8_t>(y, 0) = uint8_t(10 + up);
+                    f.at<uint8_t>(y, 1) = uint8_t(30 + up);
+                }
+                out.push_back(f);
+            }
+            return out;
+        };
+        QCOMPARE(ditheredDarkRow(frames(1)), (QList<double>{10.0, 30.0}));
+        QCOMPARE(ditheredDarkRow(frames(-1)), (QList<double>{10.0, 30.0}));
+        // A camera that does not follow the black level: the plain mean.
+        QCOMPARE(ditheredDarkRow(frames(0)), (QList<double>{10.0, 30.0}));
+        QVERIFY(ditheredDarkRow({frames(1).front()}).isEmpty());
+    }
+
+    // The steps of a dithered dark go up while the last stays within 127, else down.
+    void ditherTurnsDownAtTheTop()
+    {
+        QCOMPARE(doffsetRoom(0, 4), 124);
+        QCOMPARE(doffsetRoom(124, 4), 0);
+        QCOMPARE(doffsetRoom(125, 4), -1);
+        QCOMPARE(doffsetRoom(120, 8), 0);
+        QCOMPARE(ditherDirection(124, 4), 1);
+        QCOMPARE(ditherDirection(125, 4), -1);
+        QCOMPARE(ditherDirection(128, 4), -1);
+        QCOMPARE(ditherDirection(-128, 4), 1);
+    }
+
     // ---- DOffset ----
 
     void wrap()

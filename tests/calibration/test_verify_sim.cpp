@@ -375,10 +375,12 @@ private slots:
         QCOMPARE(reportsOfRun(s.get(), [&] { s->fpnWriteDown(0); }).last().first, 100);
         VerifyReport r;
         const QList<Report> reports = verify(s.get(), name, &r);
-        QCOMPARE(reports.last(), Report(100, QStringLiteral("校正验证-校正验证完成，结果：不合格。点击确定查看报告。")));
+        QCOMPARE(reports.last(),
+                 Report(100, QStringLiteral("校正验证-校正验证完成，结果：不合格。点击确定查看报告。")));
         QVERIFY(reports.contains(Report(
-            60, QStringLiteral("校正验证-在曝光时间 %1 us 的暗场被截断为 0（有列超过 1% 的像素为 0），相机的黑电平无法调节：该暗场"
-                               "不可测，相应的 DSNU/PRNU 记为不可测，结论不能为合格。")
+            60, QStringLiteral(
+                    "校正验证-在曝光时间 %1 us 的暗场被截断为 0（有列超过 1% 的像素为 0），相机的黑电平无法调节：该暗场"
+                    "不可测，相应的 DSNU/PRNU 记为不可测，结论不能为合格。")
                     .arg(r.exposure))));
         QCOMPARE(r.planes.size(), 1);
         const VerifyFigures& after = r.planes.first().after;
@@ -542,10 +544,19 @@ private slots:
     }
 
     // The lens left open at the dark question: refused as the dark field refuses it, the switches
-    // back.
+    // back; the colour camera's 8-bit dark too, whose planes are extrapolated from its lifts.
+    void openLensRefused_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QString>("plane");
+        QTest::newRow("mono") << "SIM-LS4096-M" << QStringLiteral("黑白");
+        QTest::newRow("colour") << "SIM-LS2048-C" << QStringLiteral("B");
+    }
+
     void openLensRefused()
     {
-        const QString name = QStringLiteral("SIM-LS4096-M");
+        QFETCH(QString, name);
+        QFETCH(QString, plane);
         auto s = openServer(name);
         lsxSetExposure(s->m_handle, exposureFor(s.get(), name, 450.0));
         const Switches found = switchesOf(s->m_handle);
@@ -557,7 +568,7 @@ private slots:
         disconnect(c);
         QCOMPARE(reports.last(), Report(101, QStringLiteral("校正验证-校正验证执行失败，请重试。")));
         const QString refusal = reports.at(reports.size() - 2).second;
-        QVERIFY2(refusal.startsWith(QStringLiteral("校正验证-暗场图像过亮：黑白 的最大列均值为 ")),
+        QVERIFY2(refusal.startsWith(QStringLiteral("校正验证-暗场图像过亮：%1 的最大列均值为 ").arg(plane)),
                  qPrintable(refusal));
         QVERIFY(refusal.endsWith(QStringLiteral("（限制 64），请确认镜头盖已盖好后重试。")));
         QVERIFY(switchesOf(s->m_handle) == found);

@@ -471,9 +471,11 @@ private slots:
         QVERIFY(std::isnan(prnu1288(dark, bright)));
         bright.spatialVar = 0.5 + 4.0;
         QCOMPARE(prnu1288(dark, bright), 100.0 * 2.0 / 490.0);
-        // Noise alone, fewer lines than its spread needs: an estimate below 0, not measurable.
-        const StackStats noise = stackStats(stackOf(std::vector<double>(64, 0.0), 40.0, 3.0, 20, 41));
-        QVERIFY(noise.spatialVar < 0.0 ? std::isnan(dsnu1288(noise)) : dsnu1288(noise) >= 0.0);
+        // Noise alone, fewer lines than its spread needs: with this seed the estimate falls below 0
+        // (about -0.17 DN10^2 beside a temporal variance of 9 over 20 lines), not measurable.
+        const StackStats noise = stackStats(stackOf(std::vector<double>(64, 0.0), 40.0, 3.0, 20, 13));
+        QVERIFY2(noise.spatialVar < -0.1, qPrintable(QString::number(noise.spatialVar)));
+        QVERIFY(std::isnan(dsnu1288(noise)));
     }
 
     // The median of the neighbours, the column itself left out, the mean of the two middle ones
