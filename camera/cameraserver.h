@@ -320,9 +320,9 @@ private:
     // The second dark of a gain at the second exposure, and the slopes of its planes appended to
     // m_darkCurrent; the exposure back as found. False when the run must end.
     bool dsnuDarkCurrent(const std::vector<cv::Mat>& atWorking, uint32_t bits);
-    // An 8-bit dark's planes at the stored DOffset plus 1, 2 and 3, after `planes` (taken at it):
-    // per plane the frames a step apart, the DOffset back. Nothing for 16-bit frames or a camera
-    // without a DOffset. False when the run must end (a cancel, a frame or DOffset failure).
+    // An 8-bit dark's planes at the stored DOffset plus 1, 2 and 3 (minus them near the top of
+    // the black level), after `planes` (taken at it): per plane the frames a step apart, the
+    // DOffset back. Nothing for 16-bit frames or a camera without a DOffset. False when the run must end (a cancel, a frame or DOffset failure).
     bool dsnuDither(uint32_t bits, const std::vector<cv::Mat>& planes, std::vector<std::vector<cv::Mat>>& out);
     // ---- Exposure test (calibration/exposuretest.cpp) ----
     void expTestRun(int expCount);
