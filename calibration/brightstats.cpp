@@ -436,9 +436,16 @@ double lowestReach(const QList<double>& b, const QList<double>& k, qsizetype kFr
     return m;
 }
 
-void lift(QList<double>& b, double inc, double largestK)
+// B += lift / K column by column, so that every column's corrected dark, (dark - B) x K, sits the
+// lift below 0: with one K for the row (the largest) the columns of smaller K sat less far below
+// it, and the spread of K came back as a pattern in the dark lifted clear of 0. A column whose K
+// is no gain (not above 0, or not finite) takes the largest K of its row.
+void lift(QList<double>& b, double inc, const double* k, qsizetype kCount, double largestK)
 {
-    for (double& v : b) v = inc / largestK + v;
+    for (qsizetype j = 0; j < b.size(); ++j) {
+        const double kj = j < kCount ? k[j] : largestK;
+        b[j] = inc / (std::isfinite(kj) && kj > 0.0 ? kj : largestK) + b[j];
+    }
 }
 
 }  // namespace
@@ -460,7 +467,7 @@ void finishSingleLevel(QList<QList<double>>& bList, QList<QList<double>>& kList,
         double largest = std::numeric_limits<double>::lowest();
         for (double k : kList[i])
             if (k > largest) largest = k;
-        lift(bList[i], liftOf(incBList, i), largest);
+        lift(bList[i], liftOf(incBList, i), kList[i].constData(), kList[i].size(), largest);
     }
 }
 
@@ -483,7 +490,7 @@ void finishMultiLevel(QList<QList<double>>& bList, const QList<QList<KPoint>>& k
     // Levels 0..255 band by band: a band's K is computed at its first level and shared by the rest,
     // so the largest over the 256 levels is the largest over the bands.
     std::vector<double> largest(static_cast<size_t>(rows), std::numeric_limits<double>::lowest());
-    QList<double> current;
+    QList<double> current, dark;
     size_t n = 0;
     for (int level = 0; level <= 255; ++level) {
         if (!(table[n] < level || current.isEmpty())) continue;
@@ -495,9 +502,16 @@ void finishMultiLevel(QList<QList<double>>& bList, const QList<QList<KPoint>>& k
             const qsizetype r = c / perRow;
             if (r < kScaleList.size()) current[c] *= kScaleList[r];
         }
+        // A dark pixel (below B) takes the first band's K.
+        if (level == 0) dark = current;
         for (int i = 0; i < rows; ++i)
             for (qsizetype j = 0; j < columns && i * columns + j < current.size(); ++j)
                 largest[static_cast<size_t>(i)] = std::max(largest[static_cast<size_t>(i)], current[i * columns + j]);
     }
-    for (int i = 0; i < rows; ++i) lift(bList[i], liftOf(incBList, i), largest[static_cast<size_t>(i)]);
+    const qsizetype darkPerRow = dark.size() / rows;
+    for (int i = 0; i < rows; ++i) {
+        const qsizetype from = std::min<qsizetype>(i * darkPerRow, dark.size());
+        lift(bList[i], liftOf(incBList, i), dark.constData() + from, std::min(darkPerRow, columns),
+             largest[static_cast<size_t>(i)]);
+    }
 }

@@ -139,14 +139,16 @@ double liftOf(const QList<double>& incBList, int row);
 
 // Single-level K: per row i (of the shorter of bList and kList) s = maxv / m, m the lowest
 // (maxv - B) x K over the columns from 65535.0 (a NaN product takes its place); K scaled by s;
-// then B += lift / the row's largest K. kScaleList becomes one entry per row of bList (1.0 for
+// then B += lift / K column by column (a column whose K is not above 0 or not finite over the
+// row's largest K), so that each column's corrected dark sits the lift below 0. kScaleList becomes one entry per row of bList (1.0 for
 // rows without K). maxv is 255 or 65472.
 void finishSingleLevel(QList<QList<double>>& bList, QList<QList<double>>& kList, const QList<double>& incBList,
                        double maxv, QList<double>& kScaleList);
 
 // Multi-level K: K at the table's top sampling level (three quarters of the last level, rounded)
 // gives per row s = maxv / m as above; then over the 256 pixel levels, band by band of `table`,
-// K at each band's sampling level times s; B += lift / the largest such K of the row. kAtLevel is
+// K at each band's sampling level times s; B += lift / K column by column, K of the first band
+// (the one a dark pixel takes), its largest over the bands standing in as above. kAtLevel is
 // given the kPoints, maxK and the row count of bList.
 void finishMultiLevel(QList<QList<double>>& bList, const QList<QList<KPoint>>& kPoints, uint8_t maxK,
                       const std::vector<uint16_t>& table, const QList<double>& incBList, double maxv,

@@ -402,9 +402,12 @@ private slots:
         QVERIFY(std::abs(s->m_kScaleList[0] - scale) < 1e-12);
         QVERIFY(std::abs(s->m_kList[0][7] - scale) < 1e-12);
         for (int x = 0; x < 7; ++x) QVERIFY(std::abs(s->m_kList[0][x] * (0.8 + 0.1 * x) - 1.5 * scale) < 2e-3);
-        // B lifted by the dark run's lift over the largest K (the weakest column's, x = 0).
-        const double k0 = s->m_kList[0][0];
-        for (int x = 0; x < 8; ++x) QVERIFY(std::abs(s->m_bList[0][x] - (1024.0 + 512.0 / k0)) < 1e-9);
+        // B lifted by the dark run's lift over each column's own K: every column's corrected dark,
+        // (1024 - B) x K, sits the lift (512) below 0.
+        for (int x = 0; x < 8; ++x) {
+            QVERIFY(std::abs(s->m_bList[0][x] - (1024.0 + 512.0 / s->m_kList[0][x])) < 1e-9);
+            QVERIFY(std::abs((1024.0 - s->m_bList[0][x]) * s->m_kList[0][x] + 512.0) < 1e-9);
+        }
         // One sample list per exposure.
         QCOMPARE(s->m_kPoints.size(), 1);
         // The camera's FPN and flat field went off, the soft trigger on.

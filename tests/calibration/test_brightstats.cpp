@@ -443,7 +443,12 @@ private slots:
         const double s = 65472.0 / 65000.0;
         QCOMPARE(scale, (QList<double>{s, 65472.0 / ((65472.0 - 5.0) * 1.0), 1.0}));
         QCOMPARE(k[0][1], 1.2 * s);
-        QCOMPARE(b[0][0], 650.0 / (1.2 * s) + 472.0);
+        // Each column lifted by the lift over its own K: its corrected dark sits the lift below 0.
+        QCOMPARE(b[0][0], 650.0 / (1.0 * s) + 472.0);
+        QCOMPARE(b[0][1], 650.0 / (1.2 * s) + 0.0);
+        QCOMPARE((b[0][0] - 472.0) * k[0][0], 650.0);
+        QCOMPARE((b[0][1] - 0.0) * k[0][1], 650.0);
+        QCOMPARE(b[1][0], 2.0 / (65472.0 / (65472.0 - 5.0)) + 5.0);
         // The row without K (the shorter list) is left as it is.
         QCOMPARE(b[2], (QList<double>{7.0}));
     }
@@ -476,7 +481,8 @@ private slots:
         finishMultiLevel(b, points, 2, fpnLevels9, {3.0}, 255.0, scale);
         const double s = 255.0 / 245.0;  // min(245 * 1.0, 235 * 1.5)
         QCOMPARE(scale, (QList<double>{s}));
-        QCOMPARE(b[0][0], 3.0 / (1.5 * s) + 10.0);
+        // Each column over its own K of the first band (a dark pixel's): 1.0 and 1.5.
+        QCOMPARE(b[0][0], 3.0 / (1.0 * s) + 10.0);
         QCOMPARE(b[0][1], 3.0 / (1.5 * s) + 20.0);
     }
 
@@ -493,9 +499,10 @@ private slots:
         // Top level 191 for every table: K 1.955, s = 255 / (255 * 1.955).
         const double s = 1.0 / 1.955;
         QCOMPARE(liftFor(fpnLevels3).first, s);
-        // Three bands sample at 12, 40, 160: largest 1.8; nine bands reach 192: 1.96.
-        QCOMPARE(liftFor(fpnLevels3).second, 1.0 / (1.8 * s));
-        QCOMPARE(liftFor(fpnLevels9).second, 1.0 / (1.96 * s));
+        // The lift goes over the K a dark pixel takes, the first band's: three bands sample it at
+        // 12 (K 1.06), nine at 3 (K 1.015).
+        QCOMPARE(liftFor(fpnLevels3).second, 1.0 / (1.06 * s));
+        QCOMPARE(liftFor(fpnLevels9).second, 1.0 / (1.015 * s));
         QCOMPARE(liftFor(fpnLevelsFor(3)), liftFor(fpnLevels3));
         QCOMPARE(liftFor(fpnLevelsFor(7)), liftFor(fpnLevels3));
     }

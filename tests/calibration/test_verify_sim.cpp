@@ -283,7 +283,8 @@ private slots:
     }
 
     // The closed loop: dark run, bright run, the FPN written and on; after: PRNU below 0.3 % and
-    // DSNU below 0.3 DN10 on every plane and line, no defect left, and the switches as found.
+    // DSNU below 0.1 DN10 (0.4 on 8-bit colour) on every plane and line, no defect left, and the
+    // switches as found.
     void afterCalibrationIsFlat_data() { sensorKinds(); }
 
     void afterCalibrationIsFlat()
@@ -312,7 +313,9 @@ private slots:
                 qPrintable(name), qPrintable(p.name), p.before.dsnu, p.before.prnu, int(p.before.defects.size()),
                 p.after.dsnu, p.after.prnu, int(p.after.defects.size()), 100.0 * p.after.darkZero);
             QVERIFY2(p.after.prnu < 0.3, qPrintable(QString::number(p.after.prnu)));
-            QVERIFY2(p.after.dsnu < 0.3, qPrintable(QString::number(p.after.dsnu)));
+            // 16-bit output 0.025 DN10; 8-bit colour output some 0.33 DN10, what is left of its
+            // 4-DN10 steps after the black level's dither (the aim there is 0.5).
+            QVERIFY2(p.after.dsnu < (planes == 3 ? 0.4 : 0.1), qPrintable(QString::number(p.after.dsnu)));
             QCOMPARE(p.after.defects, QVector<int>());
             QVERIFY(p.before.prnu > 1.0);
             // The mono camera is made without hot and weak columns.

@@ -9,7 +9,7 @@
 // hot columns' corrected dark far from the working exposure is a pattern that enters PRNU1288's
 // difference of spatial variances as a cross term).
 // The bounds are the figures measured with some margin; where a bound is wider than the aim
-// (DSNU 0.10 DN10, PRNU 0.20 % at 50 %, 0.35 % elsewhere, 0.15 % per band) the comment says why.
+// (PRNU 0.20 % at 50 %, 0.35 % elsewhere, 0.15 % per band) the comment says why.
 #include "calibration/simharness.h"
 
 namespace {
@@ -197,10 +197,11 @@ private slots:
                 for (int x : p.after.defects) QVERIFY(std::abs(s->m_kList[plane][x] - (s->m_maxK - 0.2)) < 1e-6);
                 continue;
             }
-            // The lift of B (the bright field's last step: the noise's mean peak over the largest K)
-            // leaves the corrected dark at -lift x K / largest K, below 0 in the camera's output:
-            // about 2 DN10 times the spread of K, some 0.15 DN10 under the lens fall-off.
-            QVERIFY2(p.after.dsnu < 0.2, qPrintable(QString::number(p.after.dsnu)));
+            // The lift of B (the bright field's last step: the noise's mean peak over each column's
+            // K) leaves every column's corrected dark the same lift below 0, so K's spread under the
+            // lens fall-off (some 0.15 DN10 with one K for the row) does not come back in the dark
+            // lifted clear of 0: 0.025 to 0.032 DN10 on 16-bit output.
+            QVERIFY2(p.after.dsnu < 0.10, qPrintable(QString::number(p.after.dsnu)));
             QCOMPARE(p.after.defects, QVector<int>());
         }
         QCOMPARE(reportPasses(r), !colour);
