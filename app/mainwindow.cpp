@@ -88,6 +88,8 @@ MainWindow::~MainWindow()
     m_scene->deleteLater();
     if (m_profileWidget) m_profileWidget->deleteLater();
     m_progressInfo->deleteLater();
+    delete m_sceneControl;
+    m_sceneControl = nullptr;
     if (m_statisticsWidget) m_statisticsWidget->deleteLater();
     delete ui;
     ui = nullptr;

@@ -233,7 +233,12 @@ void MainWindow::showHelpDialog()
 void MainWindow::showSceneControl()
 {
     if (!m_cameraServer->m_opened) return;
-    if (!m_sceneControl) m_sceneControl = new SceneControl(this);
+    // A window of its own, not one of this window's: the progress panel, modal to this window,
+    // must leave it usable, so that the operator can cover the lens while a procedure waits.
+    if (!m_sceneControl) {
+        m_sceneControl = new SceneControl();
+        m_sceneControl->setAttribute(Qt::WA_QuitOnClose, false);
+    }
     m_sceneControl->setCamera(m_cameraServer->cameraName());
     m_sceneControl->show();
     m_sceneControl->raise();

@@ -5,9 +5,10 @@
 // verifyOk and verifyCancel, shows it and fires IS_VerifyStart. Twice the run asks the operator
 // to do something (light the flat target, cover the lens): its question is written in the panel
 // and "继续", in the panel's button row while a question is open, answers it; meanwhile the
-// camera's image, sent by the run, is shown as live. On the simulated camera, whose lens and light
-// the operator cannot reach while the panel is open, "继续" also sets the scene the question asks
-// for (the scene control, if open, shows it), as the runner's --yes does. "确定" after the
+// camera's image, sent by the run, is shown as live. On the simulated camera the scene control
+// comes up with each question and stays usable while the panel waits (the operator covers the
+// lens there and sees it in the live image); "继续" also sets the scene the question asks for (the
+// scene control shows it), as the runner's --yes does. "确定" after the
 // closing report shows the result window; "取消" cancels, also while a question is open. The run
 // puts the camera back as it found it, so nothing is re-read into the panels, and capture stays
 // off as after the exposure test.
@@ -91,6 +92,8 @@ void MainWindow::verifyAsked(int step, QString)
     m_verifyStep = step;
     m_verifyContinueBut->show();
     m_verifyContinueBut->setFocus();
+    // On the simulated camera the scene control comes up beside the panel, usable while it waits.
+    if (lsx::hasSceneControl()) showSceneControl();
 }
 
 void MainWindow::verifyContinue()

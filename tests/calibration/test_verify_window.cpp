@@ -10,10 +10,12 @@
 
 #include "app/mainwindow.h"
 #include "app/progressinfowidget.h"
+#include "app/scenecontrol.h"
 #include "app/verifyreport.h"
 #include "app/verifywindow.h"
 
 #include <QApplication>
+#include <QCheckBox>
 #include <QComboBox>
 #include <QDir>
 #include <QDoubleSpinBox>
@@ -127,6 +129,16 @@ class TestVerifyWindow : public QObject, SimHarness {
         if (QGuiApplication::platformName() == QStringLiteral("xcb")) shot = w->screen()->grabWindow(w->winId());
         if (shot.isNull()) shot = w->grab();
         QVERIFY(shot.save(QString::fromLocal8Bit(dir) + QLatin1Char('/') + file));
+    }
+
+    // The whole screen under X, as the operator sees it (nothing on the offscreen platform).
+    void saveScreen(const QString& file)
+    {
+        const QByteArray dir = qgetenv("LSX_SCREENSHOT_DIR");
+        if (dir.isEmpty() || QGuiApplication::platformName() != QStringLiteral("xcb")) return;
+        QDir().mkpath(QString::fromLocal8Bit(dir));
+        QTest::qWait(200);
+        QVERIFY(QGuiApplication::primaryScreen()->grabWindow(0).save(QString::fromLocal8Bit(dir) + QLatin1Char('/') + file));
     }
 
 private slots:
@@ -311,6 +323,58 @@ private slots:
                                         QStringLiteral("校正后"), QString::number(p.before.prnu, 'f', 3),
                                         QString::number(p.after.prnu, 'f', 3), QString::number(p.after.dsnu, 'f', 3)})
             QVERIFY2(text.contains(expected), qPrintable(expected + QStringLiteral(" not in:\n") + text));
+    }
+
+    // The operator of the simulated camera answers each question in the scene control, which comes
+    // up with the question and takes clicks while the modal panel waits (clicked through the window
+    // system, which drops input to a window a modal one blocks); the live image shows the change
+    // before "继续". The camera is the one calibrated above, its FPN on: the verdict is a pass.
+    void answeredThroughTheSceneControl()
+    {
+        m_window->m_verifyWindow->hide();
+        setScene(QString::fromLatin1(kCamera), LSX_SIM_SCENE_DARK);
+        QTest::mouseClick(m_window->m_verifyBut, Qt::LeftButton);
+        auto frameMean = [this] { return m_window->m_staticMat.empty() ? -1.0 : cv::mean(m_window->m_staticMat)[0]; };
+        auto answer = [&](const QString& question, bool cap) {
+            QTRY_VERIFY_WITH_TIMEOUT(continueBut()->isVisible(), 20000);
+            QVERIFY2(panelText().contains(question), qPrintable(panelText()));
+            SceneControl* control = m_window->m_sceneControl;
+            QVERIFY(control && control->isVisible());
+            QVERIFY(QTest::qWaitForWindowExposed(control));
+            QVERIFY(panel()->isVisible() && panel()->windowModality() == Qt::WindowModal);
+            auto* check = control->findChild<QCheckBox*>(QStringLiteral("lensCapCheck"));
+            QVERIFY(check);
+            QCOMPARE(check->isChecked(), !cap);
+            QTest::mouseClick(control->windowHandle(), Qt::LeftButton, Qt::NoModifier,
+                              check->mapTo(control, check->rect().center()));
+            QCOMPARE(check->isChecked(), cap);
+            lsx::Scene now;
+            QCOMPARE(lsx::getScene(kCamera, now), LSX_OK);
+            QCOMPARE(now.kind, cap ? int(LSX_SIM_SCENE_DARK) : int(LSX_SIM_SCENE_FLAT));
+            // The run's frames show it while the question waits.
+            if (cap)
+                QTRY_VERIFY_WITH_TIMEOUT(frameMean() >= 0.0 && frameMean() < 5.0, 10000);
+            else
+                QTRY_VERIFY_WITH_TIMEOUT(frameMean() > 30.0, 10000);
+            if (cap) saveScreen(QStringLiteral("verify_question_scene.png"));
+            QTest::mouseClick(continueBut(), Qt::LeftButton);
+        };
+        answer(QStringLiteral("请取下镜头盖"), false);
+        if (QTest::currentTestFailed()) return;
+        answer(QStringLiteral("请盖上镜头盖"), true);
+        if (QTest::currentTestFailed()) return;
+        QTRY_VERIFY_WITH_TIMEOUT(defineBut()->isVisible(), 30000);
+        QVERIFY2(panelText().contains(QStringLiteral("校正验证-校正验证完成，结果：合格。点击确定查看报告。")),
+                 qPrintable(panelText()));
+        QTest::mouseClick(defineBut(), Qt::LeftButton);
+        VerifyWindow* w = m_window->m_verifyWindow;
+        QVERIFY(w->isVisible());
+        QCOMPARE(w->verdictLabel()->text(), QStringLiteral("结论：合格"));
+        QCOMPARE(w->report().planes.size(), 1);
+        QVERIFY(w->report().planes.first().after.prnu < 0.3);
+        QVERIFY(w->report().planes.first().after.dsnu < 0.1);
+        w->hide();
+        m_window->m_sceneControl->hide();
     }
 
     // A plane over a limit: the verdict, its row and the plane's entry say so.

@@ -847,7 +847,7 @@ private slots:
         auto* but = w->findChild<QPushButton*>(QStringLiteral("sceneControlBut"));
         if (!but || !but->isEnabled()) return nullptr;
         but->click();
-        auto* control = w->findChild<SceneControl*>(QStringLiteral("sceneControl"));
+        SceneControl* control = w->m_sceneControl;
         return control && control->isVisible() ? control : nullptr;
     }
 
