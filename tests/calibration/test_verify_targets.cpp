@@ -260,15 +260,15 @@ private slots:
         for (int i = 0; i < 3; ++i) {
             qInfo("%s %% of saturation: response spread with one K %.3f %%, with K per level band %.3f %%", levels[i],
                   worst(one[i]), worst(bands[i]));
-            // At 25 % the bands leave 0.15 to 0.18 % (the lowest band's K of the columns around the
-            // hot ones), at 50 % 0.14 to 0.15 %, only a little better than one K there (0.16 to
-            // 0.17 %); at 80 % 0.07 % against 0.10 %.
-            const double bound[] = {0.25, 0.20, 0.15};
+            // The bands leave 0.16 % at 25 %, 0.15 % at 50 % and 0.07 % at 80 %, against 0.28, 0.16
+            // and 0.10 % with one K. What is left: 25 and 50 % fall on the band limits 64 and 128,
+            // so the columns on either side take K sampled at 48 and 96 or at 96 and 191, whose
+            // difference is the column's non-linearity between those levels; and a hot column's
+            // band is chosen on its raw level less B, off by its dark current over the exposure's
+            // distance from the working one (up to 1.25 % on the column with 290 DN10/ms).
+            const double bound[] = {0.20, 0.17, 0.10};
             QVERIFY2(worst(bands[i]) < bound[i], qPrintable(QString::number(worst(bands[i]))));
-            if (i == 1)
-                QVERIFY2(worst(bands[i]) < worst(one[i]) + 0.02, qPrintable(QString::number(worst(one[i]))));
-            else
-                QVERIFY2(worst(bands[i]) < worst(one[i]), qPrintable(QString::number(worst(one[i]))));
+            QVERIFY2(worst(bands[i]) < worst(one[i]), qPrintable(QString::number(worst(one[i]))));
         }
     }
 };
