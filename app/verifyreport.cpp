@@ -239,9 +239,9 @@ void planeSection(PdfPage& page, const VerifyPlane& plane, const VerifyLimits& l
         page.text(QCoreApplication::translate("VerifyReport", "说明：") + note, 8.5);
 }
 
-bool writePdf(const VerifyReport& r, const QString& path)
+bool writePdf(const VerifyReport& r, QIODevice* device)
 {
-    QPdfWriter writer(path);
+    QPdfWriter writer(device);
     writer.setPageSize(QPageSize(QPageSize::A4));
     writer.setPageMargins(QMarginsF(12, 12, 12, 12), QPageLayout::Millimeter);
     writer.setResolution(300);
@@ -540,7 +540,10 @@ bool writeVerifyReport(const VerifyReport& report, const QString& pdfPath, QStri
                          .arg(QDir::toNativeSeparators(path));
         return false;
     };
-    if (!writePdf(report, pdfPath) || !QFileInfo(pdfPath).isFile() || QFileInfo(pdfPath).size() == 0)
+    // Both files whole or not at all: each written under a temporary name and renamed when done,
+    // so a failure half way leaves an earlier report of the same name as it was.
+    QSaveFile pdf(pdfPath);
+    if (!pdf.open(QIODevice::WriteOnly) || !writePdf(report, &pdf) || pdf.size() == 0 || !pdf.commit())
         return fail(pdfPath);
     const QString jsonPath = verifyJsonPath(pdfPath);
     QSaveFile json(jsonPath);

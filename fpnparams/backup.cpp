@@ -42,6 +42,17 @@ QString safeName(QString text)
     return text.isEmpty() ? QStringLiteral("_") : text;
 }
 
+}  // namespace
+
+QString backupText(QString text)
+{
+    for (QChar& c : text)
+        if (c.category() == QChar::Other_Control) c = QLatin1Char(' ');
+    return text.trimmed();
+}
+
+namespace {
+
 template <typename T>
 QString joined(const QList<T>& row, int digits)
 {
@@ -143,10 +154,10 @@ bool saveBackupFile(const QString& path, const CameraBackup& backup, QString& er
     o << "[Backup]\n";
     o << "Version=" << kVersion << '\n';
     o << "Kind=" << backupKindName(backup.kind) << '\n';
-    o << "Camera=" << backup.camera << '\n';
-    o << "Model=" << backup.model << '\n';
-    o << "Serial=" << backup.serial << '\n';
-    o << "Set=" << backup.set << '\n';
+    o << "Camera=" << backupText(backup.camera) << '\n';
+    o << "Model=" << backupText(backup.model) << '\n';
+    o << "Serial=" << backupText(backup.serial) << '\n';
+    o << "Set=" << backupText(backup.set) << '\n';
     o << "Time=" << backup.time.toString(kTimeFormat) << '\n';
     if (backup.kind == CameraBackup::Kind::Fpn) {
         o << "[FPN]\n";

@@ -43,6 +43,11 @@ QString backupKindName(CameraBackup::Kind kind);
 // the camera's name when it has none) and the set with every character outside letters, digits,
 // '-' and '.' replaced by '_'.
 QString backupFileName(const CameraBackup& backup);
+
+// A camera's text (name, model, serial) as a backup keeps it: one line, every control character
+// a space, no space at either end, so that it reads back as it was written and compares with the
+// camera's own text passed through here.
+QString backupText(QString text);
 // The filter of the window's file dialog.
 inline const QString kBackupFilter = QStringLiteral("*.backup.ini");
 

@@ -101,10 +101,10 @@ CameraBackup CameraServer::backupHead(WriteKind kind, const QString& set) const
     CameraBackup b;
     b.kind = kind == WriteKind::Ffc ? CameraBackup::Kind::Ffc : CameraBackup::Kind::Fpn;
     const lsxCameraInfo info = cameraInfo(m_cameraName);
-    b.camera = m_cameraName;
-    b.model = cameraInfoText(info.model, sizeof info.model);
-    b.serial = cameraInfoText(info.serialNumber, sizeof info.serialNumber);
-    b.set = set;
+    b.camera = backupText(m_cameraName);
+    b.model = backupText(cameraInfoText(info.model, sizeof info.model));
+    b.serial = backupText(cameraInfoText(info.serialNumber, sizeof info.serialNumber));
+    b.set = backupText(set);
     b.time = QDateTime::currentDateTime();
     return b;
 }

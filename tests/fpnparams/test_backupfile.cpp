@@ -115,6 +115,29 @@ private slots:
         QCOMPARE(back.b, b.b);
     }
 
+    // A camera's texts with line breaks (a model or serial as a camera's firmware may report it)
+    // cannot break the file: each stays on its line, its control characters spaces, and reads
+    // back as the camera's text passed through the same rule.
+    void cameraTextsWithLineBreaks()
+    {
+        CameraBackup b = fpnBackup(1, 1, 3);
+        b.camera = QStringLiteral("SIM\nX");
+        b.model = QStringLiteral(" LSM\t4096 ");
+        b.serial = QStringLiteral("SN1\r\n[FFC]\nKind=FFC");
+        QString error;
+        const QString p = path(QStringLiteral("lines.backup.ini"));
+        QVERIFY2(saveBackupFile(p, b, error), qPrintable(error));
+        CameraBackup back;
+        QVERIFY2(loadBackupFile(p, back, error), qPrintable(error));
+        QCOMPARE(back.kind, CameraBackup::Kind::Fpn);
+        QCOMPARE(back.camera, QStringLiteral("SIM X"));
+        QCOMPARE(back.model, QStringLiteral("LSM 4096"));
+        QCOMPARE(back.serial, QStringLiteral("SN1  [FFC] Kind=FFC"));
+        QCOMPARE(back.serial, backupText(b.serial));
+        QCOMPARE(back.camera, backupText(b.camera));
+        QCOMPARE(back.b, b.b);
+    }
+
     void flatFieldValueForValue()
     {
         CameraBackup b = fpnBackup(1, 1, 1);
