@@ -320,7 +320,9 @@ void CameraServer::verifyRun()
                                         .arg(g.planes.size() > 1 ? name + QLatin1Char(' ') : QString())
                                         .arg(exposure)
                                         .arg(keeper.hasDoffset() ? tr(kNoRoom) : tr(kNoDoffset)));
-            out.push_back(stackStats(g.planes[p], dn10Scale(g.bits)));
+            // A dark dithered over black-level steps has its temporal noise within each step.
+            const int steps = g.lifts[p].measurable ? g.lifts[p].steps : 1;
+            out.push_back(stackStats(g.planes[p], dn10Scale(g.bits), steps));
         }
         if (!g.lifts.empty() && g.lifts.front().measurable && g.lifts.front().second > 0)
             emit OS_FpnInfo(60, tr(kLifted).arg(liftText(g.lifts.front(), false)).arg(liftText(g.lifts.front(), true)));
