@@ -8,8 +8,8 @@
 //  1. the cancel flag cleared; the camera's switches as found: its FPN ("FPNC.Enable", else key
 //     46), the flat-field block (key 40), trigger mode and source, source and target format, the
 //     exposure (the working one, at which the calibration took its dark) and the black level; the
-//     limits and the levels (Verify/Levels) of FPN.ini; the camera's name, serial, firmware and
-//     gain for the report;
+//     limits, the levels (Verify/Levels) and where to keep the raw stacks (Verify/StackFolder) of
+//     FPN.ini; the camera's name, serial, firmware and gain for the report;
 //  2. raw 16-bit mono from an 8-bit mono target, soft trigger on, stream on;
 //  3. "light the flat target": the run waits for the operator's answer, the image shown;
 //  4. per level: the exposure that brings the brightest plane to that share of full scale, set by
@@ -27,9 +27,13 @@
 //  8. a lit stage less than 10 % of saturation above its dark is refused; otherwise the figures of
 //     every plane before and after go to the window, and the closing report.
 // A cancel, here and while the run waits for an answer, ends it quietly, the camera restored.
+// Where Verify/StackFolder names a folder, every stack of steps 4 and 6 is kept there as grabbed,
+// with an index that the closing figures complete (verifystacks.h); at an earlier end the index
+// holds the stacks so far.
 #include "camera/cameraserver.h"
 
 #include "calibration/darkstats.h"
+#include "calibration/verifystacks.h"
 #include "calibration/verifystages.h"
 #include "calibration/verifystats.h"
 #include "camera/framegrab.h"
@@ -112,10 +116,11 @@ const char* const kNotPassed =
     QT_TRANSLATE_NOOP("CameraServer", "校正验证-校正验证完成，结果：不合格。点击确定查看报告。");
 const char* const kFailedRun = QT_TRANSLATE_NOOP("CameraServer", "校正验证-校正验证执行失败，请重试。");
 
-// The limits of FPN.ini and the levels; a missing key is written with its default, so that the
-// station sees what it may set. `refused` names every limit that is not a number or out of its
-// range; false for levels that are not a list of levels.
-bool verifySettings(CameraServer& s, VerifyLimits& l, QList<double>& levels, QString& levelsText, QString& refused)
+// The limits of FPN.ini, the levels and the folder of the raw stacks (empty: not kept); a missing
+// key is written with its default, so that the station sees what it may set. `refused` names every
+// limit that is not a number or out of its range; false for levels that are not a list of levels.
+bool verifySettings(CameraServer& s, VerifyLimits& l, QList<double>& levels, QString& levelsText, QString& stackFolder,
+                    QString& refused)
 {
     const VerifyLimits defaults;
     // Synced first, so that an edit of the file while the program runs counts at once.
@@ -137,9 +142,13 @@ bool verifySettings(CameraServer& s, VerifyLimits& l, QList<double>& levels, QSt
     l.defectResponse =
         check.number(VerifyIni::DefectResponse, value(VerifyIni::DefectResponse, defaults.defectResponse));
     refused = check.message();
-    // A list written with commas comes back from the INI file as a list of texts.
-    const QVariant v = value(VerifyIni::Levels, kVerifyLevelsDefault);
-    levelsText = v.userType() == QMetaType::QStringList ? v.toStringList().join(QLatin1Char(',')) : v.toString();
+    // A text written with commas (a list, a folder's name) comes back from the INI file as a list
+    // of texts.
+    auto text = [](const QVariant& v) {
+        return v.userType() == QMetaType::QStringList ? v.toStringList().join(QLatin1Char(',')) : v.toString();
+    };
+    levelsText = text(value(VerifyIni::Levels, kVerifyLevelsDefault));
+    stackFolder = text(value(VerifyIni::StackFolder, QString()));
     if (wrote) s.syncSettings();
     return parseVerifyLevels(levelsText, levels);
 }
@@ -206,8 +215,8 @@ void CameraServer::verifyRun()
     float gain = 0.0f;
     lsxGetAnalogGain(m_handle, &gain);
     report.gain = gain;
-    QString levelsText, refused;
-    const bool levelsRead = verifySettings(*this, report.limits, report.levels, levelsText, refused);
+    QString levelsText, stackFolder, refused;
+    const bool levelsRead = verifySettings(*this, report.limits, report.levels, levelsText, stackFolder, refused);
     if (!refused.isEmpty()) {
         emit OS_FpnInfo(101, tr(kPrefix) + refused);
         return;
@@ -234,10 +243,13 @@ void CameraServer::verifyRun()
                            .arg(levelsList(report.levels))
                            .arg(kLines));
     if (!report.fpnOn && !report.flatOn) emit OS_FpnInfo(5, tr(kNothingOn));
+    verify::StackFolder stacks([this](int progress, const QString& text) { emit OS_FpnInfo(progress, text); });
+    stacks.open(stackFolder, report.camera, report.when, report.doffset, 5);
 
     // How every later stage ends early: its own message (if any), the camera put back, the
     // closing failure; a cancel is quiet unless the camera cannot be put back.
     auto end = [&](const Stop& stop) {
+        stacks.finish(QJsonValue());
         if (!stop.text.isEmpty()) emit OS_FpnInfo(101, stop.text);
         const lsxStatus restored = keeper.restore();
         if (restored != LSX_OK) emit OS_FpnInfo(101, withStatus(tr(kRestoreFailed), restored));
@@ -286,9 +298,11 @@ void CameraServer::verifyRun()
     };
     int format = 0;
     // One bright stack per plane at the exposure and corrections as set, each plane judged fit.
-    auto brightStacks = [&](std::vector<StackStats>& out) -> Stop {
+    auto brightStacks = [&](const QString& stage, const LevelStage& st, int progress,
+                            std::vector<StackStats>& out) -> Stop {
         const verify::StackGrab g = verify::grabStack(*this, kLines, verify::kWaitProgress, cancelled);
         if (g.stop.any()) return g.stop;
+        stacks.keepBright(stage, st.target, st.exposure, g, progress);
         report.bits = g.bits;
         format = g.format;
         for (size_t p = 0; p < g.planes.size(); ++p) {
@@ -303,10 +317,11 @@ void CameraServer::verifyRun()
     // One dark stack per plane clear of 0 at the exposure and corrections as set; with
     // `judgeDark`, a lens left open is refused as the dark field refuses it, judged on the raw
     // stack as found (an 8-bit dark's planes are always extrapolated from its lifts).
-    auto darkStacks = [&](double exposure, bool judgeDark, std::vector<StackStats>& out,
-                          std::vector<DarkLift>& lifts) -> Stop {
-        const verify::DarkGrab g = verify::grabDark(*this, keeper, kLines, cancelled);
+    auto darkStacks = [&](const QString& stage, double target, double exposure, int progress, bool judgeDark,
+                          std::vector<StackStats>& out, std::vector<DarkLift>& lifts) -> Stop {
+        const verify::DarkGrab g = verify::grabDark(*this, keeper, kLines, cancelled, stacks.on());
         if (g.stop.any()) return g.stop;
+        stacks.keepDark(stage, target, exposure, g, progress);
         format = g.format;
         for (size_t p = 0; p < g.planes.size(); ++p) {
             const QString name = planeName(g.format, g.planes.size(), p);
@@ -320,7 +335,9 @@ void CameraServer::verifyRun()
                                         .arg(g.planes.size() > 1 ? name + QLatin1Char(' ') : QString())
                                         .arg(exposure)
                                         .arg(keeper.hasDoffset() ? tr(kNoRoom) : tr(kNoDoffset)));
-            out.push_back(stackStats(g.planes[p], dn10Scale(g.bits)));
+            // A dark dithered over black-level steps has its temporal noise within each step.
+            const int steps = g.lifts[p].measurable ? g.lifts[p].steps : 1;
+            out.push_back(stackStats(g.planes[p], dn10Scale(g.bits), steps));
         }
         if (!g.lifts.empty() && g.lifts.front().measurable && g.lifts.front().second > 0)
             emit OS_FpnInfo(60, tr(kLifted).arg(liftText(g.lifts.front(), false)).arg(liftText(g.lifts.front(), true)));
@@ -344,9 +361,11 @@ void CameraServer::verifyRun()
         report.levelExposures.append(found.exposure);
         emit OS_FpnInfo(progress, tr(kLevelFound).arg(stage.target).arg(found.exposure).arg(found.reached, 0, 'f', 1));
         emit OS_FpnInfo(progress, tr(kBrightBefore).arg(stage.target));
-        if ((stop = brightStacks(stage.brightOff)).any()) return end(stop);
+        if ((stop = brightStacks(verify::kBrightBefore, stage, progress, stage.brightOff)).any()) return end(stop);
         emit OS_FpnInfo(progress, tr(kBrightAfter).arg(stage.target));
-        if ((stop = correctionsAsFound()).any() || (stop = brightStacks(stage.brightOn)).any()) return end(stop);
+        if ((stop = correctionsAsFound()).any()
+            || (stop = brightStacks(verify::kBrightAfter, stage, progress, stage.brightOn)).any())
+            return end(stop);
         stages.push_back(std::move(stage));
     }
 
@@ -354,29 +373,34 @@ void CameraServer::verifyRun()
     if (!ask(AskDark, 45, tr(kAskDark))) return end(Stop::cancel());
     std::vector<StackStats> darkOff, darkOn;
     std::vector<DarkLift> liftOff, liftOn;
-    auto darkPair = [&](double exposure, int progress, std::vector<StackStats>& off, std::vector<StackStats>& on,
-                        std::vector<DarkLift>& offLift, std::vector<DarkLift>& onLift) -> Stop {
+    // `target` 0: the dark at the working exposure.
+    auto darkPair = [&](double target, double exposure, int progress, std::vector<StackStats>& off,
+                        std::vector<StackStats>& on, std::vector<DarkLift>& offLift,
+                        std::vector<DarkLift>& onLift) -> Stop {
         Stop stop = setExposure(exposure);
         if (stop.any()) return stop;
         emit OS_FpnInfo(progress, tr(kDarkBefore).arg(exposure));
         if ((stop = correctionsOff()).any()) return stop;
         const bool working = exposure == keeper.exposure();
-        if ((stop = darkStacks(exposure, working, off, offLift)).any()) return stop;
+        if ((stop = darkStacks(verify::kDarkBefore, target, exposure, progress, working, off, offLift)).any())
+            return stop;
         emit OS_FpnInfo(progress, tr(kDarkAfter).arg(exposure));
         if ((stop = correctionsAsFound()).any()) return stop;
-        return darkStacks(exposure, false, on, onLift);
+        return darkStacks(verify::kDarkAfter, target, exposure, progress, false, on, onLift);
     };
-    Stop stop = darkPair(keeper.exposure(), 50, darkOff, darkOn, liftOff, liftOn);
+    Stop stop = darkPair(0.0, keeper.exposure(), 50, darkOff, darkOn, liftOff, liftOn);
     if (stop.any()) return end(stop);
     for (size_t i = 0; i < stages.size(); ++i) {
         LevelStage& st = stages[i];
-        stop = darkPair(st.exposure, 55 + int(20 * i / stages.size()), st.darkOff, st.darkOn, st.liftOff, st.liftOn);
+        stop = darkPair(st.target, st.exposure, 55 + int(20 * i / stages.size()), st.darkOff, st.darkOn, st.liftOff,
+                        st.liftOn);
         if (stop.any()) return end(stop);
     }
 
     // 7. The camera as it was.
     const lsxStatus restored = keeper.restore();
     if (restored != LSX_OK) {
+        stacks.finish(QJsonValue());
         emit OS_FpnInfo(101, withStatus(tr(kRestoreFailed), restored));
         emit OS_FpnInfo(101, tr(kFailedRun));
         return;
@@ -391,6 +415,7 @@ void CameraServer::verifyRun()
         sizesAgree = sizesAgree && st.brightOff.size() == planes && st.brightOn.size() == planes
                      && st.darkOff.size() == planes && st.darkOn.size() == planes;
     if (!sizesAgree) {
+        stacks.finish(QJsonValue());
         emit OS_FpnInfo(101, tr("校正验证-采集过程中图像尺寸发生变化，请重试。"));
         emit OS_FpnInfo(101, tr(kFailedRun));
         return;
@@ -400,6 +425,7 @@ void CameraServer::verifyRun()
         for (size_t p = 0; p < planes; ++p) {
             const double apart = (st.brightOff[p].mean - st.darkOff[p].mean) / (fullScale - st.darkOff[p].mean);
             if (!(apart >= kVerifyMinBright)) {
+                stacks.finish(QJsonValue());
                 emit OS_FpnInfo(101, tr(kNotApart)
                                          .arg(planeName(format, planes, p))
                                          .arg(st.target)
@@ -428,6 +454,7 @@ void CameraServer::verifyRun()
                  << plane.after.dsnu << plane.after.prnu << "defects" << plane.after.defects.size();
         report.planes.append(plane);
     }
+    stacks.finish(verifyReportJson(report));
     emit OS_VerifyFinished(report);
     emit OS_FpnInfo(100, reportPasses(report) ? tr(kPassed) : tr(kNotPassed));
 }

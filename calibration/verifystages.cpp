@@ -281,7 +281,7 @@ LevelExposure findLevelExposure(CameraServer& s, SwitchKeeper& keeper, double ta
     return out;
 }
 
-DarkGrab grabDark(CameraServer& s, SwitchKeeper& keeper, int lines, const Cancelled& cancelled)
+DarkGrab grabDark(CameraServer& s, SwitchKeeper& keeper, int lines, const Cancelled& cancelled, bool keepParts)
 {
     DarkGrab out;
     StackGrab asFound = grabStack(s, lines, kWaitProgress, cancelled);
@@ -296,7 +296,7 @@ DarkGrab grabDark(CameraServer& s, SwitchKeeper& keeper, int lines, const Cancel
         out.lifts[p].worstColumnZeros = worstColumnZeroShare(asFound.planes[p]);
     }
     // An 8-bit sample is 4 black-level steps wide: its dark is taken over 8 lifts a step apart
-    // (each a quarter of the lines), whose mean is the mean at 10-bit resolution; a 16-bit
+    // (each an eighth of the lines), whose mean is the mean at 10-bit resolution; a 16-bit
     // sample's dark as it comes, when nothing of it is cut off at 0.
     const int dither = dark8BitDither(out.bits);
     if (dither == 1 && worstZeros(asFound.planes) <= kDarkMaxColumnZeros) {
@@ -345,6 +345,7 @@ DarkGrab grabDark(CameraServer& s, SwitchKeeper& keeper, int lines, const Cancel
             cv::vconcat(rows, stack);
             g.planes.push_back(stack);
         }
+        if (keepParts) out.parts.push_back({lift, dither, lines / dither, g.planes});
         return true;
     };
     StackGrab first, second;

@@ -111,17 +111,28 @@ LevelExposure findLevelExposure(CameraServer& s, SwitchKeeper& keeper, double ta
 // taken a few steps higher; the two give the dark at the black level as found (extrapolatedDark),
 // and the black level goes back. Without a black level to lift, or when no lift clears every
 // column, the dark is not measurable (DarkLift::measurable false, the stacks as they came).
+// One lifted stack per plane as grabbed: the black level `lift` steps above its value as found,
+// over `steps` steps from there (rows [j * rowsPerStep, (j + 1) * rowsPerStep) at lift + j).
+struct DarkPart {
+    int lift = 0;
+    int steps = 1;
+    int rowsPerStep = 0;
+    std::vector<cv::Mat> planes;
+};
 struct DarkGrab {
     std::vector<cv::Mat> planes;  // raw samples as they came, or CV_64F extrapolated
     // The raw stack at the black level as found, whatever `planes` holds: what a lens left open
     // is judged on.
     std::vector<cv::Mat> asFound;
     std::vector<DarkLift> lifts;  // per plane
+    // With `keepParts`: every lifted stack in the order taken, those too near 0 included; the
+    // ones the dark was extrapolated from are at lifts[p].first and .second when measurable.
+    std::vector<DarkPart> parts;
     int bits = 0;
     int format = 0;
     Stop stop;
 };
-DarkGrab grabDark(CameraServer& s, SwitchKeeper& keeper, int lines, const Cancelled& cancelled);
+DarkGrab grabDark(CameraServer& s, SwitchKeeper& keeper, int lines, const Cancelled& cancelled, bool keepParts = false);
 
 // One frame of the camera as the window shows it, sent with OS_VerifyFrame: soft trigger, then
 // the frame, its picture and its row of column means. Nothing when no frame comes in `timeoutMs`.

@@ -54,11 +54,37 @@ ColumnMoments columnMoments(const cv::Mat& stack, double scale)
     return m;
 }
 
-double temporalOf(const ColumnMoments& m, int lines)
+// The same over `steps` blocks of rows, one per black-level step: the mean over all rows, and the
+// squared deviations of each block from its own mean, summed (stackTemporalVariance). `steps` 1, or
+// too many for two rows a block, is the stack as one block.
+ColumnMoments blockMoments(const cv::Mat& stack, double scale, int& steps)
 {
-    if (m.ss.empty() || lines < 2) return 0.0;
+    if (steps < 2 || stack.rows < 2 * steps) {
+        steps = 1;
+        return columnMoments(stack, scale);
+    }
+    ColumnMoments m;
+    const int lines = stack.rows;
+    for (int b = 0; b < steps; ++b) {
+        const int from = b * lines / steps, to = (b + 1) * lines / steps;
+        const ColumnMoments block = columnMoments(stack.rowRange(from, to), scale);
+        if (block.means.empty()) return ColumnMoments();
+        if (b == 0) {
+            m.means = cv::Mat::zeros(1, stack.cols, CV_64F);
+            m.ss.assign(size_t(stack.cols), 0.0);
+        }
+        m.means += block.means * (double(to - from) / lines);
+        for (size_t x = 0; x < m.ss.size(); ++x) m.ss[x] += block.ss[x];
+    }
+    return m;
+}
+
+// sigma2_y of moments over `lines` rows in `steps` blocks: L - steps degrees of freedom.
+double temporalOf(const ColumnMoments& m, int lines, int steps = 1)
+{
+    if (m.ss.empty() || lines - steps < 1) return 0.0;
     double total = 0.0;
-    for (double s : m.ss) total += s / (lines - 1);
+    for (double s : m.ss) total += s / (lines - steps);
     return total / double(m.ss.size());
 }
 
@@ -169,9 +195,10 @@ cv::Mat stackColumnMeans(const cv::Mat& stack, double scale)
     return columnMoments(stack, scale).means;
 }
 
-double stackTemporalVariance(const cv::Mat& stack, double scale)
+double stackTemporalVariance(const cv::Mat& stack, double scale, int steps)
 {
-    return temporalOf(columnMoments(stack, scale), stack.rows);
+    const ColumnMoments m = blockMoments(stack, scale, steps);
+    return temporalOf(m, stack.rows, steps);
 }
 
 double spatialVariance(const cv::Mat& means, double temporalVar, int lines)
@@ -187,16 +214,16 @@ double spatialVariance(const cv::Mat& means, double temporalVar, int lines)
     return s2 / (m.cols - 1) - temporalVar / lines;
 }
 
-StackStats stackStats(const cv::Mat& stack, double scale)
+StackStats stackStats(const cv::Mat& stack, double scale, int steps)
 {
     StackStats s;
-    const ColumnMoments m = columnMoments(stack, scale);
+    const ColumnMoments m = blockMoments(stack, scale, steps);
     if (m.means.empty()) return s;
     s.means = m.means;
     s.lines = stack.rows;
     s.columns = stack.cols;
     s.mean = cv::mean(s.means)[0];
-    s.temporalVar = temporalOf(m, s.lines);
+    s.temporalVar = temporalOf(m, s.lines, steps);
     s.spatialVar = spatialVariance(s.means, s.temporalVar, s.lines);
     s.zeros = 1.0 - double(cv::countNonZero(stack)) / double(stack.total());
     return s;

@@ -30,7 +30,13 @@ cv::Mat stackColumnMeans(const cv::Mat& stack, double scale = 1.0);
 // Temporal variance, the mean over the columns of each column's variance over time:
 // sigma2_y = 1/N * sum over x of [ 1/(L - 1) * sum over l of (y[l][x] - mu[x])^2 ], in scale^2.
 // 0 for fewer than two rows.
-double stackTemporalVariance(const cv::Mat& stack, double scale = 1.0);
+// A stack taken over `steps` black-level steps, one block of rows after the other (a dark dithered
+// over the steps, dark8BitDither), is as many operating points: each column's squared deviations
+// are taken from its own block's mean and pooled, 1/(L - steps) * sum over the blocks b and their
+// rows l of (y[l][x] - mu_b[x])^2; the steps between the blocks are no noise, and their mean is
+// the same in every column mean. Block b holds rows [b * L / steps, (b + 1) * L / steps); with
+// fewer than two rows a block, the stack is taken as one block.
+double stackTemporalVariance(const cv::Mat& stack, double scale = 1.0, int steps = 1);
 
 // Spatial variance of the column means, less the part the temporal noise leaves in a mean of L
 // samples: s2_y = 1/(N - 1) * sum over x of (mu[x] - mean(mu))^2 - sigma2_y / L. Without the
@@ -49,7 +55,8 @@ struct StackStats {
     int lines = 0;
     int columns = 0;
 };
-StackStats stackStats(const cv::Mat& stack, double scale = 1.0);
+// `steps` as for stackTemporalVariance.
+StackStats stackStats(const cv::Mat& stack, double scale = 1.0, int steps = 1);
 
 // DSNU1288 = s_y.dark = sqrt(s2_y.dark), in the stack's units after scale (DN10). NaN (not
 // measurable) when the estimate s2_y.dark is negative: the pattern is below what the temporal

@@ -84,4 +84,6 @@ inline const QString MaxDefects = QStringLiteral("Verify/MaxDefects");          
 inline const QString DefectDark = QStringLiteral("Verify/DefectDark");          // DN10
 inline const QString DefectResponse = QStringLiteral("Verify/DefectResponse");  // per cent
 inline const QString Levels = QStringLiteral("Verify/Levels");                  // per cent of saturation, "25,50,80"
+// Where the run keeps its raw stacks for a second look (empty: not kept).
+inline const QString StackFolder = QStringLiteral("Verify/StackFolder");
 }  // namespace VerifyIni

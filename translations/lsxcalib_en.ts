@@ -1068,6 +1068,26 @@ Stream started.</translation>
         <source>暗场校正-曝光时间无法恢复为 %1 us，错误原因：%2-%3.</source>
         <translation>Dark-field correction: the exposure time cannot be restored to %1 us. Cause: %2-%3.</translation>
     </message>
+    <message>
+        <source>校正验证-原始图像栈保存在 %1。</source>
+        <translation>Calibration verification: the raw stacks are kept in %1.</translation>
+    </message>
+    <message>
+        <source>校正验证-无法创建原始图像栈的文件夹 %1：%2。图像栈不保存，测量照常进行。</source>
+        <translation>Calibration verification: the folder for the raw stacks %1 cannot be made: %2. The stacks are not kept; the measurement goes on.</translation>
+    </message>
+    <message>
+        <source>校正验证-保存原始图像栈 %1 出错：%2。此后的图像栈不再保存，测量照常进行。</source>
+        <translation>Calibration verification: saving the raw stack %1 failed: %2. No further stacks are kept; the measurement goes on.</translation>
+    </message>
+    <message>
+        <source>校正验证-保存原始图像栈的索引 %1 出错：%2。</source>
+        <translation>Calibration verification: saving the index of the raw stacks %1 failed: %2.</translation>
+    </message>
+    <message>
+        <source>图像编码失败</source>
+        <translation>the image could not be encoded</translation>
+    </message>
 </context>
 <context>
     <name>CameraTables</name>

@@ -159,6 +159,25 @@ protected:
         return reportsOf(info);
     }
 
+    // One verification on the test's thread, every question answered with the scene it asks for
+    // (darkness for the lens cap, the flat target for the light); its result, empty when it gave
+    // none, and its reports.
+    VerifyReport verifyAnswered(CameraServer* s, const QString& name, QList<Report>* reports = nullptr)
+    {
+        const QMetaObject::Connection c = QObject::connect(
+            s, &CameraServer::OS_VerifyAsk, s,
+            [this, s, name](int step, QString) {
+                setScene(name, step == 1 ? LSX_SIM_SCENE_DARK : LSX_SIM_SCENE_FLAT);
+                s->verifyAnswer(step, true);
+            },
+            Qt::DirectConnection);
+        QSignalSpy finished(s, &CameraServer::OS_VerifyFinished);
+        const QList<Report> r = reportsOfRun(s, [s] { s->verifyStart(); });
+        QObject::disconnect(c);
+        if (reports) *reports = r;
+        return finished.size() == 1 ? finished.at(0).at(0).value<VerifyReport>() : VerifyReport();
+    }
+
     // One frame of the camera as the procedures left it (soft trigger), at the exposure that
     // reaches `level` on the 8-bit scale; at the current exposure for a level of 0.
     cv::Mat frameAtLevel(CameraServer* s, double level)

@@ -21,23 +21,6 @@ constexpr int kWidth = 512;
 class TestVerifyTargets : public QObject, SimHarness {
     Q_OBJECT
 
-    // One verification, every question answered with the scene it asks for; its result.
-    VerifyReport verify(CameraServer* s, const QString& name, QList<Report>* reports = nullptr)
-    {
-        const QMetaObject::Connection c = connect(
-            s, &CameraServer::OS_VerifyAsk, this,
-            [this, s, name](int step, QString) {
-                setScene(name, step == 1 ? LSX_SIM_SCENE_DARK : LSX_SIM_SCENE_FLAT);
-                s->verifyAnswer(step, true);
-            },
-            Qt::DirectConnection);
-        QSignalSpy finished(s, &CameraServer::OS_VerifyFinished);
-        const QList<Report> r = reportsOfRun(s, [s] { s->verifyStart(); });
-        disconnect(c);
-        if (reports) *reports = r;
-        return finished.size() == 1 ? finished.at(0).at(0).value<VerifyReport>() : VerifyReport();
-    }
-
     std::vector<float> truth(const QString& name, int kind)
     {
         std::vector<float> out(static_cast<size_t>(kWidth));
@@ -139,7 +122,7 @@ private slots:
         QCOMPARE(lsxGetExposure(s->m_handle, &working), LSX_OK);
 
         QList<Report> reports;
-        const VerifyReport r = verify(s.get(), name, &reports);
+        const VerifyReport r = verifyAnswered(s.get(), name, &reports);
         QVERIFY2(!r.planes.isEmpty(), qPrintable(textsOf(reports).join(QLatin1Char('|'))));
         QCOMPARE(r.levels, (QList<double>{25.0, 50.0, 80.0}));
         QCOMPARE(r.levelExposures.size(), 3);
@@ -243,7 +226,7 @@ private slots:
             }
             if (reportsOfRun(s.get(), [&] { s->fpnWriteDown(factory ? 1 : 0); }).last().first != 100) return prnu;
             QList<Report> reports;
-            const VerifyReport r = verify(s.get(), name, &reports);
+            const VerifyReport r = verifyAnswered(s.get(), name, &reports);
             if (r.planes.isEmpty()) qInfo("%s", qPrintable(textsOf(reports).join(QLatin1Char('|'))));
             for (const VerifyPlane& p : r.planes)
                 for (const VerifyLevelFigures& l : p.after.levels)

@@ -96,6 +96,37 @@ private slots:
         QVERIFY(std::abs(s.spatialVar) < 0.2 * meanScatter * meanScatter);
     }
 
+    // A dark dithered over black-level steps, one block of rows per step: the temporal variance is
+    // that within the blocks, the steps between them no noise.
+    void temporalVarianceWithinDitherSteps()
+    {
+        // Two columns, two steps of two rows: column 0 holds 0, 2 | 10, 12; column 1 holds 5, 9 | 6, 10.
+        const cv::Mat exact = (cv::Mat_<double>(4, 2) << 0, 5, 2, 9, 10, 6, 12, 10);
+        // Squared deviations within the blocks: column 0 2 + 2, column 1 8 + 8; over 4 - 2 degrees.
+        QCOMPARE(stackTemporalVariance(exact, 1.0, 2), (4.0 / 2.0 + 16.0 / 2.0) / 2.0);
+        const StackStats s = stackStats(exact, 2.0, 2);
+        QCOMPARE(s.temporalVar, 4.0 * 5.0);
+        QCOMPARE(s.means.at<double>(0, 0), 12.0);
+        QCOMPARE(s.means.at<double>(0, 1), 15.0);
+        QCOMPARE(s.spatialVar, 4.5 - 20.0 / 4.0);
+        // As one block, the steps count as noise.
+        // (column 0: deviations from 6 squared 36 + 16 + 16 + 36; column 1 from 7.5: 17 in all).
+        QCOMPARE(stackTemporalVariance(exact, 1.0, 1), (104.0 / 3.0 + 17.0 / 3.0) / 2.0);
+        // Too many steps for two rows each: one block.
+        QCOMPARE(stackTemporalVariance(exact, 1.0, 3), stackTemporalVariance(exact));
+
+        // Noise of sigma 2 over 8 steps of 1 DN on 1000 lines: sigma^2 comes back, not the 5.25
+        // DN^2 the steps would add, and the column pattern keeps its spread.
+        const double sigma = 2.0, spread = 1.5;
+        cv::Mat dn = stackOf(pattern(512, spread, 31), 40.0, sigma, 1000, 32);
+        for (int b = 0; b < 8; ++b) dn.rowRange(b * 125, (b + 1) * 125) += double(b);
+        const StackStats d = stackStats(dn, 1.0, 8);
+        QVERIFY2(std::abs(d.temporalVar / (sigma * sigma) - 1.0) < 0.02, qPrintable(QString::number(d.temporalVar)));
+        QVERIFY2(std::abs(stackStats(dn).temporalVar - sigma * sigma - 5.25) < 0.2,
+                 qPrintable(QString::number(stackStats(dn).temporalVar)));
+        QVERIFY2(std::abs(dsnu1288(d) / spread - 1.0) < 0.02, qPrintable(QString::number(dsnu1288(d))));
+    }
+
     // The bright stack: dark pattern and signal with a 2 % response spread; PRNU1288 within 2 %.
     void prnuOfAKnownResponse()
     {
