@@ -9,6 +9,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QRegularExpression>
 
 #include <algorithm>
 #include <cmath>
@@ -169,6 +170,11 @@ QString darkCurrentPath(const QString& fpnPath)
     return fpnPath + QStringLiteral(".dark");
 }
 
+QString darkCurrentAsidePath(const QString& fpnPath)
+{
+    return darkCurrentPath(fpnPath) + QStringLiteral(".old");
+}
+
 bool writeDarkCurrentFile(const QString& path, const QString& camera, const DarkCurrent& current, QString* error)
 {
     QJsonArray rows;
@@ -177,7 +183,7 @@ bool writeDarkCurrentFile(const QString& path, const QString& camera, const Dark
         for (double v : row) values.append(v);
         rows.append(values);
     }
-    const QJsonObject o{{QStringLiteral("format"), kFormat},
+    QJsonObject o{{QStringLiteral("format"), kFormat},
                         {QStringLiteral("version"), kVersion},
                         {QStringLiteral("camera"), camera},
                         {QStringLiteral("exposureUs"), current.exposure},
@@ -185,6 +191,7 @@ bool writeDarkCurrentFile(const QString& path, const QString& camera, const Dark
                         {QStringLiteral("bits"), current.bits == 0 ? 8 : 16},
                         {QStringLiteral("unit"), QStringLiteral("raw sample units per microsecond")},
                         {QStringLiteral("slopes"), rows}};
+    if (!current.fpnDigest.isEmpty()) o.insert(QStringLiteral("fpnSha256"), current.fpnDigest);
     // Unbuffered, as the parameter files: a write cut short is seen, never renamed into place.
     QString cause;
     if (!writeAtomically(path, QJsonDocument(o).toJson(QJsonDocument::Compact), &cause)) {
@@ -223,6 +230,13 @@ bool readDarkCurrentFile(const QString& path, const QString& camera, DarkCurrent
     if (!(exposure > 0.0) || !(second > 0.0) || exposure == second || (bits != 8 && bits != 16))
         return refuse(QCoreApplication::translate("DarkCurrent", "的曝光时间或位深无效。"));
     DarkCurrent read;
+    if (o.contains(QStringLiteral("fpnSha256"))) {
+        static const QRegularExpression hex(QStringLiteral("^[0-9a-f]{64}$"));
+        const QString digest = o.value(QStringLiteral("fpnSha256")).toString();
+        if (!hex.match(digest).hasMatch())
+            return refuse(QCoreApplication::translate("DarkCurrent", "的FPN文件摘要无效。"));
+        read.fpnDigest = digest;
+    }
     read.exposure = exposure;
     read.secondExposure = second;
     read.bits = bits == 8 ? 0 : 2;

@@ -20,6 +20,9 @@ struct DarkCurrent {
     double secondExposure = 0.0;  // the exposure of the second dark, us
     int bits = 0;                 // the frames' bits: 0 for 8-bit rows, else 16-bit rows
     QList<QList<double>> slope;   // raw units per microsecond, per row, per column
+    // The SHA-256 (hex) of the FPN file these slopes were saved beside; empty when not known (a
+    // measurement not saved yet, or a file written before the pairing was kept).
+    QString fpnDigest;
     // Set while the exposure stands so far from `exposure` that a column's dark moved by more
     // than kDarkShiftLimit: the operator has been told once.
     bool warned = false;
@@ -77,6 +80,10 @@ double largestDarkShift(const DarkCurrent& current, double exposure);
 
 // The dark current's file beside an FPN file: the same path with ".dark" added.
 QString darkCurrentPath(const QString& fpnPath);
+// Where a save of the FPN file keeps the earlier dark current while it replaces the file: the
+// side file's path with ".old" added.
+QString darkCurrentAsidePath(const QString& fpnPath);
+
 
 // Writes the dark current of `camera` as JSON to `path`, atomically (a temporary file renamed
 // over the old one). False, with the path and the cause in `error`, when it cannot be written.

@@ -34,6 +34,7 @@
 #include "camera/framegrab.h"
 #include "camera/settingranges.h"
 #include "camera/tables.h"
+#include "fpnparams/paramfile.h"
 
 #include <QCoreApplication>
 #include <QDebug>
@@ -496,8 +497,11 @@ bool CameraServer::saveDarkCurrentBeside(const QString& fpnPath, QString* why)
         }
         return true;
     }
+    // Bound to the file just written: a later change of the FPN file alone leaves it unpaired.
+    DarkCurrent paired = m_darkCurrent;
+    paired.fpnDigest = sha256OfFile(fpnPath);
     QString error;
-    if (writeDarkCurrentFile(path, m_cameraName, m_darkCurrent, &error)) return true;
+    if (writeDarkCurrentFile(path, m_cameraName, paired, &error)) return true;
     if (why) *why = error;
     return false;
 }
@@ -505,12 +509,34 @@ bool CameraServer::saveDarkCurrentBeside(const QString& fpnPath, QString* why)
 void CameraServer::loadDarkCurrentBeside(const QString& fpnPath)
 {
     m_darkCurrent = DarkCurrent();
-    const QString path = darkCurrentPath(fpnPath);
+    QString path = darkCurrentPath(fpnPath);
+    // A save cut short between moving the earlier side file aside and writing the new one leaves
+    // it as ".dark.old": it is this file's again when its digest says so (the FPN file was not
+    // replaced), and goes back in place.
+    const QString aside = darkCurrentAsidePath(fpnPath);
+    const bool fromAside = !QFile::exists(path) && QFile::exists(aside);
+    if (fromAside) path = aside;
     if (!QFile::exists(path)) return;
     DarkCurrent read;
     QString error;
     if (!readDarkCurrentFile(path, m_cameraName, read, &error)) {
-        emit OS_CameraWarning(error + tr("明场校正将按工作曝光时间的暗场计算。"));
+        if (!fromAside) emit OS_CameraWarning(error + tr("明场校正将按工作曝光时间的暗场计算。"));
+        return;
+    }
+    const bool paired = !read.fpnDigest.isEmpty() && read.fpnDigest == sha256OfFile(fpnPath);
+    if (fromAside) {
+        if (!paired) {
+            emit OS_CameraWarning(tr("暗电流文件 %1 属于这个FPN文件被替换前的版本（上次保存未完成），未加载；"
+                                     "明场校正将按工作曝光时间的暗场计算。")
+                                      .arg(QDir::toNativeSeparators(path)));
+            return;
+        }
+        if (!QFile::rename(aside, darkCurrentPath(fpnPath))) return;
+        path = darkCurrentPath(fpnPath);
+    } else if (!read.fpnDigest.isEmpty() && !paired) {
+        emit OS_CameraWarning(tr("暗电流文件 %1 不属于这个FPN文件（FPN文件在其后被改动或另行保存过），未加载；"
+                                 "明场校正将按工作曝光时间的暗场计算。")
+                                  .arg(QDir::toNativeSeparators(path)));
         return;
     }
     if (!read.fits(m_bList)) {

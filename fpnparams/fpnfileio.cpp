@@ -95,7 +95,7 @@ bool CameraServer::saveFpnFile(const QString& path, QString* why)
     // that fails after the file never pairs it with the dark current of the file it replaced.
     QString failed;
     const QString dark = darkCurrentPath(path);
-    const QString aside = dark + QStringLiteral(".old");
+    const QString aside = darkCurrentAsidePath(path);
     bool movedAside = false;
     if (QFileInfo::exists(dark) || QFileInfo(dark).isSymLink()) {
         QFile::remove(aside);

@@ -2,6 +2,8 @@
 #include "fpnparams/paramfile.h"
 
 #include <QCoreApplication>
+#include <QCryptographicHash>
+#include <QFile>
 #include <QFileInfo>
 #include <QLocale>
 #include <QSaveFile>
@@ -126,4 +128,13 @@ QString fileReadRefusal(const QString& path, qint64 limit)
             .arg(info.size())
             .arg(limit);
     return QString();
+}
+
+QString sha256OfFile(const QString& path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) return QString();
+    QCryptographicHash hash(QCryptographicHash::Sha256);
+    if (!hash.addData(&file)) return QString();
+    return QString::fromLatin1(hash.result().toHex());
 }

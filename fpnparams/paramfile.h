@@ -35,6 +35,9 @@ bool saveAtomically(const QString& path, const QByteArray& bytes, QString* why);
 // names the file in its own words.
 bool writeAtomically(const QString& path, const QByteArray& bytes, QString* cause);
 
+// The SHA-256 of a file's bytes, in lower-case hex; empty when the file cannot be read.
+QString sha256OfFile(const QString& path);
+
 // The path with its file type's ending: as given when it already ends with `ending` (any case),
 // else with `ending` added. The name the operator types is kept; only the ending is supplied.
 QString withEnding(const QString& path, const QString& ending);

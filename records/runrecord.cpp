@@ -1,9 +1,11 @@
 // The record of one calibration run (runrecord.h).
 #include "records/runrecord.h"
 
+#include "fpnparams/paramfile.h"
+
 #include <QCoreApplication>
-#include <QCryptographicHash>
 #include <QFile>
+#include <QFileInfo>
 #include <QRegularExpression>
 #include <QSet>
 
@@ -239,11 +241,7 @@ RecordFile fileDigest(const QString& path, int step)
     RecordFile f;
     f.step = step;
     f.path = path;
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) return f;
-    QCryptographicHash hash(QCryptographicHash::Sha256);
-    if (!hash.addData(&file)) return f;
-    f.sha256 = QString::fromLatin1(hash.result().toHex());
-    f.bytes = file.size();
+    f.sha256 = sha256OfFile(path);
+    if (!f.sha256.isEmpty()) f.bytes = QFileInfo(path).size();
     return f;
 }

@@ -1088,6 +1088,14 @@ Stream started.</translation>
         <source>图像编码失败</source>
         <translation>the image could not be encoded</translation>
     </message>
+    <message>
+        <source>暗电流文件 %1 属于这个FPN文件被替换前的版本（上次保存未完成），未加载；明场校正将按工作曝光时间的暗场计算。</source>
+        <translation>The dark current file %1 belongs to the version of this FPN file before it was replaced (the last save did not finish); not loaded. The bright field will use the dark at the working exposure.</translation>
+    </message>
+    <message>
+        <source>暗电流文件 %1 不属于这个FPN文件（FPN文件在其后被改动或另行保存过），未加载；明场校正将按工作曝光时间的暗场计算。</source>
+        <translation>The dark current file %1 does not belong to this FPN file (the FPN file was changed or saved again after it); not loaded. The bright field will use the dark at the working exposure.</translation>
+    </message>
 </context>
 <context>
     <name>CameraTables</name>
@@ -1730,6 +1738,10 @@ Press Enter to continue, Ctrl-C to cancel.</translation>
     <message>
         <source>无法写入暗电流文件 %1：%2。</source>
         <translation>Cannot write the dark-current file %1: %2.</translation>
+    </message>
+    <message>
+        <source>的FPN文件摘要无效。</source>
+        <translation>has an invalid FPN file digest.</translation>
     </message>
 </context>
 <context>

@@ -2,6 +2,7 @@
 // each column with the noise rule, the predicted dark, the largest shift, and the file beside the
 // FPN file.
 #include "calibration/darkcurrent.h"
+#include "fpnparams/paramfile.h"
 
 #include <QFile>
 #include <QTemporaryDir>
@@ -163,6 +164,19 @@ private slots:
         QCOMPARE(back.bits, c.bits);
         // Every double comes back exactly.
         QCOMPARE(back.slope, c.slope);
+        // Without a pairing, none comes back; with one, the FPN file's digest.
+        QVERIFY(back.fpnDigest.isEmpty());
+        QFile f(fpn);
+        QVERIFY(f.open(QIODevice::WriteOnly));
+        f.write("abc");
+        f.close();
+        c.fpnDigest = sha256OfFile(fpn);
+        QCOMPARE(c.fpnDigest, QStringLiteral("ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad"));
+        QVERIFY2(writeDarkCurrentFile(darkCurrentPath(fpn), QStringLiteral("SIM-A"), c, &error), qPrintable(error));
+        QVERIFY2(readDarkCurrentFile(darkCurrentPath(fpn), QStringLiteral("SIM-A"), back, &error), qPrintable(error));
+        QCOMPARE(back.fpnDigest, c.fpnDigest);
+        QVERIFY(sha256OfFile(dir.filePath(QStringLiteral("none"))).isEmpty());
+        QCOMPARE(darkCurrentAsidePath(fpn), fpn + QStringLiteral(".dark.old"));
     }
 
     void fileRefused_data()
@@ -184,6 +198,9 @@ private slots:
         QTest::newRow("value") << v.replace("[[1,2]]", "[[1,\"x\"]]") << QStringLiteral("第 0 行第 1 列不是数值。");
         v = good;
         QTest::newRow("row") << v.replace("[[1,2]]", "[3]") << QStringLiteral("第 0 行不是数列。");
+        v = good;
+        QTest::newRow("digest") << v.replace("\"slopes\"", "\"fpnSha256\":\"abc\",\"slopes\"")
+                                << QStringLiteral("的FPN文件摘要无效。");
     }
 
     void fileRefused()

@@ -319,8 +319,6 @@ private slots:
         const QString fpn = dir.filePath(QStringLiteral("cam.FAC.FPN"));
         QVERIFY(s->saveFpnFile(fpn));
         QVERIFY(QFile::exists(fpn + QStringLiteral(".dark")));
-        // This version of the file's reader takes the kind of K as a number only.
-        QSettings(fpn, QSettings::IniFormat).setValue(QStringLiteral("Head/SupportMLK"), QStringLiteral("0"));
 
         s->m_darkCurrent = DarkCurrent();
         s->m_bList.clear();
@@ -329,6 +327,35 @@ private slots:
         QCOMPARE(s->m_darkCurrent.exposure, measured.exposure);
         QCOMPARE(s->m_darkCurrent.secondExposure, measured.secondExposure);
         QCOMPARE(s->m_darkCurrent.slope, measured.slope);
+
+        // A save cut short after it moved the side file aside, the FPN file not yet replaced: the
+        // aside file is this file's (its digest says so) and goes back in place.
+        const QString dark = fpn + QStringLiteral(".dark"), aside = dark + QStringLiteral(".old");
+        QVERIFY(QFile::rename(dark, aside));
+        s->m_darkCurrent = DarkCurrent();
+        QSignalSpy told(s.get(), &CameraServer::OS_CameraWarning);
+        QVERIFY(s->loadFpnFile(fpn));
+        QVERIFY(s->darkCurrentUsable());
+        QCOMPARE(s->m_darkCurrent.slope, measured.slope);
+        QVERIFY(QFile::exists(dark) && !QFile::exists(aside));
+        QCOMPARE(told.size(), 0);
+
+        // The FPN file changed after its dark current was saved (by hand, or the save cut short
+        // after the file was replaced): the side file is not this file's, told and not loaded.
+        QSettings(fpn, QSettings::IniFormat).setValue(QStringLiteral("Head/SupportMLK"), QStringLiteral("0"));
+        QVERIFY(s->loadFpnFile(fpn));
+        QCOMPARE(told.size(), 1);
+        QVERIFY2(told.at(0).at(0).toString().contains(QStringLiteral("不属于这个FPN文件")),
+                 qPrintable(told.at(0).at(0).toString()));
+        QVERIFY(!s->darkCurrentUsable());
+        QVERIFY(QFile::rename(dark, aside));
+        QVERIFY(s->loadFpnFile(fpn));
+        QCOMPARE(told.size(), 2);
+        QVERIFY2(told.at(1).at(0).toString().contains(QStringLiteral("被替换前的版本")),
+                 qPrintable(told.at(1).at(0).toString()));
+        QVERIFY(!s->darkCurrentUsable());
+        QVERIFY(QFile::exists(aside) && !QFile::exists(dark));
+        QVERIFY(QFile::rename(aside, dark));
 
         // Damaged: told, the FPN file still loads, without a dark current.
         QFile side(fpn + QStringLiteral(".dark"));
