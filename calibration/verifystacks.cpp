@@ -4,6 +4,7 @@
 #include "calibration/darkstats.h"
 #include "calibration/verifystats.h"
 #include "camera/tables.h"
+#include "fpnparams/paramfile.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -11,8 +12,6 @@
 #include <QFileInfo>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QRegularExpression>
-#include <QSaveFile>
 
 #include <opencv2/imgcodecs.hpp>
 
@@ -35,14 +34,6 @@ const char* const kNotEncoded = QT_TRANSLATE_NOOP("CameraServer", "图像编码�
 QString tr(const char* text)
 {
     return QCoreApplication::translate("CameraServer", text);
-}
-
-bool writeWhole(const QString& path, const QByteArray& bytes, QString& error)
-{
-    QSaveFile out(path);
-    if (out.open(QIODevice::WriteOnly) && out.write(bytes) == bytes.size() && out.commit()) return true;
-    error = out.errorString();
-    return false;
 }
 
 // A level as a file name has it: "50pct", or "working" for the dark at the working exposure.
@@ -73,9 +64,7 @@ bool StackFolder::open(const QString& root, const QString& camera, const QDateTi
     if (!ec && !QFileInfo(base).isDir()) ec = std::make_error_code(std::errc::not_a_directory);
     // The folder that could not be made, for the message.
     QString failed = base;
-    QString name = camera;
-    name.replace(QRegularExpression(QStringLiteral("[^A-Za-z0-9._-]")), QStringLiteral("_"));
-    name += when.toString(QStringLiteral("-yyyyMMdd-HHmmss"));
+    const QString name = safeFileName(camera) + when.toString(QStringLiteral("-yyyyMMdd-HHmmss"));
     QString path = base + QLatin1Char('/') + name;
     // A run of the same second (a second camera, a repeat) gets a folder of its own too.
     for (int n = 2; !ec; ++n) {
@@ -119,7 +108,7 @@ QString StackFolder::write(const QString& name, const cv::Mat& plane)
         error = QString::fromStdString(e.what());
     }
     if (error.isEmpty())
-        writeWhole(path, QByteArray(reinterpret_cast<const char*>(bytes.data()), qsizetype(bytes.size())), error);
+        writeAtomically(path, QByteArray(reinterpret_cast<const char*>(bytes.data()), qsizetype(bytes.size())), &error);
     if (error.isEmpty()) return name;
     fail(tr(kWriteFailed).arg(QDir::toNativeSeparators(path), error));
     return QString();
@@ -220,7 +209,7 @@ void StackFolder::finish(const QJsonValue& report)
                             {QStringLiteral("report"), report}};
     const QString path = m_path + QLatin1Char('/') + kStackIndex;
     QString error;
-    if (!writeWhole(path, QJsonDocument(index).toJson(QJsonDocument::Indented), error))
+    if (!writeAtomically(path, QJsonDocument(index).toJson(QJsonDocument::Indented), &error))
         m_say(m_progress, tr(kIndexFailed).arg(QDir::toNativeSeparators(path), error));
 }
 

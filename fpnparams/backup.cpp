@@ -16,7 +16,6 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QMap>
-#include <QRegularExpression>
 #include <QStringList>
 #include <QTextStream>
 
@@ -35,12 +34,6 @@ constexpr double kMaxFfcGain = 65535.0 / 16384.0;
 
 const QString kTimeFormat = QStringLiteral("yyyy-MM-ddTHH:mm:ss.zzz");
 
-QString safeName(QString text)
-{
-    static const QRegularExpression unsafe(QStringLiteral("[^A-Za-z0-9.-]"));
-    text.replace(unsafe, QStringLiteral("_"));
-    return text.isEmpty() ? QStringLiteral("_") : text;
-}
 
 }  // namespace
 
@@ -140,8 +133,8 @@ QString backupFileName(const CameraBackup& backup)
 {
     const QString who = backup.serial.isEmpty() ? backup.camera : backup.serial;
     return QStringLiteral("%1_%2_%3_%4.backup.ini")
-        .arg(safeName(who), backup.time.toString(QStringLiteral("yyyyMMdd-HHmmss")), backupKindName(backup.kind),
-             safeName(backup.set));
+        .arg(safeFileName(who), backup.time.toString(QStringLiteral("yyyyMMdd-HHmmss")), backupKindName(backup.kind),
+             safeFileName(backup.set));
 }
 
 bool saveBackupFile(const QString& path, const CameraBackup& backup, QString& error)

@@ -6,6 +6,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QLocale>
+#include <QRegularExpression>
 #include <QSaveFile>
 
 #include <algorithm>
@@ -137,4 +138,11 @@ QString sha256OfFile(const QString& path)
     QCryptographicHash hash(QCryptographicHash::Sha256);
     if (!hash.addData(&file)) return QString();
     return QString::fromLatin1(hash.result().toHex());
+}
+
+QString safeFileName(QString text)
+{
+    static const QRegularExpression unsafe(QStringLiteral("[^A-Za-z0-9._-]"));
+    text.replace(unsafe, QStringLiteral("_"));
+    return text.isEmpty() ? QStringLiteral("_") : text;
 }

@@ -35,6 +35,10 @@ bool saveAtomically(const QString& path, const QByteArray& bytes, QString* why);
 // names the file in its own words.
 bool writeAtomically(const QString& path, const QByteArray& bytes, QString* cause);
 
+// A text as part of a file name: every character outside ASCII letters, digits, '.', '_' and '-'
+// replaced by '_'; "_" for an empty text.
+QString safeFileName(QString text);
+
 // The SHA-256 of a file's bytes, in lower-case hex; empty when the file cannot be read.
 QString sha256OfFile(const QString& path);
 
